@@ -1,0 +1,95 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "qzchem/mol.h"
+
+namespace QZChem {
+
+enum class QZMolFormat { SDF, MOL2, PDB, XYZ };
+
+/// The format of a file name by its extension (.sdf .sd .mol .mol2 .pdb .ent .xyz, each also with
+/// .gz behind it). Fails: false for another extension.
+QZ_API bool QZFormatFromPath(const std::string& path, QZMolFormat& format);
+
+/// Writes molecules one after the other. SDF records of more than 999 atoms are V3000. A path
+/// ending in .gz is compressed.
+class QZ_API qzmolostream {
+ public:
+  /// `out` is not owned and must outlive the stream.
+  explicit qzmolostream(std::ostream& out, QZMolFormat format = QZMolFormat::SDF);
+  /// Opens a file, format from the extension. Fails: the stream is false.
+  explicit qzmolostream(const char* path);
+  qzmolostream(const char* path, QZMolFormat format, bool compress);
+  qzmolostream(const qzmolostream&) = delete;
+  qzmolostream& operator=(const qzmolostream&) = delete;
+  virtual ~qzmolostream();
+
+  explicit operator bool() const;
+  /// Writes one molecule; false when it could not be written.
+  virtual bool Write(const QZGraphMol& mol);
+  /// Completes the output and closes a file that the stream opened; false when anything was lost.
+  /// The destructor calls it.
+  virtual bool Close();
+
+ private:
+  struct Data;
+  std::unique_ptr<Data> data_;
+};
+
+/// Reads molecules one after the other; files ending in .gz are decompressed.
+class QZ_API qzmolistream {
+ public:
+  /// `in` is not owned and must outlive the stream. `name` stands in messages.
+  qzmolistream(std::istream& in, QZMolFormat format, const char* name = "input");
+  /// Opens a file, format from the extension. Fails: the stream is false.
+  explicit qzmolistream(const char* path);
+  qzmolistream(const char* path, QZMolFormat format);
+  qzmolistream(const qzmolistream&) = delete;
+  qzmolistream& operator=(const qzmolistream&) = delete;
+  virtual ~qzmolistream();
+
+  explicit operator bool() const;
+  const std::string& GetName() const;
+
+ private:
+  friend struct QZRecordReader;
+  struct Data;
+  std::unique_ptr<Data> data_;
+};
+
+/// One record as read: its number from 1, its text unchanged, and why it is no molecule ("" when
+/// it is one).
+struct QZRecordInfo {
+  unsigned int number = 0;
+  std::string raw;
+  std::string error;
+};
+
+/// The next record, good or bad; `mol` is replaced when it is good. False at the end.
+QZ_API bool QZNextRecord(qzmolistream& in, QZGraphMol& mol, QZRecordInfo& info);
+/// The next good molecule; bad records are reported with file, number and reason as Warnings and
+/// skipped. False at the end.
+QZ_API bool QZReadMolecule(qzmolistream& in, QZGraphMol& mol);
+/// Calls `Write`; nonzero when written.
+QZ_API unsigned int QZWriteMolecule(qzmolostream& out, QZGraphMol& mol);
+
+/// A molecule from SMILES, hydrogens explicit, coordinates all zero. Fails: false with a Warning,
+/// `mol` unchanged.
+QZ_API bool QZSmilesToMol(QZGraphMol& mol, const char* smiles);
+
+/// Adds the hydrogens that valence asks for, at positions made from the heavy atoms' geometry,
+/// after the existing atoms. Returns how many were added, or -1 with a Warning when valence cannot
+/// be perceived.
+QZ_API int QZAddHydrogens(QZGraphMol& mol);
+/// True when hydrogens that valence asks for are missing.
+QZ_API bool QZLacksHydrogens(const QZMolBase& mol);
+/// True when there are three or more atoms and all have the same z, as in a drawing, and chemistry
+/// does not ask for a flat molecule; a record marked 3D counts as 3D.
+QZ_API bool QZLooksTwoDimensional(const QZMolBase& mol);
+
+}  // namespace QZChem

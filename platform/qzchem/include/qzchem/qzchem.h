@@ -1,0 +1,12 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "qzchem/atom.h"
+#include "qzchem/geometry.h"
+#include "qzchem/io.h"
+#include "qzchem/mol.h"
+#include "qzchem/predicates.h"
+#include "qzchem/subsearch.h"
+#include "qzchem/topology.h"
+#include "qzsystem/qzsystem.h"

@@ -1,0 +1,58 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qzchem/mol.h"
+
+namespace QZChem {
+
+struct QZTopology;
+
+/// Everything a molecule holds. Atoms and bonds point here, so that a move of the molecule leaves
+/// them valid; `owner` follows the move.
+struct QZMolImpl {
+  explicit QZMolImpl(QZMolBase* mol) : owner(mol) {}
+  /// Deep copy, holes included; the topology cache is shared since it refers to indices only.
+  QZMolImpl(const QZMolImpl& other, QZMolBase* mol);
+
+  QZAtomBase* AddAtom(unsigned int atomicNumber, const double* xyz);
+  QZBondBase* AddBond(QZAtomBase* begin, QZAtomBase* end, unsigned int order);
+  bool DeleteAtom(const QZAtomBase* atom);
+  bool DeleteBond(const QZBondBase* bond);
+  void Sweep();
+  bool Owns(const QZAtomBase* atom) const;
+  bool Owns(const QZBondBase* bond) const;
+  void SetMapIndex(QZAtomBase* atom, unsigned int map) { atom->mapIndex_ = map; }
+
+  /// What is perceived from atoms and bonds, computed at the first call after an edit.
+  std::shared_ptr<const QZTopology> Topology() const;
+  void InvalidateTopology();
+
+  QZMolBase* owner;
+  std::vector<std::unique_ptr<QZAtomBase>> atoms;  // null: a hole
+  std::vector<std::unique_ptr<QZBondBase>> bonds;  // null: a hole
+  std::vector<double> coords;                      // 3 per atom index, zero in holes
+  unsigned int numAtoms = 0;
+  unsigned int numBonds = 0;
+  std::string title;
+  double energy = 0.0;
+  std::vector<std::pair<std::string, std::string>> sdData;
+
+ private:
+  mutable std::mutex topologyMutex_;
+  mutable std::shared_ptr<const QZTopology> topology_;
+};
+
+/// The way from public objects to their data, for the sources of this library.
+struct QZMolAccess {
+  static QZMolImpl& Impl(QZMolBase& mol) { return *mol.impl_; }
+  static const QZMolImpl& Impl(const QZMolBase& mol) { return *mol.impl_; }
+};
+
+}  // namespace QZChem

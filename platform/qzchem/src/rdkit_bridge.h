@@ -1,0 +1,30 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qzchem/mol.h"
+
+namespace RDKit {
+class RWMol;
+}
+
+namespace QZChem {
+
+/// A molecule as RDKit sees it, and the way back to our atom indices.
+struct QZRDKitMol {
+  std::unique_ptr<RDKit::RWMol> mol;      // dense, atoms in index order
+  std::vector<unsigned int> atomIndices;  // our index by RDKit's
+  /// Why chemistry could not be perceived; "" when valences, rings and aromaticity are in place.
+  std::string error;
+};
+
+/// Converts atoms, bonds, charges and, with `coordinates`, a 3D conformer; hydrogens stay explicit
+/// and none are implied. Chemistry is perceived as far as it can be. Exported for the companions of
+/// this library; not installed.
+QZ_API QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
+
+}  // namespace QZChem

@@ -1,0 +1,30 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <memory>
+#include <vector>
+
+namespace RDKit {
+class ROMol;
+}
+
+namespace QZChem {
+
+class QZMolBase;
+
+/// Perceived from atoms, bonds and charges; independent of coordinates. Immutable once built, so
+/// that threads may share it.
+struct QZTopology {
+  std::vector<char> bondInRing;    // by bond index
+  std::vector<char> bondAromatic;  // by bond index
+  /// The molecule as a SMARTS target: sanitised where the chemistry allows it, rings and
+  /// aromaticity perceived.
+  std::shared_ptr<const RDKit::ROMol> target;
+  std::vector<unsigned int> atomIndexOfTarget;  // our atom index by target atom
+};
+
+/// Never null; chemistry that cannot be perceived yields a topology without aromaticity.
+std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol);
+
+}  // namespace QZChem

@@ -1,0 +1,76 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "qzplatform/export.h"
+
+namespace QZSystem {
+
+/// Red, green, blue and opacity, each 0 to 255.
+class QZ_API QZColor {
+ public:
+  constexpr QZColor() = default;
+  constexpr QZColor(unsigned char red,
+                    unsigned char green,
+                    unsigned char blue,
+                    unsigned char opacity = 255)
+      : rgba_{red, green, blue, opacity} {}
+  constexpr const std::array<unsigned char, 4>& GetRGBA() const { return rgba_; }
+  constexpr bool operator==(const QZColor&) const = default;
+
+ private:
+  std::array<unsigned char, 4> rgba_{0, 0, 0, 255};
+};
+
+inline constexpr QZColor QZBlue{0, 0, 255};
+inline constexpr QZColor QZRed{255, 0, 0};
+
+/// A titled, coloured display mark with children: a plain node, or an arrow.
+class QZ_API QZAnnotation {
+ public:
+  void SetTitle(const char* title) { title_ = title; }
+  const std::string& GetTitle() const { return title_; }
+  QZAnnotation& SetColor(const QZColor& color) {
+    color_ = color;
+    return *this;
+  }
+  const QZColor& GetColor() const { return color_; }
+  void AddChild(const QZAnnotation& child) { children_.push_back(child); }
+  const std::vector<QZAnnotation>& GetChildren() const { return children_; }
+
+  bool IsArrow() const { return isArrow_; }
+  /// Start and end of an arrow, x, y, z in Å; zeros for a plain node.
+  const float* GetFrom() const { return from_.data(); }
+  const float* GetTo() const { return to_.data(); }
+  /// The four shape parameters of an arrow, as given to `QZAnnotateArrow`.
+  const float* GetShape() const { return shape_.data(); }
+
+ private:
+  friend QZ_API QZAnnotation
+  QZAnnotateArrow(const char*, float*, float*, float, float, float, float);
+
+  std::string title_;
+  QZColor color_;
+  std::vector<QZAnnotation> children_;
+  bool isArrow_ = false;
+  std::array<float, 3> from_{};
+  std::array<float, 3> to_{};
+  std::array<float, 4> shape_{};
+};
+
+/// An arrow from `from` to `to` (x, y, z in Å each). Shape: the fraction of the length taken by the
+/// shaft, the radius of the shaft, the radius of the head's base and that of its tip, the radii in
+/// Å.
+QZ_API QZAnnotation QZAnnotateArrow(const char* title,
+                                    float* from,
+                                    float* to,
+                                    float shaftFraction,
+                                    float shaftRadius,
+                                    float headRadius,
+                                    float tipRadius);
+
+}  // namespace QZSystem
