@@ -50,6 +50,21 @@ struct DihedralCosine {
     const Vec3 db = Cross(dN, a) + Cross(dM, c);
     return {da, -da - db, db - dc, dc};
   }
+
+  /// sin φ, with the sign of φ. Exact to rounding near 0 and π, where 1 - cos² φ has no digits.
+  double Sine() const { return -Norm(b) * Dot(normal, c) / product; }
+
+  /// The gradient of the signed angle φ itself; regular at every φ. The four blocks sum to zero.
+  /// Source: Blondel & Karplus, J. Comput. Chem. 17, 1132 (1996), eq. 27.
+  std::array<Vec3, 4> AngleGradient() const {
+    const double length = Norm(b);
+    const Vec3 n = (1.0 / n2) * normal;
+    const Vec3 m = (1.0 / m2) * normal2;
+    const Vec3 shared = (Dot(a, b) / length) * n - (Dot(c, b) / length) * m;
+    const Vec3 first = length * n;
+    const Vec3 last = -length * m;
+    return {first, shared - first, -shared - last, last};
+  }
 };
 
 }  // namespace QZMolPotential
