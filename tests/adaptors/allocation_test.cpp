@@ -35,7 +35,7 @@ long AllocationsOfEvaluation(QZMolAdaptor& adaptor) {
   std::vector<double> grad(vars.size());
   std::vector<double> back(x.size());
   const long before = allocations;
-  static_cast<QZOpt::QZAdaptor&>(adaptor).GetVar(vars.data(), x.data());
+  adaptor.GetVar(vars.data(), x.data());
   for (int round = 0; round < 3; ++round) {
     adaptor(vars.data());
     adaptor(vars.data(), grad.data());

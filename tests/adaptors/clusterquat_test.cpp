@@ -33,7 +33,7 @@ TEST(ClusterQuat, GradientIsExactOverTwoKindsOfFunction) {
     ASSERT_TRUE(cluster.Setup(mol));
     ASSERT_EQ(cluster.NumVar(), 14U);
     std::vector<double> vars(14);
-    static_cast<QZOpt::QZAdaptor&>(cluster).GetVar(vars.data(), x.data());
+    cluster.GetVar(vars.data(), x.data());
     EXPECT_EQ(vars, std::vector<double>({1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0}));
     std::vector<double> back(x.size());
     EXPECT_TRUE(cluster.AdaptVar(back.data(), vars.data()));
@@ -95,7 +95,7 @@ TEST(ClusterQuat, InterleavedComponentsAreCutIntoBlocks) {
   QZClusterQuatAdaptor cluster(probe, false, false);
   ASSERT_TRUE(cluster.Setup(mol));
   std::vector<double> vars(14);
-  static_cast<QZOpt::QZAdaptor&>(cluster).GetVar(vars.data(), Coords(mol).data());
+  cluster.GetVar(vars.data(), Coords(mol).data());
   vars[4] = 10.0;  // shifts the first block: atoms 0 and 1
   std::vector<double> x(12);
   cluster.AdaptVar(x.data(), vars.data());

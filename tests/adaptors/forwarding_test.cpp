@@ -70,13 +70,13 @@ TYPED_TEST(Forwarding, ClearUnbindsAndSetupBindsAgain) {
   const auto x = Coords(WaterDimer());
   ASSERT_TRUE(adaptor->Setup(WaterDimer()));
   std::vector<double> vars(adaptor->NumVar());
-  static_cast<QZOpt::QZAdaptor&>(*adaptor).GetVar(vars.data(), x.data());
+  adaptor->GetVar(vars.data(), x.data());
   const double energy = (*adaptor)(vars.data());
   adaptor->Clear();
   EXPECT_EQ(field.clears, 1);
   EXPECT_EQ((*adaptor)(vars.data()), 0.0);
   ASSERT_TRUE(adaptor->Setup(WaterDimer()));
-  static_cast<QZOpt::QZAdaptor&>(*adaptor).GetVar(vars.data(), x.data());
+  adaptor->GetVar(vars.data(), x.data());
   EXPECT_EQ((*adaptor)(vars.data()), energy);
 }
 
