@@ -9,4 +9,5 @@
 #include "molpotential/forwarding.h"
 #include "molpotential/molfunc.h"
 #include "molpotential/quaternion.h"
+#include "molpotential/redundant.h"
 #include "molpotential/subset.h"

@@ -26,17 +26,21 @@ double distance(const std::vector<double>& a, const std::vector<double>& b) {
   return std::sqrt(sum);
 }
 
+bool isFinite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
+}
+
 }  // namespace
 
 struct QZRedundantInterAdaptor::State {
   RedundantCoordinates internals;
   WilsonRows rows;
   WilsonSolver solver;
-  bool factored = false;             // the solver knows the present rows
-  std::vector<double> coords;        // the current ones
-  std::vector<double> rowCoords;     // those that the rows belong to
-  std::vector<double> q;             // at the current coordinates
-  std::vector<double> variables;     // what GetVar returns
+  bool factored = false;          // the solver knows the present rows
+  std::vector<double> coords;     // the current ones
+  std::vector<double> rowCoords;  // those that the rows belong to
+  std::vector<double> q;          // at the current coordinates
+  std::vector<double> variables;  // what GetVar returns
   std::vector<double> cartGrad, newCoords, target, internalWork;
 
   State(const QZChem::QZMolBase& mol,
@@ -76,6 +80,7 @@ struct QZRedundantInterAdaptor::State {
     setTarget(vars);
     for (int step = 0; step < kMaxSteps; ++step) {
       for (std::size_t i = 0; i < q.size(); ++i) internalWork[i] = target[i] - q[i];
+      if (!isFinite(internalWork)) return false;
       factor();
       solver.CartesianStep(rows, internalWork.data(), newCoords.data());
       for (std::size_t i = 0; i < coords.size(); ++i) newCoords[i] += coords[i];

@@ -208,7 +208,8 @@ void RedundantCoordinates::ValuesAndRows(const double* x, double* q, WilsonRows&
   std::array<Vec3, 4> unused;
   for (const Dihedral& d : dihedrals_) {
     const std::span<Vec3> row = rows.Blocks(i);
-    q[i] = dihedral(at(d[0]), at(d[1]), at(d[2]), at(d[3]), row.empty() ? unused.data() : row.data());
+    q[i] =
+        dihedral(at(d[0]), at(d[1]), at(d[2]), at(d[3]), row.empty() ? unused.data() : row.data());
     ++i;
   }
 }

@@ -48,8 +48,8 @@ class WilsonRows {
 };
 
 /// Every bond, valence angle and proper dihedral of a molecule, in this order, with values and rows
-/// of B. What is frozen keeps its place in the list; frozen bonds and angles have empty rows, frozen
-/// dihedrals have theirs. Values: Å and radians, dihedrals unsigned in [0, π].
+/// of B. What is frozen keeps its place in the list; frozen bonds and angles have empty rows,
+/// frozen dihedrals have theirs. Values: Å and radians, dihedrals unsigned in [0, π].
 class RedundantCoordinates {
  public:
   /// One code a coordinate.

@@ -129,7 +129,8 @@ void WilsonSolver::Analyse(const WilsonRows& rows, std::size_t numCoords) {
   // Any vector that is orthogonal to no eigenvector of A will do.
   start_.resize(numCoords);
   std::minstd_rand random(1);
-  for (double& value : start_) value = static_cast<double>(random()) / std::minstd_rand::max() - 0.5;
+  for (double& value : start_)
+    value = static_cast<double>(random()) / std::minstd_rand::max() - 0.5;
   warned_ = false;
 }
 
@@ -243,7 +244,8 @@ void WilsonSolver::assembleBlocks(const WilsonRows& rows) {
       turned[t] = turned_[position[t]] ? frames_[position[t]] * blocks[t] : blocks[t];
       for (std::size_t s = 0; s < t; ++s) {
         const bool inOrder = position[s] < position[t];
-        addOuter(turned[inOrder ? s : t], turned[inOrder ? t : s], factor_.Blocks()[slots_[pair++]]);
+        addOuter(
+            turned[inOrder ? s : t], turned[inOrder ? t : s], factor_.Blocks()[slots_[pair++]]);
       }
     }
   }
@@ -381,14 +383,14 @@ void WilsonSolver::testRank(const WilsonRows& rows) {
   applyInverse(residual_, z_);
   for (Fragment& fragment : fragments_) {
     const double inverse = norm(fragment, y_);
-    const bool weak = std::any_of(
-        fragment.positions.begin(), fragment.positions.end(), [this](unsigned int p) {
+    const bool weak =
+        std::any_of(fragment.positions.begin(), fragment.positions.end(), [this](unsigned int p) {
           const auto* hold = hold_.data() + 3 * std::size_t{p};
           return hold[0] == BlockLdlt::kWeak || hold[1] == BlockLdlt::kWeak ||
                  hold[2] == BlockLdlt::kWeak;
         });
-    const bool sound = !weak && inverse * kLeastEigenvalue < 1.0 &&
-                       norm(fragment, z_) <= kContraction * inverse;
+    const bool sound =
+        !weak && inverse * kLeastEigenvalue < 1.0 && norm(fragment, z_) <= kContraction * inverse;
     if (sound) continue;
     fragment.route = fragment.NumCoords() <= kDenseLimit ? Route::kDense : Route::kIterative;
   }
@@ -445,9 +447,8 @@ void WilsonSolver::conjugateGradients(const WilsonRows& rows, const double* load
     addMultiple(alpha, direction_, y_);
     addMultiple(alpha, rowDirection_, rowSum_);
     addMultiple(-alpha, rowDirection_, rowResidual_);
-    const double correction =
-        alpha * std::max(std::sqrt(dot(direction_, direction_) / dot(y_, y_)),
-                         std::sqrt(curvature / dot(rowSum_, rowSum_)));
+    const double correction = alpha * std::max(std::sqrt(dot(direction_, direction_) / dot(y_, y_)),
+                                               std::sqrt(curvature / dot(rowSum_, rowSum_)));
     if (!(correction > kConverged)) return;
     // No longer falling: rounding has been reached.
     if (!iterative_ && correction > 0.5 * lastCorrection) return;

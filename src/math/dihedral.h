@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include "math/vec3.h"
 
@@ -51,8 +52,16 @@ struct DihedralCosine {
     return {da, -da - db, db - dc, dc};
   }
 
-  /// sin φ, with the sign of φ. Exact to rounding near 0 and π, where 1 - cos² φ has no digits.
-  double Sine() const { return -Norm(b) * Dot(normal, c) / product; }
+  /// sin φ, with the sign of φ. Exact to rounding near 0 and π, where 1 - cos² φ has no digits; 0
+  /// where it does not rise above the rounding of the normals' directions.
+  double Sine() const {
+    constexpr double kRounding = 8.0 * std::numeric_limits<double>::epsilon();
+    const double length = Norm(b);
+    const double sine = Dot(Cross(normal, normal2), b) / (length * product);
+    const double noise =
+        kRounding * length * (Norm(a) * std::sqrt(m2) + Norm(c) * std::sqrt(n2)) / product;
+    return std::abs(sine) <= noise ? 0.0 : sine;
+  }
 
   /// The gradient of the signed angle φ itself; regular at every φ. The four blocks sum to zero.
   /// Source: Blondel & Karplus, J. Comput. Chem. 17, 1132 (1996), eq. 27.
