@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "redundant/reference.h"
 
+#include <lapacke.h>
+
 #include <algorithm>
 #include <cmath>
 #include <complex>
 #include <iterator>
-#include <lapacke.h>
 
 namespace {
 
@@ -178,8 +179,17 @@ void Reference::UpdateRows(const std::vector<double>& x) {
   const auto columns = static_cast<lapack_int>(n_);
   const auto least = static_cast<lapack_int>(k);
   if (m > 0) {
-    LAPACKE_dgesdd(LAPACK_ROW_MAJOR, 'S', rows, columns, work.data(), columns, sigma_.data(),
-                   u_.data(), least, vt_.data(), columns);
+    LAPACKE_dgesdd(LAPACK_ROW_MAJOR,
+                   'S',
+                   rows,
+                   columns,
+                   work.data(),
+                   columns,
+                   sigma_.data(),
+                   u_.data(),
+                   least,
+                   vt_.data(),
+                   columns);
   }
 }
 
