@@ -13,10 +13,8 @@ int main(int argc, char** argv) {
   QZChem::qzmolistream in(argc > 1 ? argv[1] : "data/aspirin.sdf");
   QZChem::QZGraphMol mol;
   if (!QZChem::QZReadMolecule(in, mol)) return 1;
-  const auto field = QZMolPotential::QZMakeForceField("mmff94");
+  QZMolPotential::QZStandardFF energy(QZMolPotential::QZForceFieldKind::MMFF94);
   QZConstr::QZHarmonicPotential restraint(/*kc=*/5.0, /*dc=*/0.3);  // kcal/mol/Å², Å
-  QZMolPotential::QZGenericFF energy;
-  energy.Add(*field, /*own=*/false);
   energy.Add(restraint, /*own=*/false);
   if (!energy.Setup(mol)) return 1;
   std::vector<double> x(energy.NumVar());

@@ -22,11 +22,9 @@ int main() {
     mol.AddBond(o, mol.AddAtom(1, x + 0.96, 0.0, 0.0));
     mol.AddBond(o, mol.AddAtom(1, x - 0.24, 0.93, 0.1));
   }
-  const auto field = QZMolPotential::QZMakeForceField("mmff94");
+  QZMolPotential::QZStandardFF energy(QZMolPotential::QZForceFieldKind::MMFF94);
   QZConstr::QZDistanceQuadPenalty pull(*mol.GetAtom(1), *mol.GetAtom(3), 1.9, 500.0);
-  QZMolPotential::QZGenericFF energy;
   energy.Add(pull, /*own=*/false);
-  energy.Add(*field, /*own=*/false);
   if (!energy.Setup(mol)) return 1;
 
   std::vector<double> x(energy.NumVar());

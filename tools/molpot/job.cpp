@@ -195,9 +195,11 @@ void RunGood(const Task& task, Outcome& outcome) {
 }  // namespace
 
 std::unique_ptr<QZMolFunc1> MakeForceField(const std::string& name) {
-  std::unique_ptr<QZMolFunc1> field = QZMolPotential::QZMakeForceField(name.c_str());
-  if (field == nullptr) throw UsageError("--forcefield: there is no force field \"" + name + "\"");
-  return field;
+  QZMolPotential::QZForceFieldKind kind{};
+  if (!QZMolPotential::QZFindForceField(name.c_str(), kind)) {
+    throw UsageError("--forcefield: there is no force field \"" + name + "\"");
+  }
+  return std::make_unique<QZMolPotential::QZStandardFF>(kind);
 }
 
 void Prepare(QZChem::QZGraphMol& mol, bool addHydrogens) {
