@@ -3,5 +3,16 @@
 #pragma once
 
 #include "molpotential/adaptor.h"
+#include "molpotential/checkfunc.h"
+#include "molpotential/checkpoint.h"
+#include "molpotential/container.h"
+#include "molpotential/equilibrium.h"
+#include "molpotential/ffparams.h"
+#include "molpotential/forcefield.h"
 #include "molpotential/forwarding.h"
+#include "molpotential/funclist.h"
+#include "molpotential/interaction.h"
+#include "molpotential/interactparams.h"
 #include "molpotential/molfunc.h"
+#include "molpotential/nearnbrgrid.h"
+#include "molpotential/wrappers.h"
