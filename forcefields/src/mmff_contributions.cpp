@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <ForceField/MMFF/Contribs.h>
 #include <ForceField/MMFF/Params.h>
-#include <RDGeneral/utils.h>
 
 #include <utility>
 
@@ -49,9 +48,13 @@ class Builder {
   const MMFF::MMFFProp& properties(unsigned int atom) const {
     return *(*RDKit::MMFF::DefaultParameters::getMMFFProp())(types_.getMMFFAtomType(atom));
   }
-  std::size_t numPairs() const {
-    const std::size_t n = perception_.NumAtoms();
-    return selection_.atomPairs ? 0 : n * (n - 1) / 2;
+  bool charged(unsigned int atom) const {
+    return !MMFF::isDoubleZero(types_.getMMFFPartialCharge(atom));
+  }
+  // Makes room for the pairs of `n` atoms; with a selection few of them may be wanted.
+  template <class C>
+  void reservePairs(ContributionsOf<C>& list, std::size_t n) const {
+    if (!selection_.atomPairs && n > 1) list.Reserve(n * (n - 1) / 2);
   }
 
   const Perception& perception_;
@@ -179,27 +182,28 @@ std::unique_ptr<Contributions> Builder::Torsion() {
 
 std::unique_ptr<Contributions> Builder::VanDerWaals() {
   auto result = std::make_unique<ContributionsOf<MMFF::VdWContrib>>();
-  result->Reserve(numPairs());
+  reservePairs(*result, perception_.NumAtoms());
   perception_.ForEachPair([&](unsigned int i, unsigned int j, Perception::Separation) {
     MMFF::MMFFVdWRijstarEps params;
     if (accepts(i, j) && types_.getMMFFVdWParams(i, j, params)) result->Add(owner_, i, j, &params);
   });
-  result->Shrink();
+  if (selection_.atomPairs) result->Shrink();
   return result;
 }
 
 std::unique_ptr<Contributions> Builder::Electrostatics() {
   auto result = std::make_unique<ContributionsOf<MMFF::EleContrib>>();
-  result->Reserve(numPairs());
+  std::size_t numCharged = 0;
+  for (unsigned int i = 0; i < perception_.NumAtoms(); ++i) numCharged += charged(i) ? 1 : 0;
+  reservePairs(*result, numCharged);
   const double dielectric = types_.getMMFFDielectricConstant();
   const std::uint8_t model = types_.getMMFFDielectricModel();
   perception_.ForEachPair([&](unsigned int i, unsigned int j, Perception::Separation separation) {
-    const double qi = types_.getMMFFPartialCharge(i);
-    const double qj = types_.getMMFFPartialCharge(j);
-    if (RDKit::isDoubleZero(qi) || RDKit::isDoubleZero(qj) || !accepts(i, j)) return;
-    result->Add(owner_, i, j, qi * qj / dielectric, model, separation == Perception::kOneFour);
+    if (!charged(i) || !charged(j) || !accepts(i, j)) return;
+    const double product = types_.getMMFFPartialCharge(i) * types_.getMMFFPartialCharge(j);
+    result->Add(owner_, i, j, product / dielectric, model, separation == Perception::kOneFour);
   });
-  result->Shrink();
+  if (selection_.atomPairs) result->Shrink();
   return result;
 }
 

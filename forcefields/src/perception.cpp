@@ -20,24 +20,19 @@ using QZSystem::QZThrow;
 // RDKit indexes its packed table of distances with 32 bits.
 constexpr std::uint64_t kLargestTable = std::numeric_limits<unsigned int>::max();
 
-// True when the coordinates cannot be a 3D structure: not finite, all at one point, or flat
-// although some atom has four neighbours.
+// True when the coordinates cannot be a 3D structure: not finite, all at one point, or a drawing.
 bool LacksCoordinates(const QZChem::QZMolBase& mol) {
   std::vector<double> coords(3 * std::size_t{mol.AtomIndexBound()});
   mol.GetCoords(coords.data());
   bool spread = mol.NumAtoms() == 1;
-  bool flat = true;
-  bool tetrahedral = false;
   const double* first = nullptr;
   for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
     const double* xyz = coords.data() + 3 * std::size_t{atom.GetIndex()};
     if (!std::all_of(xyz, xyz + 3, [](double value) { return std::isfinite(value); })) return true;
     if (first == nullptr) first = xyz;
     spread = spread || !std::equal(xyz, xyz + 3, first);
-    flat = flat && xyz[2] == first[2];
-    tetrahedral = tetrahedral || atom.GetDegree() == 4;
   }
-  return !spread || (flat && tetrahedral);
+  return !spread || QZChem::QZLooksTwoDimensional(mol);
 }
 
 }  // namespace

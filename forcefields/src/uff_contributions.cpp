@@ -123,7 +123,7 @@ std::unique_ptr<Contributions> VanDerWaals(const Perception& perception,
       result->Add(&owner, i, j, params[i], params[j], kNoThreshold);
     }
   });
-  result->Shrink();
+  if (selection.atomPairs) result->Shrink();
   return result;
 }
 
