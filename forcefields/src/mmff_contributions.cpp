@@ -40,10 +40,8 @@ class Builder {
     return selection_.Accepts(perception_.Atom(i), perception_.Atom(j));
   }
   bool accepts(unsigned int i, unsigned int j, unsigned int k, unsigned int l) const {
-    return selection_.AcceptsAny({&perception_.Atom(i),
-                                  &perception_.Atom(j),
-                                  &perception_.Atom(k),
-                                  &perception_.Atom(l)});
+    return selection_.AcceptsAny(
+        {&perception_.Atom(i), &perception_.Atom(j), &perception_.Atom(k), &perception_.Atom(l)});
   }
   const MMFF::MMFFProp& properties(unsigned int atom) const {
     return *(*RDKit::MMFF::DefaultParameters::getMMFFProp())(types_.getMMFFAtomType(atom));
@@ -131,8 +129,7 @@ std::unique_ptr<Contributions> Builder::OutOfPlane() {
     const unsigned int k = neighbours[1].atom;
     const unsigned int l = neighbours[2].atom;
     MMFF::MMFFOop params;
-    if (!accepts(i, centre, k, l) ||
-        !types_.getMMFFOopBendParams(mol_, i, centre, k, l, params)) {
+    if (!accepts(i, centre, k, l) || !types_.getMMFFOopBendParams(mol_, i, centre, k, l, params)) {
       continue;
     }
     // Each neighbour in turn is the one out of the plane.

@@ -99,8 +99,8 @@ bool Perception::reject(QZForceFieldKind kind, unsigned int atom) const {
 }
 
 bool Perception::typeMmff(QZForceFieldKind kind) {
-  mmff_ = std::make_unique<RDKit::MMFF::MMFFMolProperties>(*converted_.mol,
-                                                           QZGetForceFieldName(kind));
+  mmff_ =
+      std::make_unique<RDKit::MMFF::MMFFMolProperties>(*converted_.mol, QZGetForceFieldName(kind));
   if (mmff_->isValid()) return true;
   for (unsigned int i = 0; i < NumAtoms(); ++i) {
     if (mmff_->getMMFFAtomType(i) == 0) return reject(kind, i);
@@ -116,9 +116,11 @@ bool Perception::typeUff() {
     return reject(QZForceFieldKind::UFF, static_cast<unsigned int>(untyped - uff_.begin()));
   }
   // A threshold of zero leaves out the pairs, which are added without a cutoff elsewhere.
-  uffBonded_.reset(RDKit::UFF::constructForceField(
-      *converted_.mol, uff_, /*vdwThresh=*/0.0, /*confId=*/-1,
-      /*ignoreInterfragInteractions=*/false));
+  uffBonded_.reset(RDKit::UFF::constructForceField(*converted_.mol,
+                                                   uff_,
+                                                   /*vdwThresh=*/0.0,
+                                                   /*confId=*/-1,
+                                                   /*ignoreInterfragInteractions=*/false));
   uffBonded_->initialize();
   return true;
 }

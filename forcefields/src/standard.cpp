@@ -63,8 +63,8 @@ QZStandardFF::QZStandardFF(QZForceFieldKind kind) : kind_(kind) {
 }
 
 QZStandardFF::QZStandardFF(const QZStandardFF& other)
-    : QZOpt::QZFunc0(other),
-      QZMolFunc(other),
+    : QZMolFunc(other),
+      QZOpt::QZFunc0(other),
       QZMolFunc0(other),
       QZOpt::QZFunc1(other),
       QZMolFunc1(other),

@@ -54,12 +54,9 @@ QZForceFieldTerm::QZForceFieldTerm(QZForceFieldKind kind, QZForceFieldTermKind t
     : impl_(std::make_unique<Impl>(kind, term)) {}
 
 QZForceFieldTerm::QZForceFieldTerm(const QZForceFieldTerm& other)
-    : QZOpt::QZFunc0(other),
-      QZMolFunc(other),
-      QZMolFunc0(other),
-      QZOpt::QZFunc1(other),
-      QZMolFunc1(other),
-      impl_(std::make_unique<Impl>(*other.impl_)) {}
+    : QZForceFieldTerm(other.GetForceField(), other.GetTerm()) {
+  *this = other;
+}
 
 QZForceFieldTerm& QZForceFieldTerm::operator=(const QZForceFieldTerm& other) {
   if (this != &other) impl_ = std::make_unique<Impl>(*other.impl_);
@@ -68,11 +65,17 @@ QZForceFieldTerm& QZForceFieldTerm::operator=(const QZForceFieldTerm& other) {
 
 QZForceFieldTerm::~QZForceFieldTerm() = default;
 
-QZForceFieldTerm* QZForceFieldTerm::CreateCopy() const { return new QZForceFieldTerm(*this); }
+QZForceFieldTerm* QZForceFieldTerm::CreateCopy() const {
+  return new QZForceFieldTerm(*this);
+}
 
-QZForceFieldKind QZForceFieldTerm::GetForceField() const { return impl_->kind; }
+QZForceFieldKind QZForceFieldTerm::GetForceField() const {
+  return impl_->kind;
+}
 
-QZForceFieldTermKind QZForceFieldTerm::GetTerm() const { return impl_->term; }
+QZForceFieldTermKind QZForceFieldTerm::GetTerm() const {
+  return impl_->term;
+}
 
 const char* QZForceFieldTerm::GetName() const {
   switch (impl_->term) {
@@ -180,6 +183,8 @@ bool QZForceFieldTerm::Set(const Selection::AtomPredicate& pred, unsigned int wh
   return true;
 }
 
-void QZForceFieldTerm::ClearPredicates() { impl_->selection = Selection(); }
+void QZForceFieldTerm::ClearPredicates() {
+  impl_->selection = Selection();
+}
 
 }  // namespace QZMolPotential
