@@ -32,8 +32,7 @@ TEST(ClusterQuat, GradientIsExactOverTwoKindsOfFunction) {
     QZClusterQuatAdaptor cluster(*func, true, false);
     ASSERT_TRUE(cluster.Setup(mol));
     ASSERT_EQ(cluster.NumVar(), 14U);
-    std::vector<double> vars(14);
-    cluster.GetVar(vars.data(), x.data());
+    auto vars = StartVars(cluster, x);
     EXPECT_EQ(vars, std::vector<double>({1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0}));
     std::vector<double> back(x.size());
     EXPECT_TRUE(cluster.AdaptVar(back.data(), vars.data()));
@@ -94,8 +93,7 @@ TEST(ClusterQuat, InterleavedComponentsAreCutIntoBlocks) {
   ProbeFunc probe;
   QZClusterQuatAdaptor cluster(probe, false, false);
   ASSERT_TRUE(cluster.Setup(mol));
-  std::vector<double> vars(14);
-  cluster.GetVar(vars.data(), Coords(mol).data());
+  auto vars = StartVars(cluster, Coords(mol));
   vars[4] = 10.0;  // shifts the first block: atoms 0 and 1
   std::vector<double> x(12);
   cluster.AdaptVar(x.data(), vars.data());

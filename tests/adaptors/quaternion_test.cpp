@@ -45,8 +45,7 @@ TEST(Quaternion, GetVarAndAdaptVarRoundTrip) {
   for (bool centred : {true, false}) {
     quat.SetTranslateRefToGC(centred);
     const auto x = Jittered(Coords(mol), 2.0, rng);
-    std::vector<double> vars(7);
-    quat.GetVar(vars.data(), x.data());
+    auto vars = StartVars(quat, x);
     std::vector<double> centre(3, 0.0);
     for (std::size_t i = 0; i < x.size() && centred; ++i) {
       centre[i % 3] += x[i] * 3.0 / static_cast<double>(x.size());
