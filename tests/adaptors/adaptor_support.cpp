@@ -41,6 +41,15 @@ std::vector<double> StartVars(QZMolPotential::QZMolAdaptor& adaptor, const std::
   return vars;
 }
 
+std::string CheckOverwriting(QZMolPotential::QZMolAdaptor& adaptor,
+                             const std::vector<double>& vars) {
+  std::vector<double> clean(vars.size(), 0.0);
+  std::vector<double> dirty(vars.size(), 1e6);
+  adaptor(vars.data(), clean.data());
+  adaptor(vars.data(), dirty.data());
+  return clean == dirty ? CheckDerivatives(adaptor, vars) : "the gradient was added to";
+}
+
 std::vector<double> Distances(const std::vector<double>& x) {
   std::vector<double> distances;
   for (std::size_t i = 0; i < x.size(); i += 3) {

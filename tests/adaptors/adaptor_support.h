@@ -79,6 +79,9 @@ auto AtomsWhere(F f) {
 
 /// What GetVar yields for Cartesian coordinates `x`.
 std::vector<double> StartVars(QZMolPotential::QZMolAdaptor& adaptor, const std::vector<double>& x);
+/// CheckDerivatives for an adaptor that overwrites the caller's gradient.
+std::string CheckOverwriting(QZMolPotential::QZMolAdaptor& adaptor,
+                             const std::vector<double>& vars);
 /// All interatomic distances.
 std::vector<double> Distances(const std::vector<double>& x);
 void ExpectNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance);
