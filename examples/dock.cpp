@@ -60,8 +60,8 @@ void AddRing(QZChem::QZGraphMol& mol, int size, double radius, double z) {
 int main() {
   QZChem::QZGraphMol host, region, ligand;
   for (int ring = -3; ring <= 3; ++ring) AddRing(host, 20, 5.0, 1.3 * ring);
-  region.AddAtom(0, -12.0, -12.0, -12.0);
-  region.AddAtom(0, 12.0, 12.0, 12.0);
+  region.AddAtom(0, -6.0, -6.0, -9.0);
+  region.AddAtom(0, 6.0, 6.0, 9.0);
   AddRing(ligand, 6, 1.4, 6.5);
   std::vector<double> coords(3 * ligand.AtomIndexBound());
   ligand.GetCoords(coords.data());
