@@ -71,11 +71,16 @@ int main() {
   if (!body.Setup(ligand) || !body.SetupConf(coords.data())) return 1;
   double x[7];
   body.GetVar(x, coords.data());
-  x[1] = 0.3;  // tilted a little
+  x[1] = 0.3;  // tilted and off the axis
+  x[4] = 0.8;
   const double start = body(x);
   const auto result = QZOpt::QZMinimizer().Minimize(body, x);
   body.AdaptVar(coords.data(), x);
   ligand.SetCoords(coords.data());
-  std::printf("%.3f -> %.3f kcal/mol, ring at z = %.3f\n", start, result.energy, x[6]);
+  std::printf("%.3f -> %.3f kcal/mol in %u evaluations, ring %.3f Å from the tube's middle\n",
+              start,
+              result.energy,
+              result.evaluations,
+              std::abs(x[6]));
   return result.converged && result.energy < start && std::abs(x[6]) < 0.5 ? 0 : 1;
 }
