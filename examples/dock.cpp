@@ -10,10 +10,11 @@
 #include <numbers>
 #include <vector>
 
-// 12-6 interaction with the host atoms near each atom of the ligand, smooth at the cutoff c:
-//   E = sum 4 e (t² - t) u²,   t = (s/r)⁶,   u = 1 - (r/c)²      e = 0.07 kcal/mol, s = 3.4 Å
+constexpr double kDepth = 0.07, kSigma = 3.4, kCutoff = 9.0;  // kcal/mol, Å, Å
+
+// 12-6 interaction with the host atoms near each atom of the ligand, smooth at the cutoff:
+//   E = sum 4 depth (t² - t) u²,   t = (sigma / r)⁶,   u = 1 - (r / cutoff)²
 struct HostField final : QZMolPotential::QZMolFunc1 {
-  static constexpr double kCutoff = 9.0;
   HostField(const QZChem::QZMolBase& hosts, const QZChem::QZMolBase& region)
       : host(3 * hosts.AtomIndexBound()) {
     hosts.GetCoords(host.data());
@@ -27,15 +28,15 @@ struct HostField final : QZMolPotential::QZMolFunc1 {
     for (unsigned int i = 0; i < n; i += 3) {
       for (unsigned int j : grid.GetHostAtoms(x + i)) {
         const double* h = &host[3 * j];
-        const double r2 = std::pow(std::hypot(x[i] - h[0], x[i + 1] - h[1], x[i + 2] - h[2]), 2);
-        const double u = std::fmax(0.0, 1.0 - r2 / (kCutoff * kCutoff));
-        const double t = std::pow(3.4 * 3.4 / r2, 3);
-        const double pair = 4.0 * 0.07 * (t * t - t);
+        const double r = std::hypot(x[i] - h[0], x[i + 1] - h[1], x[i + 2] - h[2]);
+        const double u = std::fmax(0.0, 1.0 - r * r / (kCutoff * kCutoff));
+        const double t = std::pow(kSigma / r, 6);
+        const double pair = 4.0 * kDepth * (t * t - t);
+        const double slope = 24.0 * kDepth * (t - 2.0 * t * t) / (r * r);  // pair'/r
         energy += pair * u * u;
-        const double slope =  // dE/dr / r
-            12.0 * 0.07 * u * u * (2.0 * t - 4.0 * t * t) / r2 -
-            4.0 * pair * u / (kCutoff * kCutoff);
-        for (unsigned int k = 0; k < 3; ++k) grad[i + k] += slope * (x[i + k] - h[k]);
+        for (unsigned int k = 0; k < 3; ++k) {
+          grad[i + k] += (slope * u - 4.0 * pair / (kCutoff * kCutoff)) * u * (x[i + k] - h[k]);
+        }
       }
     }
     return energy;
@@ -60,8 +61,7 @@ void AddRing(QZChem::QZGraphMol& mol, int size, double radius, double z) {
 int main() {
   QZChem::QZGraphMol host, region, ligand;
   for (int ring = -3; ring <= 3; ++ring) AddRing(host, 20, 5.0, 1.3 * ring);
-  region.AddAtom(0, -12.0, -12.0, -12.0);
-  region.AddAtom(0, 12.0, 12.0, 12.0);
+  for (double side : {-1.0, 1.0}) region.AddAtom(0, 6.0 * side, 6.0 * side, 9.0 * side);
   AddRing(ligand, 6, 1.4, 6.5);
   std::vector<double> coords(3 * ligand.AtomIndexBound());
   ligand.GetCoords(coords.data());
@@ -69,13 +69,14 @@ int main() {
   HostField field(host, region);
   QZMolPotential::QZQuatAdaptor body(field, /*own=*/false, /*restrictInteractions=*/false);
   if (!body.Setup(ligand) || !body.SetupConf(coords.data())) return 1;
-  double x[7];
+  double x[7] = {};
   body.GetVar(x, coords.data());
-  x[1] = 0.3;  // tilted a little
+  x[1] = 0.3;  // tilted, and off the axis
+  x[4] = 0.8;
   const double start = body(x);
   const auto result = QZOpt::QZMinimizer().Minimize(body, x);
   body.AdaptVar(coords.data(), x);
   ligand.SetCoords(coords.data());
-  std::printf("%.3f -> %.3f kcal/mol, ring at z = %.3f\n", start, result.energy, x[6]);
+  std::printf("%.3f -> %.3f kcal/mol at z = %.1f\n", start, result.energy, std::abs(x[6]));
   return result.converged && result.energy < start && std::abs(x[6]) < 0.5 ? 0 : 1;
 }

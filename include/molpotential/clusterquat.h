@@ -63,7 +63,14 @@ class QZ_API QZClusterQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
  private:
   class Part;
 
-  bool addParts(const QZChem::QZMolBase& mol);
+  /// Binds the components `first` to `last`, which are all of `mol`, `numbers` being its atoms'
+  /// component numbers. Halves are split off as molecules of their own, so that C components cost
+  /// O(n log C).
+  bool addParts(const QZChem::QZMolBase& mol,
+                const std::vector<unsigned int>& numbers,
+                unsigned int first,
+                unsigned int last);
+  bool addPart(const QZChem::QZMolBase& component);
   void dropParts();
 
   bool restrictInteractions_ = false;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "molpotential/forwarding.h"
@@ -76,7 +77,7 @@ class QZ_API QZQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
   std::vector<double> refCoords_;
   mutable std::vector<double> workCoords_;
   mutable std::vector<double> workGrad_;
-  double quatVars_[7] = {};
+  std::array<double, 7> quatVars_{};
 };
 
 }  // namespace QZMolPotential

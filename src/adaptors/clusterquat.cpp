@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <utility>
 
 #include "adaptors/swept.h"
 #include "molpotential/quaternion.h"
 #include "qzchem/mol.h"
-#include "qzchem/predicates.h"
 #include "qzchem/topology.h"
 
 namespace QZMolPotential {
@@ -51,7 +52,9 @@ QZClusterQuatAdaptor& QZClusterQuatAdaptor::operator=(const QZClusterQuatAdaptor
 bool QZClusterQuatAdaptor::Setup(const QZChem::QZMolBase& mol) {
   if (!mol.IsValid() || !IsSwept(mol) || !wrapped_) return false;
   dropParts();
-  const bool bound = addParts(mol);
+  std::vector<unsigned int> numbers(mol.AtomIndexBound());
+  const unsigned int count = QZChem::QZDetermineComponents(mol, numbers.data());
+  const bool bound = addParts(mol, numbers, 1, count);
   for (auto* buffer : {&cartCopy_, &workCoords_, &workGrad_}) {
     buffer->assign(std::size_t{3} * totalAtoms_, 0.0);
   }
@@ -59,26 +62,39 @@ bool QZClusterQuatAdaptor::Setup(const QZChem::QZMolBase& mol) {
   return bound && wrapped_->Setup(mol);
 }
 
-bool QZClusterQuatAdaptor::addParts(const QZChem::QZMolBase& mol) {
-  std::vector<unsigned int> numbers(mol.AtomIndexBound());
-  const unsigned int count = QZChem::QZDetermineComponents(mol, numbers.data());
-  QZChem::QZPartPredT<QZChem::QZAtomBase> pred(numbers.data(), mol.AtomIndexBound());
-  for (unsigned int p = 1; p <= count; ++p) {
-    pred.SelectPart(p);
-    QZChem::QZGraphMol component;
-    QZChem::QZSubsetMol(component,
-                        mol,
-                        pred,
-                        /*adjustHydrogens=*/false,
-                        /*keepMapIndex=*/false,
-                        nullptr,
-                        nullptr);
-    auto part = std::make_shared<Part>(*wrapped_, restrictInteractions_);
-    if (!part->Setup(component)) return false;
-    parts_.push_back(std::move(part));
-    partAtomCounts_.push_back(component.NumAtoms());
-    totalAtoms_ += component.NumAtoms();
+bool QZClusterQuatAdaptor::addParts(const QZChem::QZMolBase& mol,
+                                    const std::vector<unsigned int>& numbers,
+                                    unsigned int first,
+                                    unsigned int last) {
+  if (first == last) return addPart(mol);
+  const unsigned int middle = first + (last - first) / 2;
+  for (const auto& [low, high] : {std::pair(first, middle), std::pair(middle + 1, last)}) {
+    const auto isIn = [low = low, high = high](unsigned int n) { return low <= n && n <= high; };
+    std::vector<unsigned int> kept;
+    std::copy_if(numbers.begin(), numbers.end(), std::back_inserter(kept), isIn);
+    QZChem::QZGraphMol half(static_cast<unsigned int>(kept.size()));
+    const auto pred = QZSystem::QZMakeUnaryPredicate<QZChem::QZAtomBase>(
+        [&](const QZChem::QZAtomBase& atom) { return isIn(numbers[atom.GetIndex()]); });
+    if (!QZChem::QZSubsetMol(half,
+                             mol,
+                             pred,
+                             /*adjustHydrogens=*/false,
+                             /*keepMapIndex=*/false,
+                             nullptr,
+                             nullptr) ||
+        !addParts(half, kept, low, high)) {
+      return false;
+    }
   }
+  return true;
+}
+
+bool QZClusterQuatAdaptor::addPart(const QZChem::QZMolBase& component) {
+  auto part = std::make_shared<Part>(*wrapped_, restrictInteractions_);
+  if (!part->Setup(component)) return false;
+  parts_.push_back(std::move(part));
+  partAtomCounts_.push_back(component.NumAtoms());
+  totalAtoms_ += component.NumAtoms();
   return true;
 }
 

@@ -30,7 +30,7 @@ QZQuatAdaptor& QZQuatAdaptor::operator=(const QZQuatAdaptor& other) {
   refCoords_ = other.refCoords_;
   workCoords_ = other.workCoords_;
   workGrad_ = other.workGrad_;
-  std::copy_n(other.quatVars_, 7, quatVars_);
+  quatVars_ = other.quatVars_;
   return *this;
 }
 
@@ -56,14 +56,13 @@ void QZQuatAdaptor::Clear() {
 const double* QZQuatAdaptor::GetVar(const double* cartesian) {
   if (atomCount_ == 0) return GetRefCoord();
   std::copy_n(cartesian, refCoords_.size(), refCoords_.begin());
-  std::fill_n(quatVars_, 7, 0.0);
-  quatVars_[0] = 1.0;
+  quatVars_ = {1.0};
   if (translateRefToGC_) {
     const Vec3 centre = Centroid(refCoords_.data(), atomCount_);
     for (std::size_t i = 0; i < atomCount_; ++i) AddToAtom(refCoords_.data(), i, -centre);
-    StoreAtom(quatVars_ + 4, 0, centre);
+    StoreAtom(quatVars_.data() + 4, 0, centre);
   }
-  return quatVars_;
+  return quatVars_.data();
 }
 
 bool QZQuatAdaptor::AdaptVar(double* cartesian, const double* vars) const {

@@ -11,31 +11,6 @@ bool FieldFunc::Setup(const QZChem::QZMolBase& mol) {
   atoms_ = mol.AtomIndexBound();
   return true;
 }
-bool FieldFunc::SetupConf(const double* coords) {
-  conformation = coords;
-  return true;
-}
-bool FieldFunc::Set(const BondPairPred& pred, unsigned int which) {
-  bondPair.reset(pred.CreateCopy());
-  masks.push_back(which);
-  return true;
-}
-bool FieldFunc::Set(const AtomPairPred& pred, unsigned int which) {
-  atomPair.reset(pred.CreateCopy());
-  masks.push_back(which);
-  return true;
-}
-bool FieldFunc::Set(const BondPredicate& pred, unsigned int which) {
-  bond.reset(pred.CreateCopy());
-  masks.push_back(which);
-  return true;
-}
-bool FieldFunc::Set(const AtomPred& pred, unsigned int which) {
-  atom.reset(pred.CreateCopy());
-  masks.push_back(which);
-  return true;
-}
-
 double FieldFunc::operator()(const double* x) {
   double energy = 0.0;
   for (unsigned int i = 0; i < atoms_; ++i, x += 3) {
@@ -58,6 +33,21 @@ double FieldFunc::operator()(const double* x, double* grad) {
 
 QZSystem::QZIterBase<QZOpt::QZFComponent>* FieldFunc::GetFComponents(const double* x) {
   return new QZSystem::QZVectorIter<QZOpt::QZFComponent>({{"Field", (*this)(x)}});
+}
+
+std::vector<double> StartVars(QZMolPotential::QZMolAdaptor& adaptor, const std::vector<double>& x) {
+  std::vector<double> vars(adaptor.NumVar());
+  adaptor.GetVar(vars.data(), x.data());
+  return vars;
+}
+
+std::string CheckOverwriting(QZMolPotential::QZMolAdaptor& adaptor,
+                             const std::vector<double>& vars) {
+  std::vector<double> clean(vars.size(), 0.0);
+  std::vector<double> dirty(vars.size(), 1e6);
+  adaptor(vars.data(), clean.data());
+  adaptor(vars.data(), dirty.data());
+  return clean == dirty ? CheckDerivatives(adaptor, vars) : "the gradient was added to";
 }
 
 std::vector<double> Distances(const std::vector<double>& x) {

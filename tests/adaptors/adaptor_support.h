@@ -29,14 +29,20 @@ class FieldFunc final : public QZMolPotential::QZMolFunc1 {
   using QZMolFunc1::operator();
   unsigned int NumVar() const override { return 3 * atoms_; }
   bool Setup(const QZChem::QZMolBase& mol) override;
-  bool SetupConf(const double* coords) override;
+  bool SetupConf(const double* coords) override { return (conformation = coords) != nullptr; }
   void Clear() override { ++clears; }
   void SetVerbose(bool on) override { verbose = on; }
   void ClearPredicates() override { ++clearedPredicates; }
-  bool Set(const BondPairPred& pred, unsigned int which) override;
-  bool Set(const AtomPairPred& pred, unsigned int which) override;
-  bool Set(const BondPredicate& pred, unsigned int which) override;
-  bool Set(const AtomPred& pred, unsigned int which) override;
+  bool Set(const BondPairPred& pred, unsigned int which) override {
+    return keep(bondPair, pred, which);
+  }
+  bool Set(const AtomPairPred& pred, unsigned int which) override {
+    return keep(atomPair, pred, which);
+  }
+  bool Set(const BondPredicate& pred, unsigned int which) override {
+    return keep(bond, pred, which);
+  }
+  bool Set(const AtomPred& pred, unsigned int which) override { return keep(atom, pred, which); }
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
@@ -54,6 +60,13 @@ class FieldFunc final : public QZMolPotential::QZMolFunc1 {
   std::unique_ptr<BondPairPred> bondPair;
 
  private:
+  template <class Pred>
+  bool keep(std::unique_ptr<Pred>& slot, const Pred& pred, unsigned int which) {
+    slot.reset(pred.CreateCopy());
+    masks.push_back(which);
+    return true;
+  }
+
   unsigned int atoms_ = 0;
 };
 
@@ -64,6 +77,11 @@ auto AtomsWhere(F f) {
       [f](const QZChem::QZAtomBase& atom) { return f(atom.GetIndex()); });
 }
 
+/// What GetVar yields for Cartesian coordinates `x`.
+std::vector<double> StartVars(QZMolPotential::QZMolAdaptor& adaptor, const std::vector<double>& x);
+/// CheckDerivatives for an adaptor that overwrites the caller's gradient.
+std::string CheckOverwriting(QZMolPotential::QZMolAdaptor& adaptor,
+                             const std::vector<double>& vars);
 /// All interatomic distances.
 std::vector<double> Distances(const std::vector<double>& x);
 void ExpectNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance);

@@ -13,20 +13,29 @@ const char* const kHoles =
     "Molecule appears to have deleted atoms -- QZMolBase::Sweep() must be called before using "
     "quaternion adaptor";
 
+// A quaternion adaptor over the field, with reference geometry `x`.
+struct Bound {
+  Bound(const QZChem::QZMolBase& mol, const std::vector<double>& x, bool centred) {
+    EXPECT_TRUE(quat.GetTranslateRefToGC());
+    EXPECT_EQ(quat.GetRefCoord(), nullptr);
+    quat.SetTranslateRefToGC(centred);
+    EXPECT_TRUE(quat.Setup(mol));
+    start = StartVars(quat, x);
+  }
+  FieldFunc field;
+  QZQuatAdaptor quat{field, false, false};
+  std::vector<double> start;
+};
+
 TEST(Quaternion, GradientIsExactAndOrthogonalToQAtAnyLength) {
   std::mt19937 rng(21);
-  const auto mol = Butane();
-  const auto x = Coords(mol);
   for (bool centred : {true, false}) {
-    FieldFunc field;
-    QZQuatAdaptor quat(field, false, false);
-    quat.SetTranslateRefToGC(centred);
-    ASSERT_TRUE(quat.Setup(mol));
-    quat.GetVar(x.data());
+    Bound bound(Butane(), Coords(Butane()), centred);
+    auto& quat = bound.quat;
     for (int round = 0; round < 5; ++round) {
       const auto vars = RandomPlacement(rng);
-      EXPECT_EQ(CheckDerivatives(quat, vars), "") << "seed 21, round " << round;
-      std::vector<double> g(7, 1e6);  // overwritten
+      EXPECT_EQ(CheckOverwriting(quat, vars), "") << "seed 21, round " << round;
+      std::vector<double> g(7);
       quat(vars.data(), g.data());
       EXPECT_GT(std::abs(g[0]) + std::abs(g[1]), 1e-3);
       EXPECT_NEAR(g[0] * vars[0] + g[1] * vars[1] + g[2] * vars[2] + g[3] * vars[3], 0.0, 1e-10);
@@ -36,29 +45,22 @@ TEST(Quaternion, GradientIsExactAndOrthogonalToQAtAnyLength) {
 
 TEST(Quaternion, GetVarAndAdaptVarRoundTrip) {
   std::mt19937 rng(22);
-  const auto mol = Butane();
-  FieldFunc field;
-  QZQuatAdaptor quat(field, false, false);
-  EXPECT_TRUE(quat.GetTranslateRefToGC());
-  EXPECT_EQ(quat.GetRefCoord(), nullptr);
-  ASSERT_TRUE(quat.Setup(mol));
   for (bool centred : {true, false}) {
-    quat.SetTranslateRefToGC(centred);
-    const auto x = Jittered(Coords(mol), 2.0, rng);
-    std::vector<double> vars(7);
-    quat.GetVar(vars.data(), x.data());
+    const auto x = Jittered(Coords(Butane()), 2.0, rng);
+    Bound bound(Butane(), x, centred);
+    auto& vars = bound.start;
     std::vector<double> centre(3, 0.0);
     for (std::size_t i = 0; i < x.size() && centred; ++i) {
       centre[i % 3] += x[i] * 3.0 / static_cast<double>(x.size());
     }
     ExpectNear(vars, {1.0, 0.0, 0.0, 0.0, centre[0], centre[1], centre[2]}, 1e-14);
     for (std::size_t i = 0; i < x.size(); ++i) {
-      EXPECT_NEAR(quat.GetRefCoord()[i], x[i] - centre[i % 3], 1e-14);
+      EXPECT_NEAR(bound.quat.GetRefCoord()[i], x[i] - centre[i % 3], 1e-14);
     }
     std::vector<double> back(x.size());
     for (double length : {1.0, 2.0, -0.3}) {
       vars[0] = length;
-      ASSERT_TRUE(quat.AdaptVar(back.data(), vars.data()));
+      ASSERT_TRUE(bound.quat.AdaptVar(back.data(), vars.data()));
       ExpectNear(back, x, 1e-14);
     }
   }
@@ -67,12 +69,8 @@ TEST(Quaternion, GetVarAndAdaptVarRoundTrip) {
 TEST(Quaternion, RotationIsActive) {
   QZChem::QZGraphMol mol;
   mol.AddAtom(6);
-  FieldFunc field;
-  QZQuatAdaptor quat(field, false, false);
-  quat.SetTranslateRefToGC(false);
-  ASSERT_TRUE(quat.Setup(mol));
-  const double p[3] = {1.0, 2.0, 3.0};
-  quat.GetVar(p);
+  Bound bound(mol, {1.0, 2.0, 3.0}, false);
+  const auto& quat = bound.quat;
   std::vector<double> back(3);
   const double aboutZ[7] = {2.0, 0.0, 0.0, 2.0, 10.0, 20.0, 30.0};  // a quarter turn: x to y
   quat.AdaptVar(back.data(), aboutZ);
@@ -86,11 +84,8 @@ TEST(Quaternion, RotationIsActive) {
 }
 
 TEST(Quaternion, ZeroQuaternionCollapsesOntoTheTranslation) {
-  const auto mol = Water();
-  FieldFunc field;
-  QZQuatAdaptor quat(field, false, false);
-  ASSERT_TRUE(quat.Setup(mol));
-  quat.GetVar(Coords(mol).data());
+  Bound bound(Water(), Coords(Water()), true);
+  const auto& quat = bound.quat;
   const double vars[7] = {0.0, 0.0, 0.0, 0.0, 1.0, 2.0, 3.0};
   std::vector<double> x(9);
   EXPECT_TRUE(quat.AdaptVar(x.data(), vars));
@@ -102,29 +97,15 @@ TEST(Quaternion, ZeroQuaternionCollapsesOntoTheTranslation) {
 }
 
 TEST(Quaternion, AdaptGradScalesAndProjectsWhatTheCallerLeft) {
-  std::mt19937 rng(23);
-  const auto mol = Butane();
-  const auto cart = Jittered(Coords(mol), 1.0, rng);
-  FieldFunc field;
-  QZQuatAdaptor quat(field, false, false);
-  ASSERT_TRUE(quat.Setup(mol));
-  quat.GetVar(cart.data());
-  const auto vars = RandomPlacement(rng);
-  std::vector<double> clean(7, 0.0);
-  std::vector<double> left = {0.5, -1.0, 2.0, 3.0, 4.0, 5.0, 6.0};
-  const auto before = left;
-  EXPECT_TRUE(quat.AdaptGrad(clean.data(), cart.data(), vars.data(), quat.GetRefCoord()));
-  EXPECT_TRUE(quat.AdaptGrad(left.data(), cart.data(), vars.data(), quat.GetRefCoord()));
-  double s = 0.0;
-  double along = 0.0;
-  for (std::size_t k = 0; k < 4; ++k) {
-    s += vars[k] * vars[k];
-    along += before[k] * vars[k];
-  }
-  for (std::size_t k = 0; k < 7; ++k) {
-    const double want = k < 4 ? 2.0 / s * (before[k] - vars[k] * along / s) : before[k];
-    EXPECT_NEAR(left[k] - clean[k], want, 1e-9 * (1.0 + std::abs(clean[k]))) << k;
-  }
+  Bound bound(Water(), Coords(Water()), true);
+  const double vars[7] = {2.0};
+  const std::vector<double> cartGrad = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+  std::vector<double> g(7, 0.0);
+  std::vector<double> left = {5, 1, 2, 3, 4, 5, 6};
+  EXPECT_TRUE(bound.quat.AdaptGrad(g.data(), cartGrad.data(), vars, bound.quat.GetRefCoord()));
+  EXPECT_TRUE(bound.quat.AdaptGrad(left.data(), cartGrad.data(), vars, bound.quat.GetRefCoord()));
+  const double added[7] = {0.0, 0.5, 1.0, 1.5, 4.0, 5.0, 6.0};
+  for (std::size_t k = 0; k < 7; ++k) EXPECT_NEAR(left[k], g[k] + added[k], 1e-13) << k;
 }
 
 TEST(Quaternion, RestrictionSwitchesEverythingOff) {
@@ -163,11 +144,8 @@ TEST(Quaternion, MoleculesWithHolesMustBeSwept) {
 }
 
 TEST(Quaternion, RedundantPlacements) {
-  const auto mol = Butane();
-  FieldFunc field;
-  QZQuatAdaptor quat(field, false, false);
-  ASSERT_TRUE(quat.Setup(mol));
-  quat.GetVar(Coords(mol).data());
+  Bound bound(Butane(), Coords(Butane()), true);
+  const auto& quat = bound.quat;
   const double a[7] = {0.5, -0.5, 0.5, 0.5, 1.0, 2.0, 3.0};
   const double negated[7] = {-1.0, 1.0, -1.0, -1.0, 1.0, 2.0, 3.0};
   const double shifted[7] = {0.5, -0.5, 0.5, 0.5, 1.3, 2.0, 3.4};  // by 0.5 Å

@@ -20,14 +20,6 @@ QZChem::QZGraphMol WithHole() {
   return mol;
 }
 
-std::vector<double> Start(QZOpt::QZAdaptor& adaptor,
-                          unsigned int numVar,
-                          const std::vector<double>& x) {
-  std::vector<double> vars(numVar);
-  adaptor.GetVar(vars.data(), x.data());
-  return vars;
-}
-
 TEST(Subset, DerivativesAreThoseOfTheAdaptedEnergy) {
   std::mt19937 rng(11);
   const auto mol = WithHole();
@@ -36,7 +28,7 @@ TEST(Subset, DerivativesAreThoseOfTheAdaptedEnergy) {
     QZSubsetAdaptor subset(*new ProbeFunc, /*own=*/true, /*restrictInteractions=*/round == 1);
     subset.Set(AtomsWhere([mask](unsigned int i) { return (mask >> i & 1U) != 0; }), kFixed);
     ASSERT_TRUE(subset.Setup(mol));
-    const auto vars = Start(subset, subset.NumVar(), Jittered(Coords(mol), 0.2, rng));
+    const auto vars = StartVars(subset, Jittered(Coords(mol), 0.2, rng));
     EXPECT_EQ(CheckDerivatives(subset, vars), "") << "seed 11, mask " << mask;
     EXPECT_EQ(CheckHessian(subset, vars), "") << "seed 11, mask " << mask;
   }
@@ -49,7 +41,7 @@ TEST(Subset, HessianIsTheMovingPartOfTheDenseOneAssignedAndTheGradientIsAdded) {
   QZSubsetAdaptor subset(probe, false, false);
   subset.Set(EveryThirdFixed(), kFixed);
   ASSERT_TRUE(subset.Setup(mol));
-  const auto vars = Start(subset, subset.NumVar(), x);
+  const auto vars = StartVars(subset, x);
   std::vector<std::size_t> rows;  // full coordinate of each variable, found independently
   for (std::size_t i = 0; i < mol.AtomIndexBound(); ++i) {
     if (i % 3 == 0 || i == 7) continue;
@@ -83,7 +75,7 @@ TEST(Subset, FixedAtomsStayWhereTheLastGetVarFoundThem) {
   ASSERT_TRUE(subset.Setup(mol));
   for (int round = 0; round < 2; ++round) {
     const auto x = Jittered(Coords(mol), 0.5, rng);
-    auto vars = Start(subset, subset.NumVar(), x);
+    auto vars = StartVars(subset, x);
     std::vector<double> back(x.size(), -1.0);
     ASSERT_TRUE(subset.AdaptVar(back.data(), vars.data()));
     EXPECT_EQ(back, x);
@@ -181,7 +173,7 @@ TEST(Subset, HessianFollowsTheFunctionThatIsSet) {
   QZSubsetAdaptor subset(*levelOne, true, false);
   subset.Set(EveryThirdFixed(), kFixed);
   ASSERT_TRUE(subset.Setup(mol));
-  const auto vars = Start(subset, subset.NumVar(), Coords(mol));
+  const auto vars = StartVars(subset, Coords(mol));
   std::vector<double> h(vars.size() * (vars.size() + 1) / 2, 0.0);
   std::vector<double> g(vars.size(), 0.0);
   EXPECT_FALSE(subset(vars.data(), h.data(), g.data()));
@@ -201,7 +193,7 @@ TEST(Subset, HundredThousandAtomsAtLevelOne) {
   QZSubsetAdaptor subset(field, false, true);
   subset.Set(AtomsWhere([](unsigned int i) { return i >= 10; }), kFixed);
   ASSERT_TRUE(subset.Setup(mol));
-  const auto vars = Start(subset, subset.NumVar(), Coords(mol));
+  const auto vars = StartVars(subset, Coords(mol));
   std::vector<double> grad(30, 0.0);
   std::vector<double> full(300000, 0.0);
   EXPECT_EQ(subset(vars.data(), grad.data()), field(Coords(mol).data(), full.data()));

@@ -23,6 +23,17 @@ RDKit::Bond::BondType BondType(unsigned int order) {
   }
 }
 
+unsigned int BondOrder(RDKit::Bond::BondType type) {
+  switch (type) {
+    case RDKit::Bond::DOUBLE:
+      return 2;
+    case RDKit::Bond::TRIPLE:
+      return 3;
+    default:
+      return 1;
+  }
+}
+
 void AddConformer(const QZMolBase& mol, QZRDKitMol& result) {
   auto* conformer = new RDKit::Conformer(result.mol->getNumAtoms());
   conformer->set3D(true);
@@ -61,6 +72,28 @@ QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates) {
     RDKit::MolOps::fastFindRings(*result.mol);
   }
   return result;
+}
+
+void QZFromRDKit(const RDKit::ROMol& source, QZGraphMol& mol) {
+  QZGraphMol result(source.getNumAtoms());
+  const RDKit::Conformer* conformer =
+      source.getNumConformers() > 0 ? &source.getConformer() : nullptr;
+  for (const RDKit::Atom* atom : source.atoms()) {
+    RDGeom::Point3D place;
+    if (conformer != nullptr) place = conformer->getAtomPos(atom->getIdx());
+    QZAtomBase* copy =
+        result.AddAtom(static_cast<unsigned int>(atom->getAtomicNum()), place.x, place.y, place.z);
+    copy->SetFormalCharge(atom->getFormalCharge());
+    copy->SetMapIndex(static_cast<unsigned int>(atom->getAtomMapNum()));
+  }
+  for (const RDKit::Bond* bond : source.bonds()) {
+    result.AddBond(result.GetAtom(bond->getBeginAtomIdx()),
+                   result.GetAtom(bond->getEndAtomIdx()),
+                   BondOrder(bond->getBondType()));
+  }
+  std::string name;
+  if (source.getPropIfPresent(RDKit::common_properties::_Name, name)) result.SetTitle(name.c_str());
+  mol = std::move(result);
 }
 
 std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol) {

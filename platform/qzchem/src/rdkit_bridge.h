@@ -9,8 +9,9 @@
 #include "qzchem/mol.h"
 
 namespace RDKit {
+class ROMol;
 class RWMol;
-}
+}  // namespace RDKit
 
 namespace QZChem {
 
@@ -26,5 +27,10 @@ struct QZRDKitMol {
 /// and none are implied. Chemistry is perceived as far as it can be. Exported for the companions of
 /// this library; not installed.
 QZ_API QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
+
+/// Replaces `mol` by what RDKit holds: atoms in order with charges and map numbers, bonds as
+/// single, double or triple (anything else becomes single: Kekulise first), the first conformer and
+/// the name.
+void QZFromRDKit(const RDKit::ROMol& source, QZGraphMol& mol);
 
 }  // namespace QZChem

@@ -86,6 +86,9 @@ QZ_API bool QZSmilesToMol(QZGraphMol& mol, const char* smiles);
 /// after the existing atoms. Returns how many were added, or -1 with a Warning when valence cannot
 /// be perceived.
 QZ_API int QZAddHydrogens(QZGraphMol& mol);
+/// Replaces all coordinates by three-dimensional ones made from the bonds (distance geometry, fixed
+/// seed). Hydrogens should be explicit. Fails: false with a Warning, coordinates unchanged.
+QZ_API bool QZMakeCoordinates(QZGraphMol& mol);
 /// True when hydrogens that valence asks for are missing.
 QZ_API bool QZLacksHydrogens(const QZMolBase& mol);
 /// True when there are three or more atoms and all have the same z, as in a drawing, and chemistry
