@@ -60,8 +60,10 @@ Angle angleOf(double sine, double cosine, bool dihedral, bool forRows) {
   const double c = std::clamp(cosine / length, -1.0, 1.0);
   if (std::abs(c) <= limit) return {std::acos(c), sine < 0.0 ? -1.0 : 1.0};
   if (dihedral && !forRows) return {c > 0.0 ? 0.0 : std::acos(-1.0), 0.0};
+  // 1 - |cos| of the moved cosine, from the sine, where a difference would have no digits.
+  const double rest = std::pow(sine / length, 2) / (1.0 + std::abs(c)) + shift;
   const double moved = c > 0.0 ? c - shift : c + shift;
-  return {std::acos(moved), sine / length / std::sqrt(1.0 - moved * moved)};
+  return {std::acos(moved), sine / length / std::sqrt(rest * (2.0 - rest))};
 }
 
 }  // namespace

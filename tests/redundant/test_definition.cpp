@@ -67,6 +67,14 @@ void expectDefinition(const QZGraphMol& mol, const Reference::Frozen& frozen, do
   ASSERT_EQ(adaptor.NumVar(), reference.ActiveOf(reference.Values(x, false)).size());
   if (adaptor.NumVar() == 0) return;
 
+  // The rows of planar dihedrals are known to 1e-12 or so, which singular values next to the
+  // cut-off magnify, here and there.
+  double least = 1.0;
+  for (const double sigma : reference.SingularValues()) {
+    if (sigma >= 1e-6) least = std::min(least, sigma);
+  }
+  if (least < 1e-5) tolerance += 1e-12 / least;
+
   const std::vector<double> g = randomVector(x.size(), 10.0, rng);
   std::vector<double> gradient(adaptor.NumVar());
   ASSERT_TRUE(adaptor.AdaptGrad(gradient.data(), g.data()));
