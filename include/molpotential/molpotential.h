@@ -4,4 +4,5 @@
 
 #include "molpotential/adaptor.h"
 #include "molpotential/forwarding.h"
+#include "molpotential/geomderiv.h"
 #include "molpotential/molfunc.h"
