@@ -2,18 +2,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "constr/torsionangle.h"
 
-#include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <vector>
 
+#include "constr/dihedral_atoms.h"
 #include "math/dihedral_angle.h"
 #include "qzchem/mol.h"
-#include "qzsystem/error.h"
 
 namespace QZConstr {
 
-using QZMolPotential::AddToAtom;
 using QZMolPotential::DihedralAngle;
 using QZMolPotential::LoadAtom;
 
@@ -43,13 +40,7 @@ void QZTorsionAngleRestraint::SetTorsion(unsigned int a,
 }
 
 bool QZTorsionAngleRestraint::Setup(const QZChem::QZMolBase& mol) {
-  const bool present = std::ranges::all_of(
-      atoms_, [&mol](unsigned int index) { return mol.GetAtom(index) != nullptr; });
-  if (!present) {
-    QZSystem::QZThrow.Warning("Torsion to be restrained does not occur in molecule %s",
-                              mol.GetTitle());
-    return false;
-  }
+  if (!Occurs(mol, atoms_, "Torsion to be restrained")) return false;
   numAtoms_ = mol.AtomIndexBound();
   return true;
 }
@@ -63,16 +54,14 @@ double QZTorsionAngleRestraint::operator()(const double* x, double* grad) {
   const DihedralAngle angle = AngleAt(x, atoms_);
   const double d = Difference(angle.value, phi0_);
   if (Dot(angle.normal, angle.normal) * Dot(angle.normal2, angle.normal2) > kInLine) {
-    const auto blocks = angle.Gradient();
-    for (std::size_t k = 0; k < 4; ++k) AddToAtom(grad, atoms_[k], (2.0 * k_ * d) * blocks[k]);
+    AddBlocks(grad, atoms_, 2.0 * k_ * d, angle.Gradient());
   }
   return k_ * d * d;
 }
 
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZTorsionAngleRestraint::GetFComponents(
     const double* x) {
-  const double energy = x != nullptr ? (*this)(x) : 0.0;
-  return new QZSystem::QZVectorIter<QZOpt::QZFComponent>({{"Torsion Angle Restraint", energy}});
+  return MakeComponent(*this, "Torsion Angle Restraint", x);
 }
 
 }  // namespace QZConstr
