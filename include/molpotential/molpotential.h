@@ -14,6 +14,7 @@
 #include "molpotential/forcefield.h"
 #include "molpotential/forwarding.h"
 #include "molpotential/funclist.h"
+#include "molpotential/geomderiv.h"
 #include "molpotential/interaction.h"
 #include "molpotential/interactparams.h"
 #include "molpotential/molfunc.h"

@@ -7,7 +7,7 @@
 #include <numbers>
 #include <string>
 
-#include "math/dihedral_angle.h"
+#include "math/dihedral.h"
 #include "math/rotation.h"
 #include "qzchem/mol.h"
 #include "qzchem/topology.h"
@@ -41,7 +41,8 @@ unsigned int FirstNeighbour(const QZAtomBase& atom, const QZAtomBase* except) {
 }
 
 double Value(const double* x, unsigned int a, unsigned int b, unsigned int c, unsigned int d) {
-  return DihedralAngle(LoadAtom(x, d), LoadAtom(x, c), LoadAtom(x, b), LoadAtom(x, a)).value;
+  return DihedralCosine(LoadAtom(x, d), LoadAtom(x, c), LoadAtom(x, b), LoadAtom(x, a))
+      .SignedAngle();
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 #include "adaptors/zmatrix_frame.h"
 #include "adaptors/zmatrix_neighbours.h"
-#include "math/dihedral_angle.h"
+#include "math/dihedral.h"
 #include "qzchem/mol.h"
 #include "qzchem/topology.h"
 #include "qzsystem/error.h"
@@ -143,7 +143,8 @@ void QZZmatAdaptor::xyz2int(const double* coords) {
       continue;
     }
     rechooseDihedral(coords, k);
-    row.value[kDihedral] = DihedralAngle(p, pb, pa, LoadAtom(coords, row.partner[2])).value;
+    row.value[kDihedral] =
+        DihedralCosine(p, pb, pa, LoadAtom(coords, row.partner[2])).SignedAngle();
   }
 }
 

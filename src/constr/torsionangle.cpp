@@ -7,22 +7,19 @@
 #include <numbers>
 #include <vector>
 
-#include "math/dihedral_angle.h"
+#include "math/dihedral.h"
 #include "qzchem/mol.h"
 #include "qzsystem/error.h"
 
 namespace QZConstr {
 
 using QZMolPotential::AddToAtom;
-using QZMolPotential::DihedralAngle;
+using QZMolPotential::DihedralCosine;
 using QZMolPotential::LoadAtom;
 
 namespace {
 
-// Below this |N|²|M|² (Å⁸) three of the atoms are in line, and the gradient would overflow.
-constexpr double kInLine = 1e-40;
-
-DihedralAngle AngleAt(const double* x, const std::array<unsigned int, 4>& atoms) {
+DihedralCosine AngleAt(const double* x, const std::array<unsigned int, 4>& atoms) {
   return {
       LoadAtom(x, atoms[0]), LoadAtom(x, atoms[1]), LoadAtom(x, atoms[2]), LoadAtom(x, atoms[3])};
 }
@@ -55,16 +52,16 @@ bool QZTorsionAngleRestraint::Setup(const QZChem::QZMolBase& mol) {
 }
 
 double QZTorsionAngleRestraint::operator()(const double* x) {
-  const double d = Difference(AngleAt(x, atoms_).value, phi0_);
+  const double d = Difference(AngleAt(x, atoms_).SignedAngle(), phi0_);
   return k_ * d * d;
 }
 
 double QZTorsionAngleRestraint::operator()(const double* x, double* grad) {
-  const DihedralAngle angle = AngleAt(x, atoms_);
-  const double d = Difference(angle.value, phi0_);
-  if (Dot(angle.normal, angle.normal) * Dot(angle.normal2, angle.normal2) > kInLine) {
-    const auto blocks = angle.Gradient();
-    for (std::size_t k = 0; k < 4; ++k) AddToAtom(grad, atoms_[k], (2.0 * k_ * d) * blocks[k]);
+  const DihedralCosine angle = AngleAt(x, atoms_);
+  const double d = Difference(angle.SignedAngle(), phi0_);
+  if (!angle.IsDegenerate()) {
+    const auto blocks = angle.Angle().Atoms(2.0 * k_ * d);
+    for (std::size_t k = 0; k < 4; ++k) AddToAtom(grad, atoms_[k], blocks[k]);
   }
   return k_ * d * d;
 }
