@@ -20,7 +20,7 @@ using Cell = std::array<std::size_t, 3>;
 // Hosts are collected from the bins for blocks of kOuter cells an axis, narrowed down for blocks of
 // kInner, and tested cell by cell.
 constexpr Cell kOuter{8, 8, 8};
-constexpr Cell kInner{4, 2, 8};
+constexpr Cell kInner{4, 4, 4};
 
 HostPoints ReadHosts(const QZChem::QZMolBase& mol) {
   std::vector<double> coords(std::size_t{3} * mol.AtomIndexBound());
