@@ -74,9 +74,9 @@ double dihedral(const Vec3& xi, const Vec3& xj, const Vec3& xk, const Vec3& xl, 
   if (row == nullptr) return std::acos(clamped ? std::copysign(1.0, c) : c);
   if (clamped) c = towardZero(c, kDihedralShift);
   // d acos(c) = -dc / √(1 - c²) and dc = -sin φ dφ.
-  const double sine = d.SineAboveRounding();
+  const double sine = d.SineOrZero();
   const double scale = clamped ? sine / std::sqrt(1.0 - c * c) : std::copysign(1.0, sine);
-  const std::array<Vec3, 4> gradient = d.Angle().Atoms(1.0);
+  const std::array<Vec3, 4> gradient = d.AngleGradient();
   for (std::size_t k = 0; k < 4; ++k) row[k] = scale * gradient[k];
   return std::acos(c);
 }
