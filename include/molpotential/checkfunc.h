@@ -18,7 +18,7 @@ struct QZDerivativeError {
   double numeric = 0.0;
 };
 
-struct QZCheckFuncResult {
+struct QZ_API QZCheckFuncResult {
   double energy = 0.0;
   /// |energy of the gradient call - energy| / max(1, |energy|).
   double energyMismatch = 0.0;

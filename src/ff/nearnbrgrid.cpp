@@ -8,6 +8,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "ff/compaction.h"
 #include "ff/hostbins.h"
 #include "qzchem/mol.h"
 
@@ -19,7 +20,7 @@ using Cell = std::array<std::size_t, 3>;
 // Hosts are collected from the bins for blocks of kOuter cells an axis, narrowed down for blocks of
 // kInner, and tested cell by cell.
 constexpr Cell kOuter{8, 8, 8};
-constexpr Cell kInner{2, 2, 4};
+constexpr Cell kInner{4, 2, 8};
 
 HostPoints ReadHosts(const QZChem::QZMolBase& mol) {
   std::vector<double> coords(std::size_t{3} * mol.AtomIndexBound());
@@ -89,7 +90,7 @@ class CellWriter {
     forEachBlock(outerFirst, outerLast, kInner, [&](const Cell& first, const Cell& last) {
       FilterByBox(outer_, boxOf(first, last), reach2_, inner_);
       planar2_.resize(inner_.Size());
-      accepted_.resize(inner_.Size() + 4);
+      accepted_.resize(inner_.Size() + kCompactionSlack);
       for (std::size_t ix = first[0]; ix < last[0]; ++ix) {
         for (std::size_t iy = first[1]; iy < last[1]; ++iy) writeColumn(ix, iy, first[2], last[2]);
       }
@@ -106,28 +107,17 @@ class CellWriter {
       planar2_[j] = dx * dx + dy * dy;
     }
     for (std::size_t iz = firstZ; iz < lastZ; ++iz) {
-      const std::size_t accepted = accept(centres_[2][iz]);
+      const std::size_t accepted = CompactColumn(planar2_.data(),
+                                                 inner_.x[2].data(),
+                                                 inner_.atom.data(),
+                                                 count,
+                                                 centres_[2][iz],
+                                                 reach2_,
+                                                 accepted_.data());
       if (accepted == 0) continue;
       cells_[(iz * dims_[1] + iy) * dims_[0] + ix].assign(accepted_.data(),
                                                           accepted_.data() + accepted);
     }
-  }
-
-  // Moves the atoms of the column's hosts that lie in reach of height cz into accepted_.
-  std::size_t accept(double cz) {
-    const std::size_t count = inner_.Size();
-    const double* z = inner_.x[2].data();
-    const double* planar2 = planar2_.data();
-    const unsigned int* atom = inner_.atom.data();
-    unsigned int* out = accepted_.data();
-    const double reach2 = reach2_;
-    std::size_t accepted = 0;
-    for (std::size_t j = 0; j < count; ++j) {
-      const double dz = z[j] - cz;
-      out[accepted] = atom[j];
-      accepted += static_cast<std::size_t>(planar2[j] + dz * dz < reach2);
-    }
-    return accepted;
   }
 
   double reach2_;
