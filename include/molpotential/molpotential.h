@@ -3,9 +3,12 @@
 #pragma once
 
 #include "molpotential/adaptor.h"
+#include "molpotential/bondpred.h"
 #include "molpotential/checkfunc.h"
 #include "molpotential/checkpoint.h"
+#include "molpotential/clusterquat.h"
 #include "molpotential/container.h"
+#include "molpotential/degfree.h"
 #include "molpotential/equilibrium.h"
 #include "molpotential/ffparams.h"
 #include "molpotential/forcefield.h"
@@ -15,4 +18,7 @@
 #include "molpotential/interactparams.h"
 #include "molpotential/molfunc.h"
 #include "molpotential/nearnbrgrid.h"
+#include "molpotential/quaternion.h"
+#include "molpotential/redundant.h"
+#include "molpotential/subset.h"
 #include "molpotential/wrappers.h"
