@@ -19,5 +19,6 @@
 #include "molpotential/molfunc.h"
 #include "molpotential/nearnbrgrid.h"
 #include "molpotential/quaternion.h"
+#include "molpotential/redundant.h"
 #include "molpotential/subset.h"
 #include "molpotential/wrappers.h"

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include "math/vec3.h"
 
@@ -49,6 +50,29 @@ struct DihedralCosine {
     const Vec3 dc = Cross(b, dM);
     const Vec3 db = Cross(dN, a) + Cross(dM, c);
     return {da, -da - db, db - dc, dc};
+  }
+
+  /// sin φ, with the sign of φ. Exact to rounding near 0 and π, where 1 - cos² φ has no digits; 0
+  /// where it does not rise above the rounding of the normals' directions.
+  double Sine() const {
+    constexpr double kRounding = 8.0 * std::numeric_limits<double>::epsilon();
+    const double length = Norm(b);
+    const double sine = Dot(Cross(normal, normal2), b) / (length * product);
+    const double noise =
+        kRounding * length * (Norm(a) * std::sqrt(m2) + Norm(c) * std::sqrt(n2)) / product;
+    return std::abs(sine) <= noise ? 0.0 : sine;
+  }
+
+  /// The gradient of the signed angle φ itself; regular at every φ. The four blocks sum to zero.
+  /// Source: Blondel & Karplus, J. Comput. Chem. 17, 1132 (1996), eq. 27.
+  std::array<Vec3, 4> AngleGradient() const {
+    const double length = Norm(b);
+    const Vec3 n = (1.0 / n2) * normal;
+    const Vec3 m = (1.0 / m2) * normal2;
+    const Vec3 shared = (Dot(a, b) / length) * n - (Dot(c, b) / length) * m;
+    const Vec3 first = length * n;
+    const Vec3 last = -length * m;
+    return {first, shared - first, -shared - last, last};
   }
 };
 
