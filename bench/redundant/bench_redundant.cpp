@@ -53,13 +53,17 @@ QZGraphMol chain(unsigned int atoms) {
   const double theta = 112.0 * std::numbers::pi / 180.0;
   while (p.size() < carbons) {
     const std::size_t k = p.size();
-    const V axis = unit({p[k - 1][0] - p[k - 2][0], p[k - 1][1] - p[k - 2][1], p[k - 1][2] - p[k - 2][2]});
-    const V normal = unit(cross({p[k - 2][0] - p[k - 3][0], p[k - 2][1] - p[k - 3][1], p[k - 2][2] - p[k - 3][2]}, axis));
+    const V axis =
+        unit({p[k - 1][0] - p[k - 2][0], p[k - 1][1] - p[k - 2][1], p[k - 1][2] - p[k - 2][2]});
+    const V normal = unit(cross(
+        {p[k - 2][0] - p[k - 3][0], p[k - 2][1] - p[k - 3][1], p[k - 2][2] - p[k - 3][2]}, axis));
     const V inPlane = cross(normal, axis);
     const double phi = torsions[state(rng)] * std::numbers::pi / 180.0;
     V next = p[k - 1];
     for (std::size_t d = 0; d < 3; ++d) {
-      next[d] += 1.53 * (-std::cos(theta) * axis[d] + std::sin(theta) * (std::cos(phi) * inPlane[d] + std::sin(phi) * normal[d]));
+      next[d] +=
+          1.53 * (-std::cos(theta) * axis[d] +
+                  std::sin(theta) * (std::cos(phi) * inPlane[d] + std::sin(phi) * normal[d]));
     }
     p.push_back(next);
   }
@@ -119,7 +123,8 @@ void denseGradient(benchmark::State& state, const QZGraphMol& mol) {
   Case c(mol);
   const auto m = static_cast<lapack_int>(c.q.size());
   const auto size = c.q.size();
-  std::vector<double> b(size * c.x.size()), g(size * size), s(size), u(size * size), vt(size * size);
+  std::vector<double> b(size * c.x.size()), g(size * size), s(size), u(size * size),
+      vt(size * size);
   std::vector<double> t(size), w(size);
   const auto n = static_cast<int>(c.x.size());
   for (auto _ : state) {
@@ -136,10 +141,12 @@ void denseGradient(benchmark::State& state, const QZGraphMol& mol) {
       for (std::size_t j = 0; j < i; ++j) g[i * size + j] = g[j * size + i];
     }
     LAPACKE_dgesdd(LAPACK_COL_MAJOR, 'S', m, m, g.data(), m, s.data(), u.data(), m, vt.data(), m);
-    cblas_dgemv(CblasRowMajor, CblasNoTrans, m, n, 1.0, b.data(), n, c.force.data(), 1, 0.0, t.data(), 1);
+    cblas_dgemv(
+        CblasRowMajor, CblasNoTrans, m, n, 1.0, b.data(), n, c.force.data(), 1, 0.0, t.data(), 1);
     cblas_dgemv(CblasColMajor, CblasTrans, m, m, 1.0, u.data(), m, t.data(), 1, 0.0, w.data(), 1);
     for (std::size_t i = 0; i < size; ++i) w[i] = s[i] < 1e-12 ? 0.0 : w[i] / s[i];
-    cblas_dgemv(CblasColMajor, CblasTrans, m, m, 1.0, vt.data(), m, w.data(), 1, 0.0, c.gradient.data(), 1);
+    cblas_dgemv(
+        CblasColMajor, CblasTrans, m, m, 1.0, vt.data(), m, w.data(), 1, 0.0, c.gradient.data(), 1);
     benchmark::DoNotOptimize(c.gradient.data());
   }
 }
@@ -165,7 +172,8 @@ class NoFunc final : public QZMolPotential::QZMolFunc1 {
 // a small step.
 void evaluation(benchmark::State& state, const QZGraphMol& mol) {
   NoFunc func;
-  QZMolPotential::QZRedundantInterAdaptor adaptor(func, /*own=*/false, /*restrictInteractions=*/false);
+  QZMolPotential::QZRedundantInterAdaptor adaptor(
+      func, /*own=*/false, /*restrictInteractions=*/false);
   adaptor.Setup(mol);
   std::vector<double> x(3 * std::size_t{mol.AtomIndexBound()});
   mol.GetCoords(x.data());
@@ -194,14 +202,16 @@ void evaluation(benchmark::State& state, const QZGraphMol& mol) {
 
 void setup(benchmark::State& state, const QZGraphMol& mol) {
   NoFunc func;
-  QZMolPotential::QZRedundantInterAdaptor adaptor(func, /*own=*/false, /*restrictInteractions=*/false);
+  QZMolPotential::QZRedundantInterAdaptor adaptor(
+      func, /*own=*/false, /*restrictInteractions=*/false);
   for (auto _ : state) adaptor.Setup(mol);
 }
 
 const bool registered = [] {
   const auto add = [](const std::string& name, auto body, const QZGraphMol& mol) {
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& s) { body(s, mol); })
-        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& s) {
+      body(s, mol);
+    })->Unit(benchmark::kMillisecond);
   };
   for (const unsigned int atoms : {300U, 1000U, 3000U}) {
     const QZGraphMol mol = chain(atoms);

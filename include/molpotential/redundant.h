@@ -33,7 +33,7 @@ namespace QZMolPotential {
 ///
 /// `Setup` fails: false, and nothing changed, for an invalid molecule or without a function; false
 /// too with the wrapped function's own `Setup`. Where the rank of B cannot be settled beyond 1,500
-/// coordinates a warning is given once a `Setup` and the transformation is iterative.
+/// coordinates a warning is given once a `Setup`; gradients are then iterated and steps damped.
 /// Cost: a sparse factorisation for every new B, a sixteenth of it for every further product; for
 /// chains linear in the atoms, as is the memory. Fragments with unusual null vectors (frozen atoms
 /// as a rule) cost O(n³) up to n = 1,500 coordinates.

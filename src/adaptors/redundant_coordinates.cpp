@@ -72,10 +72,15 @@ double dihedral(const Vec3& xi, const Vec3& xj, const Vec3& xk, const Vec3& xl, 
   double c = d.cosine;
   const bool clamped = std::abs(c) > kDihedralLimit;
   if (row == nullptr) return std::acos(clamped ? std::copysign(1.0, c) : c);
-  if (clamped) c = towardZero(c, kDihedralShift);
-  // d acos(c) = -dc / √(1 - c²) and dc = -sin φ dφ.
+  // d acos(c) = -dc / √(1 - c²) and dc = -sin φ dφ. On the clamp 1 - |c| comes from the sine, since
+  // the difference has no digits left.
   const double sine = d.SineOrZero();
-  const double scale = clamped ? sine / std::sqrt(1.0 - c * c) : std::copysign(1.0, sine);
+  double scale = std::copysign(1.0, sine);
+  if (clamped) {
+    const double rest = sine * sine / (1.0 + std::abs(c)) + kDihedralShift;
+    scale = sine / std::sqrt(rest * (2.0 - rest));
+    c = towardZero(c, kDihedralShift);
+  }
   const std::array<Vec3, 4> gradient = d.AngleGradient();
   for (std::size_t k = 0; k < 4; ++k) row[k] = scale * gradient[k];
   return std::acos(c);

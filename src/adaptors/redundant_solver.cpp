@@ -10,6 +10,7 @@
 #include <numeric>
 #include <random>
 
+#include "adaptors/redundant_vectors.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
@@ -25,24 +26,13 @@ constexpr double kFlatBlock = 1e-12;
 constexpr double kTinyPivot = 1e-13;
 // Rigid motions that are shorter than this beyond the others: a straight or planar fragment.
 constexpr double kDependent = 1e-5;
-// The rank test: the least eigenvalue of A, estimated from above, must clear the cut-off 1e-12 by
-// ten, and the factor must reduce a residual by a hundred.
-constexpr double kLeastEigenvalue = 1e-11;
+// The rank test: the least eigenvalue of A, estimated from above, must clear the cut-off 1e-12, and
+// the factor must reduce a residual by a hundred.
+constexpr double kLeastEigenvalue = 2e-12;
 constexpr double kContraction = 1e-2;
 constexpr std::size_t kDenseLimit = 1500;
 // Added to the diagonal where the rank is in doubt: far above rounding, below most eigenvalues.
 constexpr double kShift = 1e-6;
-constexpr double kConverged = 1e-10;
-constexpr int kMaxCorrections = 10;
-constexpr int kMaxIterations = 300;
-
-double dot(const std::vector<double>& a, const std::vector<double>& b) {
-  return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
-}
-
-void addMultiple(double factor, const std::vector<double>& a, std::vector<double>& sum) {
-  for (std::size_t i = 0; i < a.size(); ++i) sum[i] += factor * a[i];
-}
 
 void addOuter(const Vec3& a, const Vec3& b, Block3& sum) {
   const double rows[3] = {a.x, a.y, a.z};
@@ -63,9 +53,9 @@ bool isFlat(const Block3& s) {
 // Orthogonal complement of `mode` against `others`, twice for the digits; its norm.
 double orthogonalise(const std::vector<std::vector<double>>& others, std::vector<double>& mode) {
   for (int pass = 0; pass < 2; ++pass) {
-    for (const auto& other : others) addMultiple(-dot(other, mode), other, mode);
+    for (const auto& other : others) AddMultiple(-Dot(other, mode), other, mode);
   }
-  return std::sqrt(dot(mode, mode));
+  return std::sqrt(Dot(mode, mode));
 }
 
 }  // namespace
@@ -313,47 +303,7 @@ void WilsonSolver::holdRigidMotions(const Fragment& fragment) {
     hold_[3 * std::size_t{fragment.positions[coordinate / 3]} + coordinate % 3] = BlockLdlt::kHeld;
     const Mode pivot = std::move(left[mode]);
     left.erase(left.begin() + static_cast<std::ptrdiff_t>(mode));
-    for (Mode& other : left) addMultiple(-other[coordinate] / pivot[coordinate], pivot, other);
-  }
-}
-
-void WilsonSolver::project(double* v) const {
-  for (const Fragment& fragment : fragments_) {
-    for (const Mode& mode : fragment.modes) {
-      double sum = 0.0;
-      for (std::size_t k = 0; k < fragment.positions.size(); ++k) {
-        sum += Dot(LoadAtom(mode.data(), k), LoadAtom(v, fragment.positions[k]));
-      }
-      for (std::size_t k = 0; k < fragment.positions.size(); ++k) {
-        AddToAtom(v, fragment.positions[k], -sum * LoadAtom(mode.data(), k));
-      }
-    }
-  }
-}
-
-// y = A⁺ b, as good as the factor is.
-void WilsonSolver::applyInverse(const std::vector<double>& b, std::vector<double>& y) {
-  for (std::size_t p = 0; p < atomAt_.size(); ++p) {
-    const Vec3 v = LoadAtom(b.data(), atomAt_[p]);
-    StoreAtom(work_.data(), p, turned_[p] ? frames_[p] * v : v);
-  }
-  project(work_.data());
-  factor_.Solve(work_.data());
-  project(work_.data());
-  for (std::size_t p = 0; p < atomAt_.size(); ++p) {
-    const Vec3 v = LoadAtom(work_.data(), p);
-    StoreAtom(y.data(), atomAt_[p], turned_[p] ? Transpose(frames_[p]) * v : v);
-  }
-  for (Fragment& fragment : fragments_) {
-    if (fragment.route != Route::kDense) continue;
-    const std::span<double> column(column_.data(), fragment.NumCoords());
-    for (std::size_t k = 0; k < fragment.positions.size(); ++k) {
-      StoreAtom(column.data(), k, LoadAtom(b.data(), atomAt_[fragment.positions[k]]));
-    }
-    fragment.dense.Apply(column);
-    for (std::size_t k = 0; k < fragment.positions.size(); ++k) {
-      StoreAtom(y.data(), atomAt_[fragment.positions[k]], LoadAtom(column.data(), k));
-    }
+    for (Mode& other : left) AddMultiple(-other[coordinate] / pivot[coordinate], pivot, other);
   }
 }
 
@@ -389,11 +339,23 @@ void WilsonSolver::testRank(const WilsonRows& rows) {
           return hold[0] == BlockLdlt::kWeak || hold[1] == BlockLdlt::kWeak ||
                  hold[2] == BlockLdlt::kWeak;
         });
-    const bool sound =
-        !weak && inverse * kLeastEigenvalue < 1.0 && norm(fragment, z_) <= kContraction * inverse;
-    if (sound) continue;
-    fragment.route = fragment.NumCoords() <= kDenseLimit ? Route::kDense : Route::kIterative;
+    const bool trusted = !weak && norm(fragment, z_) <= kContraction * inverse;
+    if (trusted && inverse * kLeastEigenvalue < 1.0) continue;
+    if (fragment.NumCoords() <= kDenseLimit) {
+      fragment.route = Route::kDense;
+    } else {
+      // A factor that stands for A still serves when eigenvalues lie about the cut-off.
+      if (!trusted) fragment.route = Route::kIterative;
+      warnOfRank();
+    }
   }
+}
+
+void WilsonSolver::warnOfRank() {
+  if (warned_) return;
+  warned_ = true;
+  QZSystem::QZThrow.Warning(
+      "Rank of the redundant internal coordinates is in doubt, small steps may not be resolved");
 }
 
 void WilsonSolver::leaveSparseRoute(const WilsonRows& rows) {
@@ -402,6 +364,7 @@ void WilsonSolver::leaveSparseRoute(const WilsonRows& rows) {
       const auto columns = static_cast<unsigned int>(fragment.NumCoords());
       if (fragment.dense.Compute(rows, fragment.rows, localColumn_, columns, kCutOff)) continue;
       fragment.route = Route::kIterative;
+      warnOfRank();
     }
     if (fragment.route != Route::kIterative) continue;
     iterative_ = true;
@@ -412,115 +375,7 @@ void WilsonSolver::leaveSparseRoute(const WilsonRows& rows) {
       }
     }
   }
-  if (!iterative_) return;
-  factor_.Factor(hold_, kTinyPivot);
-  if (warned_) return;
-  warned_ = true;
-  QZSystem::QZThrow.Warning(
-      "Rank of the internal coordinates is in doubt, they are transformed iteratively");
-}
-
-// Solves A y = load + Bᵀ t, t being in rowResidual_, which becomes t - B y. `load` may be null.
-void WilsonSolver::conjugateGradients(const WilsonRows& rows, const double* load) {
-  std::fill(y_.begin(), y_.end(), 0.0);
-  std::fill(direction_.begin(), direction_.end(), 0.0);
-  std::fill(rowSum_.begin(), rowSum_.end(), 0.0);
-  double previous = 0.0;
-  double lastCorrection = std::numeric_limits<double>::infinity();
-  const int limit = iterative_ ? kMaxIterations : kMaxCorrections;
-  for (int iteration = 0; iteration < limit; ++iteration) {
-    if (load != nullptr) {
-      std::copy_n(load, numCoords_, residual_.begin());
-    } else {
-      std::fill(residual_.begin(), residual_.end(), 0.0);
-    }
-    rows.AddTransposed(rowResidual_.data(), residual_.data());
-    applyInverse(residual_, z_);
-    const double product = dot(residual_, z_);
-    const double beta = iteration == 0 ? 0.0 : product / previous;
-    for (std::size_t i = 0; i < numCoords_; ++i) direction_[i] = z_[i] + beta * direction_[i];
-    previous = product;
-    rows.Multiply(direction_.data(), rowDirection_.data());
-    const double curvature = dot(rowDirection_, rowDirection_);
-    if (!(product > 0.0 && curvature > 0.0)) return;
-    const double alpha = product / curvature;
-    addMultiple(alpha, direction_, y_);
-    addMultiple(alpha, rowDirection_, rowSum_);
-    addMultiple(-alpha, rowDirection_, rowResidual_);
-    const double correction = alpha * std::max(std::sqrt(dot(direction_, direction_) / dot(y_, y_)),
-                                               std::sqrt(curvature / dot(rowSum_, rowSum_)));
-    if (!(correction > kConverged)) return;
-    // No longer falling: rounding has been reached.
-    if (!iterative_ && correction > 0.5 * lastCorrection) return;
-    lastCorrection = correction;
-  }
-}
-
-// The least z with Bᵀ z = g as far as it can be, for a g with parts in unknown null vectors of A:
-// conjugate gradients on B Bᵀ z = B g, whose residual sheds those parts.
-void WilsonSolver::iterateGradient(const WilsonRows& rows, const double* g, double* out) {
-  const std::size_t numRows = rowResidual_.size();
-  std::copy_n(g, numCoords_, residual_.begin());
-  std::fill_n(out, numRows, 0.0);
-  std::fill(rowDirection_.begin(), rowDirection_.end(), 0.0);
-  double previous = 0.0;
-  for (int iteration = 0; iteration < kMaxIterations; ++iteration) {
-    rows.Multiply(residual_.data(), rowResidual_.data());
-    std::fill(z_.begin(), z_.end(), 0.0);
-    rows.AddTransposed(rowResidual_.data(), z_.data());
-    applyInverse(z_, y_);
-    applyInverse(y_, z_);
-    rows.Multiply(z_.data(), rowSum_.data());
-    const double product = dot(rowResidual_, rowSum_);
-    const double beta = iteration == 0 ? 0.0 : product / previous;
-    for (std::size_t i = 0; i < numRows; ++i) {
-      rowDirection_[i] = rowSum_[i] + beta * rowDirection_[i];
-    }
-    previous = product;
-    std::fill(direction_.begin(), direction_.end(), 0.0);
-    rows.AddTransposed(rowDirection_.data(), direction_.data());
-    const double curvature = dot(direction_, direction_);
-    if (!(product > 0.0 && curvature > 0.0)) return;
-    const double alpha = product / curvature;
-    double size = 0.0;
-    for (std::size_t i = 0; i < numRows; ++i) {
-      out[i] += alpha * rowDirection_[i];
-      size += out[i] * out[i];
-    }
-    addMultiple(-alpha, direction_, residual_);
-    if (!(alpha * std::sqrt(dot(rowDirection_, rowDirection_) / size) > kConverged)) return;
-  }
-}
-
-void WilsonSolver::InternalGradient(const WilsonRows& rows, const double* g, double* out) {
-  if (failed_) {
-    rows.Multiply(g, rowDirection_.data());
-    std::fill(residual_.begin(), residual_.end(), 0.0);
-    rows.AddTransposed(rowDirection_.data(), residual_.data());
-    rows.Multiply(residual_.data(), out);
-    return;
-  }
-  if (iterative_) {
-    iterateGradient(rows, g, out);
-    return;
-  }
-  std::fill(rowResidual_.begin(), rowResidual_.end(), 0.0);
-  conjugateGradients(rows, g);
-  std::copy(rowSum_.begin(), rowSum_.end(), out);
-}
-
-void WilsonSolver::CartesianStep(const WilsonRows& rows, const double* dq, double* out) {
-  if (failed_) {
-    std::fill(residual_.begin(), residual_.end(), 0.0);
-    rows.AddTransposed(dq, residual_.data());
-    rows.Multiply(residual_.data(), rowDirection_.data());
-    std::fill_n(out, numCoords_, 0.0);
-    rows.AddTransposed(rowDirection_.data(), out);
-    return;
-  }
-  std::copy_n(dq, rowResidual_.size(), rowResidual_.begin());
-  conjugateGradients(rows, nullptr);
-  std::copy(y_.begin(), y_.end(), out);
+  if (iterative_) factor_.Factor(hold_, kTinyPivot);
 }
 
 }  // namespace QZMolPotential

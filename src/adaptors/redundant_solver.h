@@ -21,7 +21,8 @@ namespace QZMolPotential {
 /// null vectors that are known, are held in the factor and projected out around it. Conjugate
 /// gradients with this A⁺, on residuals formed through B, restore the digits that A lost.
 /// A rank test guards each fragment. One that fails it is decomposed densely (up to 1,500
-/// coordinates), or else solved iteratively with a warning.
+/// coordinates), or else warned of and, where the factor itself is at fault, factorised with 1e-6
+/// added to the diagonal: gradients are then iterated, steps damped.
 /// Cost: linear in the atoms for chains, both time and memory.
 class WilsonSolver {
  public:
@@ -58,6 +59,7 @@ class WilsonSolver {
   void findRigidMotions(Fragment& fragment, const double* x) const;
   void holdRigidMotions(const Fragment& fragment);
   void testRank(const WilsonRows& rows);
+  void warnOfRank();
   void leaveSparseRoute(const WilsonRows& rows);
   void project(double* v) const;
   void applyInverse(const std::vector<double>& b, std::vector<double>& y);

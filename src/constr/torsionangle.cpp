@@ -6,23 +6,11 @@
 #include <numbers>
 
 #include "constr/dihedral_atoms.h"
-#include "math/dihedral_angle.h"
 #include "qzchem/mol.h"
 
 namespace QZConstr {
 
-using QZMolPotential::DihedralAngle;
-using QZMolPotential::LoadAtom;
-
 namespace {
-
-// Below this |N|²|M|² (Å⁸) three of the atoms are in line, and the gradient would overflow.
-constexpr double kInLine = 1e-40;
-
-DihedralAngle AngleAt(const double* x, const std::array<unsigned int, 4>& atoms) {
-  return {
-      LoadAtom(x, atoms[0]), LoadAtom(x, atoms[1]), LoadAtom(x, atoms[2]), LoadAtom(x, atoms[3])};
-}
 
 double Difference(double phi, double phi0) {
   return std::remainder(phi - phi0, 2.0 * std::numbers::pi);
@@ -46,15 +34,15 @@ bool QZTorsionAngleRestraint::Setup(const QZChem::QZMolBase& mol) {
 }
 
 double QZTorsionAngleRestraint::operator()(const double* x) {
-  const double d = Difference(AngleAt(x, atoms_).value, phi0_);
+  const double d = Difference(CosineAt(x, atoms_).SignedAngle(), phi0_);
   return k_ * d * d;
 }
 
 double QZTorsionAngleRestraint::operator()(const double* x, double* grad) {
-  const DihedralAngle angle = AngleAt(x, atoms_);
-  const double d = Difference(angle.value, phi0_);
-  if (Dot(angle.normal, angle.normal) * Dot(angle.normal2, angle.normal2) > kInLine) {
-    AddBlocks(grad, atoms_, 2.0 * k_ * d, angle.Gradient());
+  const QZMolPotential::DihedralCosine angle = CosineAt(x, atoms_);
+  const double d = Difference(angle.SignedAngle(), phi0_);
+  if (!angle.IsDegenerate()) {
+    AddBlocks(grad, atoms_, 2.0 * k_ * d, angle.AngleGradient());
   }
   return k_ * d * d;
 }

@@ -79,6 +79,10 @@ struct DihedralCosine {
   /// and π. The four blocks sum to zero.
   std::array<Vec3, 4> Gradient() const { return Angle().Atoms(-Sine()); }
 
+  /// ψ itself in (-π, π], the IUPAC dihedral, as accurate at 0 and π as elsewhere; 0 where three
+  /// atoms are in line.
+  double SignedAngle() const { return std::atan2(0.0 - Norm(b) * Dot(normal, c), dot); }
+
   /// The gradient of the signed angle itself; regular at every φ. The four blocks sum to zero.
   std::array<Vec3, 4> AngleGradient() const { return Angle().Atoms(1.0); }
 };

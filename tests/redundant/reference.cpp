@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "redundant/reference.h"
 
+#include <lapacke.h>
+
 #include <algorithm>
 #include <cmath>
 #include <complex>
 #include <iterator>
-#include <lapacke.h>
 
 namespace {
 
@@ -59,8 +60,10 @@ Angle angleOf(double sine, double cosine, bool dihedral, bool forRows) {
   const double c = std::clamp(cosine / length, -1.0, 1.0);
   if (std::abs(c) <= limit) return {std::acos(c), sine < 0.0 ? -1.0 : 1.0};
   if (dihedral && !forRows) return {c > 0.0 ? 0.0 : std::acos(-1.0), 0.0};
+  // 1 - |cos| of the moved cosine, from the sine, where a difference would have no digits.
+  const double rest = std::pow(sine / length, 2) / (1.0 + std::abs(c)) + shift;
   const double moved = c > 0.0 ? c - shift : c + shift;
-  return {std::acos(moved), sine / length / std::sqrt(1.0 - moved * moved)};
+  return {std::acos(moved), sine / length / std::sqrt(rest * (2.0 - rest))};
 }
 
 }  // namespace
@@ -178,8 +181,17 @@ void Reference::UpdateRows(const std::vector<double>& x) {
   const auto columns = static_cast<lapack_int>(n_);
   const auto least = static_cast<lapack_int>(k);
   if (m > 0) {
-    LAPACKE_dgesdd(LAPACK_ROW_MAJOR, 'S', rows, columns, work.data(), columns, sigma_.data(),
-                   u_.data(), least, vt_.data(), columns);
+    LAPACKE_dgesdd(LAPACK_ROW_MAJOR,
+                   'S',
+                   rows,
+                   columns,
+                   work.data(),
+                   columns,
+                   sigma_.data(),
+                   u_.data(),
+                   least,
+                   vt_.data(),
+                   columns);
   }
 }
 

@@ -50,24 +50,30 @@ std::vector<double> randomVector(std::size_t n, double size, std::mt19937& rng) 
 
 // Gradient of a force with net force and torque, and a back-transformation towards the internals
 // of a displaced geometry, against the definition.
-void expectDefinition(const QZGraphMol& mol,
-                      const Reference::Frozen& frozen,
-                      double tolerance) {
+void expectDefinition(const QZGraphMol& mol, const Reference::Frozen& frozen, double tolerance) {
   constexpr unsigned int kSeed = 7;
   SCOPED_TRACE(std::string(mol.GetTitle()) + ", seed " + std::to_string(kSeed));
   std::mt19937 rng(kSeed);
   ProbeFunc probe;
   QZRedundantInterAdaptor adaptor(probe, /*own=*/false, /*restrictInteractions=*/false);
-  ASSERT_TRUE(adaptor.Set(
-      QZSystem::QZMakeUnaryPredicate<QZChem::QZAtomBase>(
-          [&frozen](const QZChem::QZAtomBase& a) { return frozen(a.GetIndex()); }),
-      0x400000U));
+  ASSERT_TRUE(
+      adaptor.Set(QZSystem::QZMakeUnaryPredicate<QZChem::QZAtomBase>(
+                      [&frozen](const QZChem::QZAtomBase& a) { return frozen(a.GetIndex()); }),
+                  0x400000U));
   ASSERT_TRUE(adaptor.Setup(mol));
   Reference reference(mol, frozen);
   const std::vector<double> x = Coords(mol);
   reference.UpdateRows(x);
   ASSERT_EQ(adaptor.NumVar(), reference.ActiveOf(reference.Values(x, false)).size());
   if (adaptor.NumVar() == 0) return;
+
+  // The rows of planar dihedrals are known to 1e-12 or so, which singular values next to the
+  // cut-off magnify, here and there.
+  double least = 1.0;
+  for (const double sigma : reference.SingularValues()) {
+    if (sigma >= 1e-6) least = std::min(least, sigma);
+  }
+  if (least < 1e-5) tolerance += 1e-12 / least;
 
   const std::vector<double> g = randomVector(x.size(), 10.0, rng);
   std::vector<double> gradient(adaptor.NumVar());
@@ -91,10 +97,8 @@ void expectDefinition(const QZGraphMol& mol,
   for (std::size_t i = 0; i < x.size(); ++i) step[i] -= x[i];
   // What is left of the step's digits after it was added to x.
   const double lost = 4e-16 * norm(x) / 8e-6;
-  const double stepError =
-      relativeDifference(step, reference.CartesianStep(reference.AllOf(dq)));
+  const double stepError = relativeDifference(step, reference.CartesianStep(reference.AllOf(dq)));
   EXPECT_TRUE(stepError <= tolerance + lost) << stepError;
-  if (std::getenv("REDUNDANT_PRINT")) std::printf("%-12s n=%zu grad %.1e step %.1e lost %.1e smin %.1e\n", mol.GetTitle(), x.size(), gradientError, stepError, lost, *std::min_element(reference.SingularValues().begin(), reference.SingularValues().end(), [](double a, double b){ return (a<1e-6?1e9:a)<(b<1e-6?1e9:b);}));
 }
 
 // A whole back-transformation towards the internals of a displaced geometry.
@@ -123,8 +127,7 @@ void expectSameWay(const QZGraphMol& mol, double tolerance) {
 
 std::vector<QZGraphMol> dataMolecules(unsigned int maxAtoms) {
   std::vector<std::filesystem::path> files;
-  const char* dir = std::getenv("REDDIR") ? std::getenv("REDDIR") : MOLPOTENTIAL_DATA_DIR;
-  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+  for (const auto& entry : std::filesystem::directory_iterator(MOLPOTENTIAL_DATA_DIR)) {
     if (entry.path().extension() == ".sdf") files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
@@ -157,7 +160,8 @@ QZGraphMol chainWithAngles(const std::vector<double>& degrees) {
       for (std::size_t d = 0; d < 3; ++d) side[d] = axis[d] - along * heading[d];
       const double length = std::hypot(side[0], side[1], side[2]);
       for (std::size_t d = 0; d < 3; ++d) {
-        heading[d] = std::cos(turn) * heading[d] + std::sin(turn) * std::sqrt(h2) * side[d] / length;
+        heading[d] =
+            std::cos(turn) * heading[d] + std::sin(turn) * std::sqrt(h2) * side[d] / length;
       }
     }
     for (std::size_t d = 0; d < 3; ++d) p[d] += 1.3 * heading[d];
@@ -181,8 +185,10 @@ TEST(RedundantDefinition, HoldsForMoleculesOfTheDataFolder) {
 TEST(RedundantDefinition, HoldsWithFrozenAtoms) {
   for (const QZGraphMol& mol : dataMolecules(80)) {
     const unsigned int n = mol.AtomIndexBound();
-    expectDefinition(mol, [n](unsigned int a) { return 2 * a < n; }, 1e-9);
-    expectDefinition(mol, [](unsigned int a) { return a % 3 != 0; }, 1e-9);
+    expectDefinition(
+        mol, [n](unsigned int a) { return 2 * a < n; }, 1e-9);
+    expectDefinition(
+        mol, [](unsigned int a) { return a % 3 != 0; }, 1e-9);
   }
 }
 
@@ -201,7 +207,8 @@ TEST(RedundantDefinition, HoldsForPlanarAndStraightMolecules) {
 TEST(RedundantDefinition, HoldsNearStraightAngles) {
   for (const double bend : {1e-1, 1e-2, 1e-3, 1e-4}) {
     SCOPED_TRACE(bend);
-    expectDefinition(chainWithAngles({112.0, 180.0 - bend, 180.0 - bend, 110.0, 115.0}), none, 1e-9);
+    expectDefinition(
+        chainWithAngles({112.0, 180.0 - bend, 180.0 - bend, 110.0, 115.0}), none, 1e-9);
   }
 }
 

@@ -8,6 +8,7 @@
 #include "qzchem/io.h"
 #include "qzsystem/error.h"
 #include "rdkit_bridge.h"
+#include "records.h"
 
 namespace QZChem {
 
@@ -35,6 +36,7 @@ bool QZMakeCoordinates(QZGraphMol& mol) {
       const double xyz[3] = {positions[i].x, positions[i].y, positions[i].z};
       mol.SetCoords(mol.GetAtom(converted.atomIndices[i]), xyz);
     }
+    SetDimension(mol, Dimension::Three);
     return true;
   } catch (const std::exception& error) {
     QZSystem::QZThrow.Warning("No coordinates can be made: %s", error.what());

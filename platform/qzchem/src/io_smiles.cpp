@@ -24,9 +24,8 @@ std::string Parse(const char* smiles, QZGraphMol& mol) {
     if (parsed == nullptr) return reason.Get("it does not parse");
     if (parsed->getNumAtoms() == 0) return "it has no atoms";
     RDKit::MolOps::addHs(*parsed);
-    RDKit::MolOps::Kekulize(*parsed, true);
     QZGraphMol result;
-    QZFromRDKit(*parsed, result);
+    FromRDKit(*parsed, result);
     mol = std::move(result);
     return "";
   } catch (const std::exception& error) {

@@ -28,9 +28,15 @@ struct QZRDKitMol {
 /// this library; not installed.
 QZ_API QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
 
-/// Replaces `mol` by what RDKit holds: atoms in order with charges and map numbers, bonds as
-/// single, double or triple (anything else becomes single: Kekulise first), the first conformer and
-/// the name.
-void QZFromRDKit(const RDKit::ROMol& source, QZGraphMol& mol);
+/// The same where hydrogens that valence asks for are implied, as SMARTS patterns and the search
+/// for missing hydrogens want it.
+QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates);
+/// Atoms, bonds, charges, coordinates, title and residues as they are; nothing is perceived.
+QZRDKitMol ToRDKitUnperceived(const QZMolBase& mol);
+
+/// Replaces `mol` by what RDKit holds: atoms in order with charges, map numbers and residues, bonds
+/// as single, double or triple (other bonds become single, aromatic ones are Kekulised), the first
+/// conformer and the name. Throws what RDKit throws when there is no Kekulé structure.
+void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol);
 
 }  // namespace QZChem
