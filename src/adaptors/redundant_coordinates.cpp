@@ -74,7 +74,7 @@ double dihedral(const Vec3& xi, const Vec3& xj, const Vec3& xk, const Vec3& xl, 
   if (row == nullptr) return std::acos(clamped ? std::copysign(1.0, c) : c);
   // d acos(c) = -dc / √(1 - c²) and dc = -sin φ dφ. On the clamp 1 - |c| comes from the sine, since
   // the difference has no digits left.
-  const double sine = d.Sine();
+  const double sine = d.SineOrZero();
   double scale = std::copysign(1.0, sine);
   if (clamped) {
     const double rest = sine * sine / (1.0 + std::abs(c)) + kDihedralShift;

@@ -80,13 +80,21 @@ inline void AddQuaternionGradient(const Mat3& m, const double* q, double* out) {
   for (std::size_t k = 0; k < 4; ++k) out[k] += 2.0 * half[k];
 }
 
-/// `p` turned by `angle` (radians, right-handed) about `axis` (a vector used as it is, meant to be
-/// of unit length). Rodrigues' formula.
-inline Vec3 RotateAbout(const Vec3& axis, double angle, const Vec3& p) {
-  const double c = std::cos(angle);
-  const double s = std::sin(angle);
-  return c * p + s * Cross(axis, p) + ((1.0 - c) * Dot(axis, p)) * axis;
-}
+/// The turn by `angle` (radians, right-handed) about `axis` through the origin, for many points.
+/// The axis is used as it is, meant to be of unit length. Rodrigues' formula.
+class AxisRotation {
+ public:
+  AxisRotation(const Vec3& axis, double angle)
+      : axis_(axis), cosine_(std::cos(angle)), sine_(std::sin(angle)) {}
+  Vec3 operator()(const Vec3& p) const {
+    return cosine_ * p + sine_ * Cross(axis_, p) + ((1.0 - cosine_) * Dot(axis_, p)) * axis_;
+  }
+
+ private:
+  Vec3 axis_;
+  double cosine_;
+  double sine_;
+};
 
 /// The unweighted mean of n points; the origin for none.
 inline Vec3 Centroid(const double* coords, std::size_t n) {
