@@ -5,4 +5,5 @@
 #include "molpotential/adaptor.h"
 #include "molpotential/forwarding.h"
 #include "molpotential/geomderiv.h"
+#include "molpotential/linalg.h"
 #include "molpotential/molfunc.h"
