@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include "math/vec3.h"
 
@@ -42,10 +43,20 @@ struct DihedralCosine {
   /// N x M = -(N·c) b. Its relative error does not grow towards 0 and π.
   double Sine() const { return -std::sqrt(Dot(b, b)) * Dot(normal, c) / product; }
 
+  /// The same, but 0 where it does not rise above the rounding of the normals' directions, so that
+  /// planar atoms have a planar angle.
+  double SineOrZero() const {
+    constexpr double kRounding = 8.0 * std::numeric_limits<double>::epsilon();
+    const double sine = Sine();
+    const double noise =
+        kRounding * Norm(b) * (Norm(a) * std::sqrt(m2) + Norm(c) * std::sqrt(n2)) / product;
+    return std::abs(sine) <= noise ? 0.0 : sine;
+  }
+
   /// dψ/da and dψ/dc; both are perpendicular to b. Turning all three vectors together changes
   /// nothing, hence dψ/db = -(a·b dψ/da + c·b dψ/dc) / |b|². Blondel and Karplus, J. Comput. Chem.
   /// 17, 1132 (1996).
-  struct AngleGradient {
+  struct AngleBlocks {
     Vec3 a;
     Vec3 c;
     double alongA = 0.0;  // a·b / |b|²
@@ -58,7 +69,7 @@ struct DihedralCosine {
       return {p0, (alongA - 1.0) * p0 + alongC * p3, -alongA * p0 - (1.0 + alongC) * p3, p3};
     }
   };
-  AngleGradient Angle() const {
+  AngleBlocks Angle() const {
     const double b2 = Dot(b, b);
     const double length = std::sqrt(b2);
     return {(length / n2) * normal, (-length / m2) * normal2, Dot(a, b) / b2, Dot(c, b) / b2};
@@ -67,6 +78,13 @@ struct DihedralCosine {
   /// The gradient of cos φ = cos ψ with respect to P0, P1, P2, P3: -sin ψ dψ, which is regular at 0
   /// and π. The four blocks sum to zero.
   std::array<Vec3, 4> Gradient() const { return Angle().Atoms(-Sine()); }
+
+  /// ψ itself in (-π, π], the IUPAC dihedral, as accurate at 0 and π as elsewhere; 0 where three
+  /// atoms are in line.
+  double SignedAngle() const { return std::atan2(0.0 - Norm(b) * Dot(normal, c), dot); }
+
+  /// The gradient of the signed angle itself; regular at every φ. The four blocks sum to zero.
+  std::array<Vec3, 4> AngleGradient() const { return Angle().Atoms(1.0); }
 };
 
 }  // namespace QZMolPotential

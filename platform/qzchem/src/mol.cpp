@@ -99,15 +99,39 @@ QZMolImpl::QZMolImpl(const QZMolImpl& other, QZMolBase* mol)
   topology_ = other.topology_;
 }
 
-QZAtomBase* QZMolImpl::AddAtom(unsigned int atomicNumber, const double* xyz) {
-  std::unique_ptr<QZAtomBase> atom(new QZAtomBase);
+QZAtomBase* QZMolImpl::append(std::unique_ptr<QZAtomBase> atom, const double* xyz) {
   atom->mol_ = this;
   atom->index_ = static_cast<unsigned int>(atoms.size());
-  atom->atomicNumber_ = atomicNumber;
   coords.insert(coords.end(), xyz, xyz + 3);
   ++numAtoms;
   InvalidateTopology();
   return atoms.emplace_back(std::move(atom)).get();
+}
+
+QZBondBase* QZMolImpl::append(std::unique_ptr<QZBondBase> bond,
+                              QZAtomBase* begin,
+                              QZAtomBase* end) {
+  bond->mol_ = this;
+  bond->index_ = static_cast<unsigned int>(bonds.size());
+  bond->begin_ = begin;
+  bond->end_ = end;
+  begin->bonds_.push_back(bond.get());
+  end->bonds_.push_back(bond.get());
+  ++numBonds;
+  InvalidateTopology();
+  return bonds.emplace_back(std::move(bond)).get();
+}
+
+QZAtomBase* QZMolImpl::AddAtom(unsigned int atomicNumber, const double* xyz) {
+  std::unique_ptr<QZAtomBase> atom(new QZAtomBase);
+  atom->atomicNumber_ = atomicNumber;
+  return append(std::move(atom), xyz);
+}
+
+QZAtomBase* QZMolImpl::AddCopy(const QZAtomBase& source, const double* xyz) {
+  std::unique_ptr<QZAtomBase> atom(new QZAtomBase(source));
+  atom->bonds_.clear();
+  return append(std::move(atom), xyz);
 }
 
 QZBondBase* QZMolImpl::AddBond(QZAtomBase* begin, QZAtomBase* end, unsigned int order) {
@@ -116,16 +140,12 @@ QZBondBase* QZMolImpl::AddBond(QZAtomBase* begin, QZAtomBase* end, unsigned int 
     if (bond->GetNeighbour(begin) == end) return nullptr;
   }
   std::unique_ptr<QZBondBase> bond(new QZBondBase);
-  bond->mol_ = this;
-  bond->index_ = static_cast<unsigned int>(bonds.size());
   bond->order_ = order;
-  bond->begin_ = begin;
-  bond->end_ = end;
-  begin->bonds_.push_back(bond.get());
-  end->bonds_.push_back(bond.get());
-  ++numBonds;
-  InvalidateTopology();
-  return bonds.emplace_back(std::move(bond)).get();
+  return append(std::move(bond), begin, end);
+}
+
+QZBondBase* QZMolImpl::AddCopy(const QZBondBase& source, QZAtomBase* begin, QZAtomBase* end) {
+  return append(std::unique_ptr<QZBondBase>(new QZBondBase(source)), begin, end);
 }
 
 bool QZMolImpl::DeleteBond(const QZBondBase* bond) {

@@ -28,7 +28,10 @@ struct QZMolImpl {
   void Sweep();
   bool Owns(const QZAtomBase* atom) const;
   bool Owns(const QZBondBase* bond) const;
-  void SetMapIndex(QZAtomBase* atom, unsigned int map) { atom->mapIndex_ = map; }
+  /// Appends a copy of an atom of any molecule, tagged data included, without its bonds.
+  QZAtomBase* AddCopy(const QZAtomBase& source, const double* xyz);
+  /// Appends a copy of a bond between two unbonded atoms of this molecule.
+  QZBondBase* AddCopy(const QZBondBase& source, QZAtomBase* begin, QZAtomBase* end);
 
   /// What is perceived from atoms and bonds, computed at the first call after an edit.
   std::shared_ptr<const QZTopology> Topology() const;
@@ -45,6 +48,9 @@ struct QZMolImpl {
   std::vector<std::pair<std::string, std::string>> sdData;
 
  private:
+  QZAtomBase* append(std::unique_ptr<QZAtomBase> atom, const double* xyz);
+  QZBondBase* append(std::unique_ptr<QZBondBase> bond, QZAtomBase* begin, QZAtomBase* end);
+
   mutable std::mutex topologyMutex_;
   mutable std::shared_ptr<const QZTopology> topology_;
 };
@@ -53,6 +59,8 @@ struct QZMolImpl {
 struct QZMolAccess {
   static QZMolImpl& Impl(QZMolBase& mol) { return *mol.impl_; }
   static const QZMolImpl& Impl(const QZMolBase& mol) { return *mol.impl_; }
+  static const QZMolImpl& Impl(const QZAtomBase& atom) { return *atom.mol_; }
+  static const std::vector<QZBondBase*>& Bonds(const QZAtomBase& atom) { return atom.bonds_; }
 };
 
 }  // namespace QZChem

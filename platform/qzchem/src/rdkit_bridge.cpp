@@ -3,10 +3,13 @@
 #include "rdkit_bridge.h"
 
 #include <GraphMol/MolOps.h>
+#include <GraphMol/MonomerInfo.h>
 #include <GraphMol/RWMol.h>
 
+#include <algorithm>
 #include <exception>
 
+#include "rdkit_log.h"
 #include "topology.h"
 
 namespace QZChem {
@@ -23,6 +26,30 @@ RDKit::Bond::BondType BondType(unsigned int order) {
   }
 }
 
+unsigned int BondOrder(RDKit::Bond::BondType type) {
+  switch (type) {
+    case RDKit::Bond::DOUBLE:
+      return 2;
+    case RDKit::Bond::TRIPLE:
+      return 3;
+    default:
+      return 1;
+  }
+}
+
+bool HasAromaticBonds(const RDKit::ROMol& mol) {
+  for (const RDKit::Bond* bond : mol.bonds()) {
+    if (bond->getBondType() == RDKit::Bond::AROMATIC) return true;
+  }
+  return false;
+}
+
+// Residues of a macromolecule, kept from reading to writing as tagged data of its atoms.
+unsigned int ResidueTag() {
+  static const unsigned int tag = QZSystem::QZGetTag("QZChem residue");
+  return tag;
+}
+
 void AddConformer(const QZMolBase& mol, QZRDKitMol& result) {
   auto* conformer = new RDKit::Conformer(result.mol->getNumAtoms());
   conformer->set3D(true);
@@ -34,15 +61,13 @@ void AddConformer(const QZMolBase& mol, QZRDKitMol& result) {
   result.mol->addConformer(conformer, true);
 }
 
-}  // namespace
-
-QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates) {
+QZRDKitMol Convert(const QZMolBase& mol, bool coordinates, bool implyHydrogens) {
   QZRDKitMol result{std::make_unique<RDKit::RWMol>(), {}, {}};
   std::vector<unsigned int> rdkitIndex(mol.AtomIndexBound());
   for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
     auto* copy = new RDKit::Atom(static_cast<int>(atom.GetAtomicNumber()));
     copy->setFormalCharge(atom.GetFormalCharge());
-    copy->setNoImplicit(true);
+    copy->setNoImplicit(!implyHydrogens);
     rdkitIndex[atom.GetIndex()] = result.mol->addAtom(copy, false, true);
     result.atomIndices.push_back(atom.GetIndex());
   }
@@ -52,28 +77,105 @@ QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates) {
                         BondType(bond.GetOrder()));
   }
   if (coordinates) AddConformer(mol, result);
+  return result;
+}
+
+// What can be perceived when valences are unusual.
+void PerceiveLeniently(RDKit::RWMol& mol) {
+  mol.updatePropertyCache(false);
+  RDKit::MolOps::symmetrizeSSSR(mol);
+  RDKit::MolOps::setAromaticity(mol);
+  RDKit::MolOps::setConjugation(mol);
+  RDKit::MolOps::setHybridization(mol);
+}
+
+QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens) {
+  QZRDKitMol result = Convert(mol, coordinates, implyHydrogens);
   try {
     RDKit::MolOps::sanitizeMol(*result.mol);
+    return result;
   } catch (const std::exception& error) {
-    result.error = error.what();
-    // What does not depend on valences still holds.
+    result.error = OneLine(error.what());
+  }
+  std::string reason = std::move(result.error);
+  result = Convert(mol, coordinates, implyHydrogens);  // without what the failure left behind
+  result.error = std::move(reason);
+  try {
+    PerceiveLeniently(*result.mol);
+  } catch (const std::exception&) {
     result.mol->updatePropertyCache(false);
     RDKit::MolOps::fastFindRings(*result.mol);
   }
   return result;
 }
 
+}  // namespace
+
+QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates) {
+  return Perceived(mol, coordinates, /*implyHydrogens=*/false);
+}
+
+QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates) {
+  return Perceived(mol, coordinates, /*implyHydrogens=*/true);
+}
+
+QZRDKitMol ToRDKitUnperceived(const QZMolBase& mol) {
+  QZRDKitMol result = Convert(mol, /*coordinates=*/true, /*implyHydrogens=*/true);
+  result.mol->setProp(RDKit::common_properties::_Name, std::string(mol.GetTitle()));
+  for (unsigned int i = 0; i < result.atomIndices.size(); ++i) {
+    const auto* residue =
+        mol.GetAtom(result.atomIndices[i])->GetData<RDKit::AtomPDBResidueInfo>(ResidueTag());
+    if (residue != nullptr) result.mol->getAtomWithIdx(i)->setMonomerInfo(residue->copy());
+  }
+  result.mol->updatePropertyCache(false);
+  return result;
+}
+
+void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol) {
+  if (HasAromaticBonds(source)) {
+    source.updatePropertyCache(false);
+    RDKit::MolOps::Kekulize(source, true);
+  }
+  QZGraphMol result(source.getNumAtoms());
+  const RDKit::Conformer* conformer =
+      source.getNumConformers() > 0 ? &source.getConformer() : nullptr;
+  for (const RDKit::Atom* atom : source.atoms()) {
+    RDGeom::Point3D place;
+    if (conformer != nullptr) place = conformer->getAtomPos(atom->getIdx());
+    QZAtomBase* copy =
+        result.AddAtom(static_cast<unsigned int>(atom->getAtomicNum()), place.x, place.y, place.z);
+    copy->SetFormalCharge(atom->getFormalCharge());
+    copy->SetMapIndex(static_cast<unsigned int>(atom->getAtomMapNum()));
+    if (const auto* residue =
+            dynamic_cast<const RDKit::AtomPDBResidueInfo*>(atom->getMonomerInfo())) {
+      copy->SetData(ResidueTag(), *residue);
+    }
+  }
+  for (const RDKit::Bond* bond : source.bonds()) {
+    result.AddBond(result.GetAtom(bond->getBeginAtomIdx()),
+                   result.GetAtom(bond->getEndAtomIdx()),
+                   BondOrder(bond->getBondType()));
+  }
+  std::string name;
+  if (source.getPropIfPresent(RDKit::common_properties::_Name, name)) result.SetTitle(name.c_str());
+  mol = std::move(result);
+}
+
 std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol) {
   auto topology = std::make_shared<QZTopology>();
   topology->bondInRing.assign(mol.BondIndexBound(), 0);
   topology->bondAromatic.assign(mol.BondIndexBound(), 0);
-  QZRDKitMol converted = QZToRDKit(mol, false);
+  QZRDKitMol converted = ToRDKitWithImpliedHydrogens(mol, false);
   unsigned int next = 0;  // RDKit's bonds follow ours in index order
   for (const auto& bond : QZSystem::QZRange(mol.GetBonds())) {
     const RDKit::Bond* perceived = converted.mol->getBondWithIdx(next++);
     topology->bondInRing[bond.GetIndex()] =
         converted.mol->getRingInfo()->numBondRings(perceived->getIdx()) > 0;
     topology->bondAromatic[bond.GetIndex()] = perceived->getIsAromatic();
+  }
+  for (const RDKit::Atom* atom : converted.mol->atoms()) {
+    topology->impliedHydrogens += static_cast<unsigned int>(atom->getNumImplicitHs());
+    topology->largestDegree = std::max(topology->largestDegree, atom->getTotalDegree());
   }
   topology->atomIndexOfTarget = std::move(converted.atomIndices);
   topology->target = std::move(converted.mol);

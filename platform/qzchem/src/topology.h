@@ -16,8 +16,10 @@ class QZMolBase;
 /// Perceived from atoms, bonds and charges; independent of coordinates. Immutable once built, so
 /// that threads may share it.
 struct QZTopology {
-  std::vector<char> bondInRing;    // by bond index
-  std::vector<char> bondAromatic;  // by bond index
+  std::vector<char> bondInRing;       // by bond index
+  std::vector<char> bondAromatic;     // by bond index
+  unsigned int impliedHydrogens = 0;  // that valence asks for beyond those present
+  unsigned int largestDegree = 0;     // neighbours of an atom, implied hydrogens counted
   /// The molecule as a SMARTS target: sanitised where the chemistry allows it, rings and
   /// aromaticity perceived.
   std::shared_ptr<const RDKit::ROMol> target;

@@ -83,13 +83,20 @@ QZ_API unsigned int QZWriteMolecule(qzmolostream& out, QZGraphMol& mol);
 QZ_API bool QZSmilesToMol(QZGraphMol& mol, const char* smiles);
 
 /// Adds the hydrogens that valence asks for, at positions made from the heavy atoms' geometry,
-/// after the existing atoms. Returns how many were added, or -1 with a Warning when valence cannot
-/// be perceived.
+/// after the existing atoms; those of a drawing stay in its plane. Returns how many were added, or
+/// -1 with a Warning when valence cannot be perceived.
 QZ_API int QZAddHydrogens(QZGraphMol& mol);
-/// True when hydrogens that valence asks for are missing.
+/// Replaces all coordinates by three-dimensional ones made from the bonds (distance geometry, fixed
+/// seed). Hydrogens should be explicit. Fails: false with a Warning, coordinates unchanged.
+QZ_API bool QZMakeCoordinates(QZGraphMol& mol);
+/// True when hydrogens that valence asks for are missing; so it is where bond orders are, as in a
+/// molecule read from XYZ.
 QZ_API bool QZLacksHydrogens(const QZMolBase& mol);
-/// True when there are three or more atoms and all have the same z, as in a drawing, and chemistry
-/// does not ask for a flat molecule; a record marked 3D counts as 3D.
+/// True when the coordinates are those of a drawing. They never are unless all atoms have the same
+/// z. Then an SDF record decides by its 2D or 3D mark, XYZ and PDB records are always 3D, so that
+/// benzene from a 3D file is; and without a mark, three or more atoms are a drawing when one has
+/// four or more neighbours, hydrogens that valence asks for counted, since such an atom is not
+/// flat.
 QZ_API bool QZLooksTwoDimensional(const QZMolBase& mol);
 
 }  // namespace QZChem

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "qzopt/qzopt.h"
 
@@ -31,7 +32,12 @@ struct QZOptResult {
   std::string message;
 };
 
-/// Quasi-Newton minimiser: dense BFGS while the problem is small, limited memory when it is large.
+/// Quasi-Newton minimiser: dense BFGS up to 1,500 variables, limited-memory BFGS of rank 300
+/// beyond, with a line search for the strong Wolfe conditions. The first step changes no variable
+/// by more than 1. Fails: `converged` false and the reason in `message`. After a line search that
+/// broke down it starts again from the best point, several times if need be, before it gives up.
+/// Cost: besides the evaluations some 4 n^2 operations an iteration and n^2 doubles (dense), 1,200
+/// n operations and 600 n doubles (limited memory).
 class QZ_API QZMinimizer {
  public:
   explicit QZMinimizer(QZOptOptions options = {});
@@ -39,12 +45,44 @@ class QZ_API QZMinimizer {
   /// Minimises `f` from `x` (NumVar() doubles, in and out). `f` must be set up; it needs no
   /// cleared gradient from the caller. `checkpoint` (not owned, may be null) is called once per
   /// iteration, the start being iteration 0, with state 0 while running and 1 at the end; its
-  /// false stops the run. A NaN energy or gradient ends the run with a message; `x` then holds the
-  /// best point found.
+  /// false stops the run. A run that ends on a failure reports its best point once more, with
+  /// state 1. A NaN energy, a gradient that is not finite or an exception from `f` ends the run
+  /// with a message; an energy of plus infinity only shortens the step. `x` always ends as the best
+  /// point found.
   QZOptResult Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint = nullptr);
 
  private:
   QZOptOptions options_;
+};
+
+/// Minimises under equality constraints c_i(x) = 0: sequential quadratic programming while the
+/// problem is small, an augmented Lagrangian around `QZMinimizer` beyond, and where the former gets
+/// stuck. Without constraints it is `QZMinimizer`.
+/// Converged: every |c_i| is within its tolerance, and the gradient less its part along the
+/// constraints' gradients within the gradient tolerance; `gradientNorm` and the checkpoint's
+/// gradient are that projection.
+/// A constraint's gradient needs the right direction only: its length is measured. `x`, the
+/// constraints' vectors and their gradients have the function's length, whatever the constraints'
+/// `NumVar` says.
+/// Fails: `converged` false and the reason in `message`, which gives the number (from 1) and the
+/// residual of the constraint that is violated most.
+class QZ_API QZConstrainedMinimizer {
+ public:
+  explicit QZConstrainedMinimizer(QZOptOptions options = {});
+
+  /// `tolerance` is in the units of the constraint's value. The constraint is not owned.
+  void AddConstraint(QZConstrFunc& constraint, double tolerance = 1e-6);
+  /// As `QZMinimizer::Minimize`; `x` ends as the point that violates the constraints least, and
+  /// among points that meet them the one of lowest energy.
+  QZOptResult Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint = nullptr);
+  /// c_i at the result of the latest run, in the order of addition.
+  std::vector<double> GetResiduals() const;
+
+ private:
+  QZOptOptions options_;
+  std::vector<QZConstrFunc*> constraints_;
+  std::vector<double> tolerances_;
+  std::vector<double> residuals_;
 };
 
 }  // namespace QZOpt

@@ -1,0 +1,6 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "forcefields/standard.h"
+#include "forcefields/term.h"

@@ -1,0 +1,99 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <ForceField/ForceField.h>
+#include <Geometry/point.h>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace QZMolPotential {
+
+/// What RDKit's contributions need around them: the coordinates without holes, and the table of
+/// distances that contributions on the same coordinates share. It serves one thread at a time.
+class Engine final : public ForceFields::ForceField {
+ public:
+  /// `atomIndices`: our index by RDKit's; `indexBound`: one past our largest index.
+  Engine(std::vector<unsigned int> atomIndices, unsigned int indexBound);
+  Engine(const Engine& other) : Engine(other.atomIndices_, other.indexBound_) {}
+  Engine& operator=(const Engine&) = delete;
+
+  unsigned int NumVar() const { return 3 * indexBound_; }
+  /// Takes the full coordinates `x` and returns them without holes. The distances are forgotten
+  /// when the coordinates differ from those of the last call.
+  double* Bind(const double* x);
+  /// Where contributions add their gradient: `grad` itself, or without holes a buffer that
+  /// `AddGradient` adds to `grad`.
+  double* GradientTarget(double* grad);
+  void AddGradient(double* grad);
+
+ private:
+  bool hasHoles() const { return atomIndices_.size() != indexBound_; }
+
+  std::vector<unsigned int> atomIndices_;
+  unsigned int indexBound_;
+  RDGeom::Point3D unused_;  // coordinates are always handed over explicitly
+  std::vector<double> coords_;
+  std::vector<double> grad_;
+};
+
+/// Contributions of one kind, stored by value.
+class Contributions {
+ public:
+  Contributions() = default;
+  Contributions(const Contributions&) = default;
+  Contributions& operator=(const Contributions&) = delete;
+  virtual ~Contributions() = default;
+  virtual double Energy(double* coords) const = 0;
+  /// The energy; the gradient is added into `grad`.
+  virtual double EnergyAndGradient(double* coords, double* grad) const = 0;
+  virtual std::size_t Size() const = 0;
+  virtual std::unique_ptr<Contributions> Copy() const = 0;
+  /// Makes `owner` the force field whose distances are used.
+  virtual void Bind(ForceFields::ForceField& owner) = 0;
+};
+
+template <class C>
+class ContributionsOf final : public Contributions {
+ public:
+  template <class... Args>
+  void Add(Args&&... args) {
+    items_.emplace_back(std::forward<Args>(args)...);
+  }
+  void Reserve(std::size_t count) { items_.reserve(count); }
+  void Shrink() { items_.shrink_to_fit(); }
+
+  double Energy(double* coords) const override {
+    double energy = 0.0;
+    for (const Item& item : items_) energy += item.getEnergy(coords);
+    return energy;
+  }
+  double EnergyAndGradient(double* coords, double* grad) const override {
+    double energy = 0.0;
+    for (const Item& item : items_) {
+      energy += item.getEnergy(coords);
+      item.getGrad(coords, grad);
+    }
+    return energy;
+  }
+  std::size_t Size() const override { return items_.size(); }
+  std::unique_ptr<Contributions> Copy() const override {
+    return std::make_unique<ContributionsOf>(*this);
+  }
+  void Bind(ForceFields::ForceField& owner) override {
+    for (Item& item : items_) item.Bind(owner);
+  }
+
+ private:
+  // Final, so that the loops above call without dispatch.
+  struct Item final : C {
+    using C::C;
+    explicit Item(const C& other) : C(other) {}
+    void Bind(ForceFields::ForceField& owner) { this->dp_forceField = &owner; }
+  };
+  std::vector<Item> items_;
+};
+
+}  // namespace QZMolPotential

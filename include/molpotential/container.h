@@ -1,0 +1,53 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "molpotential/molfunc.h"
+
+namespace QZMolPotential {
+
+/// The sum of other functions of the same variables, in the order they were pushed:
+///   E(x) = sum of member(x), gradient likewise; 0 without members.
+/// The members are not owned: the caller sets them up, keeps them alive and gives all of them the
+/// same variable count, which is taken from the first one and not compared with the others.
+/// Abstract: a derived class supplies `CreateCopy`, and with it what a copy of shared members
+/// means.
+/// **The gradient call overwrites `grad`** and `Setup` answers false without doing anything:
+/// callers rely on both. Copies: share the members. Cost: one array of NumVar() doubles, allocated
+/// afresh by every gradient call and kept until the next one.
+class QZ_API QZMolContainerFunc : public virtual QZMolFunc1 {
+ public:
+  QZMolContainerFunc() = default;
+  QZMolContainerFunc(const QZMolContainerFunc& other);
+  QZMolContainerFunc(QZMolContainerFunc&& other) noexcept;
+  QZMolContainerFunc& operator=(const QZMolContainerFunc& other);
+  QZMolContainerFunc& operator=(QZMolContainerFunc&& other) noexcept;
+  ~QZMolContainerFunc() override = default;
+
+  /// Appends `func` (not owned; null is ignored). The first push since construction or `clear`
+  /// sets NumVar().
+  void push(QZMolFunc1* func);
+  /// Forgets the members; NumVar() stays until the next `push`.
+  void clear();
+
+  using QZMolFunc1::operator();
+  unsigned int NumVar() const override { return numVar_; }
+  double operator()(const double* x) override;
+  /// Clears the NumVar() entries of `grad`, then adds each member's gradient.
+  double operator()(const double* x, double* grad) override;
+  /// The members' terms one after the other; a member without terms contributes nothing.
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
+  /// False: the members are set up by the caller.
+  bool Setup(const QZChem::QZMolBase& mol) override;
+
+ private:
+  unsigned int numVar_ = 0;
+  unsigned int pushCount_ = 0;
+  std::vector<QZMolFunc1*> members_;
+  std::unique_ptr<double[]> scratch_;
+};
+
+}  // namespace QZMolPotential

@@ -1,0 +1,170 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "molpotential/ffparams.h"
+#include "molpotential/funclist.h"
+#include "molpotential/molfunc.h"
+
+namespace QZMolPotential {
+
+/// A molecular function with a title, "undefined" until it is set.
+class QZ_API QZForceField : public virtual QZMolFunc1 {
+ public:
+  std::string GetTitle() const { return title_; }
+  void SetTitle(const std::string& title) { title_ = title; }
+
+ private:
+  std::string title_ = "undefined";
+};
+
+/// Parameter sets of a force field: copies of what was added, in order. Copies: deep.
+class QZ_API QZFFParamsList {
+ public:
+  QZFFParamsList() = default;
+  QZFFParamsList(const QZFFParamsList& other);
+  QZFFParamsList(QZFFParamsList&&) noexcept = default;
+  QZFFParamsList& operator=(QZFFParamsList other) noexcept;
+  ~QZFFParamsList() = default;
+
+  /// Fails: false when `params` cannot be copied.
+  bool Add(const QZFFParams& params);
+  const std::vector<std::unique_ptr<const QZFFParams>>& Entries() const { return sets_; }
+
+ private:
+  std::vector<std::unique_ptr<const QZFFParams>> sets_;
+};
+
+/// The sum of an ordered list of component functions, beside a list of parameter sets:
+///   E(x) = sum of component(x), the components adding into the caller's own gradient array;
+/// 0 while NumVar() is 0, that is until a component has been set up.
+/// NumVar() is that of the last component whose `Setup` succeeded. A scaled component scales what
+/// earlier components left in the gradient too: add it first.
+/// Owns: components added with `own`, and copies of the parameter sets. Copies: deep, see
+/// `QZFuncList`; parameter sets through their `CreateCopy`.
+template <class F>
+class QZ_API QZForceFieldImpl : public virtual F {
+ public:
+  /// Appends a component. Fails: false for one that is there already and for the force field
+  /// itself.
+  bool Add(F& func, bool own);
+  /// Appends a copy of `params`. Fails: false when it cannot be copied.
+  bool Add(const QZFFParams& params);
+  /// Removes a component, deleting it when it is owned. Fails: false for an unknown one.
+  bool Remove(F& func);
+  /// Calls every parameter set's preparation, in order; true when all succeeded.
+  bool PrepMol(QZChem::QZMolBase& mol, bool first, bool second) const;
+  /// The components in order.
+  std::vector<F*> GetComponentPotentials() const;
+  std::vector<const QZFFParams*> GetParams() const;
+
+  /// Sets up every component, also after a failure; true when all succeeded, without any too.
+  bool Setup(const QZChem::QZMolBase& mol) override;
+  bool SetupConf(const double* coords) override;
+  /// Clears every component; NumVar() is 0 afterwards.
+  void Clear() override;
+  unsigned int NumVar() const override { return numVar_; }
+  using F::operator();
+  double operator()(const double* x) override;
+  double operator()(const double* x, double* grad) override;
+  /// The components' named terms, one after the other.
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
+  QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
+                                                       const double* coords,
+                                                       unsigned int selector) const override;
+  /// Handed to every component; true when at least one accepted.
+  bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>& pred,
+           unsigned int which) override;
+  bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZAtomBase, QZChem::QZAtomBase>& pred,
+           unsigned int which) override;
+  bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZBondBase>& pred, unsigned int which) override;
+  bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
+  void ClearPredicates() override;
+  void SetVerbose(bool on) override;
+
+ protected:
+  QZForceFieldImpl() = default;
+  /// Copies the components and parameter sets of a force field of more capable functions.
+  template <class G>
+  explicit QZForceFieldImpl(const QZForceFieldImpl<G>& other)
+      : numVar_(other.numVar_), params_(other.params_), comps_(other.comps_) {}
+
+  void SetNumVar(unsigned int numVar) { numVar_ = numVar; }
+  /// The components with their own flags.
+  const std::vector<std::pair<F*, bool>>& GetComps() const { return comps_.Entries(); }
+
+ private:
+  template <class G>
+  friend class QZForceFieldImpl;
+  template <class Predicate>
+  bool setAll(const Predicate& pred, unsigned int which);
+
+  unsigned int numVar_ = 0;
+  QZFFParamsList params_;
+  QZFuncList<F> comps_;
+};
+
+extern template class QZ_API QZForceFieldImpl<QZMolFunc1>;
+extern template class QZ_API QZForceFieldImpl<QZMolFunc2>;
+using QZGenericFFImpl = QZForceFieldImpl<QZMolFunc1>;
+using QZGenericFFImpl2 = QZForceFieldImpl<QZMolFunc2>;
+
+class QZGenericFF2;
+
+/// A force field of functions with a gradient.
+class QZ_API QZGenericFF : public QZForceField, public QZGenericFFImpl {
+ public:
+  QZGenericFF() = default;
+  explicit QZGenericFF(const QZGenericFF2& other);
+  QZGenericFF(const QZGenericFF&) = default;
+  QZGenericFF& operator=(const QZGenericFF&) = default;
+  ~QZGenericFF() override;
+
+  using QZGenericFFImpl::operator();
+  bool AddMolFunc(QZMolFunc1& func, bool own) { return Add(func, own); }
+  bool RemoveMolFunc(QZMolFunc1& func) { return Remove(func); }
+  QZGenericFF* CreateCopy() const override { return new QZGenericFF(*this); }
+};
+
+/// A force field of functions with a Hessian:
+///   H(x) = sum of the components' Hessians, added into the caller's array.
+class QZ_API QZGenericFF2 : public virtual QZMolFunc2,
+                            public QZForceField,
+                            public QZGenericFFImpl2 {
+ public:
+  QZGenericFF2() = default;
+  QZGenericFF2(const QZGenericFF2&) = default;
+  QZGenericFF2& operator=(const QZGenericFF2&) = default;
+  ~QZGenericFF2() override;
+
+  using QZGenericFFImpl2::Add;
+  using QZGenericFFImpl2::Remove;
+  /// **With `own` true `func` is deleted at once and the force field is left with a dangling
+  /// component: call `Add(func, false)` and keep `func` alive.** Callers rely on it as it stands.
+  /// Adds a new `QZNumericMolFunc2` over `func`, at every call, also for the same function.
+  bool Add(QZMolFunc1& func, bool own);
+  bool AddMolFunc(QZMolFunc2& func, bool own) { return Add(func, own); }
+  bool RemoveMolFunc(QZMolFunc2& func) { return Remove(func); }
+
+  using QZGenericFFImpl2::GetComponentPotentials;
+  /// The components in order as functions with a gradient, replacing what `functions` held.
+  void GetComponentPotentials(std::vector<QZMolFunc1*>& functions) const;
+
+  using QZGenericFFImpl2::operator();
+  /// Stops at the first component that fails, with the Warning "Hessian calculation in %s failed"
+  /// that names the component's first term; also fails while NumVar() is 0 and, with a Warning, for
+  /// a null `hessian`. `grad` may be null.
+  bool operator()(const double* x, double* hessian, double* grad) override;
+  QZGenericFF2* CreateCopy() const override { return new QZGenericFF2(*this); }
+
+ private:
+  // Functions with a gradient only are never components themselves.
+  bool Remove(QZMolFunc1& func);
+};
+
+}  // namespace QZMolPotential

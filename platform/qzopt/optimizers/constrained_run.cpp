@@ -1,0 +1,111 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "constrained_run.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace QZOpt {
+namespace {
+
+std::string DescribeViolation(std::size_t constraint, double residual, double tolerance) {
+  char text[120];
+  std::snprintf(text,
+                sizeof text,
+                "constraint %zu is not met: residual %.3g, tolerance %.3g",
+                constraint + 1,
+                residual,
+                tolerance);
+  return text;
+}
+
+}  // namespace
+
+bool ConstrainedRun::Iterate(const double* x) {
+  if (Ended()) return false;
+  if (!problem_.Evaluate(x)) {
+    message_ = problem_.Failed() ? problem_.Failure() : "the energy is infinite";
+    return false;
+  }
+  if (started_) ++iterations_;
+  Point point;
+  point.x = problem_.X();
+  point.gradient = problem_.ProjectedGradient();
+  point.residuals = problem_.Residuals();
+  point.energy = problem_.Energy();
+  point.gradientNorm = RootMeanSquare(point.gradient);
+  point.violation = problem_.Violation();
+  judge(point);
+  started_ = true;
+  previousEnergy_ = point.energy;
+  if (converged_ || improves(point)) best_ = point;
+  // An end elsewhere than at the best point is reported when the run finishes.
+  reported_ = Ended() && best_.x == point.x;
+  if (!report(point, reported_ ? 1 : 0) && !Ended()) {
+    message_ = "stopped by the checkpoint";
+    reported_ = true;
+  }
+  return !Ended();
+}
+
+void ConstrainedRun::judge(const Point& point) {
+  const bool met = point.violation <= 1.0;
+  if (met && point.gradientNorm <= options_.gradientTolerance) {
+    converged_ = true;
+    message_ = "converged: the gradient is below the tolerance and the constraints are met";
+  } else if (iterations_ >= options_.maxIterations) {
+    message_ = "stopped: the iteration limit is reached";
+  } else if (met && started_ && options_.energyTolerance > 0.0 &&
+             std::abs(point.energy - previousEnergy_) < options_.energyTolerance) {
+    message_ = "stopped: the energy changes by less than the tolerance";
+  }
+}
+
+bool ConstrainedRun::improves(const Point& point) const {
+  const double violation = std::max(point.violation, 1.0);
+  const double bestViolation = std::max(best_.violation, 1.0);
+  if (best_.x.empty() || violation != bestViolation) return !(violation > bestViolation);
+  return point.energy < best_.energy;
+}
+
+bool ConstrainedRun::report(const Point& point, unsigned int state) {
+  return checkpoint_ == nullptr || (*checkpoint_)(iterations_,
+                                                  static_cast<unsigned int>(point.x.size()),
+                                                  point.energy,
+                                                  point.gradientNorm,
+                                                  point.x.data(),
+                                                  point.gradient.data(),
+                                                  state);
+}
+
+QZOptResult ConstrainedRun::Finish(double* x, std::vector<double>& residuals) {
+  if (best_.x.empty()) {
+    residuals.assign(problem_.NumConstraints(), std::numeric_limits<double>::quiet_NaN());
+    best_.x = x_;
+  } else {
+    residuals = best_.residuals;
+    if (!reported_) report(best_, 1);
+  }
+  std::ranges::copy(best_.x, x);
+  if (problem_.Failed()) {
+    message_ = problem_.Failure();
+  } else if (message_.empty() || (!converged_ && best_.violation > 1.0)) {
+    const std::string stop = message_.empty() ? "stopped: no further progress" : message_;
+    std::size_t worst = 0;
+    for (std::size_t i = 1; i < residuals.size(); ++i) {
+      const auto violation = [&](std::size_t k) {
+        return std::abs(residuals[k]) / problem_.Tolerance(k);
+      };
+      if (violation(i) > violation(worst)) worst = i;
+    }
+    message_ =
+        best_.violation > 1.0
+            ? stop + "; " + DescribeViolation(worst, residuals[worst], problem_.Tolerance(worst))
+            : stop;
+  }
+  return {
+      converged_, iterations_, problem_.Evaluations(), best_.energy, best_.gradientNorm, message_};
+}
+
+}  // namespace QZOpt

@@ -1,0 +1,259 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <ceres/gradient_problem.h>
+#include <ceres/gradient_problem_solver.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <exception>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "guarded_function.h"
+#include "qzopt/optimizers.h"
+
+namespace QZOpt {
+namespace {
+
+// Dense BFGS holds n x n doubles and spends some 4 n^2 operations an iteration; beyond this size
+// that outweighs the evaluations it saves over limited memory.
+constexpr std::size_t kLargestDenseProblem = 1500;
+constexpr int kLimitedMemoryRank = 300;
+// Attempts from the best point with a fresh Hessian after the line search broke down.
+constexpr int kMaxRestarts = 5;
+
+struct Point {
+  std::vector<double> x;
+  std::vector<double> grad;
+  double energy = std::numeric_limits<double>::infinity();
+};
+
+// The latest evaluations: the point that a line search accepts is nearly always among them.
+class RecentPoints {
+ public:
+  void Add(const double* x, const double* grad, double energy, std::size_t n) {
+    Point& slot = points_[next_++ % points_.size()];
+    slot.x.assign(x, x + n);
+    slot.grad.assign(grad, grad + n);
+    slot.energy = energy;
+  }
+  const Point* Find(const std::vector<double>& x) const {
+    for (const Point& point : points_) {
+      if (point.x == x) return &point;
+    }
+    return nullptr;
+  }
+
+ private:
+  std::array<Point, 4> points_;
+  std::size_t next_ = 0;
+};
+
+// One minimisation: what Ceres evaluates, and the test and report after each of its iterations.
+class Run final : public ceres::IterationCallback {
+ public:
+  Run(GuardedFunction& func, const QZOptOptions& options, double* x, QZCheckpoint1* checkpoint)
+      : func_(func), options_(options), x_(x, x + func.NumVar()), checkpoint_(checkpoint) {}
+
+  QZOptResult Minimize();
+  const std::vector<double>& X() const { return current_.x; }
+
+  bool Evaluate(const double* x, double* energy, double* grad);
+  ceres::CallbackReturnType operator()(const ceres::IterationSummary& summary) override;
+
+ private:
+  void solve();
+  bool accept();
+  void judge();
+  void end(std::string message) {
+    ended_ = true;
+    message_ = std::move(message);
+  }
+  bool report(unsigned int state);
+  void breakDown();
+  QZOptResult result() const;
+
+  GuardedFunction& func_;
+  const QZOptOptions& options_;
+  std::vector<double> x_;  // the variables that Ceres updates
+  QZCheckpoint1* checkpoint_;
+  RecentPoints recent_;
+  std::vector<double> scratchGrad_;
+  Point current_;  // the latest accepted point
+  double previousEnergy_ = std::numeric_limits<double>::infinity();
+  double gradientNorm_ = std::numeric_limits<double>::quiet_NaN();
+  unsigned int iterations_ = 0;
+  bool started_ = false;
+  bool ended_ = false;
+  bool converged_ = false;
+  std::string message_;
+};
+
+class CeresFunction final : public ceres::FirstOrderFunction {
+ public:
+  CeresFunction(Run& run, std::size_t n) : run_(run), n_(static_cast<int>(n)) {}
+  bool Evaluate(const double* x, double* energy, double* grad) const override {
+    return run_.Evaluate(x, energy, grad);
+  }
+  int NumParameters() const override { return n_; }
+
+ private:
+  Run& run_;
+  int n_;
+};
+
+bool Run::Evaluate(const double* x, double* energy, double* grad) {
+  const std::size_t n = func_.NumVar();
+  scratchGrad_.resize(n);
+  double* target = grad != nullptr ? grad : scratchGrad_.data();
+  if (!func_.Evaluate(x, energy, target)) return false;
+  recent_.Add(x, target, *energy, n);
+  return true;
+}
+
+// Takes the solver's variables as the current point, with their gradient.
+bool Run::accept() {
+  const Point* known = recent_.Find(x_);
+  if (known != nullptr) {
+    current_ = *known;
+  } else {
+    Point point;
+    point.x = x_;
+    point.grad.resize(x_.size());
+    if (!func_.Evaluate(point.x.data(), &point.energy, point.grad.data())) return false;
+    current_ = std::move(point);
+  }
+  gradientNorm_ = RootMeanSquare(current_.grad);
+  return true;
+}
+
+// Decides whether the run ends at the current point.
+void Run::judge() {
+  if (gradientNorm_ <= options_.gradientTolerance) {
+    converged_ = true;
+    end("converged: the gradient is below the tolerance");
+  } else if (iterations_ >= options_.maxIterations) {
+    end("stopped: the iteration limit is reached");
+  } else if (options_.energyTolerance > 0.0 &&
+             std::abs(previousEnergy_ - current_.energy) < options_.energyTolerance) {
+    end("stopped: the energy changes by less than the tolerance");
+  }
+}
+
+bool Run::report(unsigned int state) {
+  return checkpoint_ == nullptr || (*checkpoint_)(iterations_,
+                                                  static_cast<unsigned int>(func_.NumVar()),
+                                                  current_.energy,
+                                                  gradientNorm_,
+                                                  current_.x.data(),
+                                                  current_.grad.data(),
+                                                  state);
+}
+
+ceres::CallbackReturnType Run::operator()(const ceres::IterationSummary& summary) {
+  // The start of a restart is the point that was reported last.
+  if (summary.iteration == 0 && started_) return ceres::SOLVER_CONTINUE;
+  started_ = true;
+  if (summary.iteration > 0) ++iterations_;
+  previousEnergy_ = current_.energy;
+  if (!accept()) return ceres::SOLVER_ABORT;
+  judge();
+  if (!report(ended_ ? 1 : 0) && !ended_) end("stopped by the checkpoint");
+  return ended_ ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
+}
+
+void Run::solve() {
+  ceres::GradientProblemSolver::Options options;
+  options.line_search_type = ceres::WOLFE;
+  if (func_.NumVar() <= kLargestDenseProblem) {
+    options.line_search_direction_type = ceres::BFGS;
+    options.use_approximate_eigenvalue_bfgs_scaling = false;
+  } else {
+    options.line_search_direction_type = ceres::LBFGS;
+    options.max_lbfgs_rank = kLimitedMemoryRank;
+    options.use_approximate_eigenvalue_bfgs_scaling = true;
+  }
+  options.function_tolerance = 0.0;
+  options.gradient_tolerance = 0.0;
+  options.parameter_tolerance = 0.0;
+  options.max_num_iterations = std::numeric_limits<int>::max();
+  options.max_solver_time_in_seconds = std::numeric_limits<double>::max();
+  options.logging_type = ceres::SILENT;
+  options.update_state_every_iteration = true;
+  options.callbacks.push_back(this);
+  ceres::GradientProblem problem(new CeresFunction(*this, func_.NumVar()));
+  ceres::GradientProblemSolver::Summary summary;
+  ceres::Solve(options, problem, x_.data(), &summary);
+}
+
+// The run ended on a failure: the best point takes the place of the current one.
+void Run::breakDown() {
+  if (func_.HasBest() && func_.BestEnergy() < current_.energy) {
+    current_ = {func_.BestX(), func_.BestGradient(), func_.BestEnergy()};
+    gradientNorm_ = RootMeanSquare(current_.grad);
+  }
+  if (current_.x.empty()) {
+    current_ = {x_, {}, std::numeric_limits<double>::quiet_NaN()};
+    return;
+  }
+  converged_ = gradientNorm_ <= options_.gradientTolerance && !func_.Failed();
+  report(1);
+}
+
+QZOptResult Run::result() const {
+  return {converged_, iterations_, func_.Evaluations(), current_.energy, gradientNorm_, message_};
+}
+
+QZOptResult Run::Minimize() {
+  for (int attempt = 0; !ended_ && !func_.Failed(); ++attempt) {
+    const unsigned int iterationsBefore = iterations_;
+    solve();
+    if (ended_ || func_.Failed()) break;
+    if (!started_) {
+      end("the energy is infinite at the start");
+    } else if (iterations_ == iterationsBefore || attempt == kMaxRestarts) {
+      end("stopped: no step along the gradient lowers the energy");
+    } else {
+      x_ = current_.x;
+      continue;
+    }
+    breakDown();
+  }
+  if (func_.Failed()) {
+    message_ = func_.Failure();
+    breakDown();
+  }
+  return result();
+}
+
+QZOptResult WithoutVariables(QZFunc1& f, const double* x) {
+  QZOptResult result;
+  try {
+    result.energy = f(x);
+  } catch (const std::exception& error) {
+    result.message = std::string("the function failed: ") + error.what();
+    return result;
+  }
+  result.evaluations = 1;
+  result.converged = !std::isnan(result.energy);
+  result.message = result.converged ? "converged: there are no variables"
+                                    : "the energy is not a number at evaluation 1";
+  return result;
+}
+
+}  // namespace
+
+QZMinimizer::QZMinimizer(QZOptOptions options) : options_(options) {}
+
+QZOptResult QZMinimizer::Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) {
+  if (f.NumVar() == 0) return WithoutVariables(f, x);
+  GuardedFunction func(f);
+  Run run(func, options_, x, checkpoint);
+  QZOptResult result = run.Minimize();
+  std::ranges::copy(run.X(), x);
+  return result;
+}
+
+}  // namespace QZOpt

@@ -1,0 +1,117 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "molpotential/checkfunc.h"
+#include "support/contract.h"
+#include "support/molecules.h"
+
+namespace {
+
+using namespace QZMolPotential;
+using TestSupport::ProbeFunc;
+
+enum class Fault { None, Gradient, GradientNan, Hessian, HessianFails, AssignsGradient };
+
+// The probe, reading full coordinates and reporting 6 variables, with one mistake.
+class Faulty final : public QZMolFunc2 {
+ public:
+  explicit Faulty(Fault fault) : fault_(fault) {}
+  using QZMolFunc2::operator();
+  unsigned int NumVar() const override { return 6; }
+  bool Setup(const QZChem::QZMolBase& mol) override { return probe_.Setup(mol); }
+  double operator()(const double* x) override { return probe_(x); }
+  double operator()(const double* x, double* grad) override {
+    if (fault_ == Fault::AssignsGradient) std::fill_n(grad, probe_.NumVar(), 0.0);
+    const double energy = probe_(x, grad);
+    if (fault_ == Fault::Gradient) grad[7] += 0.01;
+    if (fault_ == Fault::GradientNan) grad[2] = std::numeric_limits<double>::quiet_NaN();
+    return energy;
+  }
+  bool operator()(const double* x, double* hessian, double* grad) override {
+    if (fault_ == Fault::HessianFails) return false;
+    probe_(x, hessian, grad);
+    if (fault_ == Fault::Hessian) hessian[8 * 9 / 2 + 3] += 0.01;
+    return true;
+  }
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override {
+    return probe_.GetFComponents(x);
+  }
+  Faulty* CreateCopy() const override { return nullptr; }
+
+ private:
+  ProbeFunc probe_;
+  Fault fault_;
+};
+
+QZCheckFuncResult Check(Fault fault) {
+  const auto water = TestSupport::Water();
+  Faulty f(fault);
+  f.Setup(water);
+  QZCheckFunc check;
+  check.SetLength(9);
+  return QZCheckFunc(check).Check(f, TestSupport::Coords(water).data());
+}
+
+TEST(CheckFunc, PassesARightFunctionOverFullVectors) {
+  const auto result = Check(Fault::None);
+  EXPECT_TRUE(result.Passes(1e-6));
+  EXPECT_TRUE(result.hasHessian);
+  EXPECT_GT(result.gradient.error, 0.0) << "differences are never exact: the check has looked";
+  EXPECT_NEAR(result.gradient.analytic, result.gradient.numeric, 1e-8);
+}
+
+TEST(CheckFunc, NamesTheWorstEntry) {
+  const auto gradient = Check(Fault::Gradient);
+  EXPECT_FALSE(gradient.Passes(1e-3));
+  EXPECT_EQ(gradient.gradient.variable, 7U);
+  EXPECT_NEAR(gradient.gradient.analytic - gradient.gradient.numeric, 0.01, 1e-7);
+  EXPECT_EQ(gradient.hessianGradient.variable, 7U);
+
+  const auto hessian = Check(Fault::Hessian);
+  EXPECT_FALSE(hessian.Passes(1e-3));
+  EXPECT_LT(hessian.gradient.error, 1e-7);
+  EXPECT_EQ(hessian.hessian.variable, 8U);
+  EXPECT_EQ(hessian.hessian.otherVariable, 3U);
+
+  const auto nan = Check(Fault::GradientNan);
+  EXPECT_FALSE(nan.Passes(1e300));
+  EXPECT_EQ(nan.gradient.variable, 2U);
+
+  const auto failing = Check(Fault::HessianFails);
+  EXPECT_TRUE(failing.hessianFailed);
+  EXPECT_FALSE(failing.Passes(1.0));
+}
+
+TEST(CheckFunc, RejectsAStepThatIsNone) {
+  QZCheckFunc check;
+  for (double step : {0.0, -1e-5, std::numeric_limits<double>::quiet_NaN(), HUGE_VAL}) {
+    EXPECT_FALSE(check.SetStep(step));
+  }
+  EXPECT_EQ(check.GetStep(), 1e-5);
+  EXPECT_TRUE(check.SetStep(1e-4));
+}
+
+TEST(ContractChecker, FindsEachFaultAndNoOther) {
+  const auto water = TestSupport::Water();
+  const auto x = TestSupport::Coords(water);
+  TestSupport::ContractOptions options;
+  options.rigidInvariant = true;
+  const auto verdict = [&](Fault fault) {
+    return TestSupport::CheckContract([&] { return new Faulty(fault); }, water, x, options);
+  };
+  EXPECT_EQ(TestSupport::CheckContract([] { return new ProbeFunc; }, water, x, options), "");
+  EXPECT_EQ(verdict(Fault::None), "");
+  EXPECT_NE(verdict(Fault::Gradient).find("gradient along direction 7"), std::string::npos);
+  EXPECT_NE(verdict(Fault::GradientNan), "");
+  EXPECT_NE(verdict(Fault::Hessian).find("Hessian along direction"), std::string::npos);
+  EXPECT_NE(verdict(Fault::HessianFails), "");
+  EXPECT_NE(verdict(Fault::AssignsGradient).find("added twice"), std::string::npos);
+}
+
+}  // namespace
