@@ -37,7 +37,7 @@ double QZOptVarFunc::operator()(const double* x, double* grad) {
   } else {
     adaptor_.FuncGradToOptGrad(cartGrad_.data(), optGrad_.data(), coords_.data());
   }
-  std::ranges::transform(optGrad_, grad, grad, std::plus<>());
+  for (std::size_t i = 0; i < optGrad_.size(); ++i) grad[i] += optGrad_[i];
   return energy;
 }
 

@@ -34,7 +34,7 @@ struct PairDistance {
     const double u = target / r;
     const double w = u / (r * r);
     const std::array<double, 3> d{delta.x, delta.y, delta.z};
-    const auto [low, high] = std::minmax(std::size_t{3} * atoms[0], std::size_t{3} * atoms[1]);
+    const auto [low, high] = std::minmax({std::size_t{3} * atoms[0], std::size_t{3} * atoms[1]});
     for (std::size_t i = 0; i < 3; ++i) {
       double* const lowRow = hessian + QZMolPotential::PackedIndex(low + i, low);
       double* const mixedRow = hessian + QZMolPotential::PackedIndex(high + i, low);

@@ -88,6 +88,19 @@ double Sum(const PositionRestraintData& data, const double* x, double* grad, Exc
   return energy;
 }
 
+// Without a width the square law needs neither root nor quotient: E = k d², gradient 2k Δ.
+template <bool kWithGradient>
+double SumSprings(const PositionRestraintData& data, const double* x, double* grad) {
+  const double k = data.strength;
+  double energy = 0.0;
+  for (const PositionRestraint& restraint : data.restraints) {
+    const Vec3 delta = LoadAtom(x, restraint.atomIndex) - restraint.reference;
+    energy += k * Dot(delta, delta);
+    if constexpr (kWithGradient) AddToAtom(grad, restraint.atomIndex, (2.0 * k) * delta);
+  }
+  return energy;
+}
+
 }  // namespace
 
 QZPositionRestraint::QZPositionRestraint(double width, double strength, double exponent)
@@ -162,13 +175,19 @@ unsigned int QZPositionRestraint::NumVar() const {
 
 double QZPositionRestraint::operator()(const double* x) {
   const PositionRestraintData& data = *data_;
-  if (data.exponent == 2.0) return Sum(data, x, SquareLaw{data.strength});
+  if (data.exponent == 2.0) {
+    if (data.width == 0.0) return SumSprings<false>(data, x, nullptr);
+    return Sum(data, x, SquareLaw{data.strength});
+  }
   return Sum(data, x, PowerLaw{data.strength, data.exponent});
 }
 
 double QZPositionRestraint::operator()(const double* x, double* grad) {
   const PositionRestraintData& data = *data_;
-  if (data.exponent == 2.0) return Sum(data, x, grad, SquareLaw{data.strength});
+  if (data.exponent == 2.0) {
+    if (data.width == 0.0) return SumSprings<true>(data, x, grad);
+    return Sum(data, x, grad, SquareLaw{data.strength});
+  }
   return Sum(data, x, grad, PowerLaw{data.strength, data.exponent});
 }
 

@@ -170,6 +170,7 @@ bool QZMolImpl::DeleteAtom(const QZAtomBase* atom) {
 }
 
 void QZMolImpl::Sweep() {
+  if (numAtoms == atoms.size() && numBonds == bonds.size()) return;
   std::vector<double> dense;
   dense.reserve(std::size_t{3} * numAtoms);
   for (std::size_t i = 0; i < atoms.size(); ++i) {
@@ -220,8 +221,9 @@ QZMolBase::QZMolBase(QZMolBase&& other) noexcept
 
 QZMolBase& QZMolBase::operator=(const QZMolBase& other) {
   if (this == &other) return *this;
+  auto copy = std::make_unique<QZMolImpl>(*other.impl_, this);
   QZSystem::QZBase::operator=(other);
-  impl_ = std::make_unique<QZMolImpl>(*other.impl_, this);
+  impl_ = std::move(copy);
   return *this;
 }
 

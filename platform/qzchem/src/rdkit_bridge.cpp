@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "elements.h"
 #include "rdkit_log.h"
 #include "topology.h"
 
@@ -65,7 +66,9 @@ QZRDKitMol Convert(const QZMolBase& mol, bool coordinates, bool implyHydrogens) 
   QZRDKitMol result{std::make_unique<RDKit::RWMol>(), {}, {}};
   std::vector<unsigned int> rdkitIndex(mol.AtomIndexBound());
   for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
-    auto* copy = new RDKit::Atom(static_cast<int>(atom.GetAtomicNumber()));
+    // RDKit has no properties for numbers beyond the table.
+    const unsigned int number = atom.GetAtomicNumber();
+    auto* copy = new RDKit::Atom(number <= kMaxAtomicNumber ? static_cast<int>(number) : 0);
     copy->setFormalCharge(atom.GetFormalCharge());
     copy->setNoImplicit(!implyHydrogens);
     rdkitIndex[atom.GetIndex()] = result.mol->addAtom(copy, false, true);

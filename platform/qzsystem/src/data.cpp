@@ -29,7 +29,7 @@ unsigned int QZGetTag(const char* name) {
   TagTable& table = Tags();
   const std::lock_guard lock(table.mutex);
   const auto next = static_cast<unsigned int>(table.tags.size() + 1);
-  return table.tags.emplace(name, next).first->second;
+  return table.tags.emplace(name != nullptr ? name : "", next).first->second;
 }
 
 QZBaseData::~QZBaseData() = default;

@@ -25,10 +25,11 @@ QZ_API double QZGetTorsion(const QZMolBase& mol,
 /// body; in a ring `b` moves with the groups that hang on it alone. Fails: false with nothing moved
 /// for the same, coincident or unknown atoms and for a value that is not finite and positive.
 QZ_API bool QZSetDistance(QZMolBase& mol, QZAtomBase* a, QZAtomBase* b, double distance);
-/// Turns the side of `c` about `b` so that a-b-c takes `angle` (radians); in a ring `c` moves with
-/// the groups that hang on it alone. A straight angle bends about any perpendicular axis. `coords`
-/// (3 x AtomIndexBound(), may be null) receives the resulting coordinates. Fails as
-/// `QZSetDistance`.
+/// Turns the side of `c` about `b` so that a-b-c takes `angle` (radians, 0 to pi); where b-c is in
+/// a ring and a-b is not, the side of `a`; where both are, `c` with the groups that hang on it
+/// alone. A straight angle bends about any perpendicular axis. `coords` (3 x AtomIndexBound(), may
+/// be null) receives the resulting coordinates. Fails as `QZSetDistance`, and for a value outside 0
+/// to pi.
 QZ_API bool QZSetAngle(
     QZMolBase& mol, QZAtomBase* a, QZAtomBase* b, QZAtomBase* c, double angle, double* coords);
 /// Turns the side of `d` about b-c so that the dihedral takes `torsion` (radians). Fails: false

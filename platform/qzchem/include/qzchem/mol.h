@@ -33,7 +33,7 @@ class QZ_API QZMolBase : public QZSystem::QZBase {
 
   /// Writes 3 x AtomIndexBound() doubles; holes are zero.
   void GetCoords(double* out) const;
-  /// Writes the x, y, z of one atom.
+  /// Writes the x, y, z of one atom; nothing for an atom of another molecule.
   void GetCoords(const QZAtomBase* atom, double* xyz) const;
   /// Reads 3 x AtomIndexBound() doubles; the entries of holes are ignored.
   bool SetCoords(const double* coords);

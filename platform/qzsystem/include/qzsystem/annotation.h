@@ -32,7 +32,7 @@ inline constexpr QZColor QZRed{255, 0, 0};
 /// A titled, coloured display mark with children: a plain node, or an arrow.
 class QZ_API QZAnnotation {
  public:
-  void SetTitle(const char* title) { title_ = title; }
+  void SetTitle(const char* title) { title_ = title != nullptr ? title : ""; }
   const std::string& GetTitle() const { return title_; }
   QZAnnotation& SetColor(const QZColor& color) {
     color_ = color;
