@@ -18,6 +18,7 @@
 #include "molpotential/geomderiv.h"
 #include "molpotential/interaction.h"
 #include "molpotential/interactparams.h"
+#include "molpotential/linalg.h"
 #include "molpotential/molfunc.h"
 #include "molpotential/nearnbrgrid.h"
 #include "molpotential/optvarfunc.h"
