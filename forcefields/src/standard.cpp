@@ -120,7 +120,7 @@ bool QZStandardFF::Setup(const QZChem::QZMolBase& mol) {
 }
 
 std::size_t QZEstimateForceFieldMemory(const QZChem::QZMolBase& mol) {
-  // Bonded contributions and typing, measured on drug molecules and peptides.
+  // Bonded contributions and what typing holds: generous for drug molecules and peptides.
   constexpr std::size_t kPerAtom = 4096;
   constexpr std::size_t kPerPair = sizeof(ForceFields::MMFF::VdWContrib) +
                                    sizeof(ForceFields::MMFF::EleContrib) + sizeof(double);

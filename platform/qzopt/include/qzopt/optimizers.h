@@ -32,12 +32,13 @@ struct QZOptResult {
   std::string message;
 };
 
-/// Quasi-Newton minimiser: dense BFGS up to 1,500 variables, limited-memory BFGS of rank 300
-/// beyond, with a line search for the strong Wolfe conditions. The first step changes no variable
-/// by more than 1. Fails: `converged` false and the reason in `message`. After a line search that
-/// broke down it starts again from the best point, several times if need be, before it gives up.
-/// Cost: besides the evaluations some 4 n^2 operations an iteration and n^2 doubles (dense), 1,200
-/// n operations and 600 n doubles (limited memory).
+/// Quasi-Newton minimiser with a line search for the strong Wolfe conditions: BFGS with its whole
+/// history up to 1,500 variables, limited-memory BFGS of rank 300 beyond. The first step changes no
+/// variable by more than 1. After a line search that broke down it starts again from the best
+/// point, several times if need be, before it gives up.
+/// Fails: `converged` false, and the reason in `message`.
+/// Cost: besides the evaluations 4 n operations and 2 n doubles per step of history, of which there
+/// are at most 2,000 (300 when large).
 class QZ_API QZMinimizer {
  public:
   explicit QZMinimizer(QZOptOptions options = {});
