@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -176,10 +177,12 @@ void BuildNanoflann(benchmark::State& state) {
   }
 }
 
+constexpr std::size_t kNumPoints = 4096;
+
 std::vector<std::array<double, 3>> RandomPoints() {
   std::mt19937 rng(3);
   std::uniform_real_distribution<double> position(-0.49 * kRegionEdge, 0.49 * kRegionEdge);
-  std::vector<std::array<double, 3>> points(4096);
+  std::vector<std::array<double, 3>> points(kNumPoints);
   for (auto& p : points) p = {position(rng), position(rng), position(rng)};
   return points;
 }
@@ -192,7 +195,7 @@ void LookupGrid(benchmark::State& state) {
   const auto points = RandomPoints();
   std::size_t next = 0;
   std::size_t found = 0;
-  for (auto _ : state) found += grid.GetHostAtoms(points[next++ % points.size()].data()).size();
+  for (auto _ : state) found += grid.GetHostAtoms(points[next++ % kNumPoints].data()).size();
   benchmark::DoNotOptimize(found);
 }
 
@@ -206,7 +209,7 @@ void LookupNanoflann(benchmark::State& state) {
   std::size_t next = 0;
   std::size_t found = 0;
   for (auto _ : state) {
-    found += tree.radiusSearch(points[next++ % points.size()].data(),
+    found += tree.radiusSearch(points[next++ % kNumPoints].data(),
                                radius * radius,
                                matches,
                                nanoflann::SearchParams(32, 0, false));

@@ -2,5 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "constr/distlimit.h"
+#include "constr/positional.h"
+#include "constr/squarepenalty.h"
 #include "constr/torsionangle.h"
+#include "constr/torsionharm.h"
 #include "molpotential/molfunc.h"

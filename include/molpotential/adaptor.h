@@ -19,10 +19,11 @@ class QZ_API QZMolAdaptor : public virtual QZMolFunc1, public virtual QZOpt::QZA
   /// adaptor deletes `func` when it is replaced or the adaptor dies. `Setup` is not repeated.
   virtual bool SetMolFunc(QZMolFunc1& func, bool own) = 0;
 
- protected:
-  QZMolAdaptor() = default;
   QZMolAdaptor(const QZMolAdaptor&) = default;
   QZMolAdaptor& operator=(const QZMolAdaptor&) = default;
+
+ protected:
+  QZMolAdaptor() = default;
   /// Null: an adaptor cannot be copied unless its class says so.
   QZMolFunc1* CreateCopy() const override;
 };
@@ -34,10 +35,11 @@ class QZ_API QZMolAdaptor2 : public virtual QZMolAdaptor, public virtual QZMolFu
   /// As `SetMolFunc`, for a function with a Hessian.
   virtual bool SetMolFunc2(QZMolFunc2& func, bool own) = 0;
 
- protected:
-  QZMolAdaptor2() = default;
   QZMolAdaptor2(const QZMolAdaptor2&) = default;
   QZMolAdaptor2& operator=(const QZMolAdaptor2&) = default;
+
+ protected:
+  QZMolAdaptor2() = default;
   /// Null, as for `QZMolAdaptor`.
   QZMolFunc2* CreateCopy() const override;
 };

@@ -2,39 +2,50 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "molpotential/molfunc.h"
+#include <memory>
+
+#include "molpotential/adaptor.h"
 
 namespace QZMolPotential {
 
-/// Holds the wrapped function of an adaptor or wrapper, and the one `own` flag: the destructor and
-/// `Reset` delete the function when it is owned. Not copyable.
+/// Holds the wrapped function of an adaptor or wrapper, and the one `own` flag: an owned function
+/// is deleted when the last holder that shares it dies or is given another. Copied only by `Share`.
 class QZ_API QZWrappedFunc {
  public:
   QZWrappedFunc() = default;
-  QZWrappedFunc(QZMolFunc1& func, bool own) : func_(&func), own_(own) {}
+  QZWrappedFunc(QZMolFunc1& func, bool own) : held_(std::make_shared<Held>(func, own)) {}
   QZWrappedFunc(const QZWrappedFunc&) = delete;
   QZWrappedFunc& operator=(const QZWrappedFunc&) = delete;
-  ~QZWrappedFunc() { release(); }
 
-  /// Replaces the function. Given the function it already holds, only the flag changes.
+  /// Replaces the function. Given the function it already holds, only the flag changes, for every
+  /// holder that shares it.
   void Reset(QZMolFunc1& func, bool own) {
-    if (&func != func_) release();
-    func_ = &func;
-    own_ = own;
+    if (&func == Get()) {
+      held_->own = own;
+    } else {
+      held_ = std::make_shared<Held>(func, own);
+    }
   }
-  QZMolFunc1* Get() const { return func_; }
-  QZMolFunc1& operator*() const { return *func_; }
-  QZMolFunc1* operator->() const { return func_; }
-  bool Owns() const { return own_; }
-  explicit operator bool() const { return func_ != nullptr; }
+  /// Holds what `other` holds, and its ownership together with it.
+  void Share(const QZWrappedFunc& other) { held_ = other.held_; }
+  QZMolFunc1* Get() const { return held_ ? held_->func : nullptr; }
+  QZMolFunc1& operator*() const { return *held_->func; }
+  QZMolFunc1* operator->() const { return held_->func; }
+  bool Owns() const { return held_ && held_->own; }
+  explicit operator bool() const { return held_ != nullptr; }
 
  private:
-  void release() {
-    if (own_) delete func_;
-  }
-
-  QZMolFunc1* func_ = nullptr;
-  bool own_ = false;
+  struct Held {
+    Held(QZMolFunc1& f, bool o) : func(&f), own(o) {}
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+    ~Held() {
+      if (own) delete func;
+    }
+    QZMolFunc1* func;
+    bool own;
+  };
+  std::shared_ptr<Held> held_;
 };
 
 /// The one place where adaptors and wrappers hold and forward to a wrapped function. `Base` is the
@@ -87,6 +98,21 @@ class QZForwardingFunc : public virtual Base {
   QZForwardingFunc(QZMolFunc1& func, bool own) : wrapped_(func, own) {}
 
   QZWrappedFunc wrapped_;
+};
+
+/// The same for the two adaptor interfaces, `QZMolAdaptor` and `QZMolAdaptor2`, with what they ask
+/// about the function itself.
+template <class Base>
+class QZForwardingAdaptor : public QZForwardingFunc<Base> {
+ public:
+  QZMolFunc1& GetMolFunc() const override { return *this->wrapped_; }
+  bool SetMolFunc(QZMolFunc1& func, bool own) override {
+    this->wrapped_.Reset(func, own);
+    return true;
+  }
+
+ protected:
+  using QZForwardingFunc<Base>::QZForwardingFunc;
 };
 
 }  // namespace QZMolPotential

@@ -74,10 +74,11 @@ class QZ_API QZMolFunc {
   virtual void ClearPredicates();
   virtual void SetVerbose(bool on);
 
- protected:
-  QZMolFunc() = default;
   QZMolFunc(const QZMolFunc&) = default;
   QZMolFunc& operator=(const QZMolFunc&) = default;
+
+ protected:
+  QZMolFunc() = default;
 };
 
 /// Binding to a molecule for classes that are not functions.

@@ -6,45 +6,26 @@
 #include <cstddef>
 #include <vector>
 
+#include "ff/hostpoints.h"
+
 namespace QZMolPotential {
-
-using Point = std::array<double, 3>;
-
-/// A box of cell centres, faces included.
-struct CentreBox {
-  Point low;
-  Point high;
-};
-
-/// Points with their atom indices as one array a component, for loops over all of them.
-struct HostPoints {
-  std::array<std::vector<double>, 3> x;
-  std::vector<unsigned int> atom;
-
-  std::size_t Size() const { return atom.size(); }
-  void Resize(std::size_t count);
-  void Append(const Point& point, unsigned int index);
-};
-
-/// The hosts of `in` that may lie within the square root of `reach2` of a centre in `box`, in the
-/// same order. Compares by the arithmetic of the cell test,
-///   (dx*dx + dy*dy) + dz*dz < reach2,
-/// at the nearest point of the box: rounding is monotonic, so no host that passes the test at a
-/// centre inside is lost.
-void FilterByBox(const HostPoints& in, const CentreBox& box, double reach2, HostPoints& out);
 
 /// Hosts sorted into bins, to collect those near a box without looking at all of them.
 class HostBins {
  public:
-  /// Keeps the hosts that lie within `reach` of `around`; those that are not finite drop out.
-  HostBins(const HostPoints& hosts, const CentreBox& around, double reach);
+  /// Keeps the hosts that lie within the square root of `reach2` of `around`; those that are not
+  /// finite drop out.
+  HostBins(const HostPoints& hosts, const CentreBox& around, double reach2);
 
-  /// The hosts near `box`, at least those within `reach` of it, in their original order.
-  void Collect(const CentreBox& box, double reach, HostPoints& out);
+  /// The hosts that a centre in `box` may have in reach, in their original order.
+  void Collect(const CentreBox& box, HostPoints& out);
 
  private:
+  void sortIntoBins();
   std::size_t binAlong(std::size_t axis, double x) const;
 
+  double reach2_;
+  double reach_;
   HostPoints hosts_;
   Point origin_{};
   Point inverseEdge_{};

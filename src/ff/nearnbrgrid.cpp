@@ -20,7 +20,7 @@ using Cell = std::array<std::size_t, 3>;
 // Hosts are collected from the bins for blocks of kOuter cells an axis, narrowed down for blocks of
 // kInner, and tested cell by cell.
 constexpr Cell kOuter{8, 8, 8};
-constexpr Cell kInner{4, 2, 8};
+constexpr Cell kInner{4, 4, 4};
 
 HostPoints ReadHosts(const QZChem::QZMolBase& mol) {
   std::vector<double> coords(std::size_t{3} * mol.AtomIndexBound());
@@ -51,13 +51,10 @@ class CellWriter {
   }
 
   void WriteAll(const HostPoints& hosts) {
-    const double reach = std::sqrt(reach2_);
-    HostBins bins(hosts, boxOf({0, 0, 0}, dims_), reach);
+    HostBins bins(hosts, boxOf({0, 0, 0}, dims_), reach2_);
     forEachBlock({0, 0, 0}, dims_, kOuter, [&](const Cell& first, const Cell& last) {
-      const CentreBox box = boxOf(first, last);
-      bins.Collect(box, reach, collected_);
-      FilterByBox(collected_, box, reach2_, outer_);
-      if (outer_.Size() != 0) writeOuter(first, last);
+      bins.Collect(boxOf(first, last), outer_);
+      if (outer_.size != 0) writeOuter(first, last);
     });
   }
 
@@ -89,8 +86,8 @@ class CellWriter {
   void writeOuter(const Cell& outerFirst, const Cell& outerLast) {
     forEachBlock(outerFirst, outerLast, kInner, [&](const Cell& first, const Cell& last) {
       FilterByBox(outer_, boxOf(first, last), reach2_, inner_);
-      planar2_.resize(inner_.Size());
-      accepted_.resize(inner_.Size() + kCompactionSlack);
+      if (inner_.size == 0) return;
+      planar2_.resize(inner_.size);
       for (std::size_t ix = first[0]; ix < last[0]; ++ix) {
         for (std::size_t iy = first[1]; iy < last[1]; ++iy) writeColumn(ix, iy, first[2], last[2]);
       }
@@ -98,22 +95,16 @@ class CellWriter {
   }
 
   void writeColumn(std::size_t ix, std::size_t iy, std::size_t firstZ, std::size_t lastZ) {
-    const std::size_t count = inner_.Size();
     const double cx = centres_[0][ix];
     const double cy = centres_[1][iy];
-    for (std::size_t j = 0; j < count; ++j) {
+    for (std::size_t j = 0; j < inner_.size; ++j) {
       const double dx = inner_.x[0][j] - cx;
       const double dy = inner_.x[1][j] - cy;
       planar2_[j] = dx * dx + dy * dy;
     }
     for (std::size_t iz = firstZ; iz < lastZ; ++iz) {
-      const std::size_t accepted = CompactColumn(planar2_.data(),
-                                                 inner_.x[2].data(),
-                                                 inner_.atom.data(),
-                                                 count,
-                                                 centres_[2][iz],
-                                                 reach2_,
-                                                 accepted_.data());
+      const std::size_t accepted =
+          CompactColumn(inner_, planar2_, centres_[2][iz], reach2_, accepted_);
       if (accepted == 0) continue;
       cells_[(iz * dims_[1] + iy) * dims_[0] + ix].assign(accepted_.data(),
                                                           accepted_.data() + accepted);
@@ -124,7 +115,6 @@ class CellWriter {
   Cell dims_;
   std::vector<std::vector<unsigned int>>& cells_;
   std::array<std::vector<double>, 3> centres_;
-  HostPoints collected_;
   HostPoints outer_;
   HostPoints inner_;
   std::vector<double> planar2_;

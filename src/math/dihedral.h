@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include "math/vec3.h"
 
@@ -22,34 +23,68 @@ struct DihedralCosine {
   double product = 0.0;  // |N||M|
   double cosine = 1.0;   // clamped to [-1, 1]
 
-  DihedralCosine(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3)
-      : a(p0 - p1), b(p2 - p1), c(p3 - p2), normal(Cross(a, b)), normal2(Cross(c, b)) {
+  DihedralCosine(const Vec3& bondA, const Vec3& bondB, const Vec3& bondC)
+      : a(bondA), b(bondB), c(bondC), normal(Cross(a, b)), normal2(Cross(c, b)) {
     dot = Dot(normal, normal2);
     n2 = Dot(normal, normal);
     m2 = Dot(normal2, normal2);
     product = std::sqrt(n2 * m2);
     cosine = std::clamp(dot / product, -1.0, 1.0);
   }
+  DihedralCosine(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3)
+      : DihedralCosine(p0 - p1, p2 - p1, p3 - p2) {}
 
   /// Below this |N||M| (Å⁴) three of the atoms are in line and the angle means nothing. Written so
   /// that NaN is degenerate.
   static constexpr double kDegenerate = 1e-20;
   bool IsDegenerate() const { return !(product >= kDegenerate); }
 
-  /// The gradient with respect to P0, P1, P2, P3; regular at 0 and π, since it has no sin φ. The
-  /// four blocks sum to zero.
-  std::array<Vec3, 4> Gradient() const {
-    const double inverse = 1.0 / product;
-    const double overN = cosine / n2;
-    const double overM = cosine / m2;
-    // d cos = dN·(M/|N||M| - cos N/|N|²) + dM·(N/|N||M| - cos M/|M|²)
-    const Vec3 dN = inverse * normal2 - overN * normal;
-    const Vec3 dM = inverse * normal - overM * normal2;
-    const Vec3 da = Cross(b, dN);
-    const Vec3 dc = Cross(b, dM);
-    const Vec3 db = Cross(dN, a) + Cross(dM, c);
-    return {da, -da - db, db - dc, dc};
+  /// sin ψ of the signed angle ψ from a to c about b, |ψ| = φ: b·(N x M) / (|b||N||M|), in which
+  /// N x M = -(N·c) b. Its relative error does not grow towards 0 and π.
+  double Sine() const { return -std::sqrt(Dot(b, b)) * Dot(normal, c) / product; }
+
+  /// The same, but 0 where it does not rise above the rounding of the normals' directions, so that
+  /// planar atoms have a planar angle.
+  double SineOrZero() const {
+    constexpr double kRounding = 8.0 * std::numeric_limits<double>::epsilon();
+    const double sine = Sine();
+    const double noise =
+        kRounding * Norm(b) * (Norm(a) * std::sqrt(m2) + Norm(c) * std::sqrt(n2)) / product;
+    return std::abs(sine) <= noise ? 0.0 : sine;
   }
+
+  /// dψ/da and dψ/dc; both are perpendicular to b. Turning all three vectors together changes
+  /// nothing, hence dψ/db = -(a·b dψ/da + c·b dψ/dc) / |b|². Blondel and Karplus, J. Comput. Chem.
+  /// 17, 1132 (1996).
+  struct AngleBlocks {
+    Vec3 a;
+    Vec3 c;
+    double alongA = 0.0;  // a·b / |b|²
+    double alongC = 0.0;  // c·b / |b|²
+
+    /// `scale` times dψ/dP0 .. dψ/dP3.
+    std::array<Vec3, 4> Atoms(double scale) const {
+      const Vec3 p0 = scale * a;
+      const Vec3 p3 = scale * c;
+      return {p0, (alongA - 1.0) * p0 + alongC * p3, -alongA * p0 - (1.0 + alongC) * p3, p3};
+    }
+  };
+  AngleBlocks Angle() const {
+    const double b2 = Dot(b, b);
+    const double length = std::sqrt(b2);
+    return {(length / n2) * normal, (-length / m2) * normal2, Dot(a, b) / b2, Dot(c, b) / b2};
+  }
+
+  /// The gradient of cos φ = cos ψ with respect to P0, P1, P2, P3: -sin ψ dψ, which is regular at 0
+  /// and π. The four blocks sum to zero.
+  std::array<Vec3, 4> Gradient() const { return Angle().Atoms(-Sine()); }
+
+  /// ψ itself in (-π, π], the IUPAC dihedral, as accurate at 0 and π as elsewhere; 0 where three
+  /// atoms are in line.
+  double SignedAngle() const { return std::atan2(0.0 - Norm(b) * Dot(normal, c), dot); }
+
+  /// The gradient of the signed angle itself; regular at every φ. The four blocks sum to zero.
+  std::array<Vec3, 4> AngleGradient() const { return Angle().Atoms(1.0); }
 };
 
 }  // namespace QZMolPotential

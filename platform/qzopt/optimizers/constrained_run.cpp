@@ -40,9 +40,12 @@ bool ConstrainedRun::Iterate(const double* x) {
   started_ = true;
   previousEnergy_ = point.energy;
   if (converged_ || improves(point)) best_ = point;
-  // A converged end is reported here, any other end with the best point when the run finishes.
-  reported_ = converged_;
-  if (!report(point, converged_ ? 1 : 0) && !Ended()) message_ = "stopped by the checkpoint";
+  // An end elsewhere than at the best point is reported when the run finishes.
+  reported_ = Ended() && best_.x == point.x;
+  if (!report(point, reported_ ? 1 : 0) && !Ended()) {
+    message_ = "stopped by the checkpoint";
+    reported_ = true;
+  }
   return !Ended();
 }
 

@@ -3,6 +3,7 @@
 #include <nlopt.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <memory>
 
@@ -16,9 +17,18 @@ struct Context {
   nlopt_opt solver;
 };
 
+// A quadratic subproblem without a solution sends the solver to variables that are not finite.
+bool IsUsable(const double* x, unsigned int n) {
+  return std::all_of(x, x + n, [](double value) { return std::isfinite(value); });
+}
+
 double Objective(unsigned int n, const double* x, double* grad, void* data) {
   auto& context = *static_cast<Context*>(data);
   ConstrainedProblem& problem = context.run.Problem();
+  if (!IsUsable(x, n)) {
+    nlopt_force_stop(context.solver);
+    return std::numeric_limits<double>::max();
+  }
   // The solver asks for a gradient once per iteration, at the point its line search accepted.
   const bool goOn = grad != nullptr ? context.run.Iterate(x) : problem.Evaluate(x);
   if (!goOn) nlopt_force_stop(context.solver);
@@ -31,7 +41,7 @@ void Constraints(
     unsigned int m, double* result, unsigned int n, const double* x, double* grad, void* data) {
   auto& context = *static_cast<Context*>(data);
   ConstrainedProblem& problem = context.run.Problem();
-  if (!problem.Evaluate(x)) nlopt_force_stop(context.solver);
+  if (!IsUsable(x, n) || !problem.Evaluate(x)) nlopt_force_stop(context.solver);
   for (unsigned int i = 0; i < m; ++i) {
     result[i] = problem.Residuals()[i];
     if (grad != nullptr) std::copy_n(problem.Row(i).data(), n, grad + std::size_t{i} * n);

@@ -1,0 +1,70 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <string>
+
+#include "molpotential/molfunc.h"
+#include "molpotential/record.h"
+
+namespace QZConstr {
+
+/// Draws one or more dihedrals towards a common target, of the Cartesian coordinates of the whole
+/// molecule: a sum over torsions of
+///   E = k/2 (cos φ - cos φ0)²     φ0 in radians, k in kcal/mol
+/// The law is on the cosine: +φ0 and -φ0 are one target. The factor 1/2 is not in
+/// QZDihedralQuadPenalty. Callers rely on both. Degenerate (three atoms in line): a torsion adds
+/// nothing. Copies: deep. Cost: O(torsions), one pass, nothing allocated.
+class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1 {
+ public:
+  QZTorsionHarmConstr(double k, double phi0);
+  /// `pattern`: a SMARTS in which four atoms carry map numbers 1 to 4.
+  QZTorsionHarmConstr(std::string pattern, double k, double phi0);
+  QZTorsionHarmConstr(const QZTorsionHarmConstr& other);
+  QZTorsionHarmConstr& operator=(const QZTorsionHarmConstr& other);
+  ~QZTorsionHarmConstr() override;
+
+  const std::string& GetTorsionPattern() const;
+  /// Takes effect at the next `Setup`; empty for no pattern.
+  void SetTorsionPattern(std::string pattern);
+  /// Restrains the torsion of four atom indices from now on, and drops those found so far. The
+  /// indices are not checked against a molecule.
+  void SetSingleTorsion(unsigned int a, unsigned int b, unsigned int c, unsigned int d);
+  double Get_k() const;
+  void Set_k(double k);
+  double Get_phi0() const;
+  void Set_phi0(double phi0);
+
+  using QZMolPotential::QZMolFunc1::Set;
+  /// With the bit `QZCategoryTorsionRestraint` in `which` keeps a copy of the predicate, the atom
+  /// overload after writing a line to standard output. True in either case, and `Setup` does not
+  /// consult the predicates: callers rely on both.
+  bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
+  bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZBondBase>& pred, unsigned int which) override;
+  void ClearPredicates() override;
+
+  /// Finds one torsion for each unique match of the pattern and puts them after the explicit one,
+  /// in place of those of an earlier `Setup`. A torsion's atoms stand in the order of the pattern's
+  /// atoms; the map numbers only mark which four they are. Fails with a Warning for a pattern that
+  /// does not parse, a map number above 4, a match without exactly four mapped atoms (the torsions
+  /// found before stay) and, leaving NumVar() at 0, when there is no torsion at all.
+  bool Setup(const QZChem::QZMolBase& mol) override;
+  /// Drops the pattern's torsions and ends the binding.
+  void Clear() override;
+  /// 3 x AtomIndexBound(); 0 before `Setup`.
+  unsigned int NumVar() const override;
+  using QZMolPotential::QZMolFunc1::operator();
+  double operator()(const double* x) override;
+  double operator()(const double* x, double* grad) override;
+  /// One component, "Torsion Constraint"; 0 when `x` is null.
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
+  QZTorsionHarmConstr* CreateCopy() const override { return new QZTorsionHarmConstr(*this); }
+
+ private:
+  struct Data;
+  bool findTorsions(const QZChem::QZMolBase& mol);
+
+  QZMolPotential::QZRecord<Data> data_;
+};
+
+}  // namespace QZConstr

@@ -1,0 +1,78 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "molpotential/adaptor.h"
+
+namespace QZMolPotential {
+
+/// Z-matrix variables: for each atom k its distance to an earlier atom b (Å), the angle k-b-a and
+/// the signed dihedral k-b-a-d (radians). b is the nearest earlier atom at `Setup`, a and d are
+/// what b refers to. Variables stand in the order r1; r2, θ2; then r, θ, φ of each atom k >= 3.
+///   number of variables: 3N - 6 for N > 2 atoms, otherwise 1
+/// A molecule of one atom reports one variable too, which is always 0: callers rely on it.
+///
+/// Where b-a-d is straight (beyond 15° of it), d is chosen anew at each conversion from Cartesian
+/// coordinates: the values of the dihedral before and after belong to different references. A bond
+/// angle within 0.001 of straight makes the atom's dihedral 0 and undefined: it stays a variable
+/// without effect, with gradient 0, until the angle bends again.
+/// Cartesian coordinates come out in a frame of their own: atom 0 at the origin, atom 1 on x, atom
+/// 2 in the xy-plane. Molecules must have no holes in their atom indices: the first N indices are
+/// taken. Buffers are sized by the index bound, so that a hole never overflows them.
+/// Copies: deep, but for the caller's array of fixed atoms.
+/// Cost: O(N) a conversion or gradient; `Setup` O(N) for molecules of usual density.
+class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
+ public:
+  /// False for a molecule without atoms. Starts afresh: no atom is fixed.
+  bool Setup(const QZChem::QZMolBase& mol) override;
+  unsigned int NumFuncVar() const override { return 3 * numAtoms_; }
+  unsigned int NumOptVar() const override { return freeCount_; }
+  /// `coords` (3N, in) become the current coordinates; `vars` (NumOptVar(), out).
+  bool FuncVarToOptVar(const double* coords, double* vars) override;
+  /// `vars` (NumOptVar(), in) into the Z-matrix; `coords` (3N, out) in the frame described above.
+  bool OptVarToFuncVar(const double* vars, double* coords) override;
+  /// `cartGrad` (3N, in) at `coords` (3N, in; null: the current coordinates) into `grad`
+  /// (NumOptVar(), **assigned**), by the derivatives of the atoms' placement at the current
+  /// Z-matrix values, which must be those of `coords`. `coords` may stand in any frame, and
+  /// `cartGrad` is in the same. The gradient of an undefined dihedral is 0.
+  bool FuncGradToOptGrad(const double* coords, double* cartGrad, double* grad) override;
+  /// Not supported: false.
+  bool OptGradToFuncGrad(const double* optGrad, double* funcGrad) override;
+  /// The current **Cartesian** coordinates (3N). Fails: false before `Setup` and for null.
+  bool GetAdaptedVariables(double* coords) const override;
+  /// Prints the current Z-matrix to standard output, with the atom symbols of `mol`; the second
+  /// argument is not used. Before `Setup` a Warning instead.
+  void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* unused) const override;
+  /// Keeps the array (not owned, not copied) and leaves out every variable whose atoms are all
+  /// fixed. Null changes nothing.
+  void FixAtoms(int*& atoms) override;
+
+ private:
+  struct Row {
+    std::array<unsigned int, 3> partner{1, 2, 3};  // b, a, d
+    std::array<double, 3> value{};                 // r, θ, φ
+    std::array<int, 3> mask{};                     // 1 free, 0 fixed, -1 an undefined dihedral
+  };
+
+  static unsigned int valuesOf(std::size_t atom);
+  template <class Visit>
+  void forEachFree(Visit visit);
+  void constructBADtable();
+  void xyz2int(const double* coords);
+  void rechooseDihedral(const double* coords, std::size_t k);
+  void setUndefined(Row& row);
+  void int2xyz();
+  void countFree();
+
+  unsigned int numAtoms_ = 0;
+  unsigned int freeCount_ = 0;
+  std::vector<Row> rows_;
+  std::vector<double> coords_;
+  std::vector<double> adjoint_;  // scratch of the gradient
+  int* fixedAtoms_ = nullptr;
+};
+
+}  // namespace QZMolPotential

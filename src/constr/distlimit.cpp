@@ -1,0 +1,88 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "constr/distlimit.h"
+
+#include "constr/distance.h"
+#include "qzchem/mol.h"
+
+namespace QZConstr {
+
+struct QZDistLimitPenalty::Data {
+  AtomIndices<2> atoms;
+  double k;
+  double lower;
+  double upper;
+  unsigned int numAtoms = 0;
+
+  bool Inside(double r) const { return lower <= r && r <= upper; }
+  // The violated limit outside the band; NaN counts as beyond the upper one.
+  double Wall(double r) const { return r < lower ? lower : upper; }
+};
+
+QZDistLimitPenalty::QZDistLimitPenalty(
+    const QZChem::QZAtomBase& a, const QZChem::QZAtomBase& b, double lower, double upper, double k)
+    : data_(Data{{a.GetIndex(), b.GetIndex()}, k, lower, upper}) {}
+
+QZDistLimitPenalty::QZDistLimitPenalty(const QZDistLimitPenalty&) = default;
+QZDistLimitPenalty& QZDistLimitPenalty::operator=(const QZDistLimitPenalty&) = default;
+QZDistLimitPenalty::~QZDistLimitPenalty() = default;
+
+double QZDistLimitPenalty::GetLowerLimit() const {
+  return data_->lower;
+}
+void QZDistLimitPenalty::SetLowerLimit(double lower) {
+  data_->lower = lower;
+}
+double QZDistLimitPenalty::GetUpperLimit() const {
+  return data_->upper;
+}
+void QZDistLimitPenalty::SetUpperLimit(double upper) {
+  data_->upper = upper;
+}
+double QZDistLimitPenalty::Get_k() const {
+  return data_->k;
+}
+void QZDistLimitPenalty::Set_k(double k) {
+  data_->k = k;
+}
+
+bool QZDistLimitPenalty::Setup(const QZChem::QZMolBase& mol) {
+  data_->numAtoms = mol.AtomIndexBound();
+  return Occurs(mol, data_->atoms, kPenalisedDistance);
+}
+
+void QZDistLimitPenalty::Clear() {
+  data_->numAtoms = 0;
+}
+
+unsigned int QZDistLimitPenalty::NumVar() const {
+  return 3 * data_->numAtoms;
+}
+
+double QZDistLimitPenalty::operator()(const double* x) {
+  const PairDistance pair(x, data_->atoms);
+  return data_->Inside(pair.r) ? 0.0 : pair.Square(data_->k, data_->Wall(pair.r));
+}
+
+double QZDistLimitPenalty::operator()(const double* x, double* grad) {
+  const PairDistance pair(x, data_->atoms);
+  if (data_->Inside(pair.r)) return 0.0;
+  const double wall = data_->Wall(pair.r);
+  AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, wall));
+  return pair.Square(data_->k, wall);
+}
+
+bool QZDistLimitPenalty::operator()(const double* x, double* hessian, double* grad) {
+  const PairDistance pair(x, data_->atoms);
+  if (data_->Inside(pair.r)) return true;
+  const double wall = data_->Wall(pair.r);
+  pair.AddCurvature(hessian, data_->atoms, data_->k, wall);
+  if (grad != nullptr) AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, wall));
+  return true;
+}
+
+QZSystem::QZIterBase<QZOpt::QZFComponent>* QZDistLimitPenalty::GetFComponents(const double* x) {
+  return MakeComponent(*this, "Distance Limit Penalty", x);
+}
+
+}  // namespace QZConstr

@@ -1,0 +1,189 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "constr/squarepenalty.h"
+
+#include <array>
+#include <cmath>
+
+#include "constr/dihedral_atoms.h"
+#include "constr/distance.h"
+#include "math/dihedral_hessian.h"
+#include "qzchem/mol.h"
+#include "qzsystem/error.h"
+
+namespace QZConstr {
+
+using QZMolPotential::PackedIndex;
+using QZMolPotential::PackedSize;
+
+struct QZDistanceQuadPenalty::Data {
+  AtomIndices<2> atoms;
+  double k;
+  double dist0;
+  unsigned int numAtoms = 0;
+};
+
+QZDistanceQuadPenalty::QZDistanceQuadPenalty(const QZChem::QZAtomBase& a,
+                                             const QZChem::QZAtomBase& b,
+                                             double dist0,
+                                             double k)
+    : data_(Data{{a.GetIndex(), b.GetIndex()}, k, dist0}) {}
+
+QZDistanceQuadPenalty::QZDistanceQuadPenalty(const QZDistanceQuadPenalty&) = default;
+QZDistanceQuadPenalty& QZDistanceQuadPenalty::operator=(const QZDistanceQuadPenalty&) = default;
+QZDistanceQuadPenalty::~QZDistanceQuadPenalty() = default;
+
+double QZDistanceQuadPenalty::Get_dist0() const {
+  return data_->dist0;
+}
+void QZDistanceQuadPenalty::Set_dist0(double dist0) {
+  data_->dist0 = dist0;
+}
+double QZDistanceQuadPenalty::Get_k() const {
+  return data_->k;
+}
+void QZDistanceQuadPenalty::Set_k(double k) {
+  data_->k = k;
+}
+
+bool QZDistanceQuadPenalty::Setup(const QZChem::QZMolBase& mol) {
+  data_->numAtoms = mol.AtomIndexBound();
+  return Occurs(mol, data_->atoms, kPenalisedDistance);
+}
+
+void QZDistanceQuadPenalty::Clear() {
+  data_->numAtoms = 0;
+}
+
+unsigned int QZDistanceQuadPenalty::NumVar() const {
+  return 3 * data_->numAtoms;
+}
+
+double QZDistanceQuadPenalty::operator()(const double* x) {
+  return PairDistance(x, data_->atoms).Square(data_->k, data_->dist0);
+}
+
+double QZDistanceQuadPenalty::operator()(const double* x, double* grad) {
+  const PairDistance pair(x, data_->atoms);
+  AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, data_->dist0));
+  return pair.Square(data_->k, data_->dist0);
+}
+
+bool QZDistanceQuadPenalty::operator()(const double* x, double* hessian, double* grad) {
+  const PairDistance pair(x, data_->atoms);
+  pair.AddCurvature(hessian, data_->atoms, data_->k, data_->dist0);
+  if (grad != nullptr) AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, data_->dist0));
+  return true;
+}
+
+QZSystem::QZIterBase<QZOpt::QZFComponent>* QZDistanceQuadPenalty::GetFComponents(const double* x) {
+  return MakeComponent(*this, "Distance Square Penalty", x);
+}
+
+namespace {
+
+// Adds the packed Hessian of four atoms to that of the whole molecule.
+void AddHessian(double* hessian,
+                const AtomIndices<4>& atoms,
+                const std::array<double, PackedSize(12)>& own) {
+  for (std::size_t p = 0; p < 4; ++p) {
+    for (std::size_t i = 0; i < 3; ++i) {
+      const double* ownRow = &own[PackedIndex(3 * p + i, 0)];
+      const std::size_t row = std::size_t{3} * atoms[p] + i;
+      for (std::size_t q = 0; q <= p; ++q) {
+        const std::size_t column = std::size_t{3} * atoms[q];
+        const std::size_t count = q == p ? i + 1 : 3;
+        if (column <= row) {
+          double* out = hessian + PackedIndex(row, column);
+          for (std::size_t j = 0; j < count; ++j) out[j] += ownRow[3 * q + j];
+        } else {
+          for (std::size_t j = 0; j < count; ++j) {
+            hessian[PackedIndex(column + j, row)] += ownRow[3 * q + j];
+          }
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+
+struct QZDihedralQuadPenalty::Data {
+  AtomIndices<4> atoms;
+  double k;
+  double alpha0;
+  double cosAlpha0;
+};
+
+QZDihedralQuadPenalty::QZDihedralQuadPenalty(const QZChem::QZAtomBase& a,
+                                             const QZChem::QZAtomBase& b,
+                                             const QZChem::QZAtomBase& c,
+                                             const QZChem::QZAtomBase& d,
+                                             double alpha0,
+                                             double k)
+    : data_(Data{
+          {a.GetIndex(), b.GetIndex(), c.GetIndex(), d.GetIndex()}, k, alpha0, std::cos(alpha0)}) {}
+
+QZDihedralQuadPenalty::QZDihedralQuadPenalty(const QZDihedralQuadPenalty&) = default;
+QZDihedralQuadPenalty& QZDihedralQuadPenalty::operator=(const QZDihedralQuadPenalty&) = default;
+QZDihedralQuadPenalty::~QZDihedralQuadPenalty() = default;
+
+double QZDihedralQuadPenalty::Get_alpha0() const {
+  return data_->alpha0;
+}
+void QZDihedralQuadPenalty::Set_alpha0(double alpha0) {
+  data_->alpha0 = alpha0;
+  data_->cosAlpha0 = std::cos(alpha0);
+}
+double QZDihedralQuadPenalty::Get_k() const {
+  return data_->k;
+}
+void QZDihedralQuadPenalty::Set_k(double k) {
+  data_->k = k;
+}
+
+bool QZDihedralQuadPenalty::Setup(const QZChem::QZMolBase& mol) {
+  if (mol.AtomIndexBound() < 4) {
+    QZSystem::QZThrow.Warning(
+        "Can't apply a dihedral square penalty to molecules with less than 4 atoms");
+    return false;
+  }
+  return Occurs(mol, data_->atoms, "Dihedral angle to be constrained");
+}
+
+unsigned int QZDihedralQuadPenalty::NumVar() const {
+  return 12;
+}
+
+double QZDihedralQuadPenalty::operator()(const double* x) {
+  const auto dihedral = CosineAt(x, data_->atoms);
+  if (dihedral.IsDegenerate()) return 0.0;
+  const double off = dihedral.cosine - data_->cosAlpha0;
+  return data_->k * off * off;
+}
+
+double QZDihedralQuadPenalty::operator()(const double* x, double* grad) {
+  const auto dihedral = CosineAt(x, data_->atoms);
+  if (dihedral.IsDegenerate()) return 0.0;
+  const double off = dihedral.cosine - data_->cosAlpha0;
+  AddBlocks(grad, data_->atoms, 2.0 * data_->k * off, dihedral.Gradient());
+  return data_->k * off * off;
+}
+
+bool QZDihedralQuadPenalty::operator()(const double* x, double* hessian, double* grad) {
+  const auto dihedral = CosineAt(x, data_->atoms);
+  if (dihedral.IsDegenerate()) return true;
+  const double curvature = 2.0 * data_->k;
+  const double slope = curvature * (dihedral.cosine - data_->cosAlpha0);
+  std::array<double, PackedSize(12)> own;
+  QZMolPotential::DihedralFunctionHessian(dihedral, slope, curvature, own.data());
+  AddHessian(hessian, data_->atoms, own);
+  if (grad != nullptr) AddBlocks(grad, data_->atoms, slope, dihedral.Gradient());
+  return true;
+}
+
+QZSystem::QZIterBase<QZOpt::QZFComponent>* QZDihedralQuadPenalty::GetFComponents(const double* x) {
+  return MakeComponent(*this, "Dihedral Square Penalty", x);
+}
+
+}  // namespace QZConstr

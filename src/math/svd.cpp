@@ -1,0 +1,101 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <Eigen/Core>
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "math/golub_kahan.h"
+#include "molpotential/linalg.h"
+#include "qzsystem/error.h"
+
+namespace QZMolPotential {
+
+namespace {
+
+/// Columns of the m x n matrix `a`, given by rows, one after the other.
+void CopyColumns(const double* a, std::size_t m, std::size_t n, double* columns) {
+  for (std::size_t i = 0; i < m; ++i) {
+    for (std::size_t j = 0; j < n; ++j) columns[j * m + i] = a[i * n + j];
+  }
+}
+
+using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+
+/// Takes the `count` largest singular values into account, or all for a larger number.
+bool PseudoInverse(
+    const double* a, double* inverse, std::size_t m, std::size_t n, std::size_t count) {
+  constexpr double kZero = 1e-12;
+  // Decomposed with the long side as rows: the square factor is then the small one. The columns of
+  // the transposed matrix are the rows of `a`.
+  const bool tall = m >= n;
+  const std::size_t rows = std::max(m, n);
+  const std::size_t columns = std::min(m, n);
+  GolubKahan decomposition(rows, columns, columns);
+  if (tall) {
+    CopyColumns(a, m, n, decomposition.Matrix());
+  } else {
+    std::copy(a, a + m * n, decomposition.Matrix());
+  }
+  if (!decomposition.Compute()) {
+    QZSystem::QZThrow.Warning("Pseudoinvert calculation failed");
+    return false;
+  }
+  std::size_t used = 0;
+  const auto values = decomposition.Values();
+  const auto order = decomposition.Order();
+  while (used < std::min(count, columns) && values[order[used]] >= kZero) ++used;
+
+  const auto asIndex = [](std::size_t i) { return static_cast<Eigen::Index>(i); };
+  RowMajor scaled(asIndex(used), asIndex(n));
+  RowMajor other(asIndex(used), asIndex(m));
+  for (std::size_t k = 0; k < used; ++k) {
+    const double* left = decomposition.Left(order[k]);
+    const double* right = decomposition.Right(order[k]);
+    const double* ofColumns = tall ? right : left;
+    const double* ofRows = tall ? left : right;
+    const double scale = 1.0 / values[order[k]];
+    double* row = scaled.data() + k * n;
+    for (std::size_t j = 0; j < n; ++j) row[j] = scale * ofColumns[j];
+    std::copy(ofRows, ofRows + m, other.data() + k * m);
+  }
+  Eigen::Map<RowMajor>(inverse, asIndex(n), asIndex(m)).noalias() = scaled.transpose() * other;
+  return true;
+}
+
+}  // namespace
+
+bool svd(const double* a, unsigned m, unsigned n, double* s, double** u, double** v) {
+  GolubKahan decomposition(m, n, m);
+  CopyColumns(a, m, n, decomposition.Matrix());
+  if (!decomposition.Compute()) return false;
+  const auto values = decomposition.Values();
+  const auto order = decomposition.Order();
+  for (std::size_t k = 0; k < values.size(); ++k) s[k] = values[order[k]];
+  for (std::size_t i = 0; i < m; ++i) {
+    for (std::size_t k = 0; k < m; ++k) u[i][k] = decomposition.Left(order[k])[i];
+  }
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t k = 0; k < n; ++k) v[j][k] = decomposition.Right(order[k])[j];
+  }
+  return true;
+}
+
+bool mpinvert(const double* a, double* inverse, unsigned m, unsigned n) {
+  return PseudoInverse(a, inverse, m, n, m);
+}
+
+bool mpinvert(double* a, unsigned m, unsigned n) {
+  const std::vector<double> copy(a, a + std::size_t{m} * n);
+  return mpinvert(copy.data(), a, m, n);
+}
+
+bool mpinvert1(const double* a, double* inverse, unsigned m, unsigned n, unsigned k) {
+  if (k > std::min(m + 1, n)) {
+    QZSystem::QZThrow.Warning("Requested number of singular values is too big");
+    return false;
+  }
+  return PseudoInverse(a, inverse, m, n, k == 0 ? m : k);
+}
+
+}  // namespace QZMolPotential

@@ -1,0 +1,57 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "constr/constr.h"
+#include "molpotential/constraint.h"
+#include "qzchem/mol.h"
+#include "support/capture.h"
+#include "support/contract.h"
+#include "support/molecules.h"
+
+namespace TestSupport {
+
+inline constexpr double kPi = std::numbers::pi;
+
+/// Butane with a hole at atom 7, so that the index bound is above the atom count.
+inline QZChem::QZGraphMol ButaneWithHole() {
+  auto mol = Butane();
+  mol.DeleteAtom(mol.GetAtom(7));
+  return mol;
+}
+
+inline const QZChem::QZAtomBase& Atom(const QZChem::QZMolBase& mol, unsigned int index) {
+  return *mol.GetAtom(index);
+}
+
+/// Coordinates of a, b, c, d with the dihedral a-b-c-d at `phi` and angles off 90 degrees.
+inline std::vector<double> Dihedral(double phi) {
+  return {
+      -0.5, 1.4, 0.0, 0.0, 0.0, 0.0, 1.5, 0.0, 0.0, 1.9, 1.1 * std::cos(phi), 1.1 * std::sin(phi)};
+}
+
+/// The one component that a restraint reports, as "name value".
+template <class F>
+void ExpectComponent(F& f, const char* name, const std::vector<double>& x) {
+  const std::unique_ptr<QZSystem::QZIterBase<QZOpt::QZFComponent>> at(f.GetFComponents(x.data()));
+  ASSERT_TRUE(at->IsValid());
+  EXPECT_STREQ((*at)->GetName(), name);
+  EXPECT_EQ((*at)->GetValue(), f(x.data()));
+  EXPECT_FALSE((++*at).IsValid());
+  const std::unique_ptr<QZSystem::QZIterBase<QZOpt::QZFComponent>> none(f.GetFComponents(nullptr));
+  ASSERT_TRUE(none->IsValid());
+  EXPECT_EQ((*none)->GetValue(), 0.0);
+}
+
+}  // namespace TestSupport

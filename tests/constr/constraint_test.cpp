@@ -1,0 +1,130 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "constr/constr_support.h"
+#include "qzchem/geometry.h"
+
+namespace {
+
+using namespace TestSupport;
+using QZMolPotential::QZAngleConstr;
+using QZMolPotential::QZDihedralConstr;
+using QZMolPotential::QZDistanceConstr;
+using QZMolPotential::QZMolConstr;
+
+// The largest deviation of the gradient that `c` adds from `scale` times the central difference.
+double WorstGradient(QZMolConstr& c, const std::vector<double>& x, double scale = 1.0) {
+  std::vector<double> g(x.size(), 0.5);
+  EXPECT_EQ(c(x.data(), g.data()), c(x.data()));
+  double worst = 0.0;
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    auto moved = x;
+    moved[i] += 1e-5;
+    const double up = c(moved.data());
+    moved[i] = x[i] - 1e-5;
+    const double off = std::abs(g[i] - 0.5 - scale * (up - c(moved.data())) / 2e-5);
+    if (!(off <= worst)) worst = off;
+  }
+  return worst;
+}
+
+TEST(Constraints, GradientsAreDerivativesTheDistanceOneTimesTheDistance) {
+  const unsigned int seed = 5501;
+  std::mt19937 rng(seed);
+  const auto mol = ButaneWithHole();
+  for (int round = 0; round < 20; ++round) {
+    const auto x = Jittered(Coords(mol), 0.3, rng);
+    QZDistanceConstr distance(Atom(mol, 9), Atom(mol, 2), 1.2);
+    const double r = distance(x.data()) + 1.2;
+    EXPECT_TRUE(WorstGradient(distance, x, r) <= 1e-8) << seed;
+    QZAngleConstr angle(Atom(mol, 3), Atom(mol, 2), Atom(mol, 1), 1.8);
+    EXPECT_TRUE(WorstGradient(angle, x) <= 1e-8) << seed;
+    QZDihedralConstr dihedral(Atom(mol, 9), Atom(mol, 2), Atom(mol, 1), Atom(mol, 0), 1.0);
+    EXPECT_TRUE(WorstGradient(dihedral, x) <= 1e-8) << seed;
+  }
+  for (const double phi : {0.0, 1e-6, kPi - 1e-6, kPi}) {
+    QZDihedralConstr planar(Atom(mol, 0), Atom(mol, 1), Atom(mol, 2), Atom(mol, 3), 1.0);
+    EXPECT_TRUE(WorstGradient(planar, Dihedral(phi)) <= 1e-8) << phi;
+  }
+}
+
+TEST(Constraints, ClosedForms) {
+  const auto mol = CarbonChain(4);
+  const std::vector<double> x{2.0, 0.0, 0.0, 0.0, 0.0, 0.0, 1.0, 1.0, 0.0, 0.0, 0.0, 0.0};
+  QZDistanceConstr distance(Atom(mol, 0), Atom(mol, 1), 1.0);
+  std::vector<double> g(12, 0.0);
+  EXPECT_DOUBLE_EQ(distance(x.data(), g.data()), 1.0);
+  EXPECT_DOUBLE_EQ(g[0], 2.0);
+  EXPECT_DOUBLE_EQ(g[3], -2.0);
+  QZAngleConstr angle(Atom(mol, 0), Atom(mol, 1), Atom(mol, 2), kPi / 2.0);
+  EXPECT_NEAR(angle(x.data()), std::sqrt(0.5), 1e-15);
+  QZDihedralConstr plus(Atom(mol, 0), Atom(mol, 1), Atom(mol, 2), Atom(mol, 3), 1.1);
+  QZDihedralConstr minus(Atom(mol, 0), Atom(mol, 1), Atom(mol, 2), Atom(mol, 3), -1.1);
+  EXPECT_NEAR(plus(Dihedral(-1.1).data()), 0.0, 1e-15);
+  EXPECT_EQ(plus(Dihedral(0.7).data()), minus(Dihedral(0.7).data()));
+  EXPECT_EQ(distance.NumVar(), 6u);
+  EXPECT_EQ(angle.NumVar(), 9u);
+  EXPECT_EQ(plus.NumVar(), 12u);
+  // A straight angle is clamped, not NaN; atoms in line leave the dihedral without a value.
+  const auto line = Coords(LinearChain(4, 0.3));
+  EXPECT_NEAR(angle(line.data()), -1.0, 1e-15);
+  EXPECT_TRUE(std::isnan(plus(line.data())));
+}
+
+TEST(Constraints, WithoutATargetMeasureAnewAtEverySetup) {
+  const unsigned int seed = 5502;
+  std::mt19937 rng(seed);
+  auto mol = ButaneWithHole();
+  QZDistanceConstr distance(Atom(mol, 0), Atom(mol, 9));
+  QZAngleConstr angle(Atom(mol, 0), Atom(mol, 9), Atom(mol, 4));
+  QZDihedralConstr dihedral(Atom(mol, 3), Atom(mol, 2), Atom(mol, 1), Atom(mol, 0));
+  QZDistanceConstr given(Atom(mol, 0), Atom(mol, 9), 3.3);
+  for (int round = 0; round < 3; ++round) {
+    const auto x = Coords(mol);
+    for (QZMolConstr* c : std::initializer_list<QZMolConstr*>{&distance, &angle, &dihedral}) {
+      ASSERT_TRUE(c->Setup(mol));
+      EXPECT_NEAR((*c)(x.data()), 0.0, 1e-14) << seed;
+    }
+    ASSERT_TRUE(given.Setup(mol));
+    EXPECT_EQ(given.GetDistance(), 3.3);
+    mol.SetCoords(Jittered(x, 0.3, rng).data());
+  }
+  QZDihedralConstr copy(dihedral);
+  const double held = dihedral.GetDihedralAngle();
+  ASSERT_TRUE(dihedral.Setup(mol));
+  EXPECT_EQ(copy.GetDihedralAngle(), held);
+  EXPECT_NE(dihedral.GetDihedralAngle(), held);
+  EXPECT_EQ(
+      dihedral.GetDihedralAngle(),
+      QZChem::QZGetTorsion(mol, mol.GetAtom(3), mol.GetAtom(2), mol.GetAtom(1), mol.GetAtom(0)));
+  copy = dihedral;
+  EXPECT_EQ(copy.GetDihedralAngle(), dihedral.GetDihedralAngle());
+  EXPECT_EQ(copy(Coords(mol).data()), dihedral(Coords(mol).data()));
+}
+
+TEST(Constraints, RefusalsAreWordedAndLeaveTheTarget) {
+  auto mol = Butane();
+  QZDistanceConstr distance(Atom(mol, 0), Atom(mol, 5));
+  QZAngleConstr angle(Atom(mol, 0), Atom(mol, 5), Atom(mol, 1));
+  QZDihedralConstr dihedral(Atom(mol, 0), Atom(mol, 1), Atom(mol, 2), Atom(mol, 5));
+  const std::vector<QZMolConstr*> all{&distance, &angle, &dihedral};
+  for (QZMolConstr* c : all) ASSERT_TRUE(c->Setup(mol));
+  const double before = distance.GetDistance();
+  mol.DeleteAtom(mol.GetAtom(5));
+  mol.SetTitle("cut");
+  MessageCapture messages;
+  for (QZMolConstr* c : all) EXPECT_FALSE(c->Setup(mol));
+  EXPECT_FALSE(angle.Setup(LinearChain(2, 1.0)));
+  EXPECT_FALSE(dihedral.Setup(Water()));
+  EXPECT_FALSE(QZAngleConstr(Atom(mol, 0), Atom(mol, 1), Atom(mol, 0)).Setup(mol));
+  EXPECT_EQ(
+      messages.Warnings(),
+      (std::vector<std::string>{"Requested interatomic distance does not occur in molecule cut",
+                                "Requested angle does not occur in molecule cut",
+                                "Requested dihedral does not occur in molecule cut",
+                                "Input molecules need to have at least 3 atoms",
+                                "Input molecules need to have at least 4 atoms",
+                                "Requested angle does not occur in molecule cut"}));
+  EXPECT_EQ(distance.GetDistance(), before);
+}
+
+}  // namespace

@@ -1,0 +1,204 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "forcefields/forcefields.h"
+#include "qzchem/qzchem.h"
+#include "rdkit_molecule.h"
+#include "support/molecules.h"
+
+namespace {
+
+using namespace QZMolPotential;
+using ForceFieldTest::FromData;
+using ForceFieldTest::FromSmiles;
+using ForceFieldTest::Molecule;
+using QZChem::QZAtomBase;
+using QZChem::QZBondBase;
+using Kind = QZForceFieldKind;
+using Term = QZForceFieldTermKind;
+
+constexpr Kind kKinds[] = {Kind::MMFF94, Kind::MMFF94s, Kind::UFF};
+
+template <class F>
+auto Bonds(F f) {
+  return QZSystem::QZMakeUnaryPredicate<QZBondBase>(f);
+}
+template <class F>
+auto Atoms(F f) {
+  return QZSystem::QZMakeUnaryPredicate<QZAtomBase>(f);
+}
+template <class F>
+auto BondPairs(F f) {
+  return QZSystem::QZMakeBinaryPredicate<QZBondBase, QZBondBase>(f);
+}
+template <class F>
+auto AtomPairs(F f) {
+  return QZSystem::QZMakeBinaryPredicate<QZAtomBase, QZAtomBase>(f);
+}
+
+// The four predicates of everything that touches an atom of `moving`, as an adaptor hands them on.
+void Select(QZMolFunc& f, const std::set<unsigned int>& moving) {
+  const auto moves = [moving](const QZAtomBase& a) { return moving.contains(a.GetIndex()); };
+  const auto bondMoves = [moves](const QZBondBase& b) {
+    return moves(*b.GetBegin()) || moves(*b.GetEnd());
+  };
+  EXPECT_TRUE(f.Set(Bonds(bondMoves), QZCategoryStretch));
+  EXPECT_TRUE(
+      f.Set(AtomPairs([moves](const auto& a, const auto& b) { return moves(a) || moves(b); }),
+            QZCategoryAtomPairs));
+  EXPECT_TRUE(f.Set(
+      BondPairs([bondMoves](const auto& a, const auto& b) { return bondMoves(a) || bondMoves(b); }),
+      QZCategoryBondPairs));
+  EXPECT_TRUE(f.Set(Atoms(moves), QZCategoryAtomGroups));
+}
+
+std::vector<double> Components(QZMolFunc1& f, const std::vector<double>& x) {
+  std::vector<double> values;
+  for (auto& c : QZSystem::QZRange(f.GetFComponents(x.data()))) values.push_back(c.GetValue());
+  return values;
+}
+
+// With everything switched on that touches a moving atom, the force on moving atoms is the whole
+// force, and the energy changes as the whole energy does when only they move.
+TEST(Selection, KeepsEverythingThatTouchesAMovingAtom) {
+  for (const Molecule& molecule :
+       {FromData("penicillin_g"), FromSmiles("C1CC1C=C1CC1"), FromSmiles("FP(F)(F)(F)F")}) {
+    const std::vector<double> x = TestSupport::Coords(molecule.mol);
+    const std::set<unsigned int> moving = {0, 3, 5};
+    for (Kind kind : kKinds) {
+      QZStandardFF all(kind);
+      if (kind != Kind::UFF && x.size() == 18) continue;  // PF5 has no MMFF type
+      ASSERT_TRUE(all.Setup(molecule.mol));
+      QZStandardFF some(kind);
+      Select(some, moving);
+      ASSERT_TRUE(some.Setup(molecule.mol));
+      std::vector<double> gAll(x.size(), 0.0);
+      std::vector<double> gSome(x.size(), 0.0);
+      const double fixedPart = all(x.data(), gAll.data()) - some(x.data(), gSome.data());
+      std::vector<double> y(x);
+      for (unsigned int atom : moving) {
+        for (unsigned int k = 0; k < 3; ++k) {
+          const unsigned int i = 3 * atom + k;
+          EXPECT_NEAR(gSome[i], gAll[i], 1e-9 * std::max(1.0, std::abs(gAll[i])));
+          y[i] += 0.05 * (k + 1.0);
+        }
+      }
+      EXPECT_NEAR(all(y.data()) - some(y.data()), fixedPart, 1e-9 * std::abs(all(y.data())));
+      if (x.size() > 60) {
+        EXPECT_GT(std::abs(fixedPart), 1e-3);
+      }
+    }
+  }
+}
+
+TEST(Selection, EveryTermTakesItsOwnBitAndNoOther) {
+  const Molecule molecule = FromData("penicillin_g");
+  const std::vector<double> x = TestSupport::Coords(molecule.mol);
+  const auto never1 = [](const auto&) { return false; };
+  const auto never2 = [](const auto&, const auto&) { return false; };
+  const unsigned int owners[] = {8, 16, 32, 128, 64, 1, 4};  // by component
+  QZStandardFF all(Kind::MMFF94);
+  ASSERT_TRUE(all.Setup(molecule.mol));
+  const std::vector<double> whole = Components(all, x);
+  for (unsigned int bit = 1; bit <= 256; bit *= 2) {
+    QZStandardFF ff(Kind::MMFF94);
+    const bool known = std::ranges::count(owners, bit) == 1;
+    bool taken = ff.Set(Bonds(never1), bit);
+    EXPECT_EQ(taken, bit == 8);
+    taken = ff.Set(Atoms(never1), bit) || taken;
+    taken = ff.Set(BondPairs(never2), bit) || taken;
+    taken = ff.Set(AtomPairs(never2), bit) || taken;
+    EXPECT_EQ(taken, known);
+    ASSERT_TRUE(ff.Setup(molecule.mol));
+    const std::vector<double> values = Components(ff, x);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      EXPECT_EQ(values[i], owners[i] == bit ? 0.0 : whole[i]) << bit << " " << i;
+      EXPECT_NE(whole[i], 0.0);
+    }
+    ff.ClearPredicates();
+    ASSERT_TRUE(ff.Setup(molecule.mol));
+    EXPECT_EQ(Components(ff, x), whole);
+  }
+}
+
+// Nonbonded terms of a subset equal the sum over its pairs taken one at a time.
+TEST(Selection, PairsAddUpOneByOne) {
+  const Molecule molecule = FromData("water_cluster");
+  const std::vector<double> x = TestSupport::Coords(molecule.mol);
+  for (Term term : {Term::VanDerWaals, Term::Electrostatics}) {
+    double sum = 0.0;
+    for (unsigned int i = 0; i < 6; ++i) {
+      for (unsigned int j = 9; j < 12; ++j) {
+        QZForceFieldTerm one(Kind::MMFF94, term);
+        // The predicate knows one order only.
+        one.Set(AtomPairs([i, j](const auto& a, const auto& b) {
+                  return a.GetIndex() == j && b.GetIndex() == i;
+                }),
+                QZCategoryAtomPairs);
+        ASSERT_TRUE(one.Setup(molecule.mol));
+        EXPECT_EQ(one.NumContributions(), 1u);
+        sum += one(x.data());
+      }
+    }
+    QZForceFieldTerm block(Kind::MMFF94, term);
+    block.Set(AtomPairs([](const auto& a, const auto& b) {
+                return a.GetIndex() < 6 && b.GetIndex() >= 9 && b.GetIndex() < 12;
+              }),
+              QZCategoryAtomPairs);
+    ASSERT_TRUE(block.Setup(molecule.mol));
+    EXPECT_EQ(block.NumContributions(), 18u);
+    EXPECT_NEAR(block(x.data()), sum, 1e-12);
+    EXPECT_NE(sum, 0.0);
+  }
+}
+
+// In a ring of three every pair of bonds is an angle, and each is selected alone.
+TEST(Selection, TellsTheAnglesOfAThreeMemberedRingApart) {
+  const Molecule ring = FromSmiles("C1CC1");
+  std::vector<double> x = TestSupport::Coords(ring.mol);
+  x[0] += 0.2;
+  for (Kind kind : kKinds) {
+    QZForceFieldTerm whole(kind, Term::Bend);
+    ASSERT_TRUE(whole.Setup(ring.mol));
+    double sum = 0.0;
+    std::size_t count = 0;
+    for (unsigned int a = 0; a < ring.mol.BondIndexBound(); ++a) {
+      for (unsigned int b = a + 1; b < ring.mol.BondIndexBound(); ++b) {
+        QZForceFieldTerm one(kind, Term::Bend);
+        one.Set(BondPairs([a, b](const auto& p, const auto& q) {
+                  return p.GetIndex() == a && q.GetIndex() == b;
+                }),
+                QZCategoryBend);
+        ASSERT_TRUE(one.Setup(ring.mol));
+        EXPECT_LE(one.NumContributions(), 1u);
+        count += one.NumContributions();
+        sum += one(x.data());
+      }
+    }
+    EXPECT_EQ(count, whole.NumContributions());
+    EXPECT_NEAR(sum, whole(x.data()), 1e-10);
+  }
+}
+
+TEST(Selection, TakesEffectAtSetupAndTravelsWithCopies) {
+  const Molecule molecule = FromData("butane");
+  const std::vector<double> x = TestSupport::Coords(molecule.mol);
+  QZForceFieldTerm term(Kind::MMFF94, Term::Torsion);
+  ASSERT_TRUE(term.Setup(molecule.mol));
+  const double whole = term(x.data());
+  EXPECT_TRUE(term.Set(Atoms([](const auto& a) { return a.GetIndex() == 0; }), 192));
+  EXPECT_EQ(term(x.data()), whole);
+  QZForceFieldTerm copy(term);
+  EXPECT_EQ(copy(x.data()), whole);
+  ASSERT_TRUE(copy.Setup(molecule.mol));
+  ASSERT_TRUE(term.Setup(molecule.mol));
+  EXPECT_NE(term(x.data()), whole);
+  EXPECT_EQ(copy(x.data()), term(x.data()));
+}
+
+}  // namespace

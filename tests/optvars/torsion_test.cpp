@@ -1,0 +1,170 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "molpotential/torsion.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "molpotential/optvarfunc.h"
+#include "optvars/data_molecules.h"
+#include "qzchem/geometry.h"
+#include "qzchem/topology.h"
+#include "support/capture.h"
+#include "support/contract.h"
+#include "support/molecules.h"
+
+namespace {
+
+using QZMolPotential::QZOptVarFunc;
+using QZMolPotential::QZTorsionAdaptor;
+using QZSystem::QZErrorLevel;
+using TestSupport::Coords;
+using TestSupport::ProbeFunc;
+
+struct Bound {
+  explicit Bound(const char* name) : mol(TestOptVars::DataMolecule(name)), x(Coords(mol)) {
+    adaptor.Setup(mol);
+    vars.resize(adaptor.NumOptVar());
+    adaptor.FuncVarToOptVar(x.data(), vars.data());
+  }
+  QZChem::QZGraphMol mol;
+  std::vector<double> x;
+  QZTorsionAdaptor adaptor;
+  std::vector<double> vars;
+};
+
+TEST(Torsion, CountsRotorsAsAChemistWould) {
+  // Single bonds outside rings whose ends both carry another heavy atom; counted by hand.
+  EXPECT_EQ(Bound("butane").adaptor.NumOptVar(), 1u);
+  EXPECT_EQ(Bound("biphenyl").adaptor.NumOptVar(), 1u);
+  EXPECT_EQ(Bound("benzene").adaptor.NumOptVar(), 0u);
+  EXPECT_EQ(Bound("aspirin").adaptor.NumOptVar(), 3u);
+  EXPECT_EQ(Bound("ibuprofen").adaptor.NumOptVar(), 4u);
+}
+
+TEST(Torsion, TurnsWhatIsAskedAndKeepsEveryBondAndAngle) {
+  std::mt19937 rng(17);
+  for (const char* name : {"imatinib", "decapeptide"}) {
+    Bound b(name);
+    const auto same = [&] {
+      std::vector<double> back(b.x.size());
+      b.adaptor.OptVarToFuncVar(b.vars.data(), back.data());
+      return back;
+    };
+    const auto back = same();
+    for (std::size_t i = 0; i < b.x.size(); ++i) EXPECT_NEAR(back[i], b.x[i], 1e-12);
+    const auto asked = TestSupport::Jittered(b.vars, 2.0, rng);
+    auto turned = b.mol;
+    std::vector<double> x(b.x.size());
+    b.adaptor.OptVarToFuncVar(asked.data(), x.data());
+    turned.SetCoords(x.data());
+    std::vector<double> reached(asked.size());
+    b.adaptor.FuncVarToOptVar(x.data(), reached.data());
+    for (std::size_t k = 0; k < asked.size(); ++k) {
+      EXPECT_LE(std::abs(std::remainder(reached[k] - asked[k], 2.0 * M_PI)), 1e-9) << name << k;
+    }
+    for (const auto& atom : QZSystem::QZRange(b.mol.GetAtoms())) {
+      for (auto& u : QZSystem::QZRange(atom.GetNeighbours())) {
+        for (auto& v : QZSystem::QZRange(atom.GetNeighbours())) {
+          const auto at = [&turned](const QZChem::QZAtomBase& a) {
+            return turned.GetAtom(a.GetIndex());
+          };
+          if (&u == &v) {
+            EXPECT_NEAR(QZChem::QZGetDistance(turned, at(atom), at(u)),
+                        QZChem::QZGetDistance(b.mol, &atom, &u),
+                        1e-9);
+          } else {
+            EXPECT_NEAR(QZChem::QZGetAngle(turned, at(u), at(atom), at(v)),
+                        QZChem::QZGetAngle(b.mol, &u, &atom, &v),
+                        1e-7);
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(Torsion, GradientIsThatOfTheEnergyAlongEachTorsion) {
+  std::mt19937 rng(23);
+  for (const char* name : {"butane", "aspirin", "imatinib", "decapeptide"}) {
+    Bound b(name);
+    ProbeFunc energy;
+    energy.Setup(b.mol);
+    QZOptVarFunc function(energy, b.adaptor);
+    EXPECT_EQ(TestSupport::CheckDerivatives(function, b.vars), "") << name;
+    EXPECT_EQ(TestSupport::CheckDerivatives(function, TestSupport::Jittered(b.vars, 1.0, rng)), "")
+        << name;
+  }
+}
+
+TEST(Torsion, FixedAtomsStayPutOnEitherSide) {
+  std::mt19937 rng(29);
+  Bound b("ibuprofen");
+  ProbeFunc energy;
+  energy.Setup(b.mol);
+  const unsigned int all = b.adaptor.NumOptVar();
+  for (unsigned int atom = 0; atom < b.mol.NumAtoms(); ++atom) {
+    std::vector<int> fixed(b.mol.NumAtoms(), 0);
+    fixed[atom] = -1;
+    int* entries = fixed.data();
+    b.adaptor.FixAtoms(entries);
+    b.adaptor.FixAtoms(entries);
+    ASSERT_EQ(b.adaptor.NumOptVar(), all) << "one atom cannot be on both sides";
+    std::vector<double> x(b.x.size());
+    const auto asked = TestSupport::Jittered(b.vars, 1.5, rng);
+    b.adaptor.OptVarToFuncVar(asked.data(), x.data());
+    for (std::size_t k = 0; k < 3; ++k) EXPECT_NEAR(x[3 * atom + k], b.x[3 * atom + k], 1e-9);
+    QZOptVarFunc function(energy, b.adaptor);
+    EXPECT_EQ(TestSupport::CheckDerivatives(function, asked), "") << atom;
+  }
+  std::vector<int> everywhere(b.mol.NumAtoms(), -1);
+  int* entries = everywhere.data();
+  b.adaptor.FixAtoms(entries);
+  EXPECT_EQ(b.adaptor.NumOptVar(), 0u);
+  EXPECT_FALSE(b.adaptor.GetAdaptedVariables(b.vars.data()));
+}
+
+TEST(Torsion, MessagesReportAndTheActivityTest) {
+  TestSupport::MessageCapture messages;
+  QZTorsionAdaptor ring;
+  const auto benzene = TestOptVars::DataMolecule("benzene");
+  EXPECT_TRUE(ring.Setup(benzene));
+  EXPECT_FALSE(ring.IsTorsionActive(0));
+  EXPECT_EQ(messages.Warnings(), std::vector<std::string>{"Molecule has 0 torsions"});
+  EXPECT_FALSE(ring.Setup(QZChem::QZGraphMol()));
+
+  Bound b("butane");
+  messages.Clear();
+  EXPECT_FALSE(b.adaptor.IsTorsionActive(0)) << "no activity is above 1";
+  EXPECT_TRUE(messages.All().empty());
+  EXPECT_FALSE(b.adaptor.OptGradToFuncGrad(b.vars.data(), b.x.data()));
+  EXPECT_EQ(messages.At(QZErrorLevel::Fatal),
+            std::vector<std::string>{"Transformation of torsion -> xyz gradients not implemented"});
+  testing::internal::CaptureStdout();
+  double value = 0.0;
+  b.adaptor.GetAdaptedVariables(b.mol, &value);
+  const std::string text = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(value, b.vars[0]);
+  EXPECT_EQ(text.find("\nTorsion coordinates:\nTorsion atoms          Torsion\n"), 0u) << text;
+  char degrees[32];
+  std::snprintf(degrees, sizeof degrees, "%.3f\n", value * 180.0 / M_PI);
+  EXPECT_NE(text.find(degrees), std::string::npos) << text;
+}
+
+TEST(Torsion, CopiesAreIndependentAndSetupStartsAfresh) {
+  Bound b("aspirin");
+  auto copy = std::make_unique<QZTorsionAdaptor>(b.adaptor);
+  auto asked = b.vars;
+  asked[0] += 1.0;
+  std::vector<double> x(b.x.size());
+  copy->OptVarToFuncVar(asked.data(), x.data());
+  std::vector<double> kept(b.vars.size());
+  b.adaptor.GetAdaptedVariables(kept.data());
+  EXPECT_EQ(kept, b.vars);
+  ASSERT_TRUE(copy->Setup(b.mol));
+  copy->GetAdaptedVariables(kept.data());
+  EXPECT_EQ(kept, b.vars);
+}
+
+}  // namespace
