@@ -271,6 +271,36 @@ TEST(Files, HydrogensAndCoordinatesCanBeAddedToADrawing) {
   EXPECT_EQ(QZAddHydrogens(mol), 0);
 }
 
+TEST(Files, CoordinatesMadeFromADrawingKeepItsHandedness) {
+  const std::string drawing =
+      "alanine\n     Drawn01010101012D\n\n  6  5  0  0  0  0  0  0  0  0999 V2000\n"
+      "    1.5000    1.2990    0.0000 C   0  0\n    0.7500    0.0000    0.0000 C   0  0\n"
+      "    1.5000   -1.2990    0.0000 N   0  0\n   -0.7500    0.0000    0.0000 C   0  0\n"
+      "   -1.5000    1.2990    0.0000 O   0  0\n   -1.5000   -1.2990    0.0000 O   0  0\n"
+      "  2  1  1  6\n  2  3  1  0\n  2  4  1  0\n  4  5  2  0\n  4  6  1  0\nM  END\n$$$$\n";
+  for (const bool isDashed : {true, false}) {
+    auto reading = ReadAll(isDashed ? drawing : Replaced(drawing, "2  1  1  6", "2  1  1  1"),
+                           QZMolFormat::SDF);
+    ASSERT_EQ(reading.molecules.size(), 1U) << reading.records[0].error;
+    QZGraphMol& mol = reading.molecules[0];
+    ASSERT_GT(QZAddHydrogens(mol), 0);
+    ASSERT_TRUE(QZMakeCoordinates(mol));
+    // From the centre (1.5, 1.3, behind), (1.5, -1.3, 0) and (-1.5, 0, 0) span a positive volume.
+    const double turn =
+        QZGetTorsion(mol, mol.GetAtom(2), mol.GetAtom(0), mol.GetAtom(1), mol.GetAtom(3));
+    EXPECT_EQ(turn < 0.0, isDashed) << turn;
+  }
+}
+
+TEST(Files, DoubleBondsAreWrittenAsTheirCoordinatesStand) {
+  QZGraphMol mol;
+  ASSERT_TRUE(QZSmilesToMol(mol, "CC=CC"));
+  ASSERT_TRUE(QZMakeCoordinates(mol));
+  EXPECT_NE(Written(mol, QZMolFormat::SDF).find("\n  2  3  2  0\n"), std::string::npos);
+  for (int i = 0; i < 1000; ++i) mol.AddAtom(2, 5.0 * i, 9.0, 9.0);
+  EXPECT_EQ(Written(mol, QZMolFormat::SDF).find("CFG"), std::string::npos);
+}
+
 TEST(Files, AddedHydrogensStandAtBondingDistance) {
   QZGraphMol mol = Load(std::string(MOLPOTENTIAL_DATA_DIR) + "/ibuprofen.sdf");
   unsigned int removed = 0;

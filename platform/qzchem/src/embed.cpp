@@ -1,10 +1,12 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 #include <GraphMol/DistGeomHelpers/Embedder.h>
+#include <GraphMol/MolOps.h>
 #include <GraphMol/RWMol.h>
 
 #include <exception>
 
+#include "drawing.h"
 #include "qzchem/io.h"
 #include "qzsystem/error.h"
 #include "rdkit_bridge.h"
@@ -14,12 +16,22 @@ namespace QZChem {
 
 bool QZMakeCoordinates(QZGraphMol& mol) {
   constexpr int kSeed = 20260101;  // fixed, so that a run can be repeated
-  QZRDKitMol converted = QZToRDKit(mol, false);
+  QZRDKitMol converted = QZToRDKit(mol, true);
   if (!converted.error.empty()) {
     QZSystem::QZThrow.Warning("No coordinates can be made: %s", converted.error.c_str());
     return false;
   }
   try {
+    switch (GetDimension(mol)) {
+      case Dimension::Two:
+        AssignDrawnStereo(mol, *converted.mol);
+        break;
+      case Dimension::Three:
+        RDKit::MolOps::assignStereochemistryFrom3D(*converted.mol);
+        break;
+      case Dimension::Unknown:
+        break;
+    }
     RDKit::DGeomHelpers::EmbedParameters parameters = RDKit::DGeomHelpers::ETKDGv3;
     parameters.randomSeed = kSeed;
     int conformer = RDKit::DGeomHelpers::EmbedMolecule(*converted.mol, parameters);

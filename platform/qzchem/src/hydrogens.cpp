@@ -6,6 +6,7 @@
 #include <exception>
 #include <optional>
 
+#include "drawing.h"
 #include "mol_impl.h"
 #include "qzchem/io.h"
 #include "qzsystem/error.h"
@@ -38,7 +39,11 @@ int TakeHydrogens(const QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) 
     const RDKit::Atom* carrier = *converted.mol->atomNeighbors(hydrogen).begin();
     const RDGeom::Point3D& place = converted.mol->getConformer().getAtomPos(i);
     QZAtomBase* copy = mol.AddAtom(1, place.x, place.y, isDrawing ? height : place.z);
-    mol.AddBond(mol.GetAtom(converted.atomIndices[carrier->getIdx()]), copy);
+    QZAtomBase* centre = mol.GetAtom(converted.atomIndices[carrier->getIdx()]);
+    const int wedges = SumOfWedges(*centre);
+    QZBondBase* bond = mol.AddBond(centre, copy);
+    // Against the drawn wedges: where it went in the plane says nothing about handedness.
+    if (isDrawing) SetWedge(*bond, wedges > 0 ? -1 : (wedges < 0 ? 1 : 0));
   }
   return static_cast<int>(converted.mol->getNumAtoms() - numGiven);
 }

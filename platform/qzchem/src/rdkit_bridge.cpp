@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "drawing.h"
 #include "elements.h"
 #include "rdkit_log.h"
 #include "rings.h"
@@ -50,6 +51,15 @@ bool HasAromaticBonds(const RDKit::ROMol& mol) {
 unsigned int ResidueTag() {
   static const unsigned int tag = QZSystem::QZGetTag("QZChem residue");
   return tag;
+}
+
+// 1 for a wedge, -1 for a dash, by the marks that RDKit's parser leaves on a bond.
+int WedgeOf(const RDKit::Bond& bond) {
+  int mark = 0;
+  const bool isV2000 = bond.getPropIfPresent(RDKit::common_properties::_MolFileBondStereo, mark);
+  if (!isV2000) bond.getPropIfPresent(RDKit::common_properties::_MolFileBondCfg, mark);
+  if (mark == 1) return 1;
+  return mark == (isV2000 ? 6 : 3) ? -1 : 0;
 }
 
 void AddConformer(const QZMolBase& mol, QZRDKitMol& result) {
@@ -158,9 +168,10 @@ void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol) {
     }
   }
   for (const RDKit::Bond* bond : source.bonds()) {
-    result.AddBond(result.GetAtom(bond->getBeginAtomIdx()),
-                   result.GetAtom(bond->getEndAtomIdx()),
-                   BondOrder(bond->getBondType()));
+    QZBondBase* copy = result.AddBond(result.GetAtom(bond->getBeginAtomIdx()),
+                                      result.GetAtom(bond->getEndAtomIdx()),
+                                      BondOrder(bond->getBondType()));
+    if (copy != nullptr) SetWedge(*copy, WedgeOf(*bond));
   }
   std::string name;
   if (source.getPropIfPresent(RDKit::common_properties::_Name, name)) result.SetTitle(name.c_str());

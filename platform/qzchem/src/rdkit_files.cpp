@@ -68,7 +68,13 @@ std::string ParsePdbBlock(const std::string& block, QZGraphMol& mol) {
 std::string MakeMolBlock(const QZGraphMol& mol, bool v3000, std::string& block) {
   return Write(
       [&] {
-        return RDKit::MolToMolBlock(*ToRDKitUnperceived(mol).mol,
+        const QZRDKitMol converted = ToRDKitUnperceived(mol);
+        // Without a stereo mark the writer calls a double bond "cis or trans"; with any mark it
+        // leaves the geometry to the coordinates.
+        for (RDKit::Bond* bond : converted.mol->bonds()) {
+          if (bond->getBondType() == RDKit::Bond::DOUBLE) bond->setStereo(RDKit::Bond::STEREOE);
+        }
+        return RDKit::MolToMolBlock(*converted.mol,
                                     /*includeStereo=*/false,
                                     /*confId=*/-1,
                                     /*kekulize=*/false,

@@ -87,7 +87,9 @@ QZ_API bool QZSmilesToMol(QZGraphMol& mol, const char* smiles);
 /// -1 with a Warning when valence cannot be perceived.
 QZ_API int QZAddHydrogens(QZGraphMol& mol);
 /// Replaces all coordinates by three-dimensional ones made from the bonds (distance geometry, fixed
-/// seed). Hydrogens should be explicit. Fails: false with a Warning, coordinates unchanged.
+/// seed). Handedness is that of the record read, by a drawing's wedges or by 3D coordinates;
+/// without either, as from SMILES, it is left to chance. Hydrogens should be explicit. Fails: false
+/// with a Warning, coordinates unchanged.
 QZ_API bool QZMakeCoordinates(QZGraphMol& mol);
 /// True when hydrogens that valence asks for are missing; so it is where bond orders are, as in a
 /// molecule read from XYZ.
