@@ -3,7 +3,6 @@
 // Products with the inverse that redundant_solver.cpp has prepared.
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 
 #include "adaptors/redundant_solver.h"
@@ -12,7 +11,10 @@
 namespace QZMolPotential {
 namespace {
 
-constexpr double kConverged = 1e-10;
+// What may be missing from a solution, relative to it: by the factor, and iterated without a good
+// one.
+constexpr double kConverged = 1e-12;
+constexpr double kIteratedConverged = 1e-10;
 constexpr int kMaxCorrections = 10;
 constexpr int kMaxIterations = 300;
 // A step is not iterated to the end where the rank is in doubt: the few iterations damp what the
@@ -67,7 +69,7 @@ void WilsonSolver::conjugateGradients(const WilsonRows& rows, const double* load
   std::fill(direction_.begin(), direction_.end(), 0.0);
   std::fill(rowSum_.begin(), rowSum_.end(), 0.0);
   double previous = 0.0;
-  double lastCorrection = std::numeric_limits<double>::infinity();
+  double lastCorrection = 1.0;
   const int limit = iterative_ ? kDampedIterations : kMaxCorrections;
   for (int iteration = 0; iteration < limit; ++iteration) {
     if (load != nullptr) {
@@ -90,9 +92,10 @@ void WilsonSolver::conjugateGradients(const WilsonRows& rows, const double* load
     AddMultiple(-alpha, rowDirection_, rowResidual_);
     const double correction = alpha * std::max(std::sqrt(Dot(direction_, direction_) / Dot(y_, y_)),
                                                std::sqrt(curvature / Dot(rowSum_, rowSum_)));
-    if (!(correction > kConverged)) return;
-    // No longer falling: rounding has been reached.
-    if (!iterative_ && correction > 0.5 * lastCorrection) return;
+    // Corrections fall geometrically: what the next one would be, or that they fall no longer.
+    const double next = iteration == 0 ? 1.0 : correction * correction / lastCorrection;
+    if (!(next > kConverged)) return;
+    if (!iterative_ && iteration > 0 && correction > 0.5 * lastCorrection) return;
     lastCorrection = correction;
   }
 }
@@ -129,7 +132,7 @@ void WilsonSolver::iterateGradient(const WilsonRows& rows, const double* g, doub
       size += out[i] * out[i];
     }
     AddMultiple(-alpha, direction_, residual_);
-    if (!(alpha * std::sqrt(Dot(rowDirection_, rowDirection_) / size) > kConverged)) return;
+    if (!(alpha * std::sqrt(Dot(rowDirection_, rowDirection_) / size) > kIteratedConverged)) return;
   }
 }
 

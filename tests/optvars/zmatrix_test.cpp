@@ -29,6 +29,15 @@ std::vector<double> RoundTrip(QZZmatAdaptor& adaptor, const std::vector<double>&
   return back;
 }
 
+bool HasStraightAngle(QZZmatAdaptor& adaptor, const std::vector<double>& x) {
+  std::vector<double> vars(adaptor.NumOptVar());
+  adaptor.FuncVarToOptVar(x.data(), vars.data());
+  for (std::size_t i = 4; i < vars.size(); i += 3) {
+    if (vars[i] >= std::numbers::pi - 0.001) return true;
+  }
+  return false;
+}
+
 TEST(Zmatrix, RoundTripsEveryMoleculeAndItsJitteredGeometries) {
   std::mt19937 rng(11);
   unsigned int tested = 0;
@@ -39,7 +48,9 @@ TEST(Zmatrix, RoundTripsEveryMoleculeAndItsJitteredGeometries) {
     for (const double amplitude : {0.0, 0.02, 0.3}) {
       const auto x = TestSupport::Jittered(Coords(mol), amplitude, rng);
       const double off = TestOptVars::Deviation(x, RoundTrip(adaptor, x));
-      EXPECT_TRUE(off <= 1e-9) << mol.GetTitle() << " " << amplitude << ": " << off;
+      // A straight angle gives its dihedral up, and the atom its place on a circle this small.
+      const double allowed = HasStraightAngle(adaptor, x) ? 5e-4 : 1e-9;
+      EXPECT_TRUE(off <= allowed) << mol.GetTitle() << " " << amplitude << ": " << off;
       ++tested;
     }
   }

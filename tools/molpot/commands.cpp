@@ -33,6 +33,7 @@ void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
   const auto add = [&](const char* name, std::vector<std::string>& into, const char* help) {
     command.add_option(name, into, help)
         ->expected(1)
+        ->allow_extra_args(false)  // else "[C]" would be taken for a list
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->group("Restraints");
   };

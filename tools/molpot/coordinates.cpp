@@ -3,6 +3,7 @@
 #include "coordinates.h"
 
 #include <algorithm>
+#include <array>
 #include <set>
 
 namespace Molpot {
@@ -50,6 +51,93 @@ class WrappedVariables final : public Variables {
   std::size_t numCartesian_;
 };
 
+// Hands a Cartesian function on and remembers where it was evaluated last.
+class LastPoint final : public QZMolPotential::QZForwardingFunc<QZMolFunc1> {
+ public:
+  explicit LastPoint(QZMolFunc1& energy) : QZForwardingFunc(energy, /*own=*/false) {}
+  using QZMolFunc1::operator();
+  bool Setup(const QZMolBase& mol) override { return wrapped_->Setup(mol); }
+  unsigned int NumVar() const override { return wrapped_->NumVar(); }
+  double operator()(const double* x) override {
+    coords_.assign(x, x + NumVar());
+    return (*wrapped_)(x);
+  }
+  double operator()(const double* x, double* grad) override {
+    coords_.assign(x, x + NumVar());
+    return (*wrapped_)(x, grad);
+  }
+  QZMolFunc1* CreateCopy() const override { return nullptr; }
+  const std::vector<double>& Coords() const { return coords_; }
+
+ private:
+  std::vector<double> coords_;
+};
+
+// Variables whose coordinates depend on the way that led to them: the coordinates of a point are
+// those at which its energy was computed, not a second conversion's.
+class PathDependentVariables final : public Variables, public QZOpt::QZFunc1 {
+ public:
+  PathDependentVariables(std::unique_ptr<LastPoint> energy,
+                         std::unique_ptr<QZMolPotential::QZMolAdaptor> adaptor)
+      : energy_(std::move(energy)), adaptor_(std::move(adaptor)) {}
+  QZOpt::QZFunc1& Function() override { return *this; }
+  std::vector<double> Start(const std::vector<double>& coords) override {
+    std::vector<double> vars(adaptor_->NumVar());
+    adaptor_->GetVar(vars.data(), coords.data());
+    start_ = {vars, coords, 0.0};
+    return vars;
+  }
+  std::vector<double> Cartesian(const double* vars) override {
+    for (const Point* point : {&best_, &start_}) {
+      if (Matches(*point, vars)) return point->coords;
+    }
+    for (const Point& point : recent_) {
+      if (Matches(point, vars)) return point.coords;
+    }
+    std::vector<double> coords(energy_->NumVar());
+    adaptor_->AdaptVar(coords.data(), vars);
+    return coords;
+  }
+
+  using QZOpt::QZFunc1::operator();
+  unsigned int NumVar() const override { return adaptor_->NumVar(); }
+  double operator()(const double* x) override {
+    const double energy = (*adaptor_)(x);
+    remember(x, energy);
+    return energy;
+  }
+  double operator()(const double* x, double* grad) override {
+    const double energy = (*adaptor_)(x, grad);
+    remember(x, energy);
+    return energy;
+  }
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override {
+    return adaptor_->GetFComponents(x);
+  }
+
+ private:
+  struct Point {
+    std::vector<double> vars;
+    std::vector<double> coords;
+    double energy = 0.0;
+  };
+  bool Matches(const Point& point, const double* vars) const {
+    return point.vars.size() == NumVar() && std::equal(point.vars.begin(), point.vars.end(), vars);
+  }
+  void remember(const double* x, double energy) {
+    Point point{{x, x + NumVar()}, energy_->Coords(), energy};
+    if (best_.vars.empty() || energy < best_.energy) best_ = point;
+    recent_[next_++ % recent_.size()] = std::move(point);
+  }
+
+  std::unique_ptr<LastPoint> energy_;
+  std::unique_ptr<QZMolPotential::QZMolAdaptor> adaptor_;
+  Point start_;
+  Point best_;
+  std::array<Point, 8> recent_;
+  std::size_t next_ = 0;
+};
+
 template <class Adaptor>
 class ConvertedVariables final : public Variables {
  public:
@@ -85,19 +173,36 @@ class ConvertedVariables final : public Variables {
   std::unique_ptr<QZMolPotential::QZOptVarFunc> function_;
 };
 
-template <class Adaptor>
-std::unique_ptr<Variables> Wrap(std::unique_ptr<Adaptor> adaptor,
-                                const QZMolBase& mol,
-                                const std::vector<unsigned int>& frozen,
-                                unsigned int freezeBit) {
+// Hands the frozen atoms to an adaptor and sets it up. Throws RecordError.
+void Bind(QZMolPotential::QZMolAdaptor& adaptor,
+          const QZMolBase& mol,
+          const std::vector<unsigned int>& frozen,
+          unsigned int freezeBit) {
   if (!frozen.empty()) {
     std::set<const QZChem::QZAtomBase*> members;
     for (const unsigned int index : frozen) members.insert(mol.GetAtom(index));
-    adaptor->Set(QZChem::IsMemberPtr<QZChem::QZAtomBase>(std::move(members)), freezeBit);
+    adaptor.Set(QZChem::IsMemberPtr<QZChem::QZAtomBase>(std::move(members)), freezeBit);
   }
-  if (!adaptor->Setup(mol)) throw RecordError("the adaptor cannot be set up");
-  if (adaptor->NumVar() == 0) throw RecordError("there is nothing left to vary");
+  if (!adaptor.Setup(mol)) throw RecordError("the adaptor cannot be set up");
+  if (adaptor.NumVar() == 0) throw RecordError("there is nothing left to vary");
+}
+
+std::unique_ptr<Variables> Wrap(std::unique_ptr<QZMolPotential::QZMolAdaptor> adaptor,
+                                const QZMolBase& mol,
+                                const std::vector<unsigned int>& frozen = {},
+                                unsigned int freezeBit = 0) {
+  Bind(*adaptor, mol, frozen, freezeBit);
   return std::make_unique<WrappedVariables>(std::move(adaptor), NumCartesian(mol));
+}
+
+std::unique_ptr<Variables> WrapRedundant(QZMolFunc1& energy,
+                                         const QZMolBase& mol,
+                                         const std::vector<unsigned int>& frozen) {
+  auto last = std::make_unique<LastPoint>(energy);
+  auto adaptor = std::make_unique<QZMolPotential::QZRedundantInterAdaptor>(
+      *last, /*own=*/false, /*restrictInteractions=*/!frozen.empty());
+  Bind(*adaptor, mol, frozen, QZMolPotential::QZCategoryRedundantFrozen);
+  return std::make_unique<PathDependentVariables>(std::move(last), std::move(adaptor));
 }
 
 // The cluster adaptor maps consecutive blocks of atoms to components.
@@ -154,24 +259,16 @@ std::unique_ptr<Variables> MakeVariables(Coordinates kind,
     case Coordinates::Quaternion:
       return Wrap(std::make_unique<QZ::QZQuatAdaptor>(
                       energy, /*own=*/false, /*restrictInteractions=*/false),
-                  mol,
-                  {},
-                  0);
+                  mol);
     case Coordinates::Cluster:
       RequireOrderedComponents(mol);
       return Wrap(std::make_unique<QZ::QZClusterQuatAdaptor>(
                       energy, /*own=*/false, /*restrictInteractions=*/false),
-                  mol,
-                  {},
-                  0);
+                  mol);
     case Coordinates::DegFree:
-      return Wrap(std::make_unique<QZ::QZDegFreeAdaptor>(energy, /*own=*/false), mol, {}, 0);
+      return Wrap(std::make_unique<QZ::QZDegFreeAdaptor>(energy, /*own=*/false), mol);
     case Coordinates::Redundant:
-      return Wrap(std::make_unique<QZ::QZRedundantInterAdaptor>(
-                      energy, /*own=*/false, /*restrictInteractions=*/!frozen.empty()),
-                  mol,
-                  frozen,
-                  QZ::QZCategoryRedundantFrozen);
+      return WrapRedundant(energy, mol, frozen);
     case Coordinates::Zmatrix:
       return std::make_unique<ConvertedVariables<QZ::QZZmatAdaptor>>(energy, mol, frozen);
     case Coordinates::Torsion:

@@ -11,6 +11,7 @@
 
 #include "elements.h"
 #include "rdkit_log.h"
+#include "rings.h"
 #include "topology.h"
 
 namespace QZChem {
@@ -83,10 +84,13 @@ QZRDKitMol Convert(const QZMolBase& mol, bool coordinates, bool implyHydrogens) 
   return result;
 }
 
-// What can be perceived when valences are unusual.
-void PerceiveLeniently(RDKit::RWMol& mol) {
-  mol.updatePropertyCache(false);
-  RDKit::MolOps::symmetrizeSSSR(mol);
+// The steps of RDKit's sanitisation that matter to a Kekulé structure, with our ring search.
+// `strict`: throws for unusual valences.
+void Perceive(RDKit::RWMol& mol, bool strict) {
+  if (strict) RDKit::MolOps::cleanUp(mol);
+  mol.updatePropertyCache(strict);
+  FindRings(mol);
+  RDKit::MolOps::assignRadicals(mol);
   RDKit::MolOps::setAromaticity(mol);
   RDKit::MolOps::setConjugation(mol);
   RDKit::MolOps::setHybridization(mol);
@@ -94,20 +98,19 @@ void PerceiveLeniently(RDKit::RWMol& mol) {
 
 QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens) {
   QZRDKitMol result = Convert(mol, coordinates, implyHydrogens);
+  std::string reason;
   try {
-    RDKit::MolOps::sanitizeMol(*result.mol);
+    Perceive(*result.mol, /*strict=*/true);
     return result;
   } catch (const std::exception& error) {
-    result.error = OneLine(error.what());
+    reason = OneLine(error.what());
   }
-  std::string reason = std::move(result.error);
   result = Convert(mol, coordinates, implyHydrogens);  // without what the failure left behind
   result.error = std::move(reason);
   try {
-    PerceiveLeniently(*result.mol);
+    Perceive(*result.mol, /*strict=*/false);
   } catch (const std::exception&) {
-    result.mol->updatePropertyCache(false);
-    RDKit::MolOps::fastFindRings(*result.mol);
+    // Rings are found all the same; aromaticity stays unknown.
   }
   return result;
 }
@@ -169,12 +172,14 @@ std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol) {
   topology->bondInRing.assign(mol.BondIndexBound(), 0);
   topology->bondAromatic.assign(mol.BondIndexBound(), 0);
   QZRDKitMol converted = ToRDKitWithImpliedHydrogens(mol, false);
-  unsigned int next = 0;  // RDKit's bonds follow ours in index order
-  for (const auto& bond : QZSystem::QZRange(mol.GetBonds())) {
-    const RDKit::Bond* perceived = converted.mol->getBondWithIdx(next++);
-    topology->bondInRing[bond.GetIndex()] =
+  // RDKit's bonds follow ours in index order; asking it for a bond by its number is a search.
+  const std::unique_ptr<QZSystem::QZIterBase<QZBondBase>> bond(mol.GetBonds());
+  for (const RDKit::Bond* perceived : converted.mol->bonds()) {
+    const unsigned int index = (**bond).GetIndex();
+    ++*bond;
+    topology->bondInRing[index] =
         converted.mol->getRingInfo()->numBondRings(perceived->getIdx()) > 0;
-    topology->bondAromatic[bond.GetIndex()] = perceived->getIsAromatic();
+    topology->bondAromatic[index] = perceived->getIsAromatic();
   }
   for (const RDKit::Atom* atom : converted.mol->atoms()) {
     topology->impliedHydrogens += static_cast<unsigned int>(atom->getNumImplicitHs());
