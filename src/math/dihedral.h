@@ -39,9 +39,10 @@ struct DihedralCosine {
   static constexpr double kDegenerate = 1e-20;
   bool IsDegenerate() const { return !(product >= kDegenerate); }
 
-  /// sin ψ of the signed angle ψ from a to c about b, |ψ| = φ: b·(N x M) / (|b||N||M|), in which
-  /// N x M = -(N·c) b. Its relative error does not grow towards 0 and π.
-  double Sine() const { return -std::sqrt(Dot(b, b)) * Dot(normal, c) / product; }
+  /// sin ψ of the signed angle ψ from a to c about b, |ψ| = φ: b·(N x M) / (|b||N||M|). Its
+  /// relative error does not grow towards 0 and π; the shorter -|b| N·c / |N||M| would lose more
+  /// digits where both bond angles are nearly straight.
+  double Sine() const { return Dot(b, Cross(normal, normal2)) / (Norm(b) * product); }
 
   /// The same, but 0 where it does not rise above the rounding of the normals' directions, so that
   /// planar atoms have a planar angle.

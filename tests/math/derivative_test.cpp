@@ -30,12 +30,11 @@ Long DihedralCosineOf(const Points& p) {  // between the parts of the end bonds 
   const Point w = p[3] - p[2];
   return (u - u.dot(axis) * axis).normalized().dot((w - w.dot(axis) * axis).normalized());
 }
-Long Wilson(const Points& p) {  // height above the plane over distance, by the triple product
-  const Point u = p[0] - p[1];
+Long Wilson(const Points& p) {  // height above the plane, from an orthonormal basis of it
+  const Point u = (p[0] - p[1]).normalized();
   const Point v = p[2] - p[1];
   const Point e = p[3] - p[1];
-  const Long area2 = u.squaredNorm() * v.squaredNorm() - u.dot(v) * u.dot(v);
-  return std::asin(e.dot(u.cross(v)) / std::sqrt(area2 * e.squaredNorm()));
+  return std::asin(e.dot(u.cross((v - v.dot(u) * u).normalized())) / e.norm());
 }
 
 struct Derivatives {
@@ -43,7 +42,8 @@ struct Derivatives {
   Eigen::MatrixXd hessian;
 };
 
-// Central differences with one Richardson step: error (step/scale)⁴.
+// Central differences with one Richardson step: error (step/scale)⁴, and a tenth of the step for
+// first derivatives, whose rounding errors are smaller.
 Derivatives Differences(const Value& f, const Points& at, Long step) {
   const auto moved = [&](Eigen::Index i, Long di, Eigen::Index j, Long dj) {
     Points p = at;
@@ -55,7 +55,7 @@ Derivatives Differences(const Value& f, const Points& at, Long step) {
   Derivatives d{Eigen::VectorXd(size), Eigen::MatrixXd(size, size)};
   for (Eigen::Index i = 0; i < size; ++i) {
     const auto slope = [&](Long h) { return (moved(i, h, i, 0) - moved(i, -h, i, 0)) / (2 * h); };
-    d.gradient[i] = static_cast<double>((4 * slope(step) - slope(2 * step)) / 3);
+    d.gradient[i] = static_cast<double>((4 * slope(step / 10) - slope(step / 5)) / 3);
     for (Eigen::Index j = 0; j <= i; ++j) {
       const auto curvature = [&](Long h) {
         return (moved(i, h, j, h) - moved(i, h, j, -h) - moved(i, -h, j, h) + moved(i, -h, j, -h)) /
@@ -104,8 +104,11 @@ void ExpectInvariance(const Derivatives& d, const Points& p, double tolerance) {
 
 void ExpectAgreement(const Derivatives& analytic, const Value& f, const Points& p, double scale) {
   const Derivatives expected = Differences(f, p, 1e-3L * scale);
+  // A gradient that vanishes by symmetry is known to the rounding of the bond vectors only.
+  const double rounding = 5e-14 / (scale * std::min(1.0, scale));
   EXPECT_TRUE(Largest(analytic.gradient - expected.gradient) <=
-              1e-7 * Largest(expected.gradient) + 1e-14 / scale);
+              1e-7 * Largest(expected.gradient) + rounding)
+      << Largest(analytic.gradient - expected.gradient) << " at scale " << scale;
   EXPECT_TRUE(Largest(analytic.hessian - expected.hessian) <= 1e-7 * Largest(expected.hessian));
   ExpectInvariance(analytic, p, 1e-10);
 }
@@ -182,7 +185,7 @@ TEST(DihedralCosineDerivatives, AgreeWithDifferences) {
   for (int trial = 0; trial < 3000; ++trial) {
     SCOPED_TRACE("seed 42, trial " + std::to_string(trial));
     const double angleA = random.Angle(trial % 4 == 1);
-    const double angleC = random.Angle(trial % 4 >= 2);
+    const double angleC = random.Angle(trial % 4 != 0);
     const double phi = random.Dihedral(trial % 5 > 2 ? trial % 5 - 2 : 0);
     const Eigen::Matrix3d turn = random.Turn();
     const Eigen::Vector3d a = turn * AtAngle(random.Length(), angleA, 0.0);
@@ -210,7 +213,7 @@ TEST(DihedralCosineDerivatives, AgreeWithDifferences) {
 
 TEST(WilsonAngle, DerivativesAgreeWithDifferences) {
   Geometries random(43);
-  for (int trial = 0; trial < 2000; ++trial) {
+  for (int trial = 0; trial < 3000; ++trial) {
     SCOPED_TRACE("seed 43, trial " + std::to_string(trial));
     const double spread = random.Angle(trial % 4 == 1);
     // Above and below the plane, in it, close to it, and close to its normal.

@@ -61,9 +61,9 @@ TEST(Svd, ReproducesTheMatrixWithOrthonormalFactors) {
     EXPECT_TRUE(Largest(residual) <= 1e-13);
     for (Eigen::Index k = 0; k < s.size(); ++k) {
       EXPECT_GE(s[k], 0.0);
-      if (k > 0) EXPECT_GE(s[k - 1], s[k]);
+      EXPECT_GE(s[std::max<Eigen::Index>(k - 1, 0)], s[k]);
     }
-    if (m < n) EXPECT_EQ(s[m], 0.0);
+    EXPECT_EQ(m < n ? s[m] : 0.0, 0.0);
     const RowMatrix gram = a / size * (a / size).transpose();
     const Eigen::VectorXd squares =
         Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(gram).eigenvalues().reverse();
