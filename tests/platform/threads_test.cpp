@@ -84,7 +84,7 @@ TEST(Threads, ReportsArriveWholeWhileSinksChange) {
 TEST(Threads, ParsersReportToTheirOwnThread) {
   std::atomic<int> wrong = 0;
   InThreads([&](int id) {
-    const std::string smarts = "C" + std::to_string(id + 1) + "CC(";
+    const std::string smarts = std::string("C").append(std::to_string(id + 1)).append("CC(");
     for (int i = 0; i < 100; ++i) {
       QZSubSearch search;
       if (search.Init(smarts.c_str(), false)) ++wrong;
