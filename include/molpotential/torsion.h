@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "molpotential/adaptor.h"
@@ -22,10 +23,10 @@ namespace QZMolPotential {
 /// torsion turns its moving set about b-c by the difference from its value then, the axis taken
 /// where the other turns have left it. Moving sets are nested or disjoint, hence the order of the
 /// turns does not matter and one torsion never changes the value of another.
-/// Refers to the molecule's bonds: the molecule must outlive the binding. Molecules must have no
-/// holes in their atom indices: only the first N indices are read and written, others keep their
-/// places of `Setup`. Copies: deep, but for the caller's array of fixed atoms.
-/// Cost: O(N) a conversion or gradient; `Setup` and `FixAtoms` O(atoms of all sides).
+/// Keeps nothing of the molecule. Molecules must have no holes in their atom indices: only the
+/// first N indices are read and written, others keep their places of `Setup`. Copies: deep, but for
+/// the caller's array of fixed atoms.
+/// Cost: O(N) a conversion or gradient; `Setup` and `FixAtoms` O(N log N).
 class QZ_API QZTorsionAdaptor final : public QZFixMolAdaptor1 {
  public:
   /// False for a molecule without atoms; true, with no variables, for one without torsions.
@@ -58,15 +59,21 @@ class QZ_API QZTorsionAdaptor final : public QZFixMolAdaptor1 {
  private:
   struct Torsion {
     unsigned int a, b, c, d;
-    double length;  // of b-c at Setup, Å
-    const QZChem::QZBondBase* bond;
-    std::size_t sideSize;  // atoms on the side of c, c included
-    int activity;          // 1; 0: no variable
+    double length;     // of b-c at Setup, Å
+    int activity = 1;  // 0: no variable
+
+    void TurnRound() {
+      std::swap(a, d);
+      std::swap(b, c);
+    }
   };
 
   static bool isRotor(const QZChem::QZBondBase& bond);
   Torsion makeTorsion(const QZChem::QZBondBase& bond) const;
-  bool holdsFixed(const QZChem::QZAtomBase* root, const QZChem::QZAtomBase* exclude) const;
+  void walk(const QZChem::QZMolBase& mol);
+  std::size_t childOf(const Torsion& torsion) const;
+  std::vector<std::size_t> sumBelow(std::vector<std::size_t> weights) const;
+  std::size_t sumOfSide(const std::vector<std::size_t>& below, const Torsion& torsion) const;
   void nestMovingSets();
   const double* at(const double* coords, unsigned int atom) const;
 
@@ -78,6 +85,12 @@ class QZ_API QZTorsionAdaptor final : public QZFixMolAdaptor1 {
   std::vector<double> refCoords_;
   std::vector<double> values_;
   std::vector<double> refValues_;
+  // A spanning forest of the molecule: a rotatable bond is in every one, between an atom and its
+  // parent. Roots are their own parents.
+  std::vector<std::size_t> walk_;  // atoms, parents first
+  std::vector<std::size_t> parent_;
+  std::vector<std::size_t> root_;
+  std::vector<std::size_t> sizes_;  // of an atom with all that hang on it
   // The forest of the active torsions' moving sets; torsions_.size() stands for none.
   std::vector<std::size_t> innermost_;    // per atom: the torsion of the smallest set it is in
   std::vector<std::size_t> outwards_;     // active torsions, smaller sets first

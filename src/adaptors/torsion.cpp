@@ -21,23 +21,11 @@ using QZSystem::QZRange;
 
 namespace {
 
-std::vector<unsigned int> Indices(QZSystem::QZIterBase<QZAtomBase>* atoms) {
-  std::vector<unsigned int> indices;
-  for (const auto& atom : QZRange(atoms)) indices.push_back(atom.GetIndex());
-  return indices;
-}
-
 unsigned int FirstNeighbour(const QZAtomBase& atom, const QZAtomBase* except) {
   for (const auto& neighbour : QZRange(atom.GetNeighbours())) {
     if (&neighbour != except) return neighbour.GetIndex();
   }
   return atom.GetIndex();
-}
-
-// The atoms that a walk from c reaches without b, c first.
-std::vector<unsigned int> Side(const QZBondBase& bond, unsigned int c) {
-  const QZAtomBase* root = bond.GetEnd()->GetIndex() == c ? bond.GetEnd() : bond.GetBegin();
-  return Indices(QZChem::QZGetSubtree(root, bond.GetNeighbour(root), 0));
 }
 
 // A rigid motion p -> R p + s, kept as the rows of R and s.
@@ -79,52 +67,62 @@ bool QZTorsionAdaptor::isRotor(const QZBondBase& bond) {
       [](const QZAtomBase* atom) { return atom->GetDegree() != 1 && atom->GetHeavyDegree() != 1; });
 }
 
+// Breadth first from the first atom of each piece of the molecule.
+void QZTorsionAdaptor::walk(const QZChem::QZMolBase& mol) {
+  const std::size_t bound = mol.AtomIndexBound();
+  parent_.assign(bound, bound);
+  root_.resize(bound);
+  for (const auto& atom : QZRange(mol.GetAtoms())) {
+    if (parent_[atom.GetIndex()] != bound) continue;
+    parent_[atom.GetIndex()] = root_[atom.GetIndex()] = atom.GetIndex();
+    std::size_t next = walk_.size();
+    walk_.push_back(atom.GetIndex());
+    for (; next < walk_.size(); ++next) {
+      const std::size_t from = walk_[next];
+      const QZAtomBase* reached = mol.GetAtom(static_cast<unsigned int>(from));
+      for (const auto& neighbour : QZRange(reached->GetNeighbours())) {
+        const std::size_t to = neighbour.GetIndex();
+        if (parent_[to] != bound) continue;
+        parent_[to] = from;
+        root_[to] = root_[from];
+        walk_.push_back(to);
+      }
+    }
+  }
+}
+
+std::size_t QZTorsionAdaptor::childOf(const Torsion& torsion) const {
+  return parent_[torsion.c] == torsion.b ? torsion.c : torsion.b;
+}
+
+// Of each atom, the sum of its weight and those of all that hang on it.
+std::vector<std::size_t> QZTorsionAdaptor::sumBelow(std::vector<std::size_t> weights) const {
+  for (auto atom = walk_.rbegin(); atom != walk_.rend(); ++atom) {
+    if (parent_[*atom] != *atom) weights[parent_[*atom]] += weights[*atom];
+  }
+  return weights;
+}
+
+// The sum over the atoms that a walk from c reaches without b.
+std::size_t QZTorsionAdaptor::sumOfSide(const std::vector<std::size_t>& below,
+                                        const Torsion& torsion) const {
+  const std::size_t child = childOf(torsion);
+  return child == torsion.c ? below[child] : below[root_[child]] - below[child];
+}
+
 QZTorsionAdaptor::Torsion QZTorsionAdaptor::makeTorsion(const QZBondBase& bond) const {
   const QZAtomBase& begin = *bond.GetBegin();
   const QZAtomBase& end = *bond.GetEnd();
-  Torsion torsion{};
-  torsion.activity = 1;
-  torsion.a = FirstNeighbour(begin, &end);
-  torsion.b = begin.GetIndex();
-  torsion.c = end.GetIndex();
-  torsion.d = FirstNeighbour(end, &begin);
-  torsion.length = Norm(LoadAtom(coords_.data(), torsion.c) - LoadAtom(coords_.data(), torsion.b));
-  torsion.bond = &bond;
-  const std::vector<unsigned int> side = Indices(QZChem::QZGetSmallestSubtree(&bond, 0));
-  if (std::ranges::find(side, torsion.b) != side.end()) {
-    std::swap(torsion.b, torsion.c);
-    std::swap(torsion.a, torsion.d);
-  }
-  torsion.sideSize = side.size();
+  Torsion torsion{
+      FirstNeighbour(begin, &end),
+      begin.GetIndex(),
+      end.GetIndex(),
+      FirstNeighbour(end, &begin),
+      Norm(LoadAtom(coords_.data(), end.GetIndex()) - LoadAtom(coords_.data(), begin.GetIndex()))};
+  // On a tie the side of the end atom moves.
+  const std::size_t side = sumOfSide(sizes_, torsion);
+  if (sizes_[root_[torsion.c]] - side < side) torsion.TurnRound();
   return torsion;
-}
-
-// Two sides of different bonds overlap without being nested only if together they are the whole
-// piece, and then one of them holds more than half of it, because the fixed atoms are all in the
-// other half: that one is not active, or has been turned round.
-void QZTorsionAdaptor::nestMovingSets() {
-  const std::size_t none = torsions_.size();
-  innermost_.assign(coords_.size() / 3, none);
-  surrounding_.assign(none, none);
-  outwards_.clear();
-  for (std::size_t k = 0; k < none; ++k) {
-    if (torsions_[k].activity != 0) outwards_.push_back(k);
-  }
-  std::ranges::stable_sort(outwards_, {}, [this](std::size_t k) { return torsions_[k].sideSize; });
-  for (const std::size_t k : outwards_) {
-    const std::vector<unsigned int> side = Side(*torsions_[k].bond, torsions_[k].c);
-    for (std::size_t i = 1; i < side.size(); ++i) {
-      if (innermost_[side[i]] == none) innermost_[side[i]] = k;
-    }
-  }
-  // c is outside its own moving set, but inside every set around it.
-  for (const std::size_t k : outwards_) surrounding_[k] = innermost_[torsions_[k].c];
-  work_.resize(12 * none);
-}
-
-// An atom whose index a hole has pushed past the variables stays where it is.
-const double* QZTorsionAdaptor::at(const double* coords, unsigned int atom) const {
-  return (atom < numAtoms_ ? coords : coords_.data()) + std::size_t{3} * atom;
 }
 
 bool QZTorsionAdaptor::Setup(const QZChem::QZMolBase& mol) {
@@ -134,6 +132,8 @@ bool QZTorsionAdaptor::Setup(const QZChem::QZMolBase& mol) {
   coords_.resize(std::size_t{3} * mol.AtomIndexBound());
   mol.GetCoords(coords_.data());
   refCoords_ = coords_;
+  walk(mol);
+  sizes_ = sumBelow(std::vector<std::size_t>(mol.AtomIndexBound(), 1));
   for (const auto& bond : QZRange(mol.GetBonds())) {
     if (isRotor(bond)) torsions_.push_back(makeTorsion(bond));
   }
@@ -144,6 +144,44 @@ bool QZTorsionAdaptor::Setup(const QZChem::QZMolBase& mol) {
   FuncVarToOptVar(coords_.data(), values_.data());
   refValues_ = values_;
   return true;
+}
+
+// Without the active bonds the molecule falls into rigid pieces, and the atoms of a piece are in
+// the same moving sets. At most one torsion has its c in a given piece. Two sides of different
+// bonds overlap without being nested only if together they are the whole molecule. Of two smaller
+// sides that cannot be, and a side that was turned round leaves the fixed atoms of the other half
+// alone, so that a set overlapping it would move them, and is turned round or not active itself.
+void QZTorsionAdaptor::nestMovingSets() {
+  const std::size_t none = torsions_.size();
+  const std::size_t bound = parent_.size();
+  outwards_.clear();
+  std::vector<bool> startsPiece(bound, false);
+  for (std::size_t k = 0; k < none; ++k) {
+    if (torsions_[k].activity == 0) continue;
+    outwards_.push_back(k);
+    startsPiece[childOf(torsions_[k])] = true;
+  }
+  std::ranges::stable_sort(
+      outwards_, {}, [&](std::size_t k) { return sumOfSide(sizes_, torsions_[k]); });
+  std::vector<std::size_t> piece(bound);  // by its first atom
+  for (const std::size_t atom : walk_) {
+    piece[atom] = startsPiece[atom] || parent_[atom] == atom ? atom : piece[parent_[atom]];
+  }
+  std::vector<std::size_t> moves(bound, none);  // per piece, the torsion with its c in it
+  for (const std::size_t k : outwards_) moves[piece[torsions_[k].c]] = k;
+  innermost_.assign(bound, none);
+  for (const std::size_t atom : walk_) innermost_[atom] = moves[piece[atom]];
+  surrounding_.assign(none, none);
+  for (const std::size_t k : outwards_) {
+    surrounding_[k] = moves[piece[torsions_[k].b]];
+    innermost_[torsions_[k].c] = surrounding_[k];
+  }
+  work_.resize(12 * none);
+}
+
+// An atom whose index a hole has pushed past the variables stays where it is.
+const double* QZTorsionAdaptor::at(const double* coords, unsigned int atom) const {
+  return (atom < numAtoms_ ? coords : coords_.data()) + std::size_t{3} * atom;
 }
 
 bool QZTorsionAdaptor::FuncVarToOptVar(const double* coords, double* torsions) {
@@ -248,30 +286,24 @@ bool QZTorsionAdaptor::IsTorsionActive(unsigned int i) const {
   return torsions_[i].activity > 1;
 }
 
-bool QZTorsionAdaptor::holdsFixed(const QZAtomBase* root, const QZAtomBase* exclude) const {
-  for (const auto& atom : QZRange(QZChem::QZGetSubtree(root, exclude, 0))) {
-    if (&atom != root && fixedAtoms_[atom.GetIndex()] < 0) return true;
-  }
-  return false;
-}
-
 void QZTorsionAdaptor::FixAtoms(int*& atoms) {
   if (atoms == nullptr) return;
   fixedAtoms_ = atoms;
   torsions_ = setupTorsions_;
   numOptVar_ = static_cast<unsigned int>(torsions_.size());
+  std::vector<std::size_t> fixed(parent_.size(), 0);
+  for (const std::size_t atom : walk_) fixed[atom] = fixedAtoms_[atom] < 0 ? 1 : 0;
+  const std::vector<std::size_t> below = sumBelow(fixed);
   for (Torsion& torsion : torsions_) {
-    const QZAtomBase* begin = torsion.bond->GetBegin();
-    const QZAtomBase* end = torsion.bond->GetEnd();
-    const bool endFixed = holdsFixed(end, begin);
-    const bool beginFixed = holdsFixed(begin, end);
-    if (endFixed && beginFixed) {
+    // The atoms on the axis do not count.
+    const std::size_t side = sumOfSide(below, torsion);
+    const bool moving = side > fixed[torsion.c];
+    const bool resting = below[root_[torsion.c]] - side > fixed[torsion.b];
+    if (moving && resting) {
       torsion.activity = 0;
       --numOptVar_;
-    } else if (end->GetIndex() == torsion.c ? endFixed : beginFixed) {
-      std::swap(torsion.a, torsion.d);
-      std::swap(torsion.b, torsion.c);
-      torsion.sideSize = Side(*torsion.bond, torsion.c).size();
+    } else if (moving) {
+      torsion.TurnRound();
     }
   }
   nestMovingSets();

@@ -81,6 +81,27 @@ TEST(Torsion, TurnsWhatIsAskedAndKeepsEveryBondAndAngle) {
   }
 }
 
+TEST(Torsion, OneTorsionMovesTheSmallerSideAlone) {
+  Bound b("decapeptide");
+  std::vector<double> x(b.x.size());
+  for (std::size_t k = 0; k < b.vars.size(); ++k) {
+    auto asked = b.vars;
+    asked[k] += 0.7;
+    b.adaptor.OptVarToFuncVar(asked.data(), x.data());
+    std::size_t moved = 0;
+    for (std::size_t i = 0; i < x.size(); i += 3) {
+      moved += std::hypot(x[i] - b.x[i], x[i + 1] - b.x[i + 1], x[i + 2] - b.x[i + 2]) > 1e-9;
+    }
+    EXPECT_GE(moved, 1u) << k;
+    EXPECT_LT(moved, (b.mol.NumAtoms() + 1) / 2) << "the atom on the axis does not move; " << k;
+    b.adaptor.FuncVarToOptVar(x.data(), asked.data());
+    for (std::size_t j = 0; j < asked.size(); ++j) {
+      const double turned = std::remainder(asked[j] - b.vars[j], 2.0 * M_PI);
+      EXPECT_NEAR(turned, j == k ? 0.7 : 0.0, 1e-9) << k << " turns " << j;
+    }
+  }
+}
+
 TEST(Torsion, GradientIsThatOfTheEnergyAlongEachTorsion) {
   std::mt19937 rng(23);
   for (const char* name : {"butane", "aspirin", "imatinib", "decapeptide"}) {

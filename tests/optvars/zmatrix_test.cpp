@@ -92,6 +92,12 @@ TEST(Zmatrix, SmallAndScatteredMoleculesRoundTrip) {
     EXPECT_EQ(adaptor.NumFuncVar(), 3 * n);
     EXPECT_EQ(adaptor.NumOptVar(), n > 2 ? 3 * n - 6 : 1);
     EXPECT_LE(TestOptVars::Deviation(Coords(mol), RoundTrip(adaptor, Coords(mol))), 1e-9) << n;
+    ProbeFunc energy;
+    energy.Setup(mol);
+    QZOptVarFunc function(energy, adaptor);
+    std::vector<double> vars(adaptor.NumOptVar());
+    adaptor.FuncVarToOptVar(Coords(mol).data(), vars.data());
+    EXPECT_EQ(TestSupport::CheckDerivatives(function, vars), "") << n;
   }
   QZChem::QZGraphMol apart;  // fragments of three atoms, far beyond any bond
   for (int i = 0; i < 9; ++i) apart.AddAtom(6, 300.0 * (i / 3) + i % 3, 0.7 * (i % 2), 0.1 * i * i);
