@@ -25,15 +25,17 @@ class QZ_API QZRigidAdaptor final : public QZFixMolAdaptor1 {
   unsigned int NumFuncVar() const override { return 3 * numAtoms_; }
   /// Always 7.
   unsigned int NumOptVar() const override { return 7; }
-  /// An estimate from atom 0 alone that is kept as callers know it: the angle of the rotation
-  /// stands where its cosine belongs, and the centre is subtracted twice. Not a number for angles
-  /// above 1 radian and where there is no rotation, the reference placement included; start from
-  /// `GetAdaptedVariables` instead.
+  /// An estimate of `vars` (7 doubles, out) from atom 0 of `coords` (3N, in) alone, kept as callers
+  /// know it: the angle of the rotation stands where its cosine belongs, and the centre is
+  /// subtracted twice. It does **not** undo `OptVarToFuncVar`. q1, q2, q3 are not numbers for
+  /// angles above 1 radian, and all of q where there is no rotation, the reference placement
+  /// included: start from `GetAdaptedVariables` instead.
   bool FuncVarToOptVar(const double* coords, double* vars) override;
+  /// `vars` (7 doubles, in) become the current variables; `coords` (3N, out) by the formula above.
   bool OptVarToFuncVar(const double* vars, double* coords) override;
   /// `cartGrad` (3N, in) into `grad` (7 doubles, **assigned**); the third argument is not used. The
-  /// rotation part takes the unshifted reference coordinates, the translation part is not rotated:
-  /// exact at the reference placement only.
+  /// rotation part takes the unshifted reference coordinates and is exact while c = c_ref; the
+  /// translation part is not rotated and is exact for q = (±1, 0, 0, 0).
   bool FuncGradToOptGrad(const double* cartGrad, double* grad, double* unused) override;
   /// Not implemented: false with a Fatal message.
   bool OptGradToFuncGrad(const double* optGrad, double* funcGrad) override;

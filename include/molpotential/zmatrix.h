@@ -9,6 +9,8 @@
 
 namespace QZMolPotential {
 
+class EarlierAtoms;
+
 /// Z-matrix variables: for each atom k its distance to an earlier atom b (Å), the angle k-b-a and
 /// the signed dihedral k-b-a-d (radians). b is the nearest earlier atom at `Setup`, a and d are
 /// what b refers to. Variables stand in the order r1; r2, θ2; then r, θ, φ of each atom k >= 3.
@@ -17,13 +19,14 @@ namespace QZMolPotential {
 ///
 /// Where b-a-d is straight (beyond 15° of it), d is chosen anew at each conversion from Cartesian
 /// coordinates: the values of the dihedral before and after belong to different references. A bond
-/// angle within 0.001 of straight makes the atom's dihedral 0 and undefined: it stays a variable
-/// without effect, with gradient 0, until the angle bends again.
-/// Cartesian coordinates come out in a frame of their own: atom 0 at the origin, atom 1 on x, atom
-/// 2 in the xy-plane. Molecules must have no holes in their atom indices: the first N indices are
-/// taken. Buffers are sized by the index bound, so that a hole never overflows them.
-/// Copies: deep, but for the caller's array of fixed atoms.
-/// Cost: O(N) a conversion or gradient; `Setup` O(N) for molecules of usual density.
+/// angle that a conversion finds within 0.001 of straight makes the atom's dihedral 0 and
+/// undefined: it stays a variable with gradient 0 until the angle bends again, and the atom comes
+/// back up to 0.001 r from where it was. Angles that vary may pass 0 and straight. Cartesian
+/// coordinates come out in a frame of their own: atom 0 at the origin, atom 1 on x, atom 2 in the
+/// xy-plane. Molecules must have no holes in their atom indices: the first N indices are taken.
+/// Buffers are sized by the index bound, so that a hole never overflows them. Copies: deep, but for
+/// the caller's array of fixed atoms. Cost: O(N) a conversion or gradient; `Setup` O(N) for
+/// molecules of usual density.
 class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
  public:
   /// False for a molecule without atoms. Starts afresh: no atom is fixed.
@@ -43,9 +46,10 @@ class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
   bool OptGradToFuncGrad(const double* optGrad, double* funcGrad) override;
   /// The current **Cartesian** coordinates (3N). Fails: false before `Setup` and for null.
   bool GetAdaptedVariables(double* coords) const override;
-  /// Prints the current Z-matrix to standard output, with the atom symbols of `mol`; the second
-  /// argument is not used. Before `Setup` a Warning instead.
-  void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* unused) const override;
+  /// Prints the current Z-matrix to standard output, with the atom symbols of `mol`, and writes the
+  /// current **variables** (`vars`, NumOptVar() doubles, out; may be null), unlike the overload
+  /// above. Before `Setup` a Warning and nothing else.
+  void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const override;
   /// Keeps the array (not owned, not copied) and leaves out every variable whose atoms are all
   /// fixed. Null changes nothing.
   void FixAtoms(int*& atoms) override;
@@ -59,11 +63,12 @@ class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
 
   static unsigned int valuesOf(std::size_t atom);
   template <class Visit>
-  void forEachFree(Visit visit);
+  void forEachFree(Visit visit) const;
+  void writeFree(double* vars) const;
   void constructBADtable();
   void xyz2int(const double* coords);
-  void rechooseDihedral(const double* coords, std::size_t k);
-  void setUndefined(Row& row);
+  void rechooseDihedral(const double* coords, unsigned int k, EarlierAtoms& earlier);
+  static void markUndefined(Row& row);
   void int2xyz();
   void countFree();
 

@@ -21,18 +21,6 @@ using QZSystem::QZRange;
 
 namespace {
 
-std::vector<unsigned int> Indices(QZSystem::QZIterBase<QZAtomBase>* atoms) {
-  std::vector<unsigned int> indices;
-  for (const auto& atom : QZRange(atoms)) indices.push_back(atom.GetIndex());
-  return indices;
-}
-
-// The count takes the place of the first atom of a side, the one on the axis.
-std::vector<unsigned int> MovingList(std::vector<unsigned int> side) {
-  if (!side.empty()) side[0] = static_cast<unsigned int>(side.size());
-  return side;
-}
-
 unsigned int FirstNeighbour(const QZAtomBase& atom, const QZAtomBase* except) {
   for (const auto& neighbour : QZRange(atom.GetNeighbours())) {
     if (&neighbour != except) return neighbour.GetIndex();
@@ -40,10 +28,35 @@ unsigned int FirstNeighbour(const QZAtomBase& atom, const QZAtomBase* except) {
   return atom.GetIndex();
 }
 
-double Value(const double* x, unsigned int a, unsigned int b, unsigned int c, unsigned int d) {
-  return DihedralCosine(LoadAtom(x, d), LoadAtom(x, c), LoadAtom(x, b), LoadAtom(x, a))
-      .SignedAngle();
-}
+// A rigid motion p -> R p + s, kept as the rows of R and s.
+struct Motion {
+  Mat3 r;
+  Vec3 s;
+
+  static Motion Turn(const Vec3& pivot, const Vec3& axis, double angle) {
+    const AxisRotation rotation(axis, angle);
+    const Mat3 columns{
+        rotation({1.0, 0.0, 0.0}), rotation({0.0, 1.0, 0.0}), rotation({0.0, 0.0, 1.0})};
+    const Mat3 r = Transpose(columns);
+    return {r, pivot - r * pivot};
+  }
+  static Motion Load(const double* work, std::size_t k) {
+    return {{LoadAtom(work, 4 * k), LoadAtom(work, 4 * k + 1), LoadAtom(work, 4 * k + 2)},
+            LoadAtom(work, 4 * k + 3)};
+  }
+  void Store(double* work, std::size_t k) const {
+    StoreAtom(work, 4 * k, r.row0);
+    StoreAtom(work, 4 * k + 1, r.row1);
+    StoreAtom(work, 4 * k + 2, r.row2);
+    StoreAtom(work, 4 * k + 3, s);
+  }
+  Vec3 operator()(const Vec3& p) const { return r * p + s; }
+  // This motion after `first`.
+  Motion After(const Motion& first) const {
+    const Mat3 columns = Transpose(first.r);
+    return {Transpose({r * columns.row0, r * columns.row1, r * columns.row2}), (*this)(first.s)};
+  }
+};
 
 }  // namespace
 
@@ -54,23 +67,61 @@ bool QZTorsionAdaptor::isRotor(const QZBondBase& bond) {
       [](const QZAtomBase* atom) { return atom->GetDegree() != 1 && atom->GetHeavyDegree() != 1; });
 }
 
+// Breadth first from the first atom of each piece of the molecule.
+void QZTorsionAdaptor::walk(const QZChem::QZMolBase& mol) {
+  const std::size_t bound = mol.AtomIndexBound();
+  parent_.assign(bound, bound);
+  root_.resize(bound);
+  for (const auto& atom : QZRange(mol.GetAtoms())) {
+    if (parent_[atom.GetIndex()] != bound) continue;
+    parent_[atom.GetIndex()] = root_[atom.GetIndex()] = atom.GetIndex();
+    std::size_t next = walk_.size();
+    walk_.push_back(atom.GetIndex());
+    for (; next < walk_.size(); ++next) {
+      const std::size_t from = walk_[next];
+      const QZAtomBase* reached = mol.GetAtom(static_cast<unsigned int>(from));
+      for (const auto& neighbour : QZRange(reached->GetNeighbours())) {
+        const std::size_t to = neighbour.GetIndex();
+        if (parent_[to] != bound) continue;
+        parent_[to] = from;
+        root_[to] = root_[from];
+        walk_.push_back(to);
+      }
+    }
+  }
+}
+
+std::size_t QZTorsionAdaptor::childOf(const Torsion& torsion) const {
+  return parent_[torsion.c] == torsion.b ? torsion.c : torsion.b;
+}
+
+// Of each atom, the sum of its weight and those of all that hang on it.
+std::vector<std::size_t> QZTorsionAdaptor::sumBelow(std::vector<std::size_t> weights) const {
+  for (auto atom = walk_.rbegin(); atom != walk_.rend(); ++atom) {
+    if (parent_[*atom] != *atom) weights[parent_[*atom]] += weights[*atom];
+  }
+  return weights;
+}
+
+// The sum over the atoms that a walk from c reaches without b.
+std::size_t QZTorsionAdaptor::sumOfSide(const std::vector<std::size_t>& below,
+                                        const Torsion& torsion) const {
+  const std::size_t child = childOf(torsion);
+  return child == torsion.c ? below[child] : below[root_[child]] - below[child];
+}
+
 QZTorsionAdaptor::Torsion QZTorsionAdaptor::makeTorsion(const QZBondBase& bond) const {
   const QZAtomBase& begin = *bond.GetBegin();
   const QZAtomBase& end = *bond.GetEnd();
-  Torsion torsion{};
-  torsion.activity = 1;
-  torsion.a = FirstNeighbour(begin, &end);
-  torsion.b = begin.GetIndex();
-  torsion.c = end.GetIndex();
-  torsion.d = FirstNeighbour(end, &begin);
-  torsion.length = Norm(LoadAtom(coords_.data(), torsion.c) - LoadAtom(coords_.data(), torsion.b));
-  torsion.bond = &bond;
-  std::vector<unsigned int> side = Indices(QZChem::QZGetSmallestSubtree(&bond, 0));
-  if (std::ranges::find(side, torsion.b) != side.end()) {
-    std::swap(torsion.b, torsion.c);
-    std::swap(torsion.a, torsion.d);
-  }
-  torsion.moving = MovingList(std::move(side));
+  Torsion torsion{
+      FirstNeighbour(begin, &end),
+      begin.GetIndex(),
+      end.GetIndex(),
+      FirstNeighbour(end, &begin),
+      Norm(LoadAtom(coords_.data(), end.GetIndex()) - LoadAtom(coords_.data(), begin.GetIndex()))};
+  // On a tie the side of the end atom moves.
+  const std::size_t side = sumOfSide(sizes_, torsion);
+  if (sizes_[root_[torsion.c]] - side < side) torsion.TurnRound();
   return torsion;
 }
 
@@ -81,10 +132,13 @@ bool QZTorsionAdaptor::Setup(const QZChem::QZMolBase& mol) {
   coords_.resize(std::size_t{3} * mol.AtomIndexBound());
   mol.GetCoords(coords_.data());
   refCoords_ = coords_;
+  walk(mol);
+  sizes_ = sumBelow(std::vector<std::size_t>(mol.AtomIndexBound(), 1));
   for (const auto& bond : QZRange(mol.GetBonds())) {
     if (isRotor(bond)) torsions_.push_back(makeTorsion(bond));
   }
   setupTorsions_ = torsions_;
+  nestMovingSets();
   numOptVar_ = static_cast<unsigned int>(torsions_.size());
   values_.resize(torsions_.size());
   FuncVarToOptVar(coords_.data(), values_.data());
@@ -92,44 +146,105 @@ bool QZTorsionAdaptor::Setup(const QZChem::QZMolBase& mol) {
   return true;
 }
 
+// Without the active bonds the molecule falls into rigid pieces, and the atoms of a piece are in
+// the same moving sets. At most one torsion has its c in a given piece. Two sides of different
+// bonds overlap without being nested only if together they are the whole molecule. Of two smaller
+// sides that cannot be, and a side that was turned round leaves the fixed atoms of the other half
+// alone, so that a set overlapping it would move them, and is turned round or not active itself.
+void QZTorsionAdaptor::nestMovingSets() {
+  const std::size_t none = torsions_.size();
+  const std::size_t bound = parent_.size();
+  outwards_.clear();
+  std::vector<bool> startsPiece(bound, false);
+  for (std::size_t k = 0; k < none; ++k) {
+    if (torsions_[k].activity == 0) continue;
+    outwards_.push_back(k);
+    startsPiece[childOf(torsions_[k])] = true;
+  }
+  std::ranges::stable_sort(
+      outwards_, {}, [&](std::size_t k) { return sumOfSide(sizes_, torsions_[k]); });
+  std::vector<std::size_t> piece(bound);  // by its first atom
+  for (const std::size_t atom : walk_) {
+    piece[atom] = startsPiece[atom] || parent_[atom] == atom ? atom : piece[parent_[atom]];
+  }
+  std::vector<std::size_t> moves(bound, none);  // per piece, the torsion with its c in it
+  for (const std::size_t k : outwards_) moves[piece[torsions_[k].c]] = k;
+  innermost_.assign(bound, none);
+  for (const std::size_t atom : walk_) innermost_[atom] = moves[piece[atom]];
+  surrounding_.assign(none, none);
+  for (const std::size_t k : outwards_) {
+    surrounding_[k] = moves[piece[torsions_[k].b]];
+    innermost_[torsions_[k].c] = surrounding_[k];
+  }
+  work_.resize(12 * none);
+}
+
+// An atom whose index a hole has pushed past the variables stays where it is.
+const double* QZTorsionAdaptor::at(const double* coords, unsigned int atom) const {
+  return (atom < numAtoms_ ? coords : coords_.data()) + std::size_t{3} * atom;
+}
+
 bool QZTorsionAdaptor::FuncVarToOptVar(const double* coords, double* torsions) {
+  const auto point = [&](unsigned int atom) { return LoadAtom(at(coords, atom), 0); };
   for (const Torsion& t : torsions_) {
-    if (t.activity != 0) *torsions++ = Value(coords, t.a, t.b, t.c, t.d);
+    if (t.activity == 0) continue;
+    *torsions++ = DihedralCosine(point(t.d), point(t.c), point(t.b), point(t.a)).SignedAngle();
   }
   return true;
 }
 
+// The motion of a moving set is its own turn about its axis at Setup, followed by the motion of the
+// set around it: the same as turns one after the other about the axes as they then are.
 bool QZTorsionAdaptor::OptVarToFuncVar(const double* torsions, double* coords) {
-  coords_ = refCoords_;
   for (std::size_t k = 0; k < torsions_.size(); ++k) {
-    const Torsion& t = torsions_[k];
-    const double requested = t.activity != 0 ? *torsions++ : refValues_[k];
-    const double turn = requested - refValues_[k];
-    const Vec3 pivot = LoadAtom(coords_.data(), t.c);
-    const Vec3 axis = (1.0 / t.length) * (pivot - LoadAtom(coords_.data(), t.b));
-    const AxisRotation rotation(axis, turn);
-    for (std::size_t i = 1; i < t.moving.size(); ++i) {
-      const Vec3 p = LoadAtom(coords_.data(), t.moving[i]);
-      StoreAtom(coords_.data(), t.moving[i], pivot + rotation(p - pivot));
-    }
-    values_[k] = requested;
+    values_[k] = torsions_[k].activity != 0 ? *torsions++ : refValues_[k];
+  }
+  const double* ref = refCoords_.data();
+  for (auto k = outwards_.rbegin(); k != outwards_.rend(); ++k) {
+    const Torsion& t = torsions_[*k];
+    const Vec3 pivot = LoadAtom(ref, t.c);
+    const Vec3 axis = (1.0 / t.length) * (pivot - LoadAtom(ref, t.b));
+    Motion motion = Motion::Turn(pivot, axis, values_[*k] - refValues_[*k]);
+    const std::size_t outer = surrounding_[*k];
+    if (outer < torsions_.size()) motion = Motion::Load(work_.data(), outer).After(motion);
+    motion.Store(work_.data(), *k);
+  }
+  for (std::size_t i = 0; i < innermost_.size(); ++i) {
+    const Vec3 p = LoadAtom(ref, i);
+    const std::size_t k = innermost_[i];
+    StoreAtom(coords_.data(), i, k < torsions_.size() ? Motion::Load(work_.data(), k)(p) : p);
   }
   std::copy_n(coords_.begin(), NumFuncVar(), coords);
   return true;
 }
 
+// Σ (e x (x_i - x_c))·g_i over a moving set = e·(T - (x_c - o) x F), F = Σ g_i and
+// T = Σ (x_i - o) x g_i being summed over what each set has of its own, then from set to set
+// outwards.
 bool QZTorsionAdaptor::FuncGradToOptGrad(const double* cartGrad, double* grad, double* coords) {
   const double* x = coords != nullptr ? coords : coords_.data();
-  for (const Torsion& t : torsions_) {
+  double* sums = work_.data();  // F and T of torsion k at 2k and 2k + 1
+  std::fill(work_.begin(), work_.end(), 0.0);
+  const Vec3 origin = numAtoms_ > 0 ? LoadAtom(x, 0) : Vec3{};
+  for (std::size_t i = 0; i < numAtoms_; ++i) {
+    const std::size_t k = innermost_[i];
+    if (k == torsions_.size()) continue;
+    const Vec3 g = LoadAtom(cartGrad, i);
+    AddToAtom(sums, 2 * k, g);
+    AddToAtom(sums, 2 * k + 1, Cross(LoadAtom(x, i) - origin, g));
+  }
+  for (const std::size_t k : outwards_) {
+    const std::size_t outer = surrounding_[k];
+    if (outer == torsions_.size()) continue;
+    AddToAtom(sums, 2 * outer, LoadAtom(sums, 2 * k));
+    AddToAtom(sums, 2 * outer + 1, LoadAtom(sums, 2 * k + 1));
+  }
+  for (std::size_t k = 0; k < torsions_.size(); ++k) {
+    const Torsion& t = torsions_[k];
     if (t.activity == 0) continue;
-    const Vec3 pivot = LoadAtom(x, t.c);
-    // Σ (e x (x_i - x_c))·g_i = e·Σ (x_i - x_c) x g_i
-    Vec3 torque;
-    for (std::size_t i = 1; i < t.moving.size(); ++i) {
-      if (t.moving[i] == t.c) continue;
-      torque += Cross(LoadAtom(x, t.moving[i]) - pivot, LoadAtom(cartGrad, t.moving[i]));
-    }
-    *grad++ = Dot(pivot - LoadAtom(x, t.b), torque) / t.length;
+    const Vec3 pivot = LoadAtom(at(x, t.c), 0);
+    const Vec3 torque = LoadAtom(sums, 2 * k + 1) - Cross(pivot - origin, LoadAtom(sums, 2 * k));
+    *grad++ = Dot(pivot - LoadAtom(at(x, t.b), 0), torque) / t.length;
   }
   return true;
 }
@@ -158,7 +273,7 @@ void QZTorsionAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& mol, double*
   for (std::size_t k = 0; k < torsions_.size(); ++k) {
     const Torsion& t = torsions_[k];
     const std::string atoms = name(t.a) + "-" + name(t.b) + "-" + name(t.c) + "-" + name(t.d);
-    std::printf("%-20s%10.3f\n", atoms.c_str(), values_[k] * 180.0 / std::numbers::pi);
+    std::printf("%-21s %8.3f\n", atoms.c_str(), values_[k] * 180.0 / std::numbers::pi);
   }
   std::fflush(stdout);
 }
@@ -171,39 +286,27 @@ bool QZTorsionAdaptor::IsTorsionActive(unsigned int i) const {
   return torsions_[i].activity > 1;
 }
 
-bool QZTorsionAdaptor::holdsFixed(const QZAtomBase* root, const QZAtomBase* exclude) const {
-  for (const auto& atom : QZRange(QZChem::QZGetSubtree(root, exclude, 0))) {
-    if (&atom != root && fixedAtoms_[atom.GetIndex()] < 0) return true;
-  }
-  return false;
-}
-
-void QZTorsionAdaptor::turnRound(Torsion& torsion) const {
-  std::swap(torsion.a, torsion.d);
-  std::swap(torsion.b, torsion.c);
-  const bool movesEnd = torsion.bond->GetEnd()->GetIndex() == torsion.c;
-  const QZAtomBase* root = movesEnd ? torsion.bond->GetEnd() : torsion.bond->GetBegin();
-  torsion.moving =
-      MovingList(Indices(QZChem::QZGetSubtree(root, torsion.bond->GetNeighbour(root), 0)));
-}
-
 void QZTorsionAdaptor::FixAtoms(int*& atoms) {
   if (atoms == nullptr) return;
   fixedAtoms_ = atoms;
   torsions_ = setupTorsions_;
   numOptVar_ = static_cast<unsigned int>(torsions_.size());
+  std::vector<std::size_t> fixed(parent_.size(), 0);
+  for (const std::size_t atom : walk_) fixed[atom] = fixedAtoms_[atom] < 0 ? 1 : 0;
+  const std::vector<std::size_t> below = sumBelow(fixed);
   for (Torsion& torsion : torsions_) {
-    const QZAtomBase* begin = torsion.bond->GetBegin();
-    const QZAtomBase* end = torsion.bond->GetEnd();
-    const bool endFixed = holdsFixed(end, begin);
-    const bool beginFixed = holdsFixed(begin, end);
-    if (endFixed && beginFixed) {
+    // The atoms on the axis do not count.
+    const std::size_t side = sumOfSide(below, torsion);
+    const bool moving = side > fixed[torsion.c];
+    const bool resting = below[root_[torsion.c]] - side > fixed[torsion.b];
+    if (moving && resting) {
       torsion.activity = 0;
       --numOptVar_;
-    } else if (end->GetIndex() == torsion.c ? endFixed : beginFixed) {
-      turnRound(torsion);
+    } else if (moving) {
+      torsion.TurnRound();
     }
   }
+  nestMovingSets();
 }
 
 }  // namespace QZMolPotential

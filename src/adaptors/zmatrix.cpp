@@ -29,10 +29,11 @@ double AngleAt(const Vec3& p, const Vec3& q, const Vec3& r) {
   return std::atan2(Norm(Cross(u, v)), Dot(u, v));
 }
 
-// The normal about which the angle from `toA` to `arm` grows. In line the plane is the xy-plane, as
-// where the first three atoms are placed, or any other.
-Vec3 PlaneNormal(const Vec3& toA, const Vec3& arm) {
-  Vec3 normal = Cross(toA, arm);
+// The normal about which the angle from `toA` to `arm` grows; it does not turn over with the arm
+// where the angle passes 0 or π (`sine` < 0). In line the plane is the xy-plane, as where the first
+// three atoms are placed, or any other.
+Vec3 PlaneNormal(const Vec3& toA, const Vec3& arm, double sine) {
+  Vec3 normal = sine < 0.0 ? Cross(arm, toA) : Cross(toA, arm);
   if (!(Norm(normal) > 1e-12 * Norm(toA) * Norm(arm))) {
     normal = Cross(toA, {0.0, 1.0, 0.0});
     if (!(Norm(normal) > 1e-6 * Norm(toA))) normal = Cross(toA, {0.0, 0.0, 1.0});
@@ -51,13 +52,18 @@ unsigned int QZZmatAdaptor::valuesOf(std::size_t atom) {
 // Calls visit(row, which) for the variables in their order. A lone atom's one variable is a
 // distance that nothing depends on.
 template <class Visit>
-void QZZmatAdaptor::forEachFree(Visit visit) {
+void QZZmatAdaptor::forEachFree(Visit visit) const {
   if (numAtoms_ == 1 && rows_[0].mask[kDistance] != 0) visit(std::size_t{0}, kDistance);
   for (std::size_t k = 1; k < numAtoms_; ++k) {
     for (unsigned int which = 0; which < valuesOf(k); ++which) {
       if (rows_[k].mask[which] != 0) visit(k, static_cast<int>(which));
     }
   }
+}
+
+void QZZmatAdaptor::writeFree(double* vars) const {
+  forEachFree(
+      [&](std::size_t k, int which) { *vars++ = rows_[k].value[static_cast<std::size_t>(which)]; });
 }
 
 void QZZmatAdaptor::countFree() {
@@ -85,50 +91,50 @@ bool QZZmatAdaptor::Setup(const QZChem::QZMolBase& mol) {
 }
 
 void QZZmatAdaptor::constructBADtable() {
-  const auto nearest = NearestEarlierAtoms(coords_.data(), numAtoms_);
-  for (std::size_t k = 1; k < numAtoms_; ++k) {
+  constexpr double kFarthest2 = 1e10;  // Å²
+  EarlierAtoms earlier(coords_.data());
+  for (unsigned int k = 1; k < numAtoms_; ++k) {
     auto& partner = rows_[k].partner;
-    partner[0] = nearest[k];
+    earlier.AddUpTo(k);
+    partner[0] = earlier.Nearest(
+        LoadAtom(coords_.data(), k), kFarthest2, 0, [](unsigned int) { return true; });
     if (k > 1) partner[1] = rows_[partner[0]].partner[0];
     if (k > 2) partner[2] = rows_[partner[0]].partner[1];
   }
 }
 
 // An undefined dihedral stays in its place among the variables; a fixed one stays fixed.
-void QZZmatAdaptor::setUndefined(Row& row) {
+void QZZmatAdaptor::markUndefined(Row& row) {
   if (row.mask[kDihedral] == 0) return;
   row.mask[kDihedral] = row.value[kAngle] >= kStraight ? -1 : 1;
 }
 
-void QZZmatAdaptor::rechooseDihedral(const double* coords, std::size_t k) {
+// Where b-a-d is nearly straight, d becomes the nearest earlier atom to a that is not in line with
+// them, if there is one.
+void QZZmatAdaptor::rechooseDihedral(const double* coords, unsigned int k, EarlierAtoms& earlier) {
   constexpr double kFarthest2 = 1000.0;  // Å²
   auto& [b, a, d] = rows_[k].partner;
   const Vec3 pa = LoadAtom(coords, a);
   const Vec3 pb = LoadAtom(coords, b);
-  const auto bent = [&](std::size_t j, double least) {
-    const double angle = AngleAt(pb, pa, LoadAtom(coords, j));
-    return angle > least && angle < std::numbers::pi - least;
-  };
-  if (const double angle = AngleAt(pb, pa, LoadAtom(coords, d));
-      angle >= 15.0 * kDegree && angle <= 165.0 * kDegree) {
-    return;
-  }
+  const double angle = AngleAt(pb, pa, LoadAtom(coords, d));
+  if (angle >= 15.0 * kDegree && angle <= 165.0 * kDegree) return;
+  earlier.AddUpTo(k);
+  const std::array<unsigned int, 3> taken = rows_[k].partner;
   for (const double least : {15.0 * kDegree, 5.0 * kDegree}) {
-    double best2 = kFarthest2;
-    for (unsigned int j = 0; j < k; ++j) {
-      if (j == b || j == a || j == d) continue;
-      const Vec3 off = LoadAtom(coords, j) - pa;
-      const double d2 = Dot(off, off);
-      if (!(d2 < best2) || !bent(j, least)) continue;
-      best2 = d2;
-      d = j;
-    }
-    if (best2 <= kFarthest2 - 1.0) return;
+    const auto bent = [&](unsigned int j) {
+      if (std::ranges::find(taken, j) != taken.end()) return false;
+      const double bend = AngleAt(pb, pa, LoadAtom(coords, j));
+      return bend > least && bend < std::numbers::pi - least;
+    };
+    d = earlier.Nearest(pa, kFarthest2, d, bent);
+    const Vec3 off = LoadAtom(coords, d) - pa;
+    if (d != taken[2] && Dot(off, off) <= kFarthest2 - 1.0) return;
   }
 }
 
 void QZZmatAdaptor::xyz2int(const double* coords) {
-  for (std::size_t k = 1; k < numAtoms_; ++k) {
+  EarlierAtoms earlier(coords);  // filled only when a partner is chosen anew
+  for (unsigned int k = 1; k < numAtoms_; ++k) {
     Row& row = rows_[k];
     const Vec3 p = LoadAtom(coords, k);
     const Vec3 pb = LoadAtom(coords, row.partner[0]);
@@ -137,12 +143,12 @@ void QZZmatAdaptor::xyz2int(const double* coords) {
     const Vec3 pa = LoadAtom(coords, row.partner[1]);
     row.value[kAngle] = AngleAt(p, pb, pa);
     if (k < 3) continue;
-    setUndefined(row);
+    markUndefined(row);
     if (row.value[kAngle] >= kStraight) {
       row.value[kDihedral] = 0.0;
       continue;
     }
-    rechooseDihedral(coords, k);
+    rechooseDihedral(coords, k, earlier);
     row.value[kDihedral] =
         DihedralCosine(p, pb, pa, LoadAtom(coords, row.partner[2])).SignedAngle();
   }
@@ -161,7 +167,9 @@ void QZZmatAdaptor::int2xyz() {
   }
   for (std::size_t k = 3; k < numAtoms_; ++k) {
     Row& row = rows_[k];
-    setUndefined(row);
+    // Only a conversion from Cartesian coordinates makes a dihedral undefined: an angle that the
+    // caller takes past straight keeps it.
+    if (row.mask[kDihedral] < 0) markUndefined(row);
     const auto [b, a, d] = row.partner;
     const Vec3 pb = LoadAtom(x, b);
     const ZmatFrame frame(pb, LoadAtom(x, a), LoadAtom(x, d));
@@ -173,8 +181,7 @@ void QZZmatAdaptor::int2xyz() {
 bool QZZmatAdaptor::FuncVarToOptVar(const double* coords, double* vars) {
   std::copy_n(coords, NumFuncVar(), coords_.begin());
   xyz2int(coords);
-  forEachFree(
-      [&](std::size_t k, int which) { *vars++ = rows_[k].value[static_cast<std::size_t>(which)]; });
+  writeFree(vars);
   return true;
 }
 
@@ -237,18 +244,17 @@ bool QZZmatAdaptor::FuncGradToOptGrad(const double* coords, double* cartGrad, do
     const Vec3 pa = LoadAtom(x, a);
     const Vec3 arm = LoadAtom(x, 2) - pb;
     const Vec3 f = LoadAtom(adjoint_.data(), 2);
-    const double r = Norm(arm);
-    const Vec3 toA = pa - pb;
-    const Vec3 normal = PlaneNormal(toA, arm);
-    put(2, {r > 0.0 ? Dot(f, arm) / r : 0.0, Dot(f, Cross(normal, arm)), 0.0});
+    const auto [r, theta, unused] = rows_[2].value;
+    const Vec3 normal = PlaneNormal(pa - pb, arm, r * std::sin(theta));
+    put(2, {r != 0.0 ? Dot(f, arm) / r : 0.0, Dot(f, Cross(normal, arm)), 0.0});
     AddToAtom(adjoint_.data(), b, f);
     // Turning about the first bond's own direction is no variable, nor is turning that bond.
   }
   if (numAtoms_ > 1) {
     const Vec3 axis = LoadAtom(x, 1) - LoadAtom(x, 0);
-    const double r = Norm(axis);
+    const double r = rows_[1].value[kDistance];
     const Vec3 f = LoadAtom(adjoint_.data(), 1);
-    put(1, {r > 0.0 ? Dot(f, axis) / r : f.x, 0.0, 0.0});
+    put(1, {r != 0.0 ? Dot(f, axis) / r : f.x, 0.0, 0.0});
   } else if (freeCount_ == 1) {
     grad[0] = 0.0;
   }
@@ -265,11 +271,12 @@ bool QZZmatAdaptor::GetAdaptedVariables(double* coords) const {
   return true;
 }
 
-void QZZmatAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& mol, double* /*unused*/) const {
+void QZZmatAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const {
   if (numAtoms_ == 0) {
     QZSystem::QZThrow.Warning("QZZmatAdaptor has not been setup propely");
     return;
   }
+  if (vars != nullptr) writeFree(vars);
   std::printf("\nInternal Z-matrix coordinates:\n");
   std::printf("atom  distance   angle     dihedral\n        [A]      [deg]      [deg]\n");
   // Right-aligned under the headings: distance ends in column 14, angle in 22, dihedral in 35.
@@ -303,7 +310,7 @@ void QZZmatAdaptor::FixAtoms(int*& atoms) {
       allFixed = allFixed && fixed(row.partner[which]);
       row.mask[which] = allFixed ? 0 : 1;
     }
-    if (k > 2) setUndefined(row);
+    if (k > 2) markUndefined(row);
   }
   countFree();
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "molpotential/optvarfunc.h"
@@ -94,33 +96,50 @@ TEST(Rigid, GradientIsTheDerivativeAtTheReferencePlacement) {
   std::vector<double> v(7);
   adaptor.GetAdaptedVariables(v.data());
   EXPECT_EQ(TestSupport::CheckDerivatives(function, v), "");
+  // Elsewhere the part of the quaternion still is, as long as the centre has not moved.
+  const std::array<double, 4> q{0.9, -0.3, 0.5, 0.4};
+  std::ranges::copy(q, v.begin());
+  std::vector<double> grad(7);
+  function(v.data(), grad.data());
+  for (std::size_t k = 0; k < 4; ++k) {
+    const double h = 1e-6;
+    v[k] = q[k] + h;
+    const double up = function(v.data());
+    v[k] = q[k] - h;
+    const double down = function(v.data());
+    v[k] = q[k];
+    EXPECT_NEAR(grad[k], (up - down) / (2.0 * h), 1e-6 * std::abs(grad[k])) << k;
+  }
 }
 
 TEST(Rigid, TheEstimateOfVariablesIsNotANumberWithoutRotationOrBeyondOneRadian) {
-  const auto mol = TestSupport::Butane();
+  // Flat and centred at the origin, so that a turn about z is the angle that atom 0 sees.
+  auto mol = TestSupport::Water();
   QZRigidAdaptor adaptor;
   adaptor.Setup(mol);
   double v[7];
   adaptor.FuncVarToOptVar(Coords(mol).data(), v);
   EXPECT_TRUE(std::isnan(v[0]));
   EXPECT_TRUE(std::isfinite(v[4]));
-  // Turned by 90 degrees about z, centred at the origin: the angle of atom 0 stands for a cosine.
-  auto centred = mol;
   auto x = Coords(mol);
-  for (std::size_t i = 0; i < x.size(); ++i) x[i] -= v[4 + i % 3];
-  centred.SetCoords(x.data());
-  adaptor.Setup(centred);
-  const double c = std::cos(0.3);
-  const double s = std::sin(0.3);
-  for (std::size_t i = 0; i < x.size(); i += 3) {
-    const double old = x[i];
-    x[i] = c * old - s * x[i + 1];
-    x[i + 1] = s * old + c * x[i + 1];
+  for (std::size_t i = 0; i < x.size(); ++i) x[i] = i % 3 == 2 ? 0.0 : x[i] - v[4 + i % 3];
+  mol.SetCoords(x.data());
+  adaptor.Setup(mol);
+  for (const double angle : {0.3, 0.9, 1.1, 3.0}) {
+    auto turned = x;
+    for (std::size_t i = 0; i < x.size(); i += 3) {
+      turned[i] = std::cos(angle) * x[i] - std::sin(angle) * x[i + 1];
+      turned[i + 1] = std::sin(angle) * x[i] + std::cos(angle) * x[i + 1];
+    }
+    adaptor.FuncVarToOptVar(turned.data(), v);
+    if (angle > 1.0) {
+      EXPECT_TRUE(std::isnan(v[1]) && std::isnan(v[2]) && std::isnan(v[3])) << angle;
+    } else {
+      // The angle stands for its cosine.
+      EXPECT_NEAR(v[0], std::cos(0.5 * std::acos(angle)), 1e-12);
+      EXPECT_NEAR(std::abs(v[3]), std::sin(0.5 * std::acos(angle)), 1e-12);
+    }
   }
-  adaptor.FuncVarToOptVar(x.data(), v);
-  double norm = 0.0;
-  for (int k = 0; k < 4; ++k) norm += v[k] * v[k];
-  EXPECT_NEAR(norm, 1.0, 1e-12) << "a rotation, if not the one that was made";
 }
 
 TEST(Rigid, MessagesAndReport) {

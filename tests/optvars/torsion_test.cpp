@@ -47,12 +47,8 @@ TEST(Torsion, TurnsWhatIsAskedAndKeepsEveryBondAndAngle) {
   std::mt19937 rng(17);
   for (const char* name : {"imatinib", "decapeptide"}) {
     Bound b(name);
-    const auto same = [&] {
-      std::vector<double> back(b.x.size());
-      b.adaptor.OptVarToFuncVar(b.vars.data(), back.data());
-      return back;
-    };
-    const auto back = same();
+    std::vector<double> back(b.x.size());
+    b.adaptor.OptVarToFuncVar(b.vars.data(), back.data());
     for (std::size_t i = 0; i < b.x.size(); ++i) EXPECT_NEAR(back[i], b.x[i], 1e-12);
     const auto asked = TestSupport::Jittered(b.vars, 2.0, rng);
     auto turned = b.mol;
@@ -85,6 +81,27 @@ TEST(Torsion, TurnsWhatIsAskedAndKeepsEveryBondAndAngle) {
   }
 }
 
+TEST(Torsion, OneTorsionMovesTheSmallerSideAlone) {
+  Bound b("decapeptide");
+  std::vector<double> x(b.x.size());
+  for (std::size_t k = 0; k < b.vars.size(); ++k) {
+    auto asked = b.vars;
+    asked[k] += 0.7;
+    b.adaptor.OptVarToFuncVar(asked.data(), x.data());
+    std::size_t moved = 0;
+    for (std::size_t i = 0; i < x.size(); i += 3) {
+      moved += std::hypot(x[i] - b.x[i], x[i + 1] - b.x[i + 1], x[i + 2] - b.x[i + 2]) > 1e-9;
+    }
+    EXPECT_GE(moved, 1u) << k;
+    EXPECT_LT(moved, (b.mol.NumAtoms() + 1) / 2) << "the atom on the axis does not move; " << k;
+    b.adaptor.FuncVarToOptVar(x.data(), asked.data());
+    for (std::size_t j = 0; j < asked.size(); ++j) {
+      const double turned = std::remainder(asked[j] - b.vars[j], 2.0 * M_PI);
+      EXPECT_NEAR(turned, j == k ? 0.7 : 0.0, 1e-9) << k << " turns " << j;
+    }
+  }
+}
+
 TEST(Torsion, GradientIsThatOfTheEnergyAlongEachTorsion) {
   std::mt19937 rng(23);
   for (const char* name : {"butane", "aspirin", "imatinib", "decapeptide"}) {
@@ -98,31 +115,62 @@ TEST(Torsion, GradientIsThatOfTheEnergyAlongEachTorsion) {
   }
 }
 
-TEST(Torsion, FixedAtomsStayPutOnEitherSide) {
+TEST(Torsion, FixedAtomsStayPutWhereverTheyAre) {
   std::mt19937 rng(29);
-  Bound b("ibuprofen");
+  Bound b("imatinib");
   ProbeFunc energy;
   energy.Setup(b.mol);
   const unsigned int all = b.adaptor.NumOptVar();
-  for (unsigned int atom = 0; atom < b.mol.NumAtoms(); ++atom) {
+  std::uniform_int_distribution<unsigned int> anyAtom(0, b.mol.NumAtoms() - 1);
+  for (unsigned int round = 0; round < 40; ++round) {
+    const unsigned int count = 1 + round % 3;
     std::vector<int> fixed(b.mol.NumAtoms(), 0);
-    fixed[atom] = -1;
+    for (unsigned int i = 0; i < count; ++i) fixed[anyAtom(rng)] = -1;
     int* entries = fixed.data();
     b.adaptor.FixAtoms(entries);
+    const unsigned int active = b.adaptor.NumOptVar();
     b.adaptor.FixAtoms(entries);
-    ASSERT_EQ(b.adaptor.NumOptVar(), all) << "one atom cannot be on both sides";
+    ASSERT_EQ(b.adaptor.NumOptVar(), active) << "twice is once";
+    if (count == 1) {
+      ASSERT_EQ(active, all) << "one atom cannot be on both sides";
+    }
+    std::vector<double> vars(active);
+    b.adaptor.FuncVarToOptVar(b.x.data(), vars.data());
+    const auto asked = TestSupport::Jittered(vars, 1.5, rng);
     std::vector<double> x(b.x.size());
-    const auto asked = TestSupport::Jittered(b.vars, 1.5, rng);
     b.adaptor.OptVarToFuncVar(asked.data(), x.data());
-    for (std::size_t k = 0; k < 3; ++k) EXPECT_NEAR(x[3 * atom + k], b.x[3 * atom + k], 1e-9);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+      EXPECT_TRUE(fixed[i / 3] == 0 || std::abs(x[i] - b.x[i]) <= 1e-12) << round;
+    }
+    b.adaptor.FuncVarToOptVar(x.data(), vars.data());
+    for (std::size_t k = 0; k < active; ++k) {
+      EXPECT_LE(std::abs(std::remainder(vars[k] - asked[k], 2.0 * M_PI)), 1e-9) << round;
+    }
     QZOptVarFunc function(energy, b.adaptor);
-    EXPECT_EQ(TestSupport::CheckDerivatives(function, asked), "") << atom;
+    EXPECT_EQ(TestSupport::CheckDerivatives(function, asked), "") << round;
   }
   std::vector<int> everywhere(b.mol.NumAtoms(), -1);
   int* entries = everywhere.data();
   b.adaptor.FixAtoms(entries);
   EXPECT_EQ(b.adaptor.NumOptVar(), 0u);
   EXPECT_FALSE(b.adaptor.GetAdaptedVariables(b.vars.data()));
+}
+
+TEST(Torsion, AtomsBehindAHoleAreNeverReadOrWritten) {
+  auto mol = TestOptVars::DataMolecule("decapeptide");
+  mol.DeleteAtom(mol.GetAtom(mol.AtomIndexBound() - 2));
+  const auto full = Coords(mol);
+  QZTorsionAdaptor adaptor;
+  ASSERT_TRUE(adaptor.Setup(mol));
+  ASSERT_EQ(adaptor.NumFuncVar() + 3, full.size());
+  // Arrays of the very size that the adaptor asks for.
+  std::vector<double> x(full.begin(), full.end() - 3);
+  std::vector<double> back(x.size());
+  std::vector<double> vars(adaptor.NumOptVar());
+  adaptor.FuncVarToOptVar(x.data(), vars.data());
+  adaptor.OptVarToFuncVar(vars.data(), back.data());
+  adaptor.FuncGradToOptGrad(x.data(), vars.data(), back.data());
+  for (std::size_t i = 0; i < x.size(); ++i) EXPECT_NEAR(back[i], x[i], 1e-12);
 }
 
 TEST(Torsion, MessagesReportAndTheActivityTest) {
