@@ -29,6 +29,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/MolPotentialConfigVersion
 install(FILES ${PROJECT_BINARY_DIR}/MolPotentialConfig.cmake
   ${PROJECT_BINARY_DIR}/MolPotentialConfigVersion.cmake DESTINATION ${package_dir})
 
+# Relative to the file itself, so that --prefix and moved trees keep working.
+file(RELATIVE_PATH pc_prefix_from_here /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/molpotential.pc.in
   ${PROJECT_BINARY_DIR}/molpotential.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/molpotential.pc
