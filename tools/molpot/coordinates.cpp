@@ -85,15 +85,17 @@ class PathDependentVariables final : public Variables, public QZOpt::QZFunc1 {
     std::vector<double> vars(adaptor_->NumVar());
     adaptor_->GetVar(vars.data(), coords.data());
     start_ = {vars, coords, 0.0};
+    best_ = {};
+    recent_.fill({});
     return vars;
   }
+  bool PathDependent() const override { return true; }
   std::vector<double> Cartesian(const double* vars) override {
-    for (const Point* point : {&best_, &start_}) {
-      if (Matches(*point, vars)) return point->coords;
-    }
+    if (Matches(best_, vars)) return best_.coords;
     for (const Point& point : recent_) {
       if (Matches(point, vars)) return point.coords;
     }
+    if (Matches(start_, vars)) return start_.coords;
     std::vector<double> coords(energy_->NumVar());
     adaptor_->AdaptVar(coords.data(), vars);
     return coords;

@@ -37,6 +37,8 @@ class Variables {
   virtual QZOpt::QZFunc1& Function() = 0;
   /// The variables of Cartesian coordinates; fixes what stays fixed at those.
   virtual std::vector<double> Start(const std::vector<double>& coords) = 0;
+  /// True where variables mean different coordinates on different ways to them.
+  virtual bool PathDependent() const { return false; }
   /// The Cartesian coordinates of variables.
   virtual std::vector<double> Cartesian(const double* vars) = 0;
 };

@@ -42,15 +42,21 @@ class TrajectoryWriter final : public QZOpt::QZCheckpoint1 {
     writer_.SetVerbose(false);
     writer_.SetWriteGrad(false);
   }
+  /// The next run's iteration 0 is this one, and written already.
+  void ContinueFrom(unsigned int iteration) { offset_ = iteration; }
   using QZOpt::QZCheckpoint1::operator();
   bool operator()(unsigned int iteration,
                   unsigned int /*numVar*/,
                   double energy,
                   const double* x,
                   unsigned int state) override {
+    if (iteration == 0 && offset_ > 0) return true;
     const std::vector<double> coords = variables_.Cartesian(x);
-    return writer_(
-        iteration, static_cast<unsigned int>(coords.size()), energy, coords.data(), state);
+    return writer_(iteration + offset_,
+                   static_cast<unsigned int>(coords.size()),
+                   energy,
+                   coords.data(),
+                   state);
   }
   bool operator()(unsigned int iteration,
                   unsigned int /*numVar*/,
@@ -59,8 +65,9 @@ class TrajectoryWriter final : public QZOpt::QZCheckpoint1 {
                   const double* x,
                   const double* /*grad*/,
                   unsigned int state) override {
+    if (iteration == 0 && offset_ > 0) return true;
     const std::vector<double> coords = variables_.Cartesian(x);
-    return writer_(iteration,
+    return writer_(iteration + offset_,
                    static_cast<unsigned int>(coords.size()),
                    energy,
                    gradientNorm,
@@ -75,6 +82,7 @@ class TrajectoryWriter final : public QZOpt::QZCheckpoint1 {
 
  private:
   Variables& variables_;
+  unsigned int offset_ = 0;
   std::ostringstream text_;
   QZChem::qzmolostream stream_;
   QZMolPotential::QZMolCoordGradFileCP writer_;
@@ -109,6 +117,33 @@ void ListMatches(const Task& task, Outcome& outcome) {
   }
 }
 
+// Variables such as unsigned dihedrals can run into values that no geometry has, where no step
+// helps any more; starting again from the geometry reached makes them consistent. Elsewhere a
+// second start gains nothing, and ends the run.
+QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
+                                        Variables& variables,
+                                        std::vector<double>& x,
+                                        TrajectoryWriter* trajectory) {
+  constexpr double kWorthwhile = 1e-6;  // kcal/mol
+  QZOpt::QZOptResult total =
+      QZOpt::QZMinimizer(options).Minimize(variables.Function(), x.data(), trajectory);
+  while (variables.PathDependent() && !total.converged &&
+         total.iterations < options.maxIterations && std::isfinite(total.energy)) {
+    QZOpt::QZOptOptions rest = options;
+    rest.maxIterations = options.maxIterations - total.iterations;
+    x = variables.Start(variables.Cartesian(x.data()));
+    const double before = total.energy;
+    if (trajectory != nullptr) trajectory->ContinueFrom(total.iterations);
+    QZOpt::QZOptResult more =
+        QZOpt::QZMinimizer(rest).Minimize(variables.Function(), x.data(), trajectory);
+    more.iterations += total.iterations;
+    more.evaluations += total.evaluations;
+    total = more;
+    if (!(before - total.energy > kWorthwhile)) break;
+  }
+  return total;
+}
+
 void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   QZChem::QZGraphMol& mol = outcome.mol;
   std::vector<double> coords(std::size_t{3} * mol.AtomIndexBound());
@@ -125,8 +160,7 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   if (task.keepTrajectory) trajectory = std::make_unique<TrajectoryWriter>(*variables, mol);
   std::vector<HeldConstraint> constraints = task.restraints.BuildConstraints(mol);
   if (constraints.empty()) {
-    outcome.optimizer = QZOpt::QZMinimizer(task.optimizer)
-                            .Minimize(variables->Function(), x.data(), trajectory.get());
+    outcome.optimizer = MinimiseWithRestarts(task.optimizer, *variables, x, trajectory.get());
   } else {
     QZOpt::QZConstrainedMinimizer minimizer(task.optimizer);
     for (auto& constraint : constraints) minimizer.AddConstraint(*constraint.function);
