@@ -142,12 +142,9 @@ bool QZRigidAdaptor::GetAdaptedVariables(double* vars) const {
 void QZRigidAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& /*mol*/, double* vars) const {
   GetAdaptedVariables(vars);
   std::printf("Quaternions:\n");
-  for (int i = 0; i < 4; ++i)
-    std::printf("[%d] = %12.5f\n", i, variables_[static_cast<std::size_t>(i)]);
+  for (std::size_t i = 0; i < 4; ++i) std::printf("[%zu] = %12.5f\n", i, variables_[i]);
   std::printf("Center of geometry:\n");
-  for (int i = 0; i < 3; ++i) {
-    std::printf("[%d] = %12.5f\n", i, variables_[static_cast<std::size_t>(4 + i)]);
-  }
+  for (std::size_t i = 0; i < 3; ++i) std::printf("[%zu] = %12.5f\n", i, variables_[4 + i]);
   std::fflush(stdout);
 }
 

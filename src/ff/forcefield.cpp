@@ -192,7 +192,7 @@ QZGenericFF2::~QZGenericFF2() = default;
 bool QZGenericFF2::Add(QZMolFunc1& func, bool own) {
   auto wrapper = std::make_unique<QZNumericMolFunc2>(func, /*own=*/false);
   if (!Add(static_cast<QZMolFunc2&>(*wrapper), /*own=*/true)) return false;
-  wrapper.release();
+  static_cast<void>(wrapper.release());
   if (own) delete &func;
   return true;
 }

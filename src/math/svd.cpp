@@ -22,6 +22,16 @@ void CopyColumns(const double* a, std::size_t m, std::size_t n, double* columns)
 
 using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
+bool IsSymmetric(const double* a, std::size_t m, std::size_t n) {
+  if (m != n) return false;
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (a[i * n + j] != a[j * n + i]) return false;
+    }
+  }
+  return true;
+}
+
 /// Takes the `count` largest singular values into account, or all for a larger number.
 bool PseudoInverse(
     const double* a, double* inverse, std::size_t m, std::size_t n, std::size_t count) {
@@ -37,6 +47,9 @@ bool PseudoInverse(
   } else {
     std::copy(a, a + m * n, decomposition.Matrix());
   }
+  // A symmetric matrix has a symmetric inverse, half of which is enough. Where singular values are
+  // left out, one of a pair of opposite eigenvalues may be, and the rest is not symmetric.
+  const bool symmetric = count >= columns && IsSymmetric(a, m, n);
   if (!decomposition.Compute()) {
     QZSystem::QZThrow.Warning("Pseudoinvert calculation failed");
     return false;
@@ -59,7 +72,15 @@ bool PseudoInverse(
     for (std::size_t j = 0; j < n; ++j) row[j] = scale * ofColumns[j];
     std::copy(ofRows, ofRows + m, other.data() + k * m);
   }
-  Eigen::Map<RowMajor>(inverse, asIndex(n), asIndex(m)).noalias() = scaled.transpose() * other;
+  Eigen::Map<RowMajor> result(inverse, asIndex(n), asIndex(m));
+  if (symmetric) {
+    result.triangularView<Eigen::Lower>() = scaled.transpose() * other;
+    for (Eigen::Index i = 0; i < result.rows(); ++i) {
+      for (Eigen::Index j = 0; j < i; ++j) result(j, i) = result(i, j);
+    }
+  } else {
+    result.noalias() = scaled.transpose() * other;
+  }
   return true;
 }
 
