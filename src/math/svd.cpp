@@ -73,7 +73,9 @@ bool PseudoInverse(
     std::copy(ofRows, ofRows + m, other.data() + k * m);
   }
   Eigen::Map<RowMajor> result(inverse, asIndex(n), asIndex(m));
-  if (symmetric) {
+  if (used == 0) {
+    result.setZero();
+  } else if (symmetric) {
     result.triangularView<Eigen::Lower>() = scaled.transpose() * other;
     for (Eigen::Index i = 0; i < result.rows(); ++i) {
       for (Eigen::Index j = 0; j < i; ++j) result(j, i) = result(i, j);
