@@ -3,7 +3,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 
 #include "constr/atoms.h"
 #include "math/packed.h"
@@ -31,22 +30,18 @@ struct PairDistance {
   /// Adds the second derivatives: B into the diagonal blocks of the packed Hessian and -B between
   /// the atoms,  B = 2k [(1 - target/r) 1 + target/r³ Δ⊗Δ].
   void AddCurvature(double* hessian, const AtomIndices<2>& atoms, double k, double target) const {
-    const double u = target / r;
-    const double w = u / (r * r);
-    const std::array<double, 3> d{delta.x, delta.y, delta.z};
-    const auto [low, high] = std::minmax({std::size_t{3} * atoms[0], std::size_t{3} * atoms[1]});
-    for (std::size_t i = 0; i < 3; ++i) {
-      double* const lowRow = hessian + QZMolPotential::PackedIndex(low + i, low);
-      double* const mixedRow = hessian + QZMolPotential::PackedIndex(high + i, low);
-      double* const highRow = hessian + QZMolPotential::PackedIndex(high + i, high);
-      for (std::size_t j = 0; j < 3; ++j) {
-        const double b = 2.0 * k * (w * d[i] * d[j] + (i == j ? 1.0 - u : 0.0));
-        mixedRow[j] -= b;
-        if (j > i) continue;
-        lowRow[j] += b;
-        highRow[j] += b;
-      }
-    }
+    const double inverse = 1.0 / r;
+    const double curvature = 2.0 * k;
+    const double u = curvature * target * inverse;
+    const double w = u * inverse * inverse;
+    QZMolPotential::Mat3 block = QZMolPotential::Outer(w * delta, delta);
+    block.row0.x += curvature - u;
+    block.row1.y += curvature - u;
+    block.row2.z += curvature - u;
+    QZMolPotential::AddDiagonalBlock(hessian, atoms[0], block);
+    QZMolPotential::AddDiagonalBlock(hessian, atoms[1], block);
+    const auto [low, high] = std::minmax({atoms[0], atoms[1]});
+    QZMolPotential::AddLowerBlock(hessian, high, low, -block);
   }
 };
 

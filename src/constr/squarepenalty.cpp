@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "constr/squarepenalty.h"
 
-#include <array>
 #include <cmath>
 
 #include "constr/dihedral_atoms.h"
@@ -12,9 +11,6 @@
 #include "qzsystem/error.h"
 
 namespace QZConstr {
-
-using QZMolPotential::PackedIndex;
-using QZMolPotential::PackedSize;
 
 struct QZDistanceQuadPenalty::Data {
   AtomIndices<2> atoms;
@@ -80,34 +76,6 @@ QZSystem::QZIterBase<QZOpt::QZFComponent>* QZDistanceQuadPenalty::GetFComponents
   return MakeComponent(*this, "Distance Square Penalty", x);
 }
 
-namespace {
-
-// Adds the packed Hessian of four atoms to that of the whole molecule.
-void AddHessian(double* hessian,
-                const AtomIndices<4>& atoms,
-                const std::array<double, PackedSize(12)>& own) {
-  for (std::size_t p = 0; p < 4; ++p) {
-    for (std::size_t i = 0; i < 3; ++i) {
-      const double* ownRow = &own[PackedIndex(3 * p + i, 0)];
-      const std::size_t row = std::size_t{3} * atoms[p] + i;
-      for (std::size_t q = 0; q <= p; ++q) {
-        const std::size_t column = std::size_t{3} * atoms[q];
-        const std::size_t count = q == p ? i + 1 : 3;
-        if (column <= row) {
-          double* out = hessian + PackedIndex(row, column);
-          for (std::size_t j = 0; j < count; ++j) out[j] += ownRow[3 * q + j];
-        } else {
-          for (std::size_t j = 0; j < count; ++j) {
-            hessian[PackedIndex(column + j, row)] += ownRow[3 * q + j];
-          }
-        }
-      }
-    }
-  }
-}
-
-}  // namespace
-
 struct QZDihedralQuadPenalty::Data {
   AtomIndices<4> atoms;
   double k;
@@ -166,7 +134,7 @@ double QZDihedralQuadPenalty::operator()(const double* x, double* grad) {
   const auto dihedral = CosineAt(x, data_->atoms);
   if (dihedral.IsDegenerate()) return 0.0;
   const double off = dihedral.cosine - data_->cosAlpha0;
-  AddBlocks(grad, data_->atoms, 2.0 * data_->k * off, dihedral.Gradient());
+  AddBlocks(grad, data_->atoms, dihedral.Gradient(2.0 * data_->k * off));
   return data_->k * off * off;
 }
 
@@ -175,10 +143,8 @@ bool QZDihedralQuadPenalty::operator()(const double* x, double* hessian, double*
   if (dihedral.IsDegenerate()) return true;
   const double curvature = 2.0 * data_->k;
   const double slope = curvature * (dihedral.cosine - data_->cosAlpha0);
-  std::array<double, PackedSize(12)> own;
-  QZMolPotential::DihedralFunctionHessian(dihedral, slope, curvature, own.data());
-  AddHessian(hessian, data_->atoms, own);
-  if (grad != nullptr) AddBlocks(grad, data_->atoms, slope, dihedral.Gradient());
+  QZMolPotential::DihedralHessian(dihedral, slope, curvature).AddTo(hessian, data_->atoms);
+  if (grad != nullptr) AddBlocks(grad, data_->atoms, dihedral.Gradient(slope));
   return true;
 }
 

@@ -63,29 +63,38 @@ struct DihedralCosine {
     double alongA = 0.0;  // a·b / |b|²
     double alongC = 0.0;  // c·b / |b|²
 
-    /// `scale` times dψ/dP0 .. dψ/dP3.
-    std::array<Vec3, 4> Atoms(double scale) const {
-      const Vec3 p0 = scale * a;
-      const Vec3 p3 = scale * c;
-      return {p0, (alongA - 1.0) * p0 + alongC * p3, -alongA * p0 - (1.0 + alongC) * p3, p3};
+    /// dψ/dP0 .. dψ/dP3; they sum to zero.
+    std::array<Vec3, 4> Atoms() const {
+      const Vec3 along = alongA * a + alongC * c;
+      return {a, along - a, -along - c, c};
     }
   };
-  AngleBlocks Angle() const {
-    const double b2 = Dot(b, b);
-    const double length = std::sqrt(b2);
-    return {(length / n2) * normal, (-length / m2) * normal2, Dot(a, b) / b2, Dot(c, b) / b2};
-  }
+  AngleBlocks Angle() const { return Scaled(Norm(b)); }
 
-  /// The gradient of cos φ = cos ψ with respect to P0, P1, P2, P3: -sin ψ dψ, which is regular at 0
-  /// and π. The four blocks sum to zero.
-  std::array<Vec3, 4> Gradient() const { return Angle().Atoms(-Sine()); }
+  /// `scale` times the gradient of cos φ = cos ψ with respect to P0, P1, P2, P3: -sin ψ dψ, in
+  /// which |b| cancels; regular at 0 and π. The four blocks sum to zero.
+  std::array<Vec3, 4> Gradient(double scale = 1.0) const {
+    return Scaled(-scale * Dot(b, Cross(normal, normal2)) / product).Atoms();
+  }
 
   /// ψ itself in (-π, π], the IUPAC dihedral, as accurate at 0 and π as elsewhere; 0 where three
   /// atoms are in line.
   double SignedAngle() const { return std::atan2(0.0 - Norm(b) * Dot(normal, c), dot); }
 
-  /// The gradient of the signed angle itself; regular at every φ. The four blocks sum to zero.
-  std::array<Vec3, 4> AngleGradient() const { return Angle().Atoms(1.0); }
+  /// `scale` times the gradient of the signed angle itself; regular at every φ. The four blocks sum
+  /// to zero.
+  std::array<Vec3, 4> AngleGradient(double scale = 1.0) const {
+    return Scaled(scale * Norm(b)).Atoms();
+  }
+
+ private:
+  /// The blocks of dψ times `scale` / |b|; one division serves both normals.
+  AngleBlocks Scaled(double scale) const {
+    const double perN2M2 = scale / (n2 * m2);
+    const double perB2 = 1.0 / Dot(b, b);
+    return {
+        (perN2M2 * m2) * normal, (-perN2M2 * n2) * normal2, perB2 * Dot(a, b), perB2 * Dot(c, b)};
+  }
 };
 
 }  // namespace QZMolPotential

@@ -3,6 +3,7 @@
 #include "molpotential/geomderiv.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 
@@ -43,7 +44,8 @@ double secondCosDer(
   const DihedralCosine dihedral(LoadAtom(a, 0), LoadAtom(b, 0), LoadAtom(c, 0));
   const auto blocks = dihedral.Gradient();
   for (std::size_t atom = 0; atom < 4; ++atom) StoreAtom(grad, atom, blocks[atom]);
-  DihedralCosineHessian(dihedral, hessian);
+  std::fill_n(hessian, PackedSize(12), 0.0);
+  DihedralHessian(dihedral, 1.0, 0.0).AddTo(hessian, std::array{0, 1, 2, 3});
   return dihedral.cosine;
 }
 

@@ -6,25 +6,10 @@
 #include <cmath>
 #include <cstddef>
 
+#include "math/mat3.h"
 #include "math/vec3.h"
 
 namespace QZMolPotential {
-
-/// A 3 x 3 matrix by rows.
-struct Mat3 {
-  Vec3 row0;
-  Vec3 row1;
-  Vec3 row2;
-};
-
-constexpr Vec3 operator*(const Mat3& m, const Vec3& p) {
-  return {Dot(m.row0, p), Dot(m.row1, p), Dot(m.row2, p)};
-}
-constexpr Mat3 Transpose(const Mat3& m) {
-  return {{m.row0.x, m.row1.x, m.row2.x},
-          {m.row0.y, m.row1.y, m.row2.y},
-          {m.row0.z, m.row1.z, m.row2.z}};
-}
 
 /// R(q) of q = (w, x, y, z) without normalisation: the rotation matrix times |q|². Active: p -> R
 /// p.

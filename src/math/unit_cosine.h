@@ -2,23 +2,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include <cstddef>
-
-#include "math/rotation.h"
+#include "math/mat3.h"
 #include "math/vec3.h"
 
 namespace QZMolPotential {
-
-inline Mat3 Outer(const Vec3& a, const Vec3& b) {
-  return {a.x * b, a.y * b, a.z * b};
-}
-constexpr Mat3 operator+(const Mat3& a, const Mat3& b) {
-  return {a.row0 + b.row0, a.row1 + b.row1, a.row2 + b.row2};
-}
-inline double Element(const Mat3& m, std::size_t row, std::size_t column) {
-  const Vec3& v = row == 0 ? m.row0 : row == 1 ? m.row1 : m.row2;
-  return column == 0 ? v.x : column == 1 ? v.y : v.z;
-}
 
 /// c = p·q / (|p||q|) of two vectors with first and second derivatives. With unit vectors p^, q^:
 ///   dc/dp = (q^ - c p^)/|p|,
