@@ -3,8 +3,10 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "molpotential/forwarding.h"
+#include "molpotential/internalkind.h"
 
 namespace QZMolPotential {
 
@@ -61,6 +63,12 @@ class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> 
 
   /// How many coordinates are active; 0 before `Setup`.
   unsigned int NumVar() const override;
+  /// What the variables are; none before `Setup`.
+  std::vector<QZInternalKind> GetKinds() const;
+  /// The current coordinates, 3 x AtomIndexBound() doubles, valid until the next `Setup` or
+  /// `Clear`; null before `Setup`.
+  const double* GetCurrentCoords() const;
+  unsigned int NumCoords() const;
   using QZMolAdaptor::GetVar;
   /// `coords`: 3 x AtomIndexBound() doubles. The result is valid until the next `GetVar` or
   /// `Setup`; null before `Setup`.

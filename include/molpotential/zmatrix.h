@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "molpotential/adaptor.h"
+#include "molpotential/internalkind.h"
 
 namespace QZMolPotential {
 
@@ -33,6 +34,8 @@ class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
   bool Setup(const QZChem::QZMolBase& mol) override;
   unsigned int NumFuncVar() const override { return 3 * numAtoms_; }
   unsigned int NumOptVar() const override { return freeCount_; }
+  /// What the variables are.
+  std::vector<QZInternalKind> GetKinds() const;
   /// `coords` (3N, in) become the current coordinates; `vars` (NumOptVar(), out).
   bool FuncVarToOptVar(const double* coords, double* vars) override;
   /// `vars` (NumOptVar(), in) into the Z-matrix; `coords` (3N, out) in the frame described above.

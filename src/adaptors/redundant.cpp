@@ -152,6 +152,22 @@ unsigned int QZRedundantInterAdaptor::NumVar() const {
   return state_ ? static_cast<unsigned int>(state_->internals.NumActive()) : 0;
 }
 
+std::vector<QZInternalKind> QZRedundantInterAdaptor::GetKinds() const {
+  std::vector<QZInternalKind> kinds;
+  for (std::size_t i = 0; state_ && i < state_->q.size(); ++i) {
+    if (state_->internals.IsActive(i)) kinds.push_back(state_->internals.Kind(i));
+  }
+  return kinds;
+}
+
+const double* QZRedundantInterAdaptor::GetCurrentCoords() const {
+  return state_ ? state_->coords.data() : nullptr;
+}
+
+unsigned int QZRedundantInterAdaptor::NumCoords() const {
+  return state_ ? static_cast<unsigned int>(state_->coords.size()) : 0;
+}
+
 const double* QZRedundantInterAdaptor::GetVar(const double* coords) {
   if (!state_) return nullptr;
   State& s = *state_;

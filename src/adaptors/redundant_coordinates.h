@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "math/vec3.h"
+#include "molpotential/internalkind.h"
 #include "qzchem/atom.h"
 #include "qzsystem/predicate.h"
 
@@ -69,6 +70,10 @@ class RedundantCoordinates {
   std::size_t NumActive() const { return numActive_; }
   bool IsActive(std::size_t i) const { return types_[i] >= 0; }
   bool IsActiveBond(std::size_t i) const { return types_[i] == kActiveBond; }
+  QZInternalKind Kind(std::size_t i) const {
+    if (i < bonds_.size()) return QZInternalKind::Bond;
+    return i < bonds_.size() + angles_.size() ? QZInternalKind::Angle : QZInternalKind::Dihedral;
+  }
 
   /// B with the rows of this molecule, all blocks zero.
   WilsonRows EmptyRows() const;

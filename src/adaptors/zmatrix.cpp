@@ -71,6 +71,14 @@ void QZZmatAdaptor::countFree() {
   forEachFree([this](std::size_t, int) { ++freeCount_; });
 }
 
+std::vector<QZInternalKind> QZZmatAdaptor::GetKinds() const {
+  constexpr std::array kinds{QZInternalKind::Bond, QZInternalKind::Angle, QZInternalKind::Dihedral};
+  std::vector<QZInternalKind> result;
+  forEachFree(
+      [&](std::size_t, int which) { result.push_back(kinds[static_cast<std::size_t>(which)]); });
+  return result;
+}
+
 bool QZZmatAdaptor::Setup(const QZChem::QZMolBase& mol) {
   numAtoms_ = mol.NumAtoms();
   fixedAtoms_ = nullptr;

@@ -53,7 +53,11 @@ void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
       "\"i j low high k\": k times the squared excess outside low to high, Å and kcal/mol/Å². May "
       "be repeated");
   command
-      .add_option("--freeze", freeze, "SMARTS of atoms that do not move. Default: all atoms move")
+      .add_option(
+          "--freeze",
+          freeze,
+          "SMARTS of atoms that do not move; with redundant coordinates, of atoms whose "
+          "bonds, angles and dihedrals to one another are no variables. Default: all atoms move")
       ->group("Restraints");
   if (!constraints) return;
   add("--constrain-distance",

@@ -3,7 +3,6 @@
 #include "coordinates.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 
 namespace Molpot {
@@ -51,93 +50,21 @@ class WrappedVariables final : public Variables {
   std::size_t numCartesian_;
 };
 
-// Hands a Cartesian function on and remembers where it was evaluated last.
-class LastPoint final : public QZMolPotential::QZForwardingFunc<QZMolFunc1> {
+class RedundantVariables final : public Variables {
  public:
-  explicit LastPoint(QZMolFunc1& energy) : QZForwardingFunc(energy, /*own=*/false) {}
-  using QZMolFunc1::operator();
-  bool Setup(const QZMolBase& mol) override { return wrapped_->Setup(mol); }
-  unsigned int NumVar() const override { return wrapped_->NumVar(); }
-  double operator()(const double* x) override {
-    coords_.assign(x, x + NumVar());
-    return (*wrapped_)(x);
-  }
-  double operator()(const double* x, double* grad) override {
-    coords_.assign(x, x + NumVar());
-    return (*wrapped_)(x, grad);
-  }
-  QZMolFunc1* CreateCopy() const override { return nullptr; }
-  const std::vector<double>& Coords() const { return coords_; }
-
- private:
-  std::vector<double> coords_;
-};
-
-// Variables whose coordinates depend on the way that led to them: the coordinates of a point are
-// those at which its energy was computed, not a second conversion's.
-class PathDependentVariables final : public Variables, public QZOpt::QZFunc1 {
- public:
-  PathDependentVariables(std::unique_ptr<LastPoint> energy,
-                         std::unique_ptr<QZMolPotential::QZMolAdaptor> adaptor)
-      : energy_(std::move(energy)), adaptor_(std::move(adaptor)) {}
-  QZOpt::QZFunc1& Function() override { return *this; }
+  explicit RedundantVariables(std::unique_ptr<QZMolPotential::QZRedundantInterAdaptor> adaptor)
+      : adaptor_(std::move(adaptor)), function_(*adaptor_) {}
+  QZOpt::QZFunc1& Function() override { return function_; }
   std::vector<double> Start(const std::vector<double>& coords) override {
-    std::vector<double> vars(adaptor_->NumVar());
-    adaptor_->GetVar(vars.data(), coords.data());
-    start_ = {vars, coords, 0.0};
-    best_ = {};
-    recent_.fill({});
-    return vars;
+    return function_.Start(coords.data());
   }
+  std::vector<double> Scales() const override { return function_.GetScales(); }
   bool PathDependent() const override { return true; }
-  std::vector<double> Cartesian(const double* vars) override {
-    if (Matches(best_, vars)) return best_.coords;
-    for (const Point& point : recent_) {
-      if (Matches(point, vars)) return point.coords;
-    }
-    if (Matches(start_, vars)) return start_.coords;
-    std::vector<double> coords(energy_->NumVar());
-    adaptor_->AdaptVar(coords.data(), vars);
-    return coords;
-  }
-
-  using QZOpt::QZFunc1::operator();
-  unsigned int NumVar() const override { return adaptor_->NumVar(); }
-  double operator()(const double* x) override {
-    const double energy = (*adaptor_)(x);
-    remember(x, energy);
-    return energy;
-  }
-  double operator()(const double* x, double* grad) override {
-    const double energy = (*adaptor_)(x, grad);
-    remember(x, energy);
-    return energy;
-  }
-  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override {
-    return adaptor_->GetFComponents(x);
-  }
+  std::vector<double> Cartesian(const double* vars) override { return function_.GetCoords(vars); }
 
  private:
-  struct Point {
-    std::vector<double> vars;
-    std::vector<double> coords;
-    double energy = 0.0;
-  };
-  bool Matches(const Point& point, const double* vars) const {
-    return point.vars.size() == NumVar() && std::equal(point.vars.begin(), point.vars.end(), vars);
-  }
-  void remember(const double* x, double energy) {
-    Point point{{x, x + NumVar()}, energy_->Coords(), energy};
-    if (best_.vars.empty() || energy < best_.energy) best_ = point;
-    recent_[next_++ % recent_.size()] = std::move(point);
-  }
-
-  std::unique_ptr<LastPoint> energy_;
-  std::unique_ptr<QZMolPotential::QZMolAdaptor> adaptor_;
-  Point start_;
-  Point best_;
-  std::array<Point, 8> recent_;
-  std::size_t next_ = 0;
+  std::unique_ptr<QZMolPotential::QZRedundantInterAdaptor> adaptor_;
+  QZMolPotential::QZRedundantVarFunc function_;
 };
 
 template <class Adaptor>
@@ -161,6 +88,13 @@ class ConvertedVariables final : public Variables {
     std::vector<double> vars(adaptor_.NumOptVar());
     adaptor_.FuncVarToOptVar(coords.data(), vars.data());
     return vars;
+  }
+  std::vector<double> Scales() const override {
+    if constexpr (requires { adaptor_.GetKinds(); }) {
+      return QZMolPotential::QZInternalScales(adaptor_.GetKinds());
+    } else {
+      return {};
+    }
   }
   std::vector<double> Cartesian(const double* vars) override {
     std::vector<double> coords(numCartesian_);
@@ -200,11 +134,10 @@ std::unique_ptr<Variables> Wrap(std::unique_ptr<QZMolPotential::QZMolAdaptor> ad
 std::unique_ptr<Variables> WrapRedundant(QZMolFunc1& energy,
                                          const QZMolBase& mol,
                                          const std::vector<unsigned int>& frozen) {
-  auto last = std::make_unique<LastPoint>(energy);
   auto adaptor = std::make_unique<QZMolPotential::QZRedundantInterAdaptor>(
-      *last, /*own=*/false, /*restrictInteractions=*/!frozen.empty());
+      energy, /*own=*/false, /*restrictInteractions=*/false);
   Bind(*adaptor, mol, frozen, QZMolPotential::QZCategoryRedundantFrozen);
-  return std::make_unique<PathDependentVariables>(std::move(last), std::move(adaptor));
+  return std::make_unique<RedundantVariables>(std::move(adaptor));
 }
 
 // The cluster adaptor maps consecutive blocks of atoms to components.

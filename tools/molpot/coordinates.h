@@ -37,6 +37,9 @@ class Variables {
   virtual QZOpt::QZFunc1& Function() = 0;
   /// The variables of Cartesian coordinates; fixes what stays fixed at those.
   virtual std::vector<double> Start(const std::vector<double>& coords) = 0;
+  /// What change of each variable matters as much as those of the others; empty where all are
+  /// alike.
+  virtual std::vector<double> Scales() const { return {}; }
   /// True where variables mean different coordinates on different ways to them.
   virtual bool PathDependent() const { return false; }
   /// The Cartesian coordinates of variables.

@@ -117,16 +117,20 @@ void ListMatches(const Task& task, Outcome& outcome) {
   }
 }
 
-// Variables such as unsigned dihedrals can run into values that no geometry has, where no step
-// helps any more; starting again from the geometry reached makes them consistent. Elsewhere a
-// second start gains nothing, and ends the run.
+// Redundant variables drift from what their geometry has, until no step helps any more; starting
+// again from the geometry reached makes them consistent. Elsewhere a second start gains nothing,
+// and ends the run.
 QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
                                         Variables& variables,
                                         std::vector<double>& x,
                                         TrajectoryWriter* trajectory) {
   constexpr double kWorthwhile = 1e-6;  // kcal/mol
-  QZOpt::QZOptResult total =
-      QZOpt::QZMinimizer(options).Minimize(variables.Function(), x.data(), trajectory);
+  const auto minimise = [&](const QZOpt::QZOptOptions& chosen) {
+    QZOpt::QZMinimizer minimizer(chosen);
+    minimizer.SetScales(variables.Scales());
+    return minimizer.Minimize(variables.Function(), x.data(), trajectory);
+  };
+  QZOpt::QZOptResult total = minimise(options);
   while (variables.PathDependent() && !total.converged &&
          total.iterations < options.maxIterations && std::isfinite(total.energy)) {
     QZOpt::QZOptOptions rest = options;
@@ -134,8 +138,7 @@ QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
     x = variables.Start(variables.Cartesian(x.data()));
     const double before = total.energy;
     if (trajectory != nullptr) trajectory->ContinueFrom(total.iterations);
-    QZOpt::QZOptResult more =
-        QZOpt::QZMinimizer(rest).Minimize(variables.Function(), x.data(), trajectory);
+    QZOpt::QZOptResult more = minimise(rest);
     more.iterations += total.iterations;
     more.evaluations += total.evaluations;
     total = more;

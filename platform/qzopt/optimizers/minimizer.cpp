@@ -57,17 +57,30 @@ class RecentPoints {
 // One minimisation: what Ceres evaluates, and the test and report after each of its iterations.
 class Run final : public ceres::IterationCallback {
  public:
-  Run(GuardedFunction& func, const QZOptOptions& options, double* x, QZCheckpoint1* checkpoint)
-      : func_(func), options_(options), x_(x, x + func.NumVar()), checkpoint_(checkpoint) {}
+  /// `scales`: one a variable.
+  Run(GuardedFunction& func,
+      const QZOptOptions& options,
+      const std::vector<double>& scales,
+      const double* x,
+      QZCheckpoint1* checkpoint)
+      : func_(func),
+        options_(options),
+        scales_(scales),
+        x_(x, x + func.NumVar()),
+        checkpoint_(checkpoint) {}
 
   QZOptResult Minimize();
   const std::vector<double>& X() const { return current_.x; }
 
-  bool Evaluate(const double* x, double* energy, double* grad);
+  /// At scaled variables, with the gradient over those; `grad` may be null.
+  bool Evaluate(const double* scaled, double* energy, double* grad);
   ceres::CallbackReturnType operator()(const ceres::IterationSummary& summary) override;
 
  private:
   void solve();
+  void unscale(const double* scaled) {
+    for (std::size_t i = 0; i < x_.size(); ++i) x_[i] = scales_[i] * scaled[i];
+  }
   bool accept();
   void judge();
   void end(std::string message) {
@@ -80,7 +93,9 @@ class Run final : public ceres::IterationCallback {
 
   GuardedFunction& func_;
   const QZOptOptions& options_;
-  std::vector<double> x_;  // the variables that Ceres updates
+  const std::vector<double>& scales_;
+  std::vector<double> x_;
+  std::vector<double> scaled_;  // x / scale, which Ceres updates
   QZCheckpoint1* checkpoint_;
   RecentPoints recent_;
   std::vector<double> scratchGrad_;
@@ -107,17 +122,21 @@ class CeresFunction final : public ceres::FirstOrderFunction {
   int n_;
 };
 
-bool Run::Evaluate(const double* x, double* energy, double* grad) {
+bool Run::Evaluate(const double* scaled, double* energy, double* grad) {
   const std::size_t n = func_.NumVar();
   scratchGrad_.resize(n);
-  double* target = grad != nullptr ? grad : scratchGrad_.data();
-  if (!func_.Evaluate(x, energy, target)) return false;
-  recent_.Add(x, target, *energy, n);
+  unscale(scaled);
+  if (!func_.Evaluate(x_.data(), energy, scratchGrad_.data())) return false;
+  recent_.Add(x_.data(), scratchGrad_.data(), *energy, n);
+  if (grad != nullptr) {
+    for (std::size_t i = 0; i < n; ++i) grad[i] = scales_[i] * scratchGrad_[i];
+  }
   return true;
 }
 
 // Takes the solver's variables as the current point, with their gradient.
 bool Run::accept() {
+  unscale(scaled_.data());
   const Point* known = recent_.Find(x_);
   if (known != nullptr) {
     current_ = *known;
@@ -184,7 +203,9 @@ void Run::solve() {
   options.callbacks.push_back(this);
   ceres::GradientProblem problem(new CeresFunction(*this, func_.NumVar()));
   ceres::GradientProblemSolver::Summary summary;
-  ceres::Solve(options, problem, x_.data(), &summary);
+  scaled_.resize(x_.size());
+  for (std::size_t i = 0; i < x_.size(); ++i) scaled_[i] = x_[i] / scales_[i];
+  ceres::Solve(options, problem, scaled_.data(), &summary);
 }
 
 // The run ended on a failure: the best point takes the place of the current one.
@@ -249,7 +270,14 @@ QZMinimizer::QZMinimizer(QZOptOptions options) : options_(options) {}
 QZOptResult QZMinimizer::Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) {
   if (f.NumVar() == 0) return WithoutVariables(f, x);
   GuardedFunction func(f);
-  Run run(func, options_, x, checkpoint);
+  const std::vector<double> scales = scales_.empty() ? std::vector(func.NumVar(), 1.0) : scales_;
+  const auto isScale = [](double scale) { return scale > 0.0 && std::isfinite(scale); };
+  if (scales.size() != func.NumVar() || !std::ranges::all_of(scales, isScale)) {
+    QZOptResult result;
+    result.message = "there must be one positive scale for each variable";
+    return result;
+  }
+  Run run(func, options_, scales, x, checkpoint);
   QZOptResult result = run.Minimize();
   std::ranges::copy(run.X(), x);
   return result;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qzopt/qzopt.h"
@@ -34,14 +35,19 @@ struct QZOptResult {
 
 /// Quasi-Newton minimiser with a line search for the strong Wolfe conditions: BFGS with its whole
 /// history up to 1,500 variables, limited-memory BFGS of rank 300 beyond. The first step changes no
-/// variable by more than 1. After a line search that broke down it starts again from the best
-/// point, several times if need be, before it gives up.
-/// Fails: `converged` false, and the reason in `message`.
-/// Cost: besides the evaluations 4 n operations and 2 n doubles per step of history, of which there
-/// are at most 2,000 (300 when large).
+/// variable by more than its scale, which is 1 unless given. After a line search that broke down it
+/// starts again from the best point, several times if need be, before it gives up. Fails:
+/// `converged` false, and the reason in `message`. Cost: besides the evaluations 4 n operations and
+/// 2 n doubles per step of history, of which there are at most 2,000 (300 when large).
 class QZ_API QZMinimizer {
  public:
   explicit QZMinimizer(QZOptOptions options = {});
+
+  /// What change of each variable, in its own unit, matters as much as those of the others: one
+  /// positive number a variable, or none for all 1. The first Hessian is diagonal with 1 / scale²,
+  /// so that 1/√k suits a variable of force constant k. Tolerances, checkpoint and result stay in
+  /// the variables' own units.
+  void SetScales(std::vector<double> scales) { scales_ = std::move(scales); }
 
   /// Minimises `f` from `x` (NumVar() doubles, in and out). `f` must be set up; it needs no
   /// cleared gradient from the caller. `checkpoint` (not owned, may be null) is called once per
@@ -49,11 +55,12 @@ class QZ_API QZMinimizer {
   /// false stops the run. A run that ends on a failure reports its best point once more, with
   /// state 1. A NaN energy, a gradient that is not finite or an exception from `f` ends the run
   /// with a message; an energy of plus infinity only shortens the step. `x` always ends as the best
-  /// point found.
+  /// point found. Scales that do not fit end the run before it starts.
   QZOptResult Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint = nullptr);
 
  private:
   QZOptOptions options_;
+  std::vector<double> scales_;
 };
 
 /// Minimises under equality constraints c_i(x) = 0: sequential quadratic programming while the
