@@ -9,13 +9,12 @@
 namespace QZMolPotential {
 
 /// Holds the wrapped function of an adaptor or wrapper, and the one `own` flag: an owned function
-/// is deleted when the last holder that shares it dies or is given another. Copied only by `Share`.
+/// is deleted when the last holder that shares it dies or is given another. A copy shares the
+/// function and its ownership.
 class QZ_API QZWrappedFunc {
  public:
   QZWrappedFunc() = default;
   QZWrappedFunc(QZMolFunc1& func, bool own) : held_(std::make_shared<Held>(func, own)) {}
-  QZWrappedFunc(const QZWrappedFunc&) = delete;
-  QZWrappedFunc& operator=(const QZWrappedFunc&) = delete;
 
   /// Replaces the function. Given the function it already holds, only the flag changes, for every
   /// holder that shares it.
@@ -26,8 +25,6 @@ class QZ_API QZWrappedFunc {
       held_ = std::make_shared<Held>(func, own);
     }
   }
-  /// Holds what `other` holds, and its ownership together with it.
-  void Share(const QZWrappedFunc& other) { held_ = other.held_; }
   QZMolFunc1* Get() const { return held_ ? held_->func : nullptr; }
   QZMolFunc1& operator*() const { return *held_->func; }
   QZMolFunc1* operator->() const { return held_->func; }

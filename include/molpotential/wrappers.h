@@ -14,6 +14,8 @@ class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2> {
   bool SetupConf(const double* coords) override { return QZMolFunc::SetupConf(coords); }
   bool Setup(const QZChem::QZMolBase& mol) override { return wrapped_->Setup(mol); }
   unsigned int NumVar() const override { return wrapped_->NumVar(); }
+  QZMolFuncWrapper(const QZMolFuncWrapper&) = delete;
+  QZMolFuncWrapper& operator=(const QZMolFuncWrapper&) = delete;
 
  protected:
   QZMolFuncWrapper(QZMolFunc1& func, bool own) : QZForwardingFunc<QZMolFunc2>(func, own) {}

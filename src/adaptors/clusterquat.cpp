@@ -31,23 +31,8 @@ QZClusterQuatAdaptor::~QZClusterQuatAdaptor() = default;
 QZClusterQuatAdaptor::QZClusterQuatAdaptor(QZMolFunc1& func, bool own, bool restrictInteractions)
     : QZForwardingAdaptor(func, own), restrictInteractions_(restrictInteractions) {}
 
-QZClusterQuatAdaptor::QZClusterQuatAdaptor(const QZClusterQuatAdaptor& other)
-    : QZForwardingAdaptor() {
-  *this = other;
-}
-
-QZClusterQuatAdaptor& QZClusterQuatAdaptor::operator=(const QZClusterQuatAdaptor& other) {
-  wrapped_.Share(other.wrapped_);
-  restrictInteractions_ = other.restrictInteractions_;
-  parts_ = other.parts_;
-  partAtomCounts_ = other.partAtomCounts_;
-  totalAtoms_ = other.totalAtoms_;
-  cartCopy_ = other.cartCopy_;
-  clusterVars_ = other.clusterVars_;
-  workCoords_ = other.workCoords_;
-  workGrad_ = other.workGrad_;
-  return *this;
-}
+QZClusterQuatAdaptor::QZClusterQuatAdaptor(const QZClusterQuatAdaptor&) = default;
+QZClusterQuatAdaptor& QZClusterQuatAdaptor::operator=(const QZClusterQuatAdaptor&) = default;
 
 bool QZClusterQuatAdaptor::Setup(const QZChem::QZMolBase& mol) {
   if (!mol.IsValid() || !IsSwept(mol) || !wrapped_) return false;

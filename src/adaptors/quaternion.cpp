@@ -18,21 +18,8 @@ QZQuatAdaptor::~QZQuatAdaptor() = default;
 QZQuatAdaptor::QZQuatAdaptor(QZMolFunc1& func, bool own, bool restrictInteractions)
     : QZForwardingAdaptor(func, own), restrictInteractions_(restrictInteractions) {}
 
-QZQuatAdaptor::QZQuatAdaptor(const QZQuatAdaptor& other) : QZForwardingAdaptor() {
-  *this = other;
-}
-
-QZQuatAdaptor& QZQuatAdaptor::operator=(const QZQuatAdaptor& other) {
-  wrapped_.Share(other.wrapped_);
-  restrictInteractions_ = other.restrictInteractions_;
-  translateRefToGC_ = other.translateRefToGC_;
-  atomCount_ = other.atomCount_;
-  refCoords_ = other.refCoords_;
-  workCoords_ = other.workCoords_;
-  workGrad_ = other.workGrad_;
-  quatVars_ = other.quatVars_;
-  return *this;
-}
+QZQuatAdaptor::QZQuatAdaptor(const QZQuatAdaptor&) = default;
+QZQuatAdaptor& QZQuatAdaptor::operator=(const QZQuatAdaptor&) = default;
 
 const double* QZQuatAdaptor::GetRefCoord() const {
   return atomCount_ == 0 ? nullptr : refCoords_.data();
