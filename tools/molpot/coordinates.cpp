@@ -59,7 +59,7 @@ class RedundantVariables final : public Variables {
     return function_.Start(coords.data());
   }
   std::vector<double> Scales() const override { return function_.GetScales(); }
-  bool PathDependent() const override { return true; }
+  bool StartMatters() const override { return true; }
   std::vector<double> Cartesian(const double* vars) override { return function_.GetCoords(vars); }
 
  private:
@@ -89,6 +89,7 @@ class ConvertedVariables final : public Variables {
     adaptor_.FuncVarToOptVar(coords.data(), vars.data());
     return vars;
   }
+  bool StartMatters() const override { return true; }
   std::vector<double> Scales() const override {
     if constexpr (requires { adaptor_.GetKinds(); }) {
       return QZMolPotential::QZInternalScales(adaptor_.GetKinds());

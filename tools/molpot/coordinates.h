@@ -40,8 +40,9 @@ class Variables {
   /// What change of each variable matters as much as those of the others; empty where all are
   /// alike.
   virtual std::vector<double> Scales() const { return {}; }
-  /// True where variables mean different coordinates on different ways to them.
-  virtual bool PathDependent() const { return false; }
+  /// True where what the variables mean is settled at the start or on the way from it, so that
+  /// another start at the geometry reached may find steps again.
+  virtual bool StartMatters() const { return false; }
   /// The Cartesian coordinates of variables.
   virtual std::vector<double> Cartesian(const double* vars) = 0;
 };

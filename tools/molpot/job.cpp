@@ -131,7 +131,7 @@ QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
     return minimizer.Minimize(variables.Function(), x.data(), trajectory);
   };
   QZOpt::QZOptResult total = minimise(options);
-  while (variables.PathDependent() && !total.converged &&
+  while (variables.StartMatters() && !total.converged &&
          total.iterations < options.maxIterations && std::isfinite(total.energy)) {
     QZOpt::QZOptOptions rest = options;
     rest.maxIterations = options.maxIterations - total.iterations;
