@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cmath>
-#include <functional>
 #include <memory>
 #include <numbers>
 #include <random>
