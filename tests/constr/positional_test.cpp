@@ -54,6 +54,7 @@ TEST(Positional, EnergyAndGradientAreTheClosedFormAndTheSphereItselfIsInside) {
     const double x[3] = {1.0, 2.0, c.z};
     double g[3] = {};
     EXPECT_NEAR(c.f(x, g), c.energy, 1e-12) << c.z;
+    EXPECT_NEAR(c.f(x), c.energy, 1e-12) << c.z;
     EXPECT_NEAR(g[2], c.slope, 1e-12) << c.z;
     EXPECT_EQ(g[0], 0.0);
   }
