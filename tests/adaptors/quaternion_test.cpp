@@ -27,9 +27,6 @@ TEST(Quaternion, GradientIsExactAtAnyLength) {
     for (int round = 0; round < 5; ++round) {
       const auto vars = RandomPlacements(1, rng);
       EXPECT_EQ(CheckOverwriting(bound.quat, vars), "") << "seed 21, round " << round;
-      std::vector<double> g(7);
-      bound.quat(vars.data(), g.data());
-      EXPECT_GT(std::abs(g[0]) + std::abs(g[1]), 1e-3);
     }
   }
 }

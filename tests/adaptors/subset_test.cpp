@@ -101,7 +101,7 @@ TEST(Subset, HessianFollowsTheFunctionThatIsSet) {
   EXPECT_EQ(ProbeFunc::Living(), 1);
 }
 
-// A Hessian of all of them would be beyond any memory.
+// Touching a Hessian of all of them would be beyond any memory.
 TEST(Subset, HundredThousandAtomsAtLevelOne) {
   const auto mol = LinearChain(100000, 1.5);
   FieldFunc field(2.0, 0.0);
