@@ -4,10 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
+#include <functional>
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "constr/positional.h"
 #include "molpotential/molpotential.h"
 #include "qzchem/mol.h"
 #include "support/capture.h"
@@ -16,76 +21,71 @@
 
 namespace TestSupport {
 
-using AtomPred = QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>;
-using BondPredicate = QZSystem::QZUnaryPredicate<QZChem::QZBondBase>;
-using AtomPairPred = QZSystem::QZBinaryPredicate<QZChem::QZAtomBase, QZChem::QZAtomBase>;
-using BondPairPred = QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>;
+inline constexpr unsigned int kFixed = 0x4000;
+inline constexpr unsigned int kFrozen = 0x400000;
 
-/// A field that depends on absolute positions and on the atom's index, without allocations; keeps
-/// the predicates it is given and counts what is forwarded.
-///   E = sum_i sin(x_i + 0.3 i) cos(y_i) + 0.1 z_i^3 + 0.5 |p_i - (0.2 i, 1, -1)|^2
-class FieldFunc final : public QZMolPotential::QZMolFunc1 {
- public:
-  using QZMolFunc1::operator();
-  unsigned int NumVar() const override { return 3 * atoms_; }
-  bool Setup(const QZChem::QZMolBase& mol) override;
-  bool SetupConf(const double* coords) override { return (conformation = coords) != nullptr; }
-  void Clear() override { ++clears; }
-  void SetVerbose(bool on) override { verbose = on; }
-  void ClearPredicates() override { ++clearedPredicates; }
-  bool Set(const BondPairPred& pred, unsigned int which) override {
-    return keep(bondPair, pred, which);
-  }
-  bool Set(const AtomPairPred& pred, unsigned int which) override {
-    return keep(atomPair, pred, which);
-  }
-  bool Set(const BondPredicate& pred, unsigned int which) override {
-    return keep(bond, pred, which);
-  }
-  bool Set(const AtomPred& pred, unsigned int which) override { return keep(atom, pred, which); }
-  double operator()(const double* x) override;
-  double operator()(const double* x, double* grad) override;
-  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
-  FieldFunc* CreateCopy() const override { return nullptr; }
+/// A function of absolute positions: the wrapped function of gradient tests beside `ProbeFunc`,
+/// which rigid motions do not change.
+using FieldFunc = QZConstr::QZHarmonicPotential;
 
-  std::vector<unsigned int> bound;  // atoms of each molecule that Setup saw
-  std::vector<unsigned int> masks;
-  const double* conformation = nullptr;
-  int clears = 0;
-  int clearedPredicates = 0;
-  bool verbose = false;
-  std::unique_ptr<AtomPred> atom;
-  std::unique_ptr<BondPredicate> bond;
-  std::unique_ptr<AtomPairPred> atomPair;
-  std::unique_ptr<BondPairPred> bondPair;
-
- private:
-  template <class Pred>
-  bool keep(std::unique_ptr<Pred>& slot, const Pred& pred, unsigned int which) {
-    slot.reset(pred.CreateCopy());
-    masks.push_back(which);
-    return true;
-  }
-
-  unsigned int atoms_ = 0;
+struct AdaptorKind {
+  std::string name;
+  std::function<std::unique_ptr<QZMolPotential::QZMolAdaptor>(QZMolPotential::QZMolFunc1&, bool)>
+      make;
+  bool rigid() const { return name == "quaternion" || name == "cluster"; }
 };
 
-/// Fixed atoms by index.
-template <class F>
-auto AtomsWhere(F f) {
-  return QZSystem::QZMakeUnaryPredicate<QZChem::QZAtomBase>(
-      [f](const QZChem::QZAtomBase& atom) { return f(atom.GetIndex()); });
+/// An adaptor that holds the atoms of even index where it can hold any. `options` are those behind
+/// function and ownership flag.
+template <class T, class... Options>
+AdaptorKind KindOf(const char* name, Options... options) {
+  return {name, [options...](QZMolPotential::QZMolFunc1& func, bool own) {
+            auto adaptor = std::make_unique<T>(func, own, options...);
+            const auto even = AtomsWhere([](unsigned int i) { return i % 2 == 0; });
+            if (std::is_same_v<T, QZMolPotential::QZSubsetAdaptor>) adaptor->Set(even, kFixed);
+            if (std::is_same_v<T, QZMolPotential::QZRedundantInterAdaptor>) {
+              adaptor->Set(even, kFrozen);
+            }
+            return adaptor;
+          }};
+}
+inline std::vector<AdaptorKind> AdaptorKinds(bool restrictInteractions = false) {
+  return {KindOf<QZMolPotential::QZSubsetAdaptor>("subset", restrictInteractions),
+          KindOf<QZMolPotential::QZQuatAdaptor>("quaternion", restrictInteractions),
+          KindOf<QZMolPotential::QZClusterQuatAdaptor>("cluster", restrictInteractions),
+          KindOf<QZMolPotential::QZDegFreeAdaptor>("degrees of freedom")};
 }
 
 /// What GetVar yields for Cartesian coordinates `x`.
-std::vector<double> StartVars(QZMolPotential::QZMolAdaptor& adaptor, const std::vector<double>& x);
+inline std::vector<double> StartVars(QZMolPotential::QZMolAdaptor& adaptor,
+                                     const std::vector<double>& x) {
+  std::vector<double> vars(adaptor.NumVar());
+  adaptor.GetVar(vars.data(), x.data());
+  return vars;
+}
+
 /// CheckDerivatives for an adaptor that overwrites the caller's gradient.
-std::string CheckOverwriting(QZMolPotential::QZMolAdaptor& adaptor,
-                             const std::vector<double>& vars);
-/// All interatomic distances.
-std::vector<double> Distances(const std::vector<double>& x);
-void ExpectNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance);
-/// A quaternion of random direction and a length between 0.1 and 5, then a translation.
-std::vector<double> RandomPlacement(std::mt19937& rng);
+inline std::string CheckOverwriting(QZMolPotential::QZMolAdaptor& adaptor,
+                                    const std::vector<double>& vars) {
+  std::vector<double> clean(vars.size(), 0.0);
+  std::vector<double> dirty(vars.size(), 1e6);
+  adaptor(vars.data(), clean.data());
+  adaptor(vars.data(), dirty.data());
+  return clean == dirty ? CheckDerivatives(adaptor, vars) : "the gradient was added to";
+}
+
+/// For each part a quaternion of random direction and a length between 0.1 and 5, then a
+/// translation.
+inline std::vector<double> RandomPlacements(std::size_t parts, std::mt19937& rng) {
+  std::normal_distribution<double> normal;
+  std::uniform_real_distribution<double> length(0.1, 5.0);
+  std::vector<double> vars(7 * parts);
+  for (double& value : vars) value = normal(rng);
+  for (double* q = vars.data(); q != vars.data() + vars.size(); q += 7) {
+    const double scale = length(rng) / std::hypot(std::hypot(q[0], q[1]), std::hypot(q[2], q[3]));
+    for (std::size_t k = 0; k < 4; ++k) q[k] *= scale;
+  }
+  return vars;
+}
 
 }  // namespace TestSupport

@@ -1,6 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include <string>
+#include <algorithm>
 
 #include "adaptors/adaptor_support.h"
 
@@ -8,103 +8,144 @@ namespace {
 
 using namespace TestSupport;
 using namespace QZMolPotential;
+using QZChem::QZAtomBase;
+using QZChem::QZBondBase;
+using QZSystem::QZBinaryTrue;
+using QZSystem::QZUnaryTrue;
 
-// An adaptor without a function.
-template <class T>
-class Empty : public T {
- public:
-  using Adaptor = T;
-};
-using EmptySubset = Empty<QZSubsetAdaptor>;
-using EmptyDegFree = Empty<QZDegFreeAdaptor>;
-
-template <class T>
-class Forwarding : public testing::Test {
- public:
-  static std::unique_ptr<QZMolAdaptor> Make(QZMolFunc1& func, bool own) {
-    using Adaptor = typename T::Adaptor;
-    std::unique_ptr<QZMolAdaptor> adaptor;
-    if constexpr (std::is_same_v<T, EmptyDegFree>) {
-      adaptor = std::make_unique<Adaptor>(func, own);
-    } else {
-      adaptor = std::make_unique<Adaptor>(func, own, false);
-    }
-    if constexpr (std::is_same_v<T, EmptySubset>) {
-      adaptor->Set(AtomsWhere([](unsigned int i) { return i == 0; }), 0x4000);
-    }
-    return adaptor;
-  }
-};
-using Adaptors =
-    testing::Types<EmptySubset, Empty<QZQuatAdaptor>, EmptyDegFree, Empty<QZClusterQuatAdaptor>>;
-TYPED_TEST_SUITE(Forwarding, Adaptors);
-
-TYPED_TEST(Forwarding, SelectionsAndEnumerationsReachTheFunction) {
-  FieldFunc field;
-  const auto adaptor = this->Make(field, false);
+TEST(Adaptors, SelectionsAndEnumerationsReachTheFunction) {
   const auto mol = Water();
+  for (const auto& kind : AdaptorKinds()) {
+    SCOPED_TRACE(kind.name);
+    ProbeFunc probe;
+    const auto adaptor = kind.make(probe, false);
+    EXPECT_TRUE(adaptor->Set(QZUnaryTrue<QZAtomBase>(), 1));
+    EXPECT_TRUE(adaptor->Set(QZUnaryTrue<QZBondBase>(), 2));
+    EXPECT_TRUE((adaptor->Set(QZBinaryTrue<QZAtomBase, QZAtomBase>(), 3)));
+    EXPECT_TRUE((adaptor->Set(QZBinaryTrue<QZBondBase, QZBondBase>(), 4)));
+    const std::vector<ProbeFunc::Call> calls{
+        {"atom", 1}, {"bond", 2}, {"atom pair", 3}, {"bond pair", 4}};
+    EXPECT_EQ(probe.Calls(), calls);
+    const std::unique_ptr<QZSystem::QZIterBase<QZOpt::QZFComponent>> components(
+        adaptor->GetFComponents(nullptr));
+    ASSERT_TRUE(components->IsValid());
+    EXPECT_EQ((*components)->GetName(), std::string("Probe"));
+
+    FieldFunc field(1.0, 0.0);
+    const auto overField = kind.make(field, false);
+    auto x = Coords(mol);
+    ASSERT_TRUE(overField->Setup(mol));
+    x[0] += 1.0;
+    EXPECT_GT(field(x.data()), 0.0);
+    EXPECT_TRUE(overField->SetupConf(x.data()));
+    EXPECT_EQ(field(x.data()), 0.0);
+  }
+}
+
+TEST(Adaptors, ClearUnbindsAndSetupBindsAgain) {
+  const auto mol = WaterDimer();
   const auto x = Coords(mol);
-  adaptor->SetVerbose(true);
-  EXPECT_TRUE(field.verbose);
-  EXPECT_TRUE(adaptor->Set(QZSystem::QZUnaryTrue<QZChem::QZAtomBase>(), 1));
-  EXPECT_TRUE(adaptor->Set(QZSystem::QZUnaryTrue<QZChem::QZBondBase>(), 2));
-  EXPECT_TRUE((adaptor->Set(QZSystem::QZBinaryTrue<QZChem::QZAtomBase, QZChem::QZAtomBase>(), 3)));
-  EXPECT_TRUE((adaptor->Set(QZSystem::QZBinaryTrue<QZChem::QZBondBase, QZChem::QZBondBase>(), 4)));
-  EXPECT_EQ(field.masks, std::vector<unsigned int>({1, 2, 3, 4}));
-  ASSERT_TRUE(adaptor->Setup(mol));
-  EXPECT_TRUE(adaptor->SetupConf(x.data()));
-  EXPECT_EQ(field.conformation, x.data());
-  const std::unique_ptr<QZSystem::QZIterBase<QZOpt::QZFComponent>> components(
-      adaptor->GetFComponents(x.data()));
-  ASSERT_TRUE(components->IsValid());
-  EXPECT_EQ((*components)->GetName(), std::string("Field"));
-  const std::unique_ptr<QZSystem::QZIterBase<QZInteraction>> interactions(
-      adaptor->GetInteractions(mol, x.data(), 0));
-  EXPECT_FALSE(interactions->IsValid());
-  EXPECT_EQ(static_cast<const QZMolFunc1&>(*adaptor).CreateCopy(), nullptr);
-  EXPECT_EQ(&adaptor->GetMolFunc(), &field);
-  adaptor->ClearPredicates();
-  EXPECT_EQ(field.clearedPredicates, 1);
+  for (const auto& kind : AdaptorKinds()) {
+    SCOPED_TRACE(kind.name);
+    ProbeFunc probe;
+    const auto adaptor = kind.make(probe, false);
+    ASSERT_TRUE(adaptor->Setup(mol));
+    auto vars = StartVars(*adaptor, x);
+    const double energy = (*adaptor)(vars.data());
+    EXPECT_NEAR(energy, probe(x.data()), 1e-12);
+    ASSERT_TRUE(adaptor->Setup(Water()));
+    adaptor->Clear();
+    EXPECT_EQ((*adaptor)(vars.data()), 0.0);
+    ASSERT_TRUE(adaptor->Setup(mol));
+    adaptor->GetVar(vars.data(), x.data());
+    EXPECT_EQ((*adaptor)(vars.data()), energy);
+  }
 }
 
-TYPED_TEST(Forwarding, ClearUnbindsAndSetupBindsAgain) {
-  FieldFunc field;
-  const auto adaptor = this->Make(field, false);
-  const auto x = Coords(WaterDimer());
-  ASSERT_TRUE(adaptor->Setup(WaterDimer()));
-  auto vars = StartVars(*adaptor, x);
-  const double energy = (*adaptor)(vars.data());
-  adaptor->Clear();
-  EXPECT_EQ(field.clears, 1);
-  EXPECT_EQ((*adaptor)(vars.data()), 0.0);
-  ASSERT_TRUE(adaptor->Setup(WaterDimer()));
-  adaptor->GetVar(vars.data(), x.data());
-  EXPECT_EQ((*adaptor)(vars.data()), energy);
-}
-
-TYPED_TEST(Forwarding, OwnedFunctionsDieOnce) {
-  ProbeFunc kept;
-  {
-    const auto adaptor = this->Make(*new ProbeFunc, true);
-    EXPECT_EQ(ProbeFunc::Living(), 2);
-    EXPECT_TRUE(adaptor->SetMolFunc(*new ProbeFunc, true));
-    EXPECT_EQ(ProbeFunc::Living(), 2);
-    ASSERT_TRUE(adaptor->Setup(WaterDimer()));
-    EXPECT_TRUE(adaptor->SetMolFunc(kept, false));
+TEST(Adaptors, OwnedFunctionsDieOnce) {
+  auto kinds = AdaptorKinds();
+  kinds.push_back(KindOf<QZRedundantInterAdaptor>("redundant", false));
+  EXPECT_FALSE(QZRedundantInterAdaptor().Setup(Water()));  // has none yet
+  for (const auto& kind : kinds) {
+    SCOPED_TRACE(kind.name);
+    ProbeFunc kept;
+    {
+      const auto adaptor = kind.make(*new ProbeFunc, true);
+      EXPECT_EQ(ProbeFunc::Living(), 2);
+      EXPECT_TRUE(adaptor->SetMolFunc(*new ProbeFunc, true));
+      EXPECT_EQ(ProbeFunc::Living(), 2);
+      ASSERT_TRUE(adaptor->Setup(WaterDimer()));
+      EXPECT_TRUE(adaptor->SetMolFunc(kept, false));
+      EXPECT_EQ(&adaptor->GetMolFunc(), &kept);
+      EXPECT_EQ(ProbeFunc::Living(), 1);
+    }
     EXPECT_EQ(ProbeFunc::Living(), 1);
   }
-  EXPECT_EQ(ProbeFunc::Living(), 1);
 }
 
-TYPED_TEST(Forwarding, WithoutAFunctionNothingHappens) {
-  TypeParam empty;
-  EXPECT_FALSE(empty.Setup(Water()));
-  EXPECT_FALSE(empty.SetupConf(nullptr));
-  EXPECT_FALSE(static_cast<QZMolFunc&>(empty).Set(QZSystem::QZUnaryTrue<QZChem::QZAtomBase>(), 1));
-  empty.Clear();
-  const std::unique_ptr<QZSystem::QZIterBase<QZOpt::QZFComponent>> none(
-      empty.GetFComponents(nullptr));
-  EXPECT_FALSE(none->IsValid());
+TEST(Adaptors, SetupRefusesInvalidMoleculesFailingFunctionsAndForQuaternionsHoles) {
+  auto holed = WaterDimer();
+  holed.DeleteAtom(holed.GetAtom(2));
+  for (const auto& kind : AdaptorKinds()) {
+    SCOPED_TRACE(kind.name);
+    MessageCapture messages;
+    ProbeFunc probe;
+    const auto adaptor = kind.make(probe, false);
+    EXPECT_FALSE(adaptor->Setup(QZChem::QZGraphMol()));
+    EXPECT_EQ(probe.SetupCount(), 0);
+    probe.FailSetup(true);
+    EXPECT_FALSE(adaptor->Setup(WaterDimer()));
+    probe.FailSetup(false);
+    EXPECT_TRUE(messages.All().empty());
+    EXPECT_EQ(adaptor->Setup(holed), !kind.rigid());
+    const std::string reason =
+        "Molecule appears to have deleted atoms -- QZMolBase::Sweep() must be called before using "
+        "quaternion adaptor";
+    EXPECT_EQ(messages.Warnings(), std::vector<std::string>(kind.rigid() ? 1 : 0, reason));
+    adaptor->Clear();
+    const std::vector<double> x(18, 0.5);
+    std::vector<double> written(18, 3.0);
+    EXPECT_EQ(adaptor->AdaptVar(written.data(), x.data()), kind.rigid());
+    EXPECT_EQ(written, std::vector<double>(18, 3.0));
+    if (kind.rigid()) {
+      EXPECT_EQ(adaptor->GetVar(x.data()), nullptr);
+    }
+    auto swept = holed;
+    swept.Sweep();
+    EXPECT_TRUE(adaptor->Setup(swept));
+  }
+}
+
+// A rigid body has no interactions that change; the other kinds hold the atoms of even index.
+TEST(Adaptors, RestrictionKeepsTheInteractionsThatChange) {
+  const auto mol = Butane();
+  auto kinds = AdaptorKinds(/*restrictInteractions=*/true);
+  kinds.back() = KindOf<QZRedundantInterAdaptor>("redundant", true);
+  for (const auto& kind : kinds) {
+    SCOPED_TRACE(kind.name);
+    const auto moves = [&](const QZAtomBase& a) { return !kind.rigid() && a.GetIndex() % 2 != 0; };
+    const auto touched = [&](const QZBondBase& b) {
+      return moves(*b.GetBegin()) || moves(*b.GetEnd());
+    };
+    ProbeFunc probe;
+    ASSERT_TRUE(kind.make(probe, false)->Setup(mol));
+    std::vector<ProbeFunc::Call> calls{
+        {"bond", 8}, {"atom pair", 5}, {"bond pair", 48}, {"atom", 192}};
+    if (kind.rigid()) std::rotate(calls.begin() + 1, calls.begin() + 2, calls.end());
+    EXPECT_EQ(probe.Calls(), calls);
+    for (auto& a : QZSystem::QZRange(mol.GetAtoms())) {
+      EXPECT_EQ((*probe.atom)(a), moves(a));
+      for (auto& b : QZSystem::QZRange(mol.GetAtoms())) {
+        EXPECT_EQ((*probe.atomPair)(a, b), moves(a) || moves(b));
+      }
+    }
+    for (auto& a : QZSystem::QZRange(mol.GetBonds())) {
+      EXPECT_EQ((*probe.bond)(a), touched(a));
+      for (auto& b : QZSystem::QZRange(mol.GetBonds())) {
+        EXPECT_EQ((*probe.bondPair)(a, b), touched(a) || touched(b));
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cmath>
-#include <functional>
 #include <memory>
 #include <numbers>
 #include <random>
@@ -39,19 +38,6 @@ inline const QZChem::QZAtomBase& Atom(const QZChem::QZMolBase& mol, unsigned int
 inline std::vector<double> Dihedral(double phi) {
   return {
       -0.5, 1.4, 0.0, 0.0, 0.0, 0.0, 1.5, 0.0, 0.0, 1.9, 1.1 * std::cos(phi), 1.1 * std::sin(phi)};
-}
-
-/// The one component that a restraint reports, as "name value".
-template <class F>
-void ExpectComponent(F& f, const char* name, const std::vector<double>& x) {
-  const std::unique_ptr<QZSystem::QZIterBase<QZOpt::QZFComponent>> at(f.GetFComponents(x.data()));
-  ASSERT_TRUE(at->IsValid());
-  EXPECT_STREQ((*at)->GetName(), name);
-  EXPECT_EQ((*at)->GetValue(), f(x.data()));
-  EXPECT_FALSE((++*at).IsValid());
-  const std::unique_ptr<QZSystem::QZIterBase<QZOpt::QZFComponent>> none(f.GetFComponents(nullptr));
-  ASSERT_TRUE(none->IsValid());
-  EXPECT_EQ((*none)->GetValue(), 0.0);
 }
 
 }  // namespace TestSupport

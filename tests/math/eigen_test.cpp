@@ -15,161 +15,109 @@ namespace {
 using namespace TestSupport;
 using Solver = bool (*)(double*, double*, double**, int, int);
 
-class SymmetricEigen : public ::testing::TestWithParam<Solver> {
- protected:
-  // Eigenvalues are returned; vectors are checked for what they promise. All is relative to `a`.
-  Eigen::VectorXd Check(const RowMatrix& a, Eigen::Index nvec, const std::string& what) const {
-    const Eigen::Index n = a.rows();
-    const double size = Largest(a) > 0.0 ? Largest(a) : 1.0;
-    std::vector<double> packed = Packed(a);
-    Eigen::VectorXd values = Eigen::VectorXd::Constant(n, std::nan(""));
-    RowMatrix vectors = RowMatrix::Constant(nvec, n, std::nan(""));
-    EXPECT_TRUE(GetParam()(packed.data(),
-                           values.data(),
-                           RowPointers(vectors).data(),
-                           static_cast<int>(n),
-                           static_cast<int>(nvec)))
-        << what;
-    const double tolerance = 1e-13 * static_cast<double>(n);
-    values /= size;
-    EXPECT_TRUE(OffOrthonormalRows(vectors) <= 1e-11) << what << OffOrthonormalRows(vectors);
-    const RowMatrix residual = vectors * (a / size) - values.head(nvec).asDiagonal() * vectors;
-    EXPECT_TRUE(Largest(residual) <= tolerance) << what << Largest(residual);
-    for (Eigen::Index k = 1; k < n; ++k) EXPECT_LE(values[k - 1], values[k]) << what;
-    // Moments fix the spectrum as a whole, in particular that no eigenvalue came twice.
-    EXPECT_NEAR(values.sum(), a.trace() / size, tolerance * static_cast<double>(n)) << what;
-    EXPECT_NEAR(values.squaredNorm(),
-                (a / size).squaredNorm(),
-                tolerance * std::max(1.0, (a / size).squaredNorm()))
-        << what;
-    return values * size;
-  }
-};
-INSTANTIATE_TEST_SUITE_P(BothSolvers,
-                         SymmetricEigen,
-                         ::testing::Values(&QZMolPotential::diagonalize,
-                                           &QZMolPotential::eigendiagonalize));
-
-TEST_P(SymmetricEigen, RandomMatricesOfAllSizes) {
+std::vector<NamedMatrix> SymmetricMatrices() {
   std::mt19937 rng(11);
+  std::vector<NamedMatrix> all;
   for (const Eigen::Index n : {2, 3, 4, 5, 17, 60, 129}) {
-    Check(RandomSymmetric(n, rng), n, "seed 11, n = " + std::to_string(n) + ": ");
+    all.push_back({"random, seed 11", RandomSymmetric(n, rng)});
   }
-  for (int trial = 0; trial < 200; ++trial) {  // decoupled blocks and many equal entries
-    const Eigen::Index n = 2 + trial % 15;
-    const RowMatrix a = RandomSymmetric(n, rng).unaryExpr(
-        [](double x) { return std::abs(x) < 1.0 ? 0.0 : std::round(x); });
-    Check(a, n, "seed 11, sparse trial " + std::to_string(trial) + ": ");
+  for (Eigen::Index trial = 0; trial < 200; ++trial) {  // decoupled blocks and many equal entries
+    const auto sparse = [](double x) { return std::abs(x) < 1.0 ? 0.0 : std::round(x); };
+    all.push_back({"sparse, seed 11", RandomSymmetric(2 + trial % 15, rng).unaryExpr(sparse)});
   }
-}
-
-TEST_P(SymmetricEigen, ClusteredAndEqualEigenvalues) {
-  std::mt19937 rng(12);
-  const Eigen::Index n = 60;
   for (const double spacing : {0.0, 1e-15, 1e-12, 1e-9, 1e-7, 1e-5, 1e-4, 1e-3}) {
-    Eigen::VectorXd expected(n);
-    for (Eigen::Index i = 0; i < n; ++i) {
-      expected[i] = static_cast<double>(i / 20) + spacing * static_cast<double>(i % 20);
+    Eigen::VectorXd values(60);
+    for (Eigen::Index i = 0; i < 60; ++i) {
+      values[i] = static_cast<double>(i / 20) + spacing * static_cast<double>(i % 20);
     }
-    const Eigen::VectorXd values =
-        Check(WithEigenvalues(expected, rng), n, "spacing " + std::to_string(spacing) + ": ");
-    EXPECT_TRUE((values - expected).cwiseAbs().maxCoeff() <= 1e-13) << "seed 12, " << spacing;
+    all.push_back({"clusters of spacing " + std::to_string(spacing), WithEigenvalues(values, rng)});
   }
-  Check(RowMatrix::Ones(50, 50), 50, "rank one: ");
-  Check(RowMatrix::Ones(50, 50) + 1e-9 * RandomSymmetric(50, rng), 50, "nearly rank one: ");
-}
-
-// Wilkinson's W21+ has pairs that agree to 14 digits, copies of it glued weakly have tens of such.
-TEST_P(SymmetricEigen, GluedWilkinsonMatrices) {
+  const RowMatrix ones = RowMatrix::Ones(50, 50);
+  all.push_back({"rank one", ones});
+  all.push_back({"nearly rank one", ones + 1e-9 * RandomSymmetric(50, rng)});
+  // Wilkinson's W21+ has pairs that agree to 14 digits, copies of it glued weakly tens of such.
   for (const double glue : {1e-4, 1e-9, 1e-14, 0.0}) {
     RowMatrix a = RowMatrix::Zero(210, 210);
     for (Eigen::Index i = 0; i < 210; ++i) {
       a(i, i) = std::abs(static_cast<double>(i % 21) - 10.0);
       if (i > 0) a(i, i - 1) = a(i - 1, i) = i % 21 == 0 ? glue : 1.0;
     }
-    Check(a, 210, "glue " + std::to_string(glue) + ": ");
+    all.push_back({"Wilkinson's, glue " + std::to_string(glue), a});
   }
-}
-
-TEST_P(SymmetricEigen, AnyScale) {
-  std::mt19937 rng(13);
   const RowMatrix a = RandomSymmetric(20, rng);
-  const Eigen::VectorXd equal = Eigen::VectorXd::Constant(20, 3.0);
+  const RowMatrix equal = WithEigenvalues(Eigen::VectorXd::Constant(20, 3.0), rng);
   for (const double scale : {1e-300, 1e-200, 1e-25, 1e-12, 1e12, 1e200, 1e300}) {
-    Check(scale * a, 20, "seed 13, scale " + std::to_string(std::log10(scale)) + ": ");
-    Check(scale * WithEigenvalues(equal, rng), 20, "equal values: ");
+    all.push_back({"scale 1e" + std::to_string(std::log10(scale)), scale * a});
+    all.push_back({"equal values, scale 1e" + std::to_string(std::log10(scale)), scale * equal});
   }
+  all.push_back({"diagonal", Eigen::VectorXd::LinSpaced(9, 4.0, -4.0).asDiagonal()});
+  all.push_back({"identity", RowMatrix::Identity(9, 9)});
+  all.push_back({"zero", RowMatrix::Zero(7, 7)});
+  RowMatrix ring = RowMatrix::Zero(50, 50);  // every value but two comes in a pair
+  for (Eigen::Index i = 0; i < 50; ++i) ring(i, (i + 1) % 50) = ring((i + 1) % 50, i) = 1.0;
+  all.push_back({"ring", ring});
+  return all;
 }
 
-TEST_P(SymmetricEigen, DiagonalAndZeroMatrices) {
-  RowMatrix diagonal = RowMatrix::Zero(9, 9);
-  for (Eigen::Index i = 0; i < 9; ++i) diagonal(i, i) = static_cast<double>(i * 4 % 9) - 4.0;
-  const Eigen::VectorXd values = Check(diagonal, 9, "diagonal: ");
-  for (Eigen::Index i = 0; i < 9; ++i) EXPECT_EQ(values[i], static_cast<double>(i) - 4.0);
-  Check(RowMatrix::Identity(9, 9), 9, "identity: ");
-  Check(RowMatrix::Zero(7, 7), 7, "zero: ");
-}
+class SymmetricEigen : public ::testing::TestWithParam<Solver> {};
+INSTANTIATE_TEST_SUITE_P(BothSolvers,
+                         SymmetricEigen,
+                         ::testing::Values(&QZMolPotential::diagonalize,
+                                           &QZMolPotential::eigendiagonalize));
 
-// The Hückel matrix of a ring: 2 cos(2 π k / n), in pairs.
-TEST_P(SymmetricEigen, RingHasItsClosedFormSpectrum) {
-  const Eigen::Index n = 50;
-  RowMatrix a = RowMatrix::Zero(n, n);
-  std::vector<double> expected;
-  for (Eigen::Index i = 0; i < n; ++i) {
-    a(i, (i + 1) % n) = a((i + 1) % n, i) = 1.0;
-    expected.push_back(2.0 * std::cos(2.0 * M_PI * static_cast<double>(i) / 50.0));
-  }
-  std::sort(expected.begin(), expected.end());
-  const Eigen::VectorXd values = Check(a, n, "ring: ");
-  for (Eigen::Index i = 0; i < n; ++i) {
-    EXPECT_NEAR(values[i], expected[static_cast<std::size_t>(i)], 1e-13);
-  }
-}
-
-TEST_P(SymmetricEigen, SomeOrNoVectors) {
-  std::mt19937 rng(14);
-  const RowMatrix a = RandomSymmetric(30, rng);
-  const Eigen::VectorXd all = Check(a, 30, "all: ");
-  for (const Eigen::Index nvec : {0, 1, 3, 6}) {
-    const Eigen::VectorXd values = Check(a, nvec, "some: ");
-    EXPECT_TRUE((values - all).cwiseAbs().maxCoeff() <= 1e-12);
+// Values as Eigen finds them, and vectors that fulfil what they promise, all or some or none.
+TEST_P(SymmetricEigen, DecomposesMatricesOfEveryKind) {
+  for (const auto& [name, a] : SymmetricMatrices()) {
+    SCOPED_TRACE(name);
+    const Eigen::Index n = a.rows();
+    const double size = Largest(a) > 0.0 ? Largest(a) : 1.0;
+    const double tolerance = 1e-13 * static_cast<double>(n);
+    const Eigen::VectorXd expected =
+        Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(a / size).eigenvalues();
+    for (const Eigen::Index nvec : {n, n / 5, Eigen::Index{0}}) {
+      std::vector<double> packed = Packed(a);
+      Eigen::VectorXd values = Eigen::VectorXd::Constant(n, std::nan(""));
+      RowMatrix vectors = RowMatrix::Constant(nvec, n, std::nan(""));
+      ASSERT_TRUE(GetParam()(packed.data(),
+                             values.data(),
+                             RowPointers(vectors).data(),
+                             static_cast<int>(n),
+                             static_cast<int>(nvec)));
+      values /= size;
+      const double off = Largest(values - expected) / std::max(1.0, Largest(expected));
+      EXPECT_TRUE(off <= 1e-13) << off;
+      EXPECT_TRUE(OffOrthonormalRows(vectors) <= 1e-11) << OffOrthonormalRows(vectors);
+      const RowMatrix residual = vectors * (a / size) - values.head(nvec).asDiagonal() * vectors;
+      EXPECT_TRUE(Largest(residual) <= tolerance) << Largest(residual);
+      for (Eigen::Index k = 1; k < n; ++k) EXPECT_LE(values[k - 1], values[k]);
+      if (GetParam() == &QZMolPotential::eigendiagonalize) {
+        EXPECT_EQ(packed, Packed(a));
+      }
+    }
   }
 }
 
 TEST_P(SymmetricEigen, RefusesBadInputAndWritesNothing) {
-  using Levels = QZSystem::QZErrorLevel;
   MessageCapture capture;
   std::vector<double> a{1.0, 2.0, 3.0};
-  double values[2] = {7.0, 7.0};
-  double first[2] = {7.0, 7.0};
-  double second[2] = {7.0, 7.0};
-  double* rows[2] = {first, second};
-  EXPECT_FALSE(GetParam()(a.data(), values, rows, 1, 1));
-  EXPECT_FALSE(GetParam()(a.data(), values, rows, 2, 3));
+  const RowMatrix untouched = RowMatrix::Constant(3, 2, 7.0);
+  RowMatrix out = untouched;
+  auto rows = RowPointers(out);
+  const auto solve = [&](int n, int nvec) {
+    return GetParam()(a.data(), rows[0], rows.data() + 1, n, nvec);
+  };
+  EXPECT_FALSE(solve(1, 1));
+  EXPECT_FALSE(solve(2, 3));
   EXPECT_EQ(
-      capture.At(Levels::Fatal),
+      capture.At(QZSystem::QZErrorLevel::Fatal),
       (std::vector<std::string>{"Size of the matrix is smaller tnan 2",
                                 "Number of requested eigenvectors exceeds matrix dimension"}));
   EXPECT_EQ(a, (std::vector<double>{1.0, 2.0, 3.0}));
   for (const double bad : {std::nan(""), std::numeric_limits<double>::infinity()}) {
     a[1] = bad;
-    EXPECT_FALSE(GetParam()(a.data(), values, rows, 2, 2));
+    EXPECT_FALSE(solve(2, 2));
   }
-  for (const double* out : {values, first, second}) {
-    EXPECT_EQ(out[0], 7.0);
-    EXPECT_EQ(out[1], 7.0);
-  }
-}
-
-TEST(EigenDiagonalize, LeavesTheMatrix) {
-  std::mt19937 rng(15);
-  std::vector<double> a = Packed(RandomSymmetric(6, rng));
-  const std::vector<double> before = a;
-  RowMatrix vectors(6, 6);
-  double values[6];
-  ASSERT_TRUE(
-      QZMolPotential::eigendiagonalize(a.data(), values, RowPointers(vectors).data(), 6, 6));
-  EXPECT_EQ(a, before);
+  EXPECT_TRUE(out == untouched);
 }
 
 }  // namespace

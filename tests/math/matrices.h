@@ -4,11 +4,17 @@
 
 #include <Eigen/Dense>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace TestSupport {
 
 using RowMatrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+
+struct NamedMatrix {
+  std::string name;
+  RowMatrix matrix;
+};
 
 inline RowMatrix RandomMatrix(Eigen::Index m, Eigen::Index n, std::mt19937& rng) {
   std::normal_distribution<double> normal;

@@ -2,127 +2,100 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "molpotential/torsion.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
-#include "molpotential/optvarfunc.h"
-#include "optvars/data_molecules.h"
-#include "qzchem/geometry.h"
-#include "qzchem/topology.h"
-#include "support/capture.h"
-#include "support/contract.h"
-#include "support/molecules.h"
+#include "optvars/bound.h"
 
 namespace {
 
-using QZMolPotential::QZOptVarFunc;
+using namespace TestOptVars;
 using QZMolPotential::QZTorsionAdaptor;
-using QZSystem::QZErrorLevel;
-using TestSupport::Coords;
-using TestSupport::ProbeFunc;
+using TestSupport::CheckDerivatives;
+using TestSupport::Jittered;
+using TestSupport::LargestDifference;
 
-struct Bound {
-  explicit Bound(const char* name) : mol(TestOptVars::DataMolecule(name)), x(Coords(mol)) {
-    adaptor.Setup(mol);
-    vars.resize(adaptor.NumOptVar());
-    adaptor.FuncVarToOptVar(x.data(), vars.data());
-  }
-  QZChem::QZGraphMol mol;
-  std::vector<double> x;
-  QZTorsionAdaptor adaptor;
-  std::vector<double> vars;
+struct Torsions : Bound<QZTorsionAdaptor> {
+  explicit Torsions(const char* name) : Bound(TestSupport::DataMolecule(name)) {}
 };
+
+// The largest difference of two sets of dihedrals, whole turns apart.
+double LargestTurn(Values a, const Values& b) {
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    a[i] = b[i] + std::remainder(a[i] - b[i], 2.0 * std::numbers::pi);
+  }
+  return LargestDifference(a, b);
+}
 
 TEST(Torsion, CountsRotorsAsAChemistWould) {
   // Single bonds outside rings whose ends both carry another heavy atom; counted by hand.
-  EXPECT_EQ(Bound("butane").adaptor.NumOptVar(), 1u);
-  EXPECT_EQ(Bound("biphenyl").adaptor.NumOptVar(), 1u);
-  EXPECT_EQ(Bound("benzene").adaptor.NumOptVar(), 0u);
-  EXPECT_EQ(Bound("aspirin").adaptor.NumOptVar(), 3u);
-  EXPECT_EQ(Bound("ibuprofen").adaptor.NumOptVar(), 4u);
+  for (const auto& [name, count] :
+       {std::pair{"butane", 1u}, {"biphenyl", 1u}, {"aspirin", 3u}, {"ibuprofen", 4u}}) {
+    EXPECT_EQ(Torsions(name).adaptor.NumOptVar(), count) << name;
+  }
+  TestSupport::MessageCapture messages;
+  EXPECT_EQ(Torsions("benzene").adaptor.NumOptVar(), 0u);
+  EXPECT_EQ(messages.Warnings(), std::vector<std::string>{});
+  EXPECT_FALSE(Torsions("benzene").adaptor.IsTorsionActive(0));
+  EXPECT_EQ(messages.Warnings(), std::vector<std::string>{"Molecule has 0 torsions"});
+  EXPECT_FALSE(QZTorsionAdaptor().Setup(QZChem::QZGraphMol()));
 }
 
 TEST(Torsion, TurnsWhatIsAskedAndKeepsEveryBondAndAngle) {
   std::mt19937 rng(17);
   for (const char* name : {"imatinib", "decapeptide"}) {
-    Bound b(name);
-    std::vector<double> back(b.x.size());
-    b.adaptor.OptVarToFuncVar(b.vars.data(), back.data());
-    for (std::size_t i = 0; i < b.x.size(); ++i) EXPECT_NEAR(back[i], b.x[i], 1e-12);
-    const auto asked = TestSupport::Jittered(b.vars, 2.0, rng);
+    SCOPED_TRACE(std::string(name) + ", seed 17");
+    Torsions b(name);
+    EXPECT_LE(LargestDifference(b.Coords(b.vars), b.x), 1e-12);
+    const auto asked = Jittered(b.vars, 2.0, rng);
+    const auto x = b.Coords(asked);
+    EXPECT_LE(LargestTurn(b.Vars(x), asked), 1e-9);
     auto turned = b.mol;
-    std::vector<double> x(b.x.size());
-    b.adaptor.OptVarToFuncVar(asked.data(), x.data());
     turned.SetCoords(x.data());
-    std::vector<double> reached(asked.size());
-    b.adaptor.FuncVarToOptVar(x.data(), reached.data());
-    for (std::size_t k = 0; k < asked.size(); ++k) {
-      EXPECT_LE(std::abs(std::remainder(reached[k] - asked[k], 2.0 * M_PI)), 1e-9) << name << k;
-    }
+    const auto expectKept = [&](const QZChem::QZAtomBase& a, const QZChem::QZAtomBase& c) {
+      const auto* a2 = turned.GetAtom(a.GetIndex());
+      const auto* c2 = turned.GetAtom(c.GetIndex());
+      EXPECT_NEAR(
+          QZChem::QZGetDistance(turned, a2, c2), QZChem::QZGetDistance(b.mol, &a, &c), 1e-9);
+    };
     for (const auto& atom : QZSystem::QZRange(b.mol.GetAtoms())) {
       for (auto& u : QZSystem::QZRange(atom.GetNeighbours())) {
-        for (auto& v : QZSystem::QZRange(atom.GetNeighbours())) {
-          const auto at = [&turned](const QZChem::QZAtomBase& a) {
-            return turned.GetAtom(a.GetIndex());
-          };
-          if (&u == &v) {
-            EXPECT_NEAR(QZChem::QZGetDistance(turned, at(atom), at(u)),
-                        QZChem::QZGetDistance(b.mol, &atom, &u),
-                        1e-9);
-          } else {
-            EXPECT_NEAR(QZChem::QZGetAngle(turned, at(u), at(atom), at(v)),
-                        QZChem::QZGetAngle(b.mol, &u, &atom, &v),
-                        1e-7);
-          }
-        }
+        expectKept(atom, u);
+        for (auto& v : QZSystem::QZRange(atom.GetNeighbours())) expectKept(u, v);
       }
     }
   }
 }
 
 TEST(Torsion, OneTorsionMovesTheSmallerSideAlone) {
-  Bound b("decapeptide");
-  std::vector<double> x(b.x.size());
+  Torsions b("decapeptide");
   for (std::size_t k = 0; k < b.vars.size(); ++k) {
     auto asked = b.vars;
     asked[k] += 0.7;
-    b.adaptor.OptVarToFuncVar(asked.data(), x.data());
+    const auto x = b.Coords(asked);
     std::size_t moved = 0;
     for (std::size_t i = 0; i < x.size(); i += 3) {
       moved += std::hypot(x[i] - b.x[i], x[i + 1] - b.x[i + 1], x[i + 2] - b.x[i + 2]) > 1e-9;
     }
     EXPECT_GE(moved, 1u) << k;
     EXPECT_LT(moved, (b.mol.NumAtoms() + 1) / 2) << "the atom on the axis does not move; " << k;
-    b.adaptor.FuncVarToOptVar(x.data(), asked.data());
-    for (std::size_t j = 0; j < asked.size(); ++j) {
-      const double turned = std::remainder(asked[j] - b.vars[j], 2.0 * M_PI);
-      EXPECT_NEAR(turned, j == k ? 0.7 : 0.0, 1e-9) << k << " turns " << j;
-    }
+    EXPECT_LE(LargestTurn(b.Vars(x), asked), 1e-9) << k;
   }
 }
 
 TEST(Torsion, GradientIsThatOfTheEnergyAlongEachTorsion) {
   std::mt19937 rng(23);
   for (const char* name : {"butane", "aspirin", "imatinib", "decapeptide"}) {
-    Bound b(name);
-    ProbeFunc energy;
-    energy.Setup(b.mol);
-    QZOptVarFunc function(energy, b.adaptor);
-    EXPECT_EQ(TestSupport::CheckDerivatives(function, b.vars), "") << name;
-    EXPECT_EQ(TestSupport::CheckDerivatives(function, TestSupport::Jittered(b.vars, 1.0, rng)), "")
-        << name;
+    Torsions b(name);
+    EXPECT_EQ(CheckDerivatives(b.function, b.vars), "") << name;
+    EXPECT_EQ(CheckDerivatives(b.function, Jittered(b.vars, 1.0, rng)), "") << name;
   }
 }
 
 TEST(Torsion, FixedAtomsStayPutWhereverTheyAre) {
   std::mt19937 rng(29);
-  Bound b("imatinib");
-  ProbeFunc energy;
-  energy.Setup(b.mol);
+  Torsions b("imatinib");
   const unsigned int all = b.adaptor.NumOptVar();
   std::uniform_int_distribution<unsigned int> anyAtom(0, b.mol.NumAtoms() - 1);
   for (unsigned int round = 0; round < 40; ++round) {
+    SCOPED_TRACE("seed 29, round " + std::to_string(round));
     const unsigned int count = 1 + round % 3;
     std::vector<int> fixed(b.mol.NumAtoms(), 0);
     for (unsigned int i = 0; i < count; ++i) fixed[anyAtom(rng)] = -1;
@@ -131,23 +104,14 @@ TEST(Torsion, FixedAtomsStayPutWhereverTheyAre) {
     const unsigned int active = b.adaptor.NumOptVar();
     b.adaptor.FixAtoms(entries);
     ASSERT_EQ(b.adaptor.NumOptVar(), active) << "twice is once";
-    if (count == 1) {
-      ASSERT_EQ(active, all) << "one atom cannot be on both sides";
-    }
-    std::vector<double> vars(active);
-    b.adaptor.FuncVarToOptVar(b.x.data(), vars.data());
-    const auto asked = TestSupport::Jittered(vars, 1.5, rng);
-    std::vector<double> x(b.x.size());
-    b.adaptor.OptVarToFuncVar(asked.data(), x.data());
+    EXPECT_TRUE(count > 1 || active == all) << "one atom cannot be on both sides";
+    const auto asked = Jittered(b.Vars(b.x), 1.5, rng);
+    const auto x = b.Coords(asked);
     for (std::size_t i = 0; i < x.size(); ++i) {
-      EXPECT_TRUE(fixed[i / 3] == 0 || std::abs(x[i] - b.x[i]) <= 1e-12) << round;
+      EXPECT_TRUE(fixed[i / 3] == 0 || std::abs(x[i] - b.x[i]) <= 1e-12);
     }
-    b.adaptor.FuncVarToOptVar(x.data(), vars.data());
-    for (std::size_t k = 0; k < active; ++k) {
-      EXPECT_LE(std::abs(std::remainder(vars[k] - asked[k], 2.0 * M_PI)), 1e-9) << round;
-    }
-    QZOptVarFunc function(energy, b.adaptor);
-    EXPECT_EQ(TestSupport::CheckDerivatives(function, asked), "") << round;
+    EXPECT_LE(LargestTurn(b.Vars(x), asked), 1e-9);
+    EXPECT_EQ(CheckDerivatives(b.function, asked), "");
   }
   std::vector<int> everywhere(b.mol.NumAtoms(), -1);
   int* entries = everywhere.data();
@@ -157,61 +121,52 @@ TEST(Torsion, FixedAtomsStayPutWhereverTheyAre) {
 }
 
 TEST(Torsion, AtomsBehindAHoleAreNeverReadOrWritten) {
-  auto mol = TestOptVars::DataMolecule("decapeptide");
-  mol.DeleteAtom(mol.GetAtom(mol.AtomIndexBound() - 2));
-  const auto full = Coords(mol);
-  QZTorsionAdaptor adaptor;
-  ASSERT_TRUE(adaptor.Setup(mol));
-  ASSERT_EQ(adaptor.NumFuncVar() + 3, full.size());
-  // Arrays of the very size that the adaptor asks for.
-  std::vector<double> x(full.begin(), full.end() - 3);
-  std::vector<double> back(x.size());
-  std::vector<double> vars(adaptor.NumOptVar());
-  adaptor.FuncVarToOptVar(x.data(), vars.data());
-  adaptor.OptVarToFuncVar(vars.data(), back.data());
-  adaptor.FuncGradToOptGrad(x.data(), vars.data(), back.data());
-  for (std::size_t i = 0; i < x.size(); ++i) EXPECT_NEAR(back[i], x[i], 1e-12);
+  auto mol = TestSupport::CarbonChain(7);
+  mol.DeleteAtom(mol.GetAtom(0));
+  Bound<QZTorsionAdaptor> b(mol);
+  ASSERT_EQ(b.adaptor.NumFuncVar() + 3, b.x.size());
+  ASSERT_EQ(b.vars.size(), 3u);
+  auto hidden = b.x;
+  std::fill(hidden.end() - 3, hidden.end(), std::nan(""));
+  EXPECT_EQ(b.Vars(hidden), b.vars);
+  auto back = b.x;
+  std::fill(back.end() - 3, back.end(), 77.0);
+  b.adaptor.OptVarToFuncVar(b.vars.data(), back.data());
+  EXPECT_EQ(Values(back.end() - 3, back.end()), Values(3, 77.0));
+  std::copy(b.x.end() - 3, b.x.end(), back.end() - 3);
+  EXPECT_LE(LargestDifference(back, b.x), 1e-12);
+  Values gradient(3);
+  b.adaptor.FuncGradToOptGrad(hidden.data(), gradient.data(), hidden.data());
+  for (const double g : gradient) EXPECT_TRUE(std::isfinite(g));
 }
 
 TEST(Torsion, MessagesReportAndTheActivityTest) {
   TestSupport::MessageCapture messages;
-  QZTorsionAdaptor ring;
-  const auto benzene = TestOptVars::DataMolecule("benzene");
-  EXPECT_TRUE(ring.Setup(benzene));
-  EXPECT_FALSE(ring.IsTorsionActive(0));
-  EXPECT_EQ(messages.Warnings(), std::vector<std::string>{"Molecule has 0 torsions"});
-  EXPECT_FALSE(ring.Setup(QZChem::QZGraphMol()));
-
-  Bound b("butane");
-  messages.Clear();
+  Torsions b("butane");
   EXPECT_FALSE(b.adaptor.IsTorsionActive(0)) << "no activity is above 1";
   EXPECT_TRUE(messages.All().empty());
   EXPECT_FALSE(b.adaptor.OptGradToFuncGrad(b.vars.data(), b.x.data()));
-  EXPECT_EQ(messages.At(QZErrorLevel::Fatal),
+  EXPECT_EQ(messages.At(QZSystem::QZErrorLevel::Fatal),
             std::vector<std::string>{"Transformation of torsion -> xyz gradients not implemented"});
-  testing::internal::CaptureStdout();
   double value = 0.0;
-  b.adaptor.GetAdaptedVariables(b.mol, &value);
-  const std::string text = testing::internal::GetCapturedStdout();
+  const std::string text = Report(b.adaptor, b.mol, &value);
   EXPECT_EQ(value, b.vars[0]);
   EXPECT_EQ(text.find("\nTorsion coordinates:\nTorsion atoms          Torsion\n"), 0u) << text;
   char degrees[32];
-  std::snprintf(degrees, sizeof degrees, "%.3f\n", value * 180.0 / M_PI);
+  std::snprintf(degrees, sizeof degrees, "%.3f\n", value * 180.0 / std::numbers::pi);
   EXPECT_NE(text.find(degrees), std::string::npos) << text;
 }
 
 TEST(Torsion, CopiesAreIndependentAndSetupStartsAfresh) {
-  Bound b("aspirin");
-  auto copy = std::make_unique<QZTorsionAdaptor>(b.adaptor);
-  auto asked = b.vars;
-  asked[0] += 1.0;
-  std::vector<double> x(b.x.size());
-  copy->OptVarToFuncVar(asked.data(), x.data());
-  std::vector<double> kept(b.vars.size());
+  Torsions b("aspirin");
+  QZTorsionAdaptor copy(b.adaptor);
+  Values x(b.x.size());
+  Values kept(b.vars.size());
+  copy.OptVarToFuncVar(Values(b.vars.size(), 1.0).data(), x.data());
   b.adaptor.GetAdaptedVariables(kept.data());
   EXPECT_EQ(kept, b.vars);
-  ASSERT_TRUE(copy->Setup(b.mol));
-  copy->GetAdaptedVariables(kept.data());
+  ASSERT_TRUE(copy.Setup(b.mol));
+  copy.GetAdaptedVariables(kept.data());
   EXPECT_EQ(kept, b.vars);
 }
 

@@ -10,10 +10,6 @@ MessageCapture::MessageCapture()
             messages_.emplace_back(level, text);
           })) {}
 
-MessageCapture::~MessageCapture() {
-  QZSystem::QZThrow.SetSink(previous_);
-}
-
 std::vector<std::string> MessageCapture::At(QZSystem::QZErrorLevel level) const {
   std::vector<std::string> texts;
   for (const auto& [at, text] : messages_) {

@@ -16,7 +16,7 @@ class MessageCapture {
   MessageCapture();
   MessageCapture(const MessageCapture&) = delete;
   MessageCapture& operator=(const MessageCapture&) = delete;
-  ~MessageCapture();
+  ~MessageCapture() { QZSystem::QZThrow.SetSink(previous_); }
 
   using Message = std::pair<QZSystem::QZErrorLevel, std::string>;
   const std::vector<Message>& All() const { return messages_; }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ namespace TestSupport {
 /// What the contract checker looks at, and how strictly. A tolerance is relative to the largest
 /// entry of the reference, with 1 as its floor.
 struct ContractOptions {
-  double step = 1e-5;  // times max(1, |x|)
+  double step = 1e-5;
   double gradientTolerance = 1e-6;
   double hessianTolerance = 1e-5;
   bool rigidInvariant = false;  // energy unchanged by motion, net force and torque zero
@@ -22,9 +23,9 @@ struct ContractOptions {
 };
 
 /// Compares value and gradient (and the Hessian, for a `QZFunc2`) of a function at `x` with central
-/// differences. `length` is the length of x and gradient; it is an argument since some functions
-/// report the variables of their own atoms only. Every coordinate is tested up to 60 of them, three
-/// random directions beyond. Returns "" or what is wrong: NaN counts as wrong.
+/// differences, along every coordinate up to 60 of them and three random directions beyond. The
+/// length of `x` counts: some functions report the variables of their own atoms only. Returns "" or
+/// what is wrong: NaN counts as wrong.
 std::string CheckDerivatives(QZOpt::QZFunc1& f,
                              const std::vector<double>& x,
                              const ContractOptions& options = {});
@@ -41,20 +42,44 @@ std::string CheckContract(const std::function<QZMolPotential::QZMolFunc1*()>& ma
                           const std::vector<double>& x,
                           const ContractOptions& options = {});
 
-/// A differentiable function of all distances of a molecule that counts how many of its kind live
-/// and which predicates reach it: the wrapped function of adaptor and ownership tests.
-/// E = sum over i < j of 0.5 (r_ij - 1.7)^2 exp(-0.3 r_ij); holes are skipped. Has a Hessian.
-class ProbeFunc final : public QZMolPotential::QZMolFunc2 {
+/// A base that counts the living objects of a class.
+template <class T>
+class Counted {
  public:
-  explicit ProbeFunc(bool acceptsPredicates = true);
-  ProbeFunc(const ProbeFunc& other);
-  ProbeFunc& operator=(const ProbeFunc&) = delete;
-  ~ProbeFunc() override;
+  Counted() { ++living_; }
+  Counted(const Counted&) { ++living_; }
+  Counted& operator=(const Counted&) = default;
+  ~Counted() { --living_; }
+  static int Living() { return living_; }
 
-  static int Living();
+ private:
+  static inline int living_ = 0;
+};
+
+using AtomPred = QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>;
+using BondPredicate = QZSystem::QZUnaryPredicate<QZChem::QZBondBase>;
+using AtomPairPred = QZSystem::QZBinaryPredicate<QZChem::QZAtomBase, QZChem::QZAtomBase>;
+using BondPairPred = QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>;
+
+/// The atoms whose indices `f` accepts.
+template <class F>
+auto AtomsWhere(F f) {
+  return QZSystem::QZMakeUnaryPredicate<QZChem::QZAtomBase>(
+      [f](const QZChem::QZAtomBase& atom) { return f(atom.GetIndex()); });
+}
+
+/// A differentiable function of all distances of a molecule that counts how many of its kind live
+/// and keeps the predicates that reach it: the wrapped function of adaptor and ownership tests.
+/// E = sum over i < j of 0.5 (r_ij - 1.7)^2 exp(-0.3 r_ij); holes are skipped. Evaluation allocates
+/// nothing.
+class ProbeFunc final : public QZMolPotential::QZMolFunc2, public Counted<ProbeFunc> {
+ public:
+  explicit ProbeFunc(bool acceptsPredicates = true) : accepts_(acceptsPredicates) {}
+
   struct Call {
     std::string kind;  // "bond", "atom", "bond pair", "atom pair"
     unsigned int which;
+    bool operator==(const Call&) const = default;
   };
   const std::vector<Call>& Calls() const { return calls_; }
   int SetupCount() const { return setupCount_; }
@@ -65,21 +90,47 @@ class ProbeFunc final : public QZMolPotential::QZMolFunc2 {
   using QZMolFunc2::operator();
   unsigned int NumVar() const override { return numVar_; }
   bool Setup(const QZChem::QZMolBase& mol) override;
-  bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>& pred,
-           unsigned int which) override;
-  bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZAtomBase, QZChem::QZAtomBase>& pred,
-           unsigned int which) override;
-  bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZBondBase>& pred, unsigned int which) override;
-  bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
+  bool Set(const BondPairPred& pred, unsigned int which) override {
+    return keep("bond pair", bondPair, pred, which);
+  }
+  bool Set(const AtomPairPred& pred, unsigned int which) override {
+    return keep("atom pair", atomPair, pred, which);
+  }
+  bool Set(const BondPredicate& pred, unsigned int which) override {
+    return keep("bond", bond, pred, which);
+  }
+  bool Set(const AtomPred& pred, unsigned int which) override {
+    return keep("atom", atom, pred, which);
+  }
   void ClearPredicates() override { ++cleared_; }
   void SetVerbose(bool on) override { verbose_ = on; }
-  double operator()(const double* x) override;
-  double operator()(const double* x, double* grad) override;
-  bool operator()(const double* x, double* hessian, double* grad) override;
+  double operator()(const double* x) override { return evaluate(x, nullptr, nullptr); }
+  double operator()(const double* x, double* grad) override { return evaluate(x, grad, nullptr); }
+  bool operator()(const double* x, double* hessian, double* grad) override {
+    evaluate(x, grad, hessian);
+    return true;
+  }
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
   ProbeFunc* CreateCopy() const override { return new ProbeFunc(*this); }
 
+  // The last predicate of each kind.
+  std::shared_ptr<const AtomPred> atom;
+  std::shared_ptr<const BondPredicate> bond;
+  std::shared_ptr<const AtomPairPred> atomPair;
+  std::shared_ptr<const BondPairPred> bondPair;
+
  private:
+  template <class Pred>
+  bool keep(const char* kind,
+            std::shared_ptr<const Pred>& slot,
+            const Pred& pred,
+            unsigned int which) {
+    slot.reset(pred.CreateCopy());
+    calls_.push_back({kind, which});
+    return accepts_;
+  }
+  double evaluate(const double* x, double* grad, double* hessian) const;
+
   bool accepts_;
   bool failSetup_ = false;
   bool verbose_ = false;

@@ -2,119 +2,87 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "support/molecules.h"
 
-#include <array>
+#include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <numbers>
+
+#include "qzchem/geometry.h"
+#include "qzchem/io.h"
 
 namespace TestSupport {
 namespace {
 
-using Vec = std::array<double, 3>;
+constexpr double kDegree = std::numbers::pi / 180.0;
 
-Vec Sub(const Vec& a, const Vec& b) {
-  return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
-Vec Cross(const Vec& a, const Vec& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-Vec Unit(const Vec& a) {
-  const double r = std::hypot(a[0], a[1], a[2]);
-  return {a[0] / r, a[1] / r, a[2] / r};
-}
-
-// The point at distance r from c, angle theta (c-b) and dihedral phi (c-b-a), angles in degrees.
-Vec Place(const Vec& a, const Vec& b, const Vec& c, double r, double theta, double phi) {
-  theta *= std::numbers::pi / 180.0;
-  phi *= std::numbers::pi / 180.0;
-  const Vec axis = Unit(Sub(c, b));
-  const Vec normal = Unit(Cross(Sub(b, a), axis));
-  const Vec inPlane = Cross(normal, axis);
-  Vec p{};
-  for (std::size_t k = 0; k < 3; ++k) {
-    p[k] = c[k] + r * (-std::cos(theta) * axis[k] + std::sin(theta) * std::cos(phi) * inPlane[k] +
-                       std::sin(theta) * std::sin(phi) * normal[k]);
+QZChem::QZGraphMol Waters(unsigned int n, const char* title) {
+  QZChem::QZGraphMol mol;
+  for (double x = 0.0; x < 3.0 * n; x += 3.0) {
+    auto* o = mol.AddAtom(8, x, 0.0, 0.0);
+    mol.AddBond(o, mol.AddAtom(1, x + 0.586, 0.757, 0.0));
+    mol.AddBond(o, mol.AddAtom(1, x + 0.586, -0.757, 0.1));
   }
-  return p;
+  mol.SetTitle(title);
+  return mol;
 }
 
-QZChem::QZAtomBase* Add(QZChem::QZGraphMol& mol, unsigned int element, const Vec& p) {
-  return mol.AddAtom(element, p[0], p[1], p[2]);
-}
-
-void AddWater(QZChem::QZGraphMol& mol, double x) {
-  auto* o = mol.AddAtom(8, x, 0.0, 0.0);
-  auto* h1 = mol.AddAtom(1, x + 0.586, 0.757, 0.0);
-  auto* h2 = mol.AddAtom(1, x + 0.586, -0.757, 0.1);
-  mol.AddBond(o, h1);
-  mol.AddBond(o, h2);
+// `n` bonded carbons, each `step` Å on along x and every other one `side` Å off it.
+QZChem::QZGraphMol Chain(unsigned int n, double step, double side, double rise) {
+  QZChem::QZGraphMol mol(n);
+  QZChem::QZAtomBase* previous = nullptr;
+  for (unsigned int i = 0; i < n; ++i) {
+    auto* atom = mol.AddAtom(6, step * i, side * (i % 2), rise * i);
+    if (previous != nullptr) mol.AddBond(previous, atom);
+    previous = atom;
+  }
+  return mol;
 }
 
 }  // namespace
 
-QZChem::QZGraphMol Water() {
+QZChem::QZGraphMol DataMolecule(const std::string& name) {
+  QZChem::qzmolistream in((std::string(MOLPOTENTIAL_DATA_DIR) + "/" + name + ".sdf").c_str());
   QZChem::QZGraphMol mol;
-  AddWater(mol, 0.0);
-  mol.SetTitle("water");
+  QZChem::QZReadMolecule(in, mol);
   return mol;
+}
+
+std::vector<QZChem::QZGraphMol> DataMolecules(unsigned int maxAtoms) {
+  std::vector<QZChem::QZGraphMol> molecules;
+  for (const auto& entry : std::filesystem::directory_iterator(MOLPOTENTIAL_DATA_DIR)) {
+    if (entry.path().extension() != ".sdf") continue;
+    auto mol = DataMolecule(entry.path().stem());
+    if (mol.NumAtoms() <= maxAtoms) molecules.push_back(std::move(mol));
+  }
+  return molecules;
+}
+
+QZChem::QZGraphMol Water() {
+  return Waters(1, "water");
 }
 
 QZChem::QZGraphMol WaterDimer() {
-  QZChem::QZGraphMol mol;
-  AddWater(mol, 0.0);
-  AddWater(mol, 3.0);
-  mol.SetTitle("water dimer");
-  return mol;
+  return Waters(2, "water dimer");
 }
 
 QZChem::QZGraphMol CarbonChain(unsigned int n) {
-  QZChem::QZGraphMol mol(n);
-  const double half = 56.0 * std::numbers::pi / 180.0;
-  QZChem::QZAtomBase* previous = nullptr;
-  for (unsigned int i = 0; i < n; ++i) {
-    auto* atom =
-        mol.AddAtom(6, 1.53 * std::sin(half) * i, (i % 2) * 1.53 * std::cos(half), 0.05 * i);
-    if (previous != nullptr) mol.AddBond(previous, atom);
-    previous = atom;
-  }
+  const double half = 56.0 * kDegree;
+  auto mol = Chain(n, 1.53 * std::sin(half), 1.53 * std::cos(half), 0.05);
   mol.SetTitle("chain");
   return mol;
 }
 
-QZChem::QZGraphMol Butane() {
-  const Vec c1{0.0, 0.0, 0.0};
-  const Vec c2{1.53, 0.0, 0.0};
-  const Vec c3 = Place({0.0, 1.0, 0.0}, c1, c2, 1.53, 112.0, 180.0);
-  const Vec c4 = Place(c1, c2, c3, 1.53, 112.0, 65.0);
-  QZChem::QZGraphMol mol;
-  auto* a1 = Add(mol, 6, c1);
-  auto* a2 = Add(mol, 6, c2);
-  auto* a3 = Add(mol, 6, c3);
-  auto* a4 = Add(mol, 6, c4);
-  mol.AddBond(a1, a2);
-  mol.AddBond(a2, a3);
-  mol.AddBond(a3, a4);
-  for (double phi : {60.0, 180.0, 300.0}) {
-    mol.AddBond(a1, Add(mol, 1, Place(c3, c2, c1, 1.09, 110.0, phi)));
-  }
-  for (double phi : {120.0, 240.0})
-    mol.AddBond(a2, Add(mol, 1, Place(c4, c3, c2, 1.09, 110.0, phi + 65.0)));
-  for (double phi : {120.0, 240.0})
-    mol.AddBond(a3, Add(mol, 1, Place(c1, c2, c3, 1.09, 110.0, phi + 65.0)));
-  for (double phi : {60.0, 180.0, 300.0}) {
-    mol.AddBond(a4, Add(mol, 1, Place(c2, c3, c4, 1.09, 110.0, phi)));
-  }
-  mol.SetTitle("butane");
-  return mol;
+QZChem::QZGraphMol LinearChain(unsigned int n, double spacing) {
+  return Chain(n, spacing, 0.0, 0.0);
 }
 
-QZChem::QZGraphMol LinearChain(unsigned int n, double spacing) {
-  QZChem::QZGraphMol mol(n);
-  QZChem::QZAtomBase* previous = nullptr;
-  for (unsigned int i = 0; i < n; ++i) {
-    auto* atom = mol.AddAtom(6, spacing * i, 0.0, 0.0);
-    if (previous != nullptr) mol.AddBond(previous, atom);
-    previous = atom;
-  }
+QZChem::QZGraphMol Butane() {
+  auto mol = DataMolecule("butane");
+  QZChem::QZSetTorsion(
+      mol, mol.GetAtom(0), mol.GetAtom(1), mol.GetAtom(2), mol.GetAtom(3), 65.0 * kDegree);
+  auto x = Coords(mol);
+  for (std::size_t i = x.size(); i-- > 0;) x[i] -= x[i % 3];
+  mol.SetCoords(x.data());
   return mol;
 }
 
@@ -131,6 +99,22 @@ std::vector<double> Jittered(const std::vector<double>& coords,
   std::vector<double> moved(coords);
   for (double& value : moved) value += shift(rng);
   return moved;
+}
+
+double LargestDifference(const std::vector<double>& a, const std::vector<double>& b) {
+  if (a.size() != b.size()) return INFINITY;
+  double largest = 0.0;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    const double difference = std::abs(a[i] - b[i]);
+    if (std::isnan(difference)) return difference;
+    largest = std::max(largest, difference);
+  }
+  return largest;
+}
+
+double Deviation(const std::vector<double>& a, const std::vector<double>& b) {
+  const auto n = static_cast<unsigned int>(a.size() / 3);
+  return QZChem::QZRMSD(a.data(), b.data(), n, /*superpose=*/true, nullptr, nullptr);
 }
 
 }  // namespace TestSupport

@@ -3,17 +3,22 @@
 #pragma once
 
 #include <random>
+#include <string>
 #include <vector>
 
 #include "qzchem/mol.h"
 
 namespace TestSupport {
 
-/// Small molecules at sensible geometries, built by hand.
+/// A molecule of data/ by its file name, and all of them up to a size.
+QZChem::QZGraphMol DataMolecule(const std::string& name);
+std::vector<QZChem::QZGraphMol> DataMolecules(unsigned int maxAtoms = 1000);
+
+/// Small molecules at sensible geometries.
 QZChem::QZGraphMol Water();
 /// `n` carbons in a zigzag chain (1.53 Å, 112 degrees) without hydrogens.
 QZChem::QZGraphMol CarbonChain(unsigned int n);
-/// C4H10, gauche, hydrogens last.
+/// C4H10, gauche, hydrogens last, atom 0 at the origin.
 QZChem::QZGraphMol Butane();
 /// Two waters 3 Å apart, atoms ordered by molecule.
 QZChem::QZGraphMol WaterDimer();
@@ -26,5 +31,9 @@ std::vector<double> Coords(const QZChem::QZMolBase& mol);
 std::vector<double> Jittered(const std::vector<double>& coords,
                              double amplitude,
                              std::mt19937& rng);
+/// The largest deviation of an entry: infinite for different lengths, NaN when one occurs.
+double LargestDifference(const std::vector<double>& a, const std::vector<double>& b);
+/// RMSD in Å after superposition by a proper rigid motion.
+double Deviation(const std::vector<double>& a, const std::vector<double>& b);
 
 }  // namespace TestSupport

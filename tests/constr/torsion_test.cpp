@@ -1,6 +1,7 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 #include "constr/constr_support.h"
+#include "qzchem/geometry.h"
 
 namespace {
 
@@ -63,30 +64,24 @@ TEST(TorsionRestraint, AtomsStandInPatternOrderWhateverTheirMapNumbers) {
 
 TEST(TorsionRestraint, RefusalsAreWorded) {
   const auto mol = CarbonChain(5);
-  const auto warns = [&](QZTorsionHarmConstr& f, const std::string& text) {
-    MessageCapture messages;
-    EXPECT_FALSE(f.Setup(mol)) << text;
-    EXPECT_EQ(messages.Warnings(), std::vector<std::string>{text});
-  };
-  QZTorsionHarmConstr f("[C:1][C:2][C:3", 1.0, 1.0);
-  warns(f, "invalid SMARTS pattern '[C:1][C:2][C:3'");
-  f.SetTorsionPattern("[C:1][C:2][C:3]C");
-  warns(f, "Failed to find 4 map indices in torsion definition.");
-  f.SetTorsionPattern("[C:1][C:2][C:3][C:4][C:4]");
-  warns(f, "Failed to find 4 map indices in torsion definition.");
-  f.SetTorsionPattern("[C:1][C:2][C:3][C:5]");
-  warns(f, "Map Index >4 (5)");
-  f.SetTorsionPattern("[N:1][C:2][C:3][C:4]");
-  warns(f, "Torsion(s) to be constrained not identified");
-  f.SetTorsionPattern(kChain);
+  QZTorsionHarmConstr f(kChain, 1.0, 1.0);
   ASSERT_TRUE(f.Setup(mol));
-  EXPECT_EQ(f.NumVar(), 15u);
-  f.SetTorsionPattern("[C:1");  // keeps the variables, unlike finding nothing
-  warns(f, "invalid SMARTS pattern '[C:1'");
-  EXPECT_EQ(f.NumVar(), 15u);
-  f.SetTorsionPattern("");
-  warns(f, "Torsion(s) to be constrained not identified");
-  EXPECT_EQ(f.NumVar(), 0u);
+  const std::string unidentified = "Torsion(s) to be constrained not identified";
+  const struct {
+    std::string pattern, message;
+  } cases[] = {{"[C:1][C:2][C:3", "invalid SMARTS pattern '[C:1][C:2][C:3'"},
+               {"[C:1][C:2][C:3]C", "Failed to find 4 map indices in torsion definition."},
+               {"[C:1][C:2][C:3][C:5]", "Map Index >4 (5)"},
+               {"[N:1][C:2][C:3][C:4]", unidentified},
+               {"", unidentified}};
+  for (const auto& [pattern, message] : cases) {
+    MessageCapture messages;
+    f.SetTorsionPattern(pattern);
+    EXPECT_FALSE(f.Setup(mol)) << pattern;
+    EXPECT_EQ(messages.Warnings(), std::vector<std::string>{message});
+    // Finding nothing leaves no variables, unlike the other failures.
+    EXPECT_EQ(f.NumVar(), message == unidentified ? 0u : 15u) << pattern;
+  }
   EXPECT_EQ(f(Coords(mol).data()), 0.0);
 }
 
@@ -96,6 +91,7 @@ TEST(TorsionRestraint, TheExplicitTorsionStaysAndThePatternsAreReplaced) {
   const auto x = Jittered(Coords(mol), 0.2, rng);
   QZTorsionHarmConstr f(3.0, kPi / 3.0);
   f.SetSingleTorsion(1, 2, 3, 4);
+  EXPECT_TRUE(f.Set(QZSystem::QZUnaryFalse<QZChem::QZAtomBase>(), kBit));  // not consulted
   ASSERT_TRUE(f.Setup(mol));
   const double single = 1.5 * Term(x, 1, 0.5);
   const double first = 1.5 * Term(x, 0, 0.5);
@@ -106,56 +102,52 @@ TEST(TorsionRestraint, TheExplicitTorsionStaysAndThePatternsAreReplaced) {
     EXPECT_NEAR(f(x.data()), 2.0 * single + first, 1e-13) << round;
   }
   f.Clear();
-  EXPECT_EQ(f.NumVar(), 0u);
   EXPECT_NEAR(f(x.data()), single, 1e-13);
   f.SetSingleTorsion(0, 1, 2, 3);
-  EXPECT_NEAR(f(x.data()), first, 1e-13);
   f.Set_k(6.0);
-  EXPECT_NEAR(f(x.data()), 2.0 * first, 1e-13);
   f.Set_phi0(-kPi / 3.0);
   EXPECT_NEAR(f(x.data()), 2.0 * first, 1e-13);
-  ExpectComponent(f, "Torsion Constraint", x);
   const auto line = Coords(LinearChain(5, 1.4));
   std::vector<double> g(15, 0.0);
   EXPECT_EQ(f(line.data(), g.data()), 0.0);
   EXPECT_EQ(g, std::vector<double>(15, 0.0));
 }
 
-TEST(TorsionRestraint, PredicatesAreKeptAloudForAtomsSilentlyForBonds) {
-  const auto mol = CarbonChain(4);
-  QZTorsionHarmConstr f(kChain, 3.0, 0.0);
-  const QZSystem::QZUnaryFalse<QZChem::QZAtomBase> noAtom;
-  const QZSystem::QZUnaryFalse<QZChem::QZBondBase> noBond;
-  const auto output = [](const std::function<bool()>& act) {
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(act());
-    return testing::internal::GetCapturedStdout();
-  };
-  EXPECT_EQ(output([&] { return f.Set(noAtom, kBit | 8U); }),
-            "Will create copy of the predicate\n");
-  EXPECT_EQ(output([&] { return f.Set(noAtom, 0x10000); }), "");
-  EXPECT_EQ(output([&] { return f.Set(noBond, kBit); }), "");
-  EXPECT_TRUE(f.Setup(mol));  // the predicates are not consulted
-  QZTorsionHarmConstr copy(f);
-  copy = f;
-  copy.ClearPredicates();
-  EXPECT_TRUE(copy.Setup(mol));
-  EXPECT_EQ(copy(Coords(mol).data()), f(Coords(mol).data()));
+TEST(SignedTorsionRestraint, FulfilsTheContractAtEveryAngleAndTakesTheShortWayRound) {
+  std::mt19937 rng(7);
+  auto mol = Butane();
+  const auto at = [&](unsigned int i) { return mol.GetAtom(i); };
+  for (const double degrees : {-179.9, -120.0, -0.001, 0.0, 0.001, 65.0, 179.9}) {
+    SCOPED_TRACE(degrees);
+    const double phi = degrees * kPi / 180.0;
+    QZChem::QZSetTorsion(mol, at(0), at(1), at(2), at(3), phi);
+    const auto make = [] {
+      auto* restraint = new QZTorsionAngleRestraint(3.0, 0.4);
+      restraint->SetTorsion(3, 2, 1, 0);
+      return restraint;
+    };
+    const auto x = Coords(mol);
+    EXPECT_EQ(CheckContract(make, mol, x, {.rigidInvariant = true}), "");
+    EXPECT_EQ(CheckContract(make, mol, Jittered(x, 0.2, rng), {.rigidInvariant = true}), "");
+    const std::unique_ptr<QZTorsionAngleRestraint> f(make());
+    ASSERT_TRUE(f->Setup(mol));
+    for (const double off : {0.0, -0.1, 3.1}) {
+      f->Set_phi0(phi + 2.0 * kPi - off);
+      EXPECT_NEAR((*f)(x.data()), 3.0 * off * off, 1e-9);
+    }
+  }
 }
 
-TEST(SignedTorsionRestraint, FulfilsTheContractAndRefusesMissingAtoms) {
-  const auto mol = Butane();
-  std::mt19937 rng(5404);
-  const auto make = [] {
-    auto* f = new QZTorsionAngleRestraint(7.0, -2.0);
-    f->SetTorsion(3, 2, 1, 0);
-    return f;
-  };
-  EXPECT_EQ(CheckContract(make, mol, Jittered(Coords(mol), 0.1, rng), {.rigidInvariant = true}),
-            "");
+TEST(SignedTorsionRestraint, AtomsInLineGiveNoGradientAndMissingAtomsNoSetup) {
+  const auto line = LinearChain(4, 1.2);
+  QZTorsionAngleRestraint restraint(2.0, 1.0);
+  restraint.SetTorsion(0, 1, 2, 3);
+  ASSERT_TRUE(restraint.Setup(line));
+  std::vector<double> grad(12, 0.0);
+  EXPECT_NEAR(restraint(Coords(line).data(), grad.data()), 2.0, 1e-12);
+  EXPECT_EQ(grad, std::vector<double>(12, 0.0));
   MessageCapture messages;
-  const std::unique_ptr<QZTorsionAngleRestraint> f(make());
-  EXPECT_FALSE(f->Setup(Water()));
+  EXPECT_FALSE(restraint.Setup(Water()));
   EXPECT_EQ(messages.Warnings(),
             std::vector<std::string>{"Torsion to be restrained does not occur in molecule water"});
 }
