@@ -73,6 +73,8 @@ class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> 
   /// `coords`: 3 x AtomIndexBound() doubles. The result is valid until the next `GetVar` or
   /// `Setup`; null before `Setup`.
   const double* GetVar(const double* coords) override;
+  /// Makes B and G those of the current coordinates, as after a jump by `GetVar`.
+  void Refresh();
   /// Coordinates with these internals, sought from the current ones in ten steps at most; a step
   /// below 1e-5 Å (its Euclidean norm) ends the search. Bond targets are taken by their absolute
   /// value. Fails: false before `Setup`, and without convergence, when `coords` holds the last

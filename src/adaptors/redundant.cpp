@@ -180,6 +180,10 @@ const double* QZRedundantInterAdaptor::GetVar(const double* coords) {
   return s.variables.data();
 }
 
+void QZRedundantInterAdaptor::Refresh() {
+  if (state_) state_->updateRows();
+}
+
 bool QZRedundantInterAdaptor::AdaptVar(double* coords, const double* vars) const {
   if (!state_) return false;
   const bool converged = state_->backTransform(vars);

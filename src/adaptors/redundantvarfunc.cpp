@@ -23,6 +23,7 @@ std::vector<double> QZRedundantVarFunc::currentCoords() const {
 std::vector<double> QZRedundantVarFunc::Start(const double* coords) {
   const double* vars = adaptor_.GetVar(coords);
   start_ = {{vars, vars + kinds_.size()}, currentCoords(), 0.0};
+  adaptor_.Refresh();
   best_ = {};
   recent_.fill({});
   return start_.vars;
