@@ -6,7 +6,6 @@ namespace {
 
 using namespace TestSupport;
 using QZMolPotential::QZClusterQuatAdaptor;
-using QZMolPotential::QZQuatAdaptor;
 
 TEST(ClusterQuat, StartsAtTheMoleculeAndItsGradientIsExact) {
   std::mt19937 rng(41);
@@ -26,24 +25,6 @@ TEST(ClusterQuat, StartsAtTheMoleculeAndItsGradientIsExact) {
       EXPECT_EQ(CheckOverwriting(cluster, vars), "") << "seed 41, round " << round;
     }
   }
-}
-
-TEST(ClusterQuat, OneComponentIsAQuaternionAdaptorAboutTheOrigin) {
-  std::mt19937 rng(42);
-  const auto mol = Butane();
-  const auto x = Coords(mol);
-  FieldFunc field(2.0, 0.1);
-  QZClusterQuatAdaptor cluster(field, false, false);
-  QZQuatAdaptor quat(field, false, false);
-  quat.SetTranslateRefToGC(false);
-  ASSERT_TRUE(cluster.Setup(mol) && quat.Setup(mol));
-  cluster.GetVar(x.data());
-  quat.GetVar(x.data());
-  const auto vars = RandomPlacements(1, rng);
-  std::vector<double> g1(7);
-  std::vector<double> g2(7);
-  EXPECT_EQ(cluster(vars.data(), g1.data()), quat(vars.data(), g2.data()));
-  EXPECT_EQ(g1, g2);
 }
 
 TEST(ClusterQuat, BindsEachComponentThenTheWholeAndStartsAfresh) {
