@@ -131,8 +131,8 @@ QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
     return minimizer.Minimize(variables.Function(), x.data(), trajectory);
   };
   QZOpt::QZOptResult total = minimise(options);
-  while (variables.StartMatters() && !total.converged &&
-         total.iterations < options.maxIterations && std::isfinite(total.energy)) {
+  while (variables.StartMatters() && !total.converged && total.iterations < options.maxIterations &&
+         std::isfinite(total.energy)) {
     QZOpt::QZOptOptions rest = options;
     rest.maxIterations = options.maxIterations - total.iterations;
     x = variables.Start(variables.Cartesian(x.data()));
