@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
 #include <vector>
@@ -10,7 +12,16 @@
 
 namespace TestSupport {
 
-inline std::string Written(const QZChem::QZGraphMol& mol, QZChem::QZMolFormat format) {
+using Format = QZChem::QZMolFormat;
+
+inline QZChem::QZGraphMol FromSmiles(const char* smiles, bool embed = false) {
+  QZChem::QZGraphMol mol;
+  EXPECT_TRUE(QZChem::QZSmilesToMol(mol, smiles)) << smiles;
+  EXPECT_TRUE(!embed || QZChem::QZMakeCoordinates(mol)) << smiles;
+  return mol;
+}
+
+inline std::string Written(const QZChem::QZGraphMol& mol, Format format) {
   std::ostringstream text;
   QZChem::qzmolostream out(text, format);
   return out.Write(mol) && out.Close() ? text.str() : std::string();
@@ -24,24 +35,33 @@ inline std::string Replaced(std::string text, const std::string& from, const std
 struct Reading {
   std::vector<QZChem::QZGraphMol> molecules;  // the good ones
   std::vector<QZChem::QZRecordInfo> records;  // all
-  std::string Titles() const {
-    std::string titles;
-    for (const auto& mol : molecules) titles += std::string(mol.GetTitle()) + ";";
-    return titles;
-  }
+  std::string titles;                         // of the good ones, each with ";"
 };
 
-inline Reading ReadAll(const std::string& text, QZChem::QZMolFormat format) {
-  std::istringstream in(text);
-  QZChem::qzmolistream stream(in, format);
+inline Reading ReadAll(QZChem::qzmolistream& stream) {
   Reading reading;
   QZChem::QZGraphMol mol;
   QZChem::QZRecordInfo info;
   while (QZChem::QZNextRecord(stream, mol, info)) {
-    if (info.error.empty()) reading.molecules.push_back(mol);
     reading.records.push_back(info);
+    if (!info.error.empty()) continue;
+    reading.molecules.push_back(mol);
+    reading.titles += std::string(mol.GetTitle()) + ";";
   }
   return reading;
+}
+
+inline Reading ReadAll(const std::string& text, Format format = Format::SDF) {
+  std::istringstream in(text);
+  QZChem::qzmolistream stream(in, format);
+  return ReadAll(stream);
+}
+
+/// The molecule of a text with one good record.
+inline QZChem::QZGraphMol ReadOne(const std::string& text, Format format = Format::SDF) {
+  const Reading reading = ReadAll(text, format);
+  EXPECT_EQ(reading.molecules.size(), 1U) << text;
+  return reading.molecules.empty() ? QZChem::QZGraphMol() : reading.molecules[0];
 }
 
 }  // namespace TestSupport

@@ -1,13 +1,13 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
+#include "molpotential/checkfunc.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <limits>
-#include <memory>
-#include <vector>
+#include <string>
 
-#include "molpotential/checkfunc.h"
 #include "support/contract.h"
 #include "support/molecules.h"
 
@@ -30,7 +30,7 @@ class Faulty final : public QZMolFunc2 {
     if (fault_ == Fault::AssignsGradient) std::fill_n(grad, probe_.NumVar(), 0.0);
     const double energy = probe_(x, grad);
     if (fault_ == Fault::Gradient) grad[7] += 0.01;
-    if (fault_ == Fault::GradientNan) grad[2] = std::numeric_limits<double>::quiet_NaN();
+    if (fault_ == Fault::GradientNan) grad[2] = std::nan("");
     return energy;
   }
   bool operator()(const double* x, double* hessian, double* grad) override {
@@ -58,15 +58,11 @@ QZCheckFuncResult Check(Fault fault) {
   return QZCheckFunc(check).Check(f, TestSupport::Coords(water).data());
 }
 
-TEST(CheckFunc, PassesARightFunctionOverFullVectors) {
-  const auto result = Check(Fault::None);
-  EXPECT_TRUE(result.Passes(1e-6));
-  EXPECT_TRUE(result.hasHessian);
-  EXPECT_GT(result.gradient.error, 0.0) << "differences are never exact: the check has looked";
-  EXPECT_NEAR(result.gradient.analytic, result.gradient.numeric, 1e-8);
-}
+TEST(CheckFunc, PassesARightFunctionAndNamesTheWorstEntryOfAWrongOne) {
+  const auto right = Check(Fault::None);
+  EXPECT_TRUE(right.Passes(1e-6));
+  EXPECT_GT(right.gradient.error, 0.0) << "differences are never exact: the check has looked";
 
-TEST(CheckFunc, NamesTheWorstEntry) {
   const auto gradient = Check(Fault::Gradient);
   EXPECT_FALSE(gradient.Passes(1e-3));
   EXPECT_EQ(gradient.gradient.variable, 7U);
@@ -82,19 +78,10 @@ TEST(CheckFunc, NamesTheWorstEntry) {
   const auto nan = Check(Fault::GradientNan);
   EXPECT_FALSE(nan.Passes(1e300));
   EXPECT_EQ(nan.gradient.variable, 2U);
+  EXPECT_FALSE(Check(Fault::HessianFails).Passes(1.0));
 
-  const auto failing = Check(Fault::HessianFails);
-  EXPECT_TRUE(failing.hessianFailed);
-  EXPECT_FALSE(failing.Passes(1.0));
-}
-
-TEST(CheckFunc, RejectsAStepThatIsNone) {
   QZCheckFunc check;
-  for (double step : {0.0, -1e-5, std::numeric_limits<double>::quiet_NaN(), HUGE_VAL}) {
-    EXPECT_FALSE(check.SetStep(step));
-  }
-  EXPECT_EQ(check.GetStep(), 1e-5);
-  EXPECT_TRUE(check.SetStep(1e-4));
+  for (double step : {0.0, -1e-5, std::nan(""), HUGE_VAL}) EXPECT_FALSE(check.SetStep(step));
 }
 
 TEST(ContractChecker, FindsEachFaultAndNoOther) {
