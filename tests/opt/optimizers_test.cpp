@@ -129,24 +129,60 @@ TEST(Minimizer, FindsTheMinimumOfRosenbrock) {
   }
 }
 
-TEST(Minimizer, SolvesLargeProblemsInLimitedMemory) {
-  const unsigned int n = 6000;
-  // sum over i of 1/2 k_i (x[i] - 0.01 i)^2 with k_i from 1 to 1e4.
-  Func f(n, [](const double* x, double* g) {
+// sum over i of 1/2 k_i (x[i] - 0.01 i)^2 with k_i from 1 to 1e4.
+double Stiffness(unsigned int i, unsigned int n) {
+  return 1.0 + 9999.0 * i / (n - 1);
+}
+Func Quadratic(unsigned int n) {
+  return Func(n, [n](const double* x, double* g) {
     double sum = 0.0;
     for (unsigned int i = 0; i < n; ++i) {
-      const double k = 1.0 + 9999.0 * i / (n - 1);
+      const double k = Stiffness(i, n);
       sum += 0.5 * k * (x[i] - 0.01 * i) * (x[i] - 0.01 * i);
       g[i] += k * (x[i] - 0.01 * i);
     }
     return sum;
   });
+}
+
+TEST(Minimizer, SolvesLargeProblemsInLimitedMemory) {
+  const unsigned int n = 6000;
+  Func f = Quadratic(n);
   std::vector<double> x(n, 3.0);
   const QZOptResult result = QZMinimizer().Minimize(f, x.data());
   EXPECT_TRUE(result.converged) << result.message;
   EXPECT_LT(result.evaluations, 600u);
   ExpectHonest(f, result, x);
   EXPECT_NEAR(x[n - 1], 0.01 * (n - 1), 1e-3);
+}
+
+TEST(Minimizer, ScalesTakeTheStiffnessOutAndKeepTheUnits) {
+  const unsigned int n = 100;
+  Func f = Quadratic(n);
+  std::vector<double> x(n, 0.5);
+  std::vector<double> scales(n);
+  for (unsigned int i = 0; i < n; ++i) scales[i] = 1.0 / std::sqrt(Stiffness(i, n));
+  QZMinimizer minimizer({.gradientTolerance = 1e-8});
+  minimizer.SetScales(scales);
+  Recorder recorder;
+  const QZOptResult result = minimizer.Minimize(f, x.data(), &recorder);
+  EXPECT_TRUE(result.converged) << result.message;
+  EXPECT_LE(result.evaluations, 6u);
+  std::vector<double> unscaled(n, 0.5);
+  EXPECT_GT(QZMinimizer({.gradientTolerance = 1e-8}).Minimize(f, unscaled.data()).evaluations, 60u);
+  ExpectHonest(f, result, x);
+  EXPECT_NEAR(recorder.reports.front().x[n - 1], 0.5, 1e-12);
+  EXPECT_NEAR(recorder.reports.front().grad[n - 1], 1e4 * (0.5 - 0.01 * (n - 1)), 1e-6);
+
+  for (const double wrong : {0.0, -1.0, kNan, kInfinity}) {
+    std::vector<double> start = {-1.2, 1.0};
+    Func rosenbrock = Rosenbrock(2);
+    minimizer.SetScales({1.0, wrong});
+    EXPECT_FALSE(minimizer.Minimize(rosenbrock, start.data()).converged);
+    minimizer.SetScales({1.0});
+    EXPECT_FALSE(minimizer.Minimize(rosenbrock, start.data()).converged);
+    EXPECT_EQ(start, (std::vector<double>{-1.2, 1.0}));
+  }
 }
 
 // However a run ends, every iteration is reported with its own gradient and none goes up.
