@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
+#include <Eigen/Geometry>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -145,87 +146,63 @@ TEST(Geometry, ImpossibleRequestsMoveNothing) {
   EXPECT_TRUE(!SetTorsion(ring, 1.0) && !SetTorsion(line, 1.0));
 }
 
-// b' = R b + t, R by rows.
-std::vector<double> Moved(const std::vector<double>& b, const double* r, const double* t) {
-  std::vector<double> moved(b.size());
-  for (std::size_t i = 0; i < b.size(); i += 3) {
-    for (std::size_t k = 0; k < 3; ++k) {
-      moved[i + k] = r[3 * k] * b[i] + r[3 * k + 1] * b[i + 1] + r[3 * k + 2] * b[i + 2] + t[k];
-    }
-  }
-  return moved;
-}
+using Points = Eigen::Matrix3Xd;
+using Rotation = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
 
-// `x` turned by `angle` about a Cartesian axis.
-std::vector<double> Turned(const std::vector<double>& x, std::size_t axis, double angle) {
-  double r[9] = {};
-  const std::size_t u = (axis + 1) % 3;
-  const std::size_t v = (axis + 2) % 3;
-  r[4 * axis] = 1.0;
-  r[4 * u] = r[4 * v] = std::cos(angle);
-  r[3 * u + v] = -std::sin(angle);
-  r[3 * v + u] = std::sin(angle);
-  const double origin[3] = {};
-  return Moved(x, r, origin);
-}
-
-double Determinant(const double* r) {
-  return r[0] * (r[4] * r[8] - r[5] * r[7]) - r[1] * (r[3] * r[8] - r[5] * r[6]) +
-         r[2] * (r[3] * r[7] - r[4] * r[6]);
+double Rmsd(const Points& a, const Points& b, Rotation& rotation, Eigen::Vector3d& translation) {
+  const auto n = static_cast<unsigned int>(a.cols());
+  return QZRMSD(a.data(), b.data(), n, true, rotation.data(), translation.data());
 }
 
 TEST(RMSD, SuperpositionUndoesARigidMotion) {
   std::mt19937 rng(7);
   const std::vector<double> butane = Jittered(Coords(Butane()), 0.3, rng);
-  for (const auto& a : {butane, std::vector<double>{0, 0, 0, 1, 0, 0, 3, 0, 0}}) {
-    const auto n = static_cast<unsigned int>(a.size() / 3);
-    std::vector<double> b = Turned(Turned(a, 2, 2.5), 0, 1.2);
-    for (std::size_t i = 0; i < b.size(); i += 3) b[i] += 100.0;
-    double rotation[9];
-    double translation[3];
-    EXPECT_LT(QZRMSD(a.data(), b.data(), n, true, rotation, translation), 1e-12);
-    EXPECT_NEAR(Determinant(rotation), 1.0, 1e-12);
-    const std::vector<double> back = Moved(b, rotation, translation);
-    for (std::size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(back[i], a[i], 1e-11);
-    EXPECT_GT(QZRMSD(a.data(), b.data(), n, false, rotation, nullptr), 90.0);
-    EXPECT_EQ(rotation[0], 1.0);
+  for (const auto& x : {butane, std::vector<double>{0, 0, 0, 1, 0, 0, 3, 0, 0}}) {
+    const Points a = Eigen::Map<const Points>(x.data(), 3, static_cast<int>(x.size() / 3));
+    const Eigen::Quaterniond turn(0.3, -0.8, 0.4, 0.2);
+    const Points b = (turn.normalized() * a).colwise() + Eigen::Vector3d(100.0, 0.0, -3.0);
+    Rotation rotation;
+    Eigen::Vector3d translation;
+    EXPECT_LT(Rmsd(a, b, rotation, translation), 1e-12);
+    EXPECT_NEAR(rotation.determinant(), 1.0, 1e-12);
+    EXPECT_LT((((rotation * b).colwise() + translation) - a).norm(), 1e-11);
+    const auto n = static_cast<unsigned int>(a.cols());
+    EXPECT_GT(QZRMSD(a.data(), b.data(), n, false, rotation.data(), nullptr), 90.0);
+    EXPECT_EQ(rotation, Rotation(Rotation::Identity()));
   }
 }
 
 // A proper rotation, and no turn of what it gives is better: over rotations the distance has one
 // minimum only, its other stationary points are saddles and a maximum. Centroids lie at 0.
 TEST(RMSD, OfAMirrorImageIsTheLeastThatRotationsReach) {
-  const std::vector<double> a = {2, 1.3, 1, -1, -1, 1.2, -1.4, 1, -1, 0.4, -1.3, -1.2};
-  std::vector<double> mirrored = a;
-  for (std::size_t i = 0; i < mirrored.size(); i += 3) mirrored[i] = -mirrored[i];
-  double rotation[9];
-  double translation[3];
-  const double best = QZRMSD(a.data(), mirrored.data(), 4, true, rotation, translation);
-  EXPECT_NEAR(Determinant(rotation), 1.0, 1e-12);
+  Points a(3, 4);
+  a << 2, -1, -1.4, 0.4, 1.3, -1, 1, -1.3, 1, 1.2, -1, -1.2;
+  const Points mirrored = Eigen::Vector3d(-1.0, 1.0, 1.0).asDiagonal() * a;
+  Rotation rotation;
+  Eigen::Vector3d translation;
+  const double best = Rmsd(a, mirrored, rotation, translation);
+  EXPECT_NEAR(rotation.determinant(), 1.0, 1e-12);
   EXPECT_GT(best, 0.1);
-  const std::vector<double> fitted = Moved(mirrored, rotation, translation);
+  const Points fitted = (rotation * mirrored).colwise() + translation;
   EXPECT_NEAR(QZRMSBetweenPoints(a.data(), fitted.data(), 4, nullptr), best, 1e-12);
-  for (std::size_t axis = 0; axis < 3; ++axis) {
+  for (int axis = 0; axis < 3; ++axis) {
     for (const double angle : {-0.01, 0.01}) {
-      const std::vector<double> turned = Turned(fitted, axis, angle);
+      const Points turned = Eigen::AngleAxisd(angle, Eigen::Vector3d::Unit(axis)) * fitted;
       EXPECT_GT(QZRMSBetweenPoints(a.data(), turned.data(), 4, nullptr), best);
     }
   }
 }
 
-TEST(RMSD, SetsOfOnePointOrNoneAndNaNAreFineAndWeightsCount) {
-  const std::vector<double> a(6, 0.0);
-  const std::vector<double> b = {3, 0, 0, 0, 4, 0};
-  double rotation[9];
-  double translation[3];
-  EXPECT_EQ(QZRMSD(a.data(), b.data(), 1, true, rotation, translation), 0.0);
-  EXPECT_EQ(rotation[0], 1.0);
-  EXPECT_EQ(translation[0], -3.0);
-  EXPECT_EQ(QZRMSD(nullptr, nullptr, 0, true, nullptr, nullptr), 0.0);
-  const std::vector<double> broken = {kNaN, 0, 0, 1, 0, 0};
-  EXPECT_TRUE(std::isnan(QZRMSD(a.data(), broken.data(), 2, true, nullptr, nullptr)));
+TEST(RMSD, OnePointAndNaNAreFineAndWeightsCount) {
+  const Points a = Points::Zero(3, 2);
+  Points b = a;
+  b(0, 0) = 3.0;
+  b(1, 1) = 4.0;
   double weights[2] = {3, 1};
   EXPECT_NEAR(QZRMSBetweenPoints(a.data(), b.data(), 2, weights), std::sqrt(43.0 / 4), 1e-14);
+  EXPECT_EQ(QZRMSD(a.data(), b.data(), 1, true, nullptr, nullptr), 0.0);
+  b(0, 0) = kNaN;
+  EXPECT_TRUE(std::isnan(QZRMSD(a.data(), b.data(), 2, true, nullptr, nullptr)));
 }
 
 }  // namespace
