@@ -159,8 +159,9 @@ TEST(RMSD, SuperpositionUndoesARigidMotion) {
   const std::vector<double> butane = Jittered(Coords(Butane()), 0.3, rng);
   for (const auto& x : {butane, std::vector<double>{0, 0, 0, 1, 0, 0, 3, 0, 0}}) {
     const Points a = Eigen::Map<const Points>(x.data(), 3, static_cast<int>(x.size() / 3));
-    const Eigen::Quaterniond turn(0.3, -0.8, 0.4, 0.2);
-    const Points b = (turn.normalized() * a).colwise() + Eigen::Vector3d(100.0, 0.0, -3.0);
+    const Eigen::Matrix3d turn =
+        Eigen::Quaterniond(0.3, -0.8, 0.4, 0.2).normalized().toRotationMatrix();
+    const Points b = (turn * a).colwise() + Eigen::Vector3d(100.0, 0.0, -3.0);
     Rotation rotation;
     Eigen::Vector3d translation;
     EXPECT_LT(Rmsd(a, b, rotation, translation), 1e-12);
@@ -187,7 +188,8 @@ TEST(RMSD, OfAMirrorImageIsTheLeastThatRotationsReach) {
   EXPECT_NEAR(QZRMSBetweenPoints(a.data(), fitted.data(), 4, nullptr), best, 1e-12);
   for (int axis = 0; axis < 3; ++axis) {
     for (const double angle : {-0.01, 0.01}) {
-      const Points turned = Eigen::AngleAxisd(angle, Eigen::Vector3d::Unit(axis)) * fitted;
+      const Eigen::AngleAxisd turn(angle, Eigen::Vector3d::Unit(axis));
+      const Points turned = turn.toRotationMatrix() * fitted;
       EXPECT_GT(QZRMSBetweenPoints(a.data(), turned.data(), 4, nullptr), best);
     }
   }
