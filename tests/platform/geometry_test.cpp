@@ -157,16 +157,15 @@ std::vector<double> Moved(const std::vector<double>& b, const double* r, const d
 }
 
 // `x` turned by `angle` about a Cartesian axis.
-std::vector<double> Turned(const std::vector<double>& x, std::size_t axis, double angle) {
-  double r[9] = {};
-  const std::size_t u = (axis + 1) % 3;
-  const std::size_t v = (axis + 2) % 3;
-  r[4 * axis] = 1.0;
-  r[4 * u] = r[4 * v] = std::cos(angle);
-  r[3 * u + v] = -std::sin(angle);
-  r[3 * v + u] = std::sin(angle);
-  const double origin[3] = {};
-  return Moved(x, r, origin);
+std::vector<double> Turned(std::vector<double> x, std::size_t axis, double angle) {
+  for (std::size_t i = 0; i < x.size(); i += 3) {
+    double& u = x[i + (axis + 1) % 3];
+    double& v = x[i + (axis + 2) % 3];
+    const double u0 = u;
+    u = std::cos(angle) * u0 - std::sin(angle) * v;
+    v = std::sin(angle) * u0 + std::cos(angle) * v;
+  }
+  return x;
 }
 
 double Determinant(const double* r) {
