@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -163,7 +164,20 @@ TEST(Topology, ComponentsAreNumberedInAtomOrder) {
   EXPECT_EQ(parts, (Indices{0, 1, 2, 3, 3, 3, 4}));
   EXPECT_EQ(QZDetermineComponents(QZGraphMol(), nullptr), 0U);
   const QZInSamePart same(parts.data(), 6, false);
+  const QZInSamePart apart(parts.data(), 6, true);
+  EXPECT_TRUE(same(*mol.GetAtom(3), *mol.GetAtom(4)) && !same(*mol.GetAtom(3), *mol.GetAtom(1)));
+  EXPECT_TRUE(!apart(*mol.GetAtom(3), *mol.GetAtom(4)) && apart(*mol.GetAtom(3), *mol.GetAtom(1)));
   EXPECT_FALSE(same(*mol.GetAtom(6), *mol.GetAtom(6))) << "beyond the table";
+}
+
+TEST(Topology, RotorsAreSingleOpenAndNotTerminal) {
+  const QZGraphMol mol = FromSmiles("CCOCC1CC1C=CC");
+  const std::set<unsigned int> rotors = {1, 2, 3, 6};
+  const std::set<unsigned int> withHydrogen = {0, 1, 2, 3, 6, 8};
+  for (const auto& bond : QZRange(mol.GetBonds())) {
+    EXPECT_EQ(QZIsRotor()(bond), rotors.contains(bond.GetIndex())) << bond.GetIndex();
+    EXPECT_EQ(QZIsRotor(false)(bond), withHydrogen.contains(bond.GetIndex())) << bond.GetIndex();
+  }
 }
 
 TEST(Subset, CopiesAtomsBondsAndDataInOrder) {
