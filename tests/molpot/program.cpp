@@ -6,32 +6,43 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <deque>
 #include <fstream>
+#include <iomanip>
+#include <set>
 #include <sstream>
 #include <thread>
 
 namespace TestMolpot {
+namespace {
 
 namespace fs = std::filesystem;
 
-ProgramResult Molpot(const std::vector<std::string>& args,
-                     const std::string& input,
-                     double interruptAfter) {
-  const Scratch scratch;
-  const std::string in = scratch.File("in", input);
-  const std::string out = scratch / "out";
-  const std::string err = scratch / "err";
-  std::vector<char*> argv{const_cast<char*>(MOLPOT_PROGRAM)};
-  for (const auto& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+std::string Located(const std::string& name) {
+  return name.starts_with("data/") ? MOLPOTENTIAL_DATA_DIR + name.substr(4) : name;
+}
+
+}  // namespace
+
+ProgramResult Scratch::Molpot(const std::string& commandLine,
+                              const std::string& input,
+                              double interruptAfter) const {
+  const Scratch streams;
+  streams.File("in", input);
+  std::istringstream line(commandLine);
+  std::deque<std::string> words{MOLPOT_PROGRAM};
+  std::vector<char*> argv{words[0].data()};
+  for (std::string word; line >> std::quoted(word, '\'');) {
+    argv.push_back(words.emplace_back(Located(word)).data());
+  }
   argv.push_back(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    if (std::freopen(in.c_str(), "r", stdin) == nullptr ||
-        std::freopen(out.c_str(), "w", stdout) == nullptr ||
-        std::freopen(err.c_str(), "w", stderr) == nullptr) {
+    if (chdir(path_.c_str()) != 0 || !std::freopen((streams / "in").c_str(), "r", stdin) ||
+        !std::freopen((streams / "out").c_str(), "w", stdout) ||
+        !std::freopen((streams / "err").c_str(), "w", stderr)) {
       _exit(126);
     }
     execv(MOLPOT_PROGRAM, argv.data());
@@ -43,8 +54,9 @@ ProgramResult Molpot(const std::vector<std::string>& args,
   }
   int status = 0;
   waitpid(child, &status, 0);
-  return {
-      WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), ReadFile(out), ReadFile(err)};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
+          streams.Read("out"),
+          streams.Read("err")};
 }
 
 Scratch::Scratch() {
@@ -57,35 +69,33 @@ Scratch::~Scratch() {
   fs::remove_all(path_, ignored);
 }
 
-std::string Scratch::File(const std::string& name, const std::string& text) const {
+void Scratch::File(const std::string& name, const std::string& text) const {
   std::ofstream(path_ / name, std::ios::binary) << text;
-  return (path_ / name).string();
 }
 
-std::vector<std::string> Scratch::List() const {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(path_)) {
-    names.push_back(entry.path().filename().string());
-  }
-  std::ranges::sort(names);
-  return names;
+void Scratch::File(const std::string& name, const QZChem::QZGraphMol& mol) const {
+  QZChem::qzmolostream((*this / name).c_str()).Write(mol);
 }
 
-std::string ReadFile(const std::string& path) {
+std::string Scratch::Read(const std::string& name) const {
   std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
+  text << std::ifstream(path_ / Located(name), std::ios::binary).rdbuf();
   return text.str();
 }
 
-std::string Data(const std::string& name) {
-  return std::string(MOLPOTENTIAL_DATA_DIR) + "/" + name;
-}
-
-std::vector<QZChem::QZGraphMol> ReadMolecules(const std::string& path) {
-  QZChem::qzmolistream in(path.c_str());
+std::vector<QZChem::QZGraphMol> Scratch::Molecules(const std::string& name) const {
+  QZChem::qzmolistream in((path_ / Located(name)).c_str());
   std::vector<QZChem::QZGraphMol> molecules;
   for (QZChem::QZGraphMol mol; QZChem::QZReadMolecule(in, mol);) molecules.push_back(mol);
   return molecules;
+}
+
+std::string Scratch::List() const {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(path_)) names.insert(entry.path().filename());
+  std::string list;
+  for (const auto& name : names) list += name + " ";
+  return list;
 }
 
 }  // namespace TestMolpot

@@ -16,13 +16,7 @@ struct ProgramResult {
   std::string err;
 };
 
-/// Runs molpot with arguments and standard input. `interruptAfter` seconds later (0: never) it
-/// receives SIGINT.
-ProgramResult Molpot(const std::vector<std::string>& args,
-                     const std::string& input = {},
-                     double interruptAfter = 0.0);
-
-/// A folder that vanishes with the object.
+/// A folder that vanishes with the object, and in which molpot runs.
 class Scratch {
  public:
   Scratch();
@@ -30,19 +24,23 @@ class Scratch {
   Scratch& operator=(const Scratch&) = delete;
   ~Scratch();
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-  /// Writes a file and returns its path.
-  std::string File(const std::string& name, const std::string& text) const;
-  /// Names in the folder, sorted.
-  std::vector<std::string> List() const;
+  /// Runs molpot with a command line, of which only single quotes are special and `data/` stands
+  /// for the project's, and standard input. `interruptAfter` seconds later (0: never) it receives
+  /// SIGINT.
+  ProgramResult Molpot(const std::string& commandLine,
+                       const std::string& input = {},
+                       double interruptAfter = 0.0) const;
+  /// Writes a file.
+  void File(const std::string& name, const std::string& text) const;
+  void File(const std::string& name, const QZChem::QZGraphMol& mol) const;
+  std::string Read(const std::string& name) const;
+  /// All molecules of a file, "data/..." as above.
+  std::vector<QZChem::QZGraphMol> Molecules(const std::string& name) const;
+  /// Names in the folder, sorted, each with a space behind it.
+  std::string List() const;
 
  private:
   std::filesystem::path path_;
 };
-
-std::string ReadFile(const std::string& path);
-/// A file of data/.
-std::string Data(const std::string& name);
-/// All molecules of a file.
-std::vector<QZChem::QZGraphMol> ReadMolecules(const std::string& path);
 
 }  // namespace TestMolpot

@@ -42,35 +42,17 @@ TEST(Iterator, DeleteIsRightForEveryKindOfIteratorOnAnyThread) {
   });
   QZIterBase<int> onTheStack;
   EXPECT_FALSE((++onTheStack).IsValid());
+  for (int value : QZRange<int>(nullptr)) FAIL() << value;
   void* storage = PopEmptyIter();
   PushEmptyIter(storage);
   EXPECT_EQ(PopEmptyIter(), storage) << "handed out again";
   PushEmptyIter(storage);
 }
 
-TEST(Iterator, CopiesHavePositionsOfTheirOwn) {
-  QZCompositeIter<int> all;
-  all.Append(nullptr);
-  all.Append(new QZVectorIter<int>({1, 2}));
-  all.Append(QZMakeEmptyIter<int>());
-  all.Append(new QZVectorIter<int>({3}));
-  ++all;
-  std::unique_ptr<QZIterBase<int>> copy(all.CreateCopy());
-  ++all;
-  EXPECT_EQ(*all, 3);
-  EXPECT_FALSE((++all).IsValid());
-  std::vector<int> rest;
-  for (int value : QZRange(copy.release())) rest.push_back(value);
-  EXPECT_EQ(rest, (std::vector<int>{2, 3}));
-  for (int value : QZRange<int>(nullptr)) FAIL() << value;
-}
-
 TEST(ErrorHandler, FormatsAnyLengthAndSwallowsWhatASinkThrows) {
   TestSupport::MessageCapture messages;
-  QZThrow.Warning("%d atoms of %s", 3, "water");
-  QZThrow.Fatal("%s", std::string(5000, 'x').c_str());
-  EXPECT_EQ(messages.Warnings(), std::vector<std::string>{"3 atoms of water"});
-  EXPECT_EQ(messages.At(QZErrorLevel::Fatal), std::vector<std::string>{std::string(5000, 'x')});
+  QZThrow.Fatal("%d %s", 3, std::string(5000, 'x').c_str());
+  EXPECT_EQ(messages.At(QZErrorLevel::Fatal), std::vector{"3 " + std::string(5000, 'x')});
   auto previous = QZThrow.SetSink([](QZErrorLevel, const std::string&) { throw 1; });
   QZThrow.Error("lost");
   QZThrow.SetSink({});
@@ -81,11 +63,9 @@ TEST(ErrorHandler, FormatsAnyLengthAndSwallowsWhatASinkThrows) {
 }
 
 TEST(ErrorHandler, ReportsArriveWholeWhileSinksChange) {
-  std::atomic<int> wrong = 0;
   std::atomic<int> arrived = 0;
   const auto sink = [&](QZErrorLevel, const std::string& text) {
-    ++arrived;
-    if (text != "thread 7 of 7") ++wrong;
+    if (text == "thread 7 of 7") ++arrived;
   };
   auto previous = QZThrow.SetSink(sink);
   InThreads([&](int id) {
@@ -96,20 +76,17 @@ TEST(ErrorHandler, ReportsArriveWholeWhileSinksChange) {
   });
   QZThrow.SetSink(previous);
   EXPECT_EQ(arrived, 500 * kThreads);
-  EXPECT_EQ(wrong, 0);
 }
 
 TEST(Threads, ParsersReportToTheirOwnThread) {
-  std::atomic<int> wrong = 0;
-  InThreads([&](int id) {
+  InThreads([](int id) {
     const std::string smarts = std::string("C").append(std::to_string(id + 1)).append("CC(");
     for (int i = 0; i < 100; ++i) {
       QZChem::QZSubSearch search;
-      if (search.Init(smarts.c_str(), false)) ++wrong;
-      if (std::string(search.GetError()).find(smarts) == std::string::npos) ++wrong;
+      EXPECT_FALSE(search.Init(smarts.c_str(), false));
+      EXPECT_NE(std::string(search.GetError()).find(smarts), std::string::npos);
     }
   });
-  EXPECT_EQ(wrong, 0);
 }
 
 TEST(Threads, ConstUseOfAMoleculeIsSafe) {
