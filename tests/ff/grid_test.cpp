@@ -96,7 +96,7 @@ TEST(Grid, ListsMatchTheDefinitionForRandomHostsWithHoles) {
 }
 
 TEST(Grid, HostsAtExactlyTheReachAreDecidedAsTheDefinitionDoes) {
-  // On a lattice of eighths every distance is exact, and hundreds of hosts lie at the reach; with
+  // On a lattice of quarters every distance is exact, and hundreds of hosts lie at the reach; with
   // an offset of a tenth, rounding decides about them.
   for (const double offset : {0.0, 0.1, 1e5 + 0.3}) {
     SCOPED_TRACE(offset);
@@ -106,7 +106,8 @@ TEST(Grid, HostsAtExactlyTheReachAreDecidedAsTheDefinitionDoes) {
     for (int i = -12; i <= 16; ++i) {
       for (int j = -12; j <= 16; ++j) {
         for (int k = -12; k <= 16; k += 4) {
-          hosts.AddAtom(6, offset + 0.25 + 0.25 * i, offset + 0.25 + 0.25 * j, offset + 0.25 * k);
+          hosts.AddAtom(
+              6, offset + 0.25 + 0.25 * i, offset + 0.25 + 0.25 * j, offset + 0.25 + 0.25 * k);
         }
       }
     }
@@ -114,6 +115,12 @@ TEST(Grid, HostsAtExactlyTheReachAreDecidedAsTheDefinitionDoes) {
     ASSERT_TRUE(grid.Init(hosts, region, 1.0));
     ExpectLists(grid, hosts, region, 1.0);
   }
+  // One host, at the reach of the first of two cells and within that of the second.
+  const auto region = Atoms({{0.0, 0.0, 0.0}, {0.6, 0.0, 0.0}});
+  const auto host = Atoms({{1.75, 0.25, 0.25}});
+  QZNearNbrGrid grid;
+  ASSERT_TRUE(grid.Init(host, region, 1.0));
+  EXPECT_EQ(ExpectLists(grid, host, region, 1.0), 1U);
 }
 
 TEST(Grid, UnusualRadiiAndFarHostsEndInTime) {
