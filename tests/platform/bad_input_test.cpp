@@ -54,7 +54,7 @@ TEST(BadInput, EditedRecordsBetweenGoodOnes) {
       {MOL2, "C.3", "Xx ", ""},
       {PDB, "           C  ", "          Xx  ", "unknown element"},
       {PDB, "   0.000", "     nan", ""},
-      {PDB, "   0.000   0.000  1.00  0.00           C  ", "   0.0", "cut short"},
+      {PDB, "   0.000   0.000  1.00  0.00           C  ", "   0.000   0.00", "cut short"},
   };
   for (const auto& [format, from, to, reason] : edits) {
     ExpectOneBad(Replaced(Titled("bad", format), from, to), reason, format);

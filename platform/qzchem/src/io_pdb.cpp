@@ -27,7 +27,9 @@ bool IsAtomLine(std::string_view line) {
 
 // "" or what is wrong with an atom line; RDKit would drop some such atoms without a word.
 std::string FaultOf(std::string_view line) {
-  if (TrimmedRight(line).size() < kCoordinatesEnd - 2) return "its line is cut short";
+  if (line.size() < kCoordinatesEnd || TrimmedRight(line).size() < kCoordinatesEnd - 2) {
+    return "its line is cut short";  // a digit less would be another coordinate
+  }
   if (line.size() < kElement + 2) return "";
   const std::string_view element = Trimmed(line.substr(kElement, 2));
   if (element.empty() || AtomicNumberOf(element) != 0) return "";
