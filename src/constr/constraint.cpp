@@ -113,7 +113,7 @@ double QZDistanceConstr::operator()(const double* x) {
 
 double QZDistanceConstr::operator()(const double* x, double* grad) {
   const QZConstr::PairDistance pair(x, data_->atoms);
-  QZConstr::AddPairGradient(grad, data_->atoms, pair.delta);
+  QZConstr::AddOpposite(grad, data_->atoms, pair.delta);
   return pair.r - data_->target;
 }
 

@@ -10,6 +10,14 @@
 
 namespace QZConstr {
 
+/// Adds `slope` to the first atom's gradient and takes it from the second's.
+inline void AddOpposite(double* grad,
+                        const AtomIndices<2>& atoms,
+                        const QZMolPotential::Vec3& slope) {
+  QZMolPotential::AddToAtom(grad, atoms[0], slope);
+  QZMolPotential::AddToAtom(grad, atoms[1], -slope);
+}
+
 /// The distance of two atoms, and value and derivatives of k (r - target)² at it. Coincident atoms
 /// divide by zero.
 struct PairDistance {
@@ -22,9 +30,12 @@ struct PairDistance {
 
   double Square(double k, double target) const { return k * (r - target) * (r - target); }
 
-  /// The derivative with respect to the first atom; that of the second is its opposite.
-  QZMolPotential::Vec3 Slope(double k, double target) const {
-    return (2.0 * k * (r - target) / r) * delta;
+  /// Adds the gradient of both atoms and returns the value.
+  double AddGradient(double* grad, const AtomIndices<2>& atoms, double k, double target) const {
+    const double off = r - target;
+    const double pull = k * off;
+    AddOpposite(grad, atoms, (2.0 * pull / r) * delta);
+    return pull * off;
   }
 
   /// Adds the second derivatives: B into the diagonal blocks of the packed Hessian and -B between
@@ -44,14 +55,6 @@ struct PairDistance {
     QZMolPotential::AddLowerBlock(hessian, high, low, -block);
   }
 };
-
-/// Adds `slope` to the first atom's gradient and takes it from the second's.
-inline void AddPairGradient(double* grad,
-                            const AtomIndices<2>& atoms,
-                            const QZMolPotential::Vec3& slope) {
-  QZMolPotential::AddToAtom(grad, atoms[0], slope);
-  QZMolPotential::AddToAtom(grad, atoms[1], -slope);
-}
 
 /// The warning's subject when a penalty's atoms are missing.
 inline constexpr const char* kPenalisedDistance = "Distance to be constrained";

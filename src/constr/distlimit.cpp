@@ -67,9 +67,7 @@ double QZDistLimitPenalty::operator()(const double* x) {
 double QZDistLimitPenalty::operator()(const double* x, double* grad) {
   const PairDistance pair(x, data_->atoms);
   if (data_->Inside(pair.r)) return 0.0;
-  const double wall = data_->Wall(pair.r);
-  AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, wall));
-  return pair.Square(data_->k, wall);
+  return pair.AddGradient(grad, data_->atoms, data_->k, data_->Wall(pair.r));
 }
 
 bool QZDistLimitPenalty::operator()(const double* x, double* hessian, double* grad) {
@@ -77,7 +75,7 @@ bool QZDistLimitPenalty::operator()(const double* x, double* hessian, double* gr
   if (data_->Inside(pair.r)) return true;
   const double wall = data_->Wall(pair.r);
   pair.AddCurvature(hessian, data_->atoms, data_->k, wall);
-  if (grad != nullptr) AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, wall));
+  if (grad != nullptr) pair.AddGradient(grad, data_->atoms, data_->k, wall);
   return true;
 }
 

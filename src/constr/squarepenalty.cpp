@@ -60,15 +60,15 @@ double QZDistanceQuadPenalty::operator()(const double* x) {
 }
 
 double QZDistanceQuadPenalty::operator()(const double* x, double* grad) {
-  const PairDistance pair(x, data_->atoms);
-  AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, data_->dist0));
-  return pair.Square(data_->k, data_->dist0);
+  const Data& d = *data_;
+  return PairDistance(x, d.atoms).AddGradient(grad, d.atoms, d.k, d.dist0);
 }
 
 bool QZDistanceQuadPenalty::operator()(const double* x, double* hessian, double* grad) {
-  const PairDistance pair(x, data_->atoms);
-  pair.AddCurvature(hessian, data_->atoms, data_->k, data_->dist0);
-  if (grad != nullptr) AddPairGradient(grad, data_->atoms, pair.Slope(data_->k, data_->dist0));
+  const Data& d = *data_;
+  const PairDistance pair(x, d.atoms);
+  pair.AddCurvature(hessian, d.atoms, d.k, d.dist0);
+  if (grad != nullptr) pair.AddGradient(grad, d.atoms, d.k, d.dist0);
   return true;
 }
 
