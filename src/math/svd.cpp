@@ -54,34 +54,34 @@ bool PseudoInverse(
     QZSystem::QZThrow.Warning("Pseudoinvert calculation failed");
     return false;
   }
-  std::size_t used = 0;
-  const auto values = decomposition.Values();
-  const auto order = decomposition.Order();
-  while (used < std::min(count, columns) && values[order[used]] >= kZero) ++used;
+  // inverse = X Yᵀ of the vectors on either side, the former over their singular values. They take
+  // the place of the matrix, which is done with.
+  double* scaled = decomposition.Matrix();
+  std::fill_n(scaled, columns * n, 0.0);
+  const double* ofRows = tall ? decomposition.Left(0) : decomposition.Right(0);
+  const double* ofColumns = tall ? decomposition.Right(0) : decomposition.Left(0);
+  for (const std::size_t k : decomposition.Order().first(std::min(count, columns))) {
+    const double value = decomposition.Values()[k];
+    if (!(value >= kZero)) break;
+    for (std::size_t j = 0; j < n; ++j) scaled[k * n + j] = ofColumns[k * n + j] / value;
+  }
 
   const auto asIndex = [](std::size_t i) { return static_cast<Eigen::Index>(i); };
-  RowMajor scaled(asIndex(used), asIndex(n));
-  RowMajor other(asIndex(used), asIndex(m));
-  for (std::size_t k = 0; k < used; ++k) {
-    const double* left = decomposition.Left(order[k]);
-    const double* right = decomposition.Right(order[k]);
-    const double* ofColumns = tall ? right : left;
-    const double* ofRows = tall ? left : right;
-    const double scale = 1.0 / values[order[k]];
-    double* row = scaled.data() + k * n;
-    for (std::size_t j = 0; j < n; ++j) row[j] = scale * ofColumns[j];
-    std::copy(ofRows, ofRows + m, other.data() + k * m);
-  }
+  const Eigen::Map<const RowMajor> x(scaled, asIndex(columns), asIndex(n));
+  const Eigen::Map<const RowMajor> y(ofRows, asIndex(columns), asIndex(m));
   Eigen::Map<RowMajor> result(inverse, asIndex(n), asIndex(m));
-  if (used == 0) {
-    result.setZero();
-  } else if (symmetric) {
-    result.triangularView<Eigen::Lower>() = scaled.transpose() * other;
-    for (Eigen::Index i = 0; i < result.rows(); ++i) {
-      for (Eigen::Index j = 0; j < i; ++j) result(j, i) = result(i, j);
-    }
-  } else {
-    result.noalias() = scaled.transpose() * other;
+  if (!symmetric) {
+    result.noalias() = x.transpose() * y;
+    return true;
+  }
+  constexpr Eigen::Index kRows = 96;  // a strip at a time, up to the diagonal
+  for (Eigen::Index i = 0; i < result.rows(); i += kRows) {
+    const Eigen::Index end = std::min(i + kRows, result.rows());
+    result.block(i, 0, end - i, end).noalias() =
+        x.middleCols(i, end - i).transpose() * y.leftCols(end);
+  }
+  for (Eigen::Index i = 0; i < result.rows(); ++i) {
+    for (Eigen::Index j = 0; j < i; ++j) result(j, i) = result(i, j);
   }
   return true;
 }
