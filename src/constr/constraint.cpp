@@ -190,7 +190,7 @@ double QZDihedralConstr::operator()(const double* x) {
 
 double QZDihedralConstr::operator()(const double* x, double* grad) {
   const auto dihedral = QZConstr::CosineAt(x, data_->atoms);
-  QZConstr::AddBlocks(grad, data_->atoms, dihedral.Gradient());
+  QZConstr::AddBlocks(grad, data_->atoms, 1.0, dihedral.Gradient());
   return dihedral.cosine - data_->cosTarget;
 }
 

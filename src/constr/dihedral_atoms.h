@@ -14,11 +14,12 @@ inline QZMolPotential::DihedralCosine CosineAt(const double* x, const AtomIndice
       LoadAtom(x, atoms[0]), LoadAtom(x, atoms[1]), LoadAtom(x, atoms[2]), LoadAtom(x, atoms[3])};
 }
 
-/// Adds the four blocks to the atoms' gradient.
+/// Adds `scale` times the four blocks to the atoms' gradient.
 inline void AddBlocks(double* grad,
                       const AtomIndices<4>& atoms,
+                      double scale,
                       const std::array<QZMolPotential::Vec3, 4>& blocks) {
-  for (std::size_t k = 0; k < 4; ++k) QZMolPotential::AddToAtom(grad, atoms[k], blocks[k]);
+  for (std::size_t k = 0; k < 4; ++k) QZMolPotential::AddToAtom(grad, atoms[k], scale * blocks[k]);
 }
 
 }  // namespace QZConstr

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 
 #include "constr/atoms.h"
 #include "math/packed.h"
@@ -22,11 +23,13 @@ inline void AddOpposite(double* grad,
 /// divide by zero.
 struct PairDistance {
   QZMolPotential::Vec3 delta;  // xa - xb
+  double r2;
   double r;
 
   PairDistance(const double* x, const AtomIndices<2>& atoms)
       : delta(QZMolPotential::LoadAtom(x, atoms[0]) - QZMolPotential::LoadAtom(x, atoms[1])),
-        r(QZMolPotential::Norm(delta)) {}
+        r2(QZMolPotential::Dot(delta, delta)),
+        r(std::sqrt(r2)) {}
 
   double Square(double k, double target) const { return k * (r - target) * (r - target); }
 
@@ -34,17 +37,18 @@ struct PairDistance {
   double AddGradient(double* grad, const AtomIndices<2>& atoms, double k, double target) const {
     const double off = r - target;
     const double pull = k * off;
-    AddOpposite(grad, atoms, (2.0 * pull / r) * delta);
+    // 1/r as r · 1/r², since the reciprocal need not wait for the root.
+    AddOpposite(grad, atoms, (2.0 * pull * (r * (1.0 / r2))) * delta);
     return pull * off;
   }
 
   /// Adds the second derivatives: B into the diagonal blocks of the packed Hessian and -B between
   /// the atoms,  B = 2k [(1 - target/r) 1 + target/r³ Δ⊗Δ].
   void AddCurvature(double* hessian, const AtomIndices<2>& atoms, double k, double target) const {
-    const double inverse = 1.0 / r;
+    const double perR2 = 1.0 / r2;
     const double curvature = 2.0 * k;
-    const double u = curvature * target * inverse;
-    const double w = u * inverse * inverse;
+    const double u = curvature * target * (r * perR2);
+    const double w = u * perR2;
     QZMolPotential::Mat3 block = QZMolPotential::Outer(w * delta, delta);
     block.row0.x += curvature - u;
     block.row1.y += curvature - u;

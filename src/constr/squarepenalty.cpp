@@ -134,7 +134,7 @@ double QZDihedralQuadPenalty::operator()(const double* x, double* grad) {
   const auto dihedral = CosineAt(x, data_->atoms);
   if (dihedral.IsDegenerate()) return 0.0;
   const double off = dihedral.cosine - data_->cosAlpha0;
-  AddBlocks(grad, data_->atoms, dihedral.Gradient(2.0 * data_->k * off));
+  AddBlocks(grad, data_->atoms, 2.0 * data_->k * off, dihedral.Gradient());
   return data_->k * off * off;
 }
 
@@ -144,7 +144,7 @@ bool QZDihedralQuadPenalty::operator()(const double* x, double* hessian, double*
   const double curvature = 2.0 * data_->k;
   const double slope = curvature * (dihedral.cosine - data_->cosAlpha0);
   QZMolPotential::DihedralHessian(dihedral, slope, curvature).AddTo(hessian, data_->atoms);
-  if (grad != nullptr) AddBlocks(grad, data_->atoms, dihedral.Gradient(slope));
+  if (grad != nullptr) AddBlocks(grad, data_->atoms, slope, dihedral.Gradient());
   return true;
 }
 

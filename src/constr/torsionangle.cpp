@@ -42,7 +42,7 @@ double QZTorsionAngleRestraint::operator()(const double* x, double* grad) {
   const QZMolPotential::DihedralCosine angle = CosineAt(x, atoms_);
   const double d = Difference(angle.SignedAngle(), phi0_);
   if (!angle.IsDegenerate()) {
-    AddBlocks(grad, atoms_, angle.AngleGradient(2.0 * k_ * d));
+    AddBlocks(grad, atoms_, 2.0 * k_ * d, angle.AngleGradient());
   }
   return k_ * d * d;
 }

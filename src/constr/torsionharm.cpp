@@ -156,7 +156,7 @@ double QZTorsionHarmConstr::operator()(const double* x, double* grad) {
     const auto dihedral = CosineAt(x, atoms);
     if (dihedral.IsDegenerate()) continue;
     const double off = dihedral.cosine - data_->cosPhi0;
-    AddBlocks(grad, atoms, dihedral.Gradient(data_->k * off));
+    AddBlocks(grad, atoms, data_->k * off, dihedral.Gradient());
     energy += 0.5 * data_->k * off * off;
   }
   return energy;

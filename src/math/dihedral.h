@@ -15,21 +15,26 @@ namespace QZMolPotential {
 ///   a = P0 - P1, b = P2 - P1, c = P3 - P2, N = a x b, M = c x b, cos φ = N·M / (|N||M|).
 struct DihedralCosine {
   Vec3 a, b, c;
-  Vec3 normal;           // N
-  Vec3 normal2;          // M
-  double dot = 0.0;      // N·M
-  double n2 = 0.0;       // |N|²
-  double m2 = 0.0;       // |M|²
-  double product = 0.0;  // |N||M|
-  double cosine = 1.0;   // clamped to [-1, 1]
+  Vec3 normal;              // N
+  Vec3 normal2;             // M
+  double dot = 0.0;         // N·M
+  double n2 = 0.0;          // |N|²
+  double m2 = 0.0;          // |M|²
+  double perN2M2 = 0.0;     // 1 / |N|²|M|²
+  double product = 0.0;     // |N||M|
+  double perProduct = 0.0;  // 1 / |N||M|
+  double cosine = 1.0;      // clamped to [-1, 1]
 
   DihedralCosine(const Vec3& bondA, const Vec3& bondB, const Vec3& bondC)
       : a(bondA), b(bondB), c(bondC), normal(Cross(a, b)), normal2(Cross(c, b)) {
     dot = Dot(normal, normal2);
     n2 = Dot(normal, normal);
     m2 = Dot(normal2, normal2);
+    // The reciprocal and the root do not wait for one another.
+    perN2M2 = 1.0 / (n2 * m2);
     product = std::sqrt(n2 * m2);
-    cosine = std::clamp(dot / product, -1.0, 1.0);
+    perProduct = product * perN2M2;
+    cosine = std::clamp(dot * perProduct, -1.0, 1.0);
   }
   DihedralCosine(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3)
       : DihedralCosine(p0 - p1, p2 - p1, p3 - p2) {}
@@ -42,7 +47,7 @@ struct DihedralCosine {
   /// sin ψ of the signed angle ψ from a to c about b, |ψ| = φ: b·(N x M) / (|b||N||M|). Its
   /// relative error does not grow towards 0 and π; the shorter -|b| N·c / |N||M| would lose more
   /// digits where both bond angles are nearly straight.
-  double Sine() const { return Dot(b, Cross(normal, normal2)) / (Norm(b) * product); }
+  double Sine() const { return Dot(b, Cross(normal, normal2)) / Norm(b) * perProduct; }
 
   /// The same, but 0 where it does not rise above the rounding of the normals' directions, so that
   /// planar atoms have a planar angle.
@@ -71,29 +76,27 @@ struct DihedralCosine {
   };
   AngleBlocks Angle() const { return Scaled(Norm(b)); }
 
-  /// `scale` times the gradient of cos φ = cos ψ with respect to P0, P1, P2, P3: -sin ψ dψ, in
-  /// which |b| cancels; regular at 0 and π. The four blocks sum to zero.
-  std::array<Vec3, 4> Gradient(double scale = 1.0) const {
-    return Scaled(-scale * Dot(b, Cross(normal, normal2)) / product).Atoms();
+  /// The gradient of cos φ = cos ψ with respect to P0, P1, P2, P3: -sin ψ dψ, in which |b| cancels;
+  /// regular at 0 and π. The four blocks sum to zero.
+  std::array<Vec3, 4> Gradient() const {
+    return Scaled(-Dot(b, Cross(normal, normal2)) * perProduct).Atoms();
   }
 
   /// ψ itself in (-π, π], the IUPAC dihedral, as accurate at 0 and π as elsewhere; 0 where three
   /// atoms are in line.
   double SignedAngle() const { return std::atan2(0.0 - Norm(b) * Dot(normal, c), dot); }
 
-  /// `scale` times the gradient of the signed angle itself; regular at every φ. The four blocks sum
-  /// to zero.
-  std::array<Vec3, 4> AngleGradient(double scale = 1.0) const {
-    return Scaled(scale * Norm(b)).Atoms();
-  }
+  /// The gradient of the signed angle itself; regular at every φ. The four blocks sum to zero.
+  std::array<Vec3, 4> AngleGradient() const { return Angle().Atoms(); }
 
  private:
-  /// The blocks of dψ times `scale` / |b|; one division serves both normals.
+  /// The blocks of dψ times `scale` / |b|.
   AngleBlocks Scaled(double scale) const {
-    const double perN2M2 = scale / (n2 * m2);
     const double perB2 = 1.0 / Dot(b, b);
-    return {
-        (perN2M2 * m2) * normal, (-perN2M2 * n2) * normal2, perB2 * Dot(a, b), perB2 * Dot(c, b)};
+    return {(scale * (perN2M2 * m2)) * normal,
+            (-scale * (perN2M2 * n2)) * normal2,
+            perB2 * Dot(a, b),
+            perB2 * Dot(c, b)};
   }
 };
 

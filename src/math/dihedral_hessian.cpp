@@ -24,8 +24,8 @@ DihedralHessian::DihedralHessian(const DihedralCosine& d, double first, double s
   const Vec3& a = g[0];
   const Vec3& c = g[3];
   const double perB2 = 1.0 / Dot(d.b, d.b);
-  const Vec3 p = (-f / d.n2) * Cross(d.b, d.normal);
-  const Vec3 q = (-f / d.m2) * Cross(d.b, d.normal2);
+  const Vec3 p = (-f * (d.perN2M2 * d.m2)) * Cross(d.b, d.normal);
+  const Vec3 q = (-f * (d.perN2M2 * d.n2)) * Cross(d.b, d.normal2);
   const Vec3 w = (f * perB2) * d.b;
   const double alpha1 = angle.alongA - 1.0;
   const double alpha2 = -angle.alongA;
