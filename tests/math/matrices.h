@@ -5,16 +5,14 @@
 #include <Eigen/Dense>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TestSupport {
 
 using RowMatrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
-struct NamedMatrix {
-  std::string name;
-  RowMatrix matrix;
-};
+using NamedMatrix = std::pair<std::string, RowMatrix>;
 
 inline RowMatrix RandomMatrix(Eigen::Index m, Eigen::Index n, std::mt19937& rng) {
   std::normal_distribution<double> normal;
