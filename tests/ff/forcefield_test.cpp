@@ -52,18 +52,6 @@ class Labelled final : public QZMolFunc2 {
   const char* name_;
 };
 
-// Logs the flags of every `PrepMol`; the log's use count tells how many copies live.
-class LoggedParams final : public QZEmptyFFParams {
- public:
-  LoggedParams* CreateCopy() const override { return new LoggedParams(*this); }
-  bool PrepMol(QZChem::QZMolBase&, bool first, bool second) const override {
-    *log += std::to_string(first) + std::to_string(second) + " ";
-    return prepares;
-  }
-  bool prepares = true;
-  std::shared_ptr<std::string> log = std::make_shared<std::string>();
-};
-
 TEST(ForceField, FulfilsTheContractOfAFunction) {
   TestSupport::ContractOptions options;
   options.rigidInvariant = true;
@@ -218,24 +206,6 @@ TEST(ForceField, WrapsFunctionsWithoutAHessianAnewEachTime) {
     EXPECT_EQ(ProbeFunc::Living(), 1) << "deleted at once: callers pass own false";
   }
   EXPECT_EQ(ProbeFunc::Living(), 1);
-}
-
-TEST(ForceField, KeepsCopiesOfItsParameterSets) {
-  auto mol = TestSupport::Water();
-  LoggedParams params;
-  {
-    QZGenericFF ff;
-    EXPECT_TRUE(ff.PrepMol(mol, true, true));
-    params.prepares = false;
-    ff.Add(params);
-    params.prepares = true;
-    ff.Add(params);
-    const QZGenericFF copy(ff);
-    EXPECT_EQ(params.log.use_count(), 5);
-    EXPECT_FALSE(copy.PrepMol(mol, true, false));
-    EXPECT_EQ(*params.log, "10 10 ") << "all of them, with the flags as given";
-  }
-  EXPECT_EQ(params.log.use_count(), 1);
 }
 
 }  // namespace

@@ -154,16 +154,6 @@ TEST(Grid, OneAtomGivesOneHalfOpenCell) {
   }
 }
 
-TEST(Grid, TheLastPointBelowTheUpperFaceStaysInItsCell) {
-  // point - lower rounds up to the length of the box, one cell too far.
-  const auto region = Atoms({{-1000.3, -1000.3, -1000.3}, {0.1, -1000.3, -1000.3}});
-  QZNearNbrGrid grid;
-  ASSERT_TRUE(grid.Init(Atoms({{0.0, -1000.1, -1000.1}}), region, 1.0));
-  const double point[3] = {std::nextafter(-1000.3 + 2001 / 2.0, 0.0), -1000.2, -1000.2};
-  ASSERT_EQ(point[0] - -1000.3, 2001 / 2.0);
-  EXPECT_EQ(grid.GetHostAtoms(point), Hosts{0});
-}
-
 TEST(Grid, ASecondInitKeepsListsOfCellsWithoutHostsAndAFailedOneNone) {
   const auto region = Atoms({{0.0, 0.0, 0.0}, {3.9, 0.0, 0.0}});
   const double left[3] = {0.1, 0.1, 0.1};

@@ -4,7 +4,6 @@
 
 #include <limits>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,7 +20,6 @@ using QZChem::QZAtomBase;
 using QZChem::QZBondBase;
 using TestSupport::MessageCapture;
 
-constexpr const char* kOutOfRange = "array index passed to QZInteractParams out of range";
 constexpr unsigned int kNoIndex = std::numeric_limits<unsigned int>::max();
 
 // The indices of the atoms that select a record, as digits.
@@ -52,24 +50,6 @@ struct Chain : testing::Test {
   QZBondBase* b23;
   QZBondBase* b14;
 };
-
-TEST(InteractParams, OnlyTheSubscriptThrowsOutOfRange) {
-  MessageCapture messages;
-  QZInteractParams record;
-  EXPECT_TRUE(record.Set(9, 4.0));
-  EXPECT_TRUE(record.SetList(3, {1.0, 2.0}));
-  EXPECT_TRUE(messages.All().empty());
-  EXPECT_EQ(record.Get(10), 0.0);
-  EXPECT_FALSE(record.Set(10, 1.0));
-  EXPECT_TRUE(record.GetList(4).empty());
-  EXPECT_FALSE(record.SetList(4, {1.0}));
-  EXPECT_EQ(messages.Warnings(), std::vector<std::string>(4, kOutOfRange));
-  EXPECT_THROW(record[10], std::out_of_range);
-  EXPECT_EQ(messages.At(QZSystem::QZErrorLevel::Error), std::vector<std::string>{kOutOfRange});
-  record.Clear();
-  EXPECT_EQ(record[9], 0.0);
-  EXPECT_EQ(record.GetList(3).size(), 2U) << "the lists stay";
-}
 
 TEST_F(Chain, BendFindsItsApexWhicheverWayTheBondsPoint) {
   const QZBendParams bend(b21, b01);

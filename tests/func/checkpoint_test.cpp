@@ -16,7 +16,6 @@
 namespace {
 
 using QZMolPotential::QZMolCoordGradFileCP;
-using QZSystem::QZErrorLevel;
 using TestSupport::MessageCapture;
 
 // Keeps the molecules written to it.
@@ -74,32 +73,6 @@ TEST(Checkpoint, TrajectoryReadsBackWithCoordinatesTitleAndDataOfEveryIteration)
     for (std::size_t k = 0; k < x.size(); ++k) EXPECT_NEAR(read[k], x[k], 5.1e-5);
   }
   EXPECT_FALSE(QZChem::QZReadMolecule(in, frame));
-}
-
-TEST(Checkpoint, PrintsTheHeaderOnceWithNormsAndBeforeEveryLineWithout) {
-  MessageCapture messages;
-  const auto mol = TestSupport::Water();
-  const auto x = TestSupport::Coords(mol);
-  Recorder out;
-  QZMolCoordGradFileCP checkpoint(out, mol);
-  for (unsigned int i = 0; i < 2; ++i) checkpoint(i, 9, 1.0, x.data(), 7);
-  for (unsigned int i = 2; i < 4; ++i) checkpoint(i, 9, 1.0, 0.5, x.data(), nullptr, 7);
-  checkpoint(4, 9, 1.0, x.data(), 7);
-  checkpoint.SetVerbose(false);
-  checkpoint(5, 9, 1.0, x.data(), 7);
-  const std::vector<std::string> expected{
-      "Iteration\tEnergy\tState",
-      "0\t1.00e+00\t7",
-      "Iteration\tEnergy\tState",
-      "1\t1.00e+00\t7",
-      "Iteration  \tEnergy   \tGNorm   \tState",
-      "========== \t=========\t========\t======",
-      "        2\t1.00e+00\t5.00e-01\t7",
-      "        3\t1.00e+00\t5.00e-01\t7",
-      "4\t1.00e+00\t7",
-  };
-  EXPECT_EQ(messages.At(QZErrorLevel::Info), expected);
-  EXPECT_TRUE(messages.Warnings().empty());
 }
 
 TEST(Checkpoint, DrawsArrowsAgainstTheGradientFromWhereTheAtomsWere) {

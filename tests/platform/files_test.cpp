@@ -211,13 +211,6 @@ TEST(Files, HydrogensAndCoordinatesMadeFromADrawingKeepItsHandedness) {
   }
 }
 
-TEST(Files, DoubleBondsAreWrittenAsTheirCoordinatesStand) {
-  QZGraphMol mol = FromSmiles("CC=CC", /*embed=*/true);
-  EXPECT_NE(Written(mol, SDF).find("\n  2  3  2  0\n"), std::string::npos);
-  for (int i = 0; i < 1000; ++i) mol.AddAtom(2, 5.0 * i, 9.0, 9.0);
-  EXPECT_EQ(Written(mol, SDF).find("CFG"), std::string::npos);
-}
-
 TEST(Files, AddedHydrogensStandAtBondingDistance) {
   QZGraphMol mol = Load(std::string(MOLPOTENTIAL_DATA_DIR) + "/ibuprofen.sdf");
   for (auto& atom : QZRange(mol.GetAtoms())) {

@@ -203,22 +203,6 @@ TEST(Subset, CopiesAtomsBondsAndDataInOrder) {
   EXPECT_EQ(part.GetAtom(3)->GetMapIndex(), 7U);
 }
 
-TEST(Subset, CutBondsAreCappedWithHydrogens) {
-  const QZGraphMol mol = FromSmiles("CC=C", /*embed=*/true);
-  const auto kept = QZSystem::QZMakeUnaryPredicate<QZAtomBase>([](const QZAtomBase& atom) {
-    return atom.GetIndex() != 2 && atom.GetIndex() != 7 && atom.GetIndex() != 8;
-  });
-  QZGraphMol part;
-  ASSERT_TRUE(QZSubsetMol(part, mol, kept, true, false, nullptr, nullptr));
-  EXPECT_EQ(part.NumAtoms(), 8U);
-  EXPECT_FALSE(QZLacksHydrogens(part));
-  for (unsigned int i = 1; i < 8; ++i) {
-    for (unsigned int j = 0; j < i; ++j) {
-      EXPECT_GT(QZGetDistance(part, part.GetAtom(i), part.GetAtom(j)), 0.9);
-    }
-  }
-}
-
 // Targets in pattern order, read when the matches are gone.
 std::vector<Indices> Matches(const char* smarts, const QZMolBase& mol, bool unique = true) {
   QZSubSearch search;

@@ -36,9 +36,10 @@ struct QZOptResult {
 /// Quasi-Newton minimiser with a line search for the strong Wolfe conditions: BFGS with its whole
 /// history up to 1,500 variables, limited-memory BFGS of rank 300 beyond. The first step changes no
 /// variable by more than its scale, which is 1 unless given. After a line search that broke down it
-/// starts again from the best point, several times if need be, before it gives up. Fails:
-/// `converged` false, and the reason in `message`. Cost: besides the evaluations 4 n operations and
-/// 2 n doubles per step of history, of which there are at most 2,000 (300 when large).
+/// starts again from the best point, several times if need be, before it gives up.
+/// Fails: `converged` false, and the reason in `message`.
+/// Cost: besides the evaluations 4 n operations and 2 n doubles per step of history, of which there
+/// are at most 2,000 (300 when large).
 class QZ_API QZMinimizer {
  public:
   explicit QZMinimizer(QZOptOptions options = {});
