@@ -85,34 +85,6 @@ TEST(TorsionRestraint, RefusalsAreWorded) {
   EXPECT_EQ(f(Coords(mol).data()), 0.0);
 }
 
-TEST(TorsionRestraint, TheExplicitTorsionStaysAndThePatternsAreReplaced) {
-  const auto mol = CarbonChain(5);
-  std::mt19937 rng(5403);
-  const auto x = Jittered(Coords(mol), 0.2, rng);
-  QZTorsionHarmConstr f(3.0, kPi / 3.0);
-  f.SetSingleTorsion(1, 2, 3, 4);
-  EXPECT_TRUE(f.Set(QZSystem::QZUnaryFalse<QZChem::QZAtomBase>(), kBit));  // not consulted
-  ASSERT_TRUE(f.Setup(mol));
-  const double single = 1.5 * Term(x, 1, 0.5);
-  const double first = 1.5 * Term(x, 0, 0.5);
-  EXPECT_NEAR(f(x.data()), single, 1e-13);
-  f.SetTorsionPattern(kChain);
-  for (int round = 0; round < 3; ++round) {
-    ASSERT_TRUE(f.Setup(mol));
-    EXPECT_NEAR(f(x.data()), 2.0 * single + first, 1e-13) << round;
-  }
-  f.Clear();
-  EXPECT_NEAR(f(x.data()), single, 1e-13);
-  f.SetSingleTorsion(0, 1, 2, 3);
-  f.Set_k(6.0);
-  f.Set_phi0(-kPi / 3.0);
-  EXPECT_NEAR(f(x.data()), 2.0 * first, 1e-13);
-  const auto line = Coords(LinearChain(5, 1.4));
-  std::vector<double> g(15, 0.0);
-  EXPECT_EQ(f(line.data(), g.data()), 0.0);
-  EXPECT_EQ(g, std::vector<double>(15, 0.0));
-}
-
 TEST(SignedTorsionRestraint, FulfilsTheContractAtEveryAngleAndTakesTheShortWayRound) {
   std::mt19937 rng(7);
   auto mol = Butane();

@@ -134,27 +134,6 @@ TEST(Zmatrix, FixedAtomsTakeTheirVariablesOut) {
   }
 }
 
-TEST(Zmatrix, ReportsItsTable) {
-  const auto mol = TestSupport::Water();
-  QZZmatAdaptor adaptor;
-  TestSupport::MessageCapture messages;
-  EXPECT_EQ(Report(adaptor, mol, nullptr), "");
-  EXPECT_EQ(messages.Warnings(),
-            std::vector<std::string>{"QZZmatAdaptor has not been setup propely"});
-  adaptor.Setup(mol);
-  Values current(3);
-  const std::string text = Report(adaptor, mol, current.data());
-  const double r = std::hypot(0.586, 0.757);
-  char line[80];
-  std::snprintf(line, sizeof line, "H   %10.5f\n", r);
-  EXPECT_NEAR(current[0], r, 1e-12);
-  EXPECT_EQ(text.find("\nInternal Z-matrix coordinates:\natom  distance   angle     dihedral\n"
-                      "        [A]      [deg]      [deg]\nO"),
-            0u)
-      << text;
-  EXPECT_NE(text.find(line), std::string::npos) << text;
-}
-
 TEST(Zmatrix, CopiesAreIndependentAndHolesOverflowNothing) {
   Zmatrix z(TestSupport::Water());
   QZZmatAdaptor copy(z.adaptor);
