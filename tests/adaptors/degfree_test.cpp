@@ -62,23 +62,6 @@ TEST(DegFree, StandardOrientationIsARigidMotionFromEveryStart) {
   }
 }
 
-TEST(DegFree, Atom2IsTurnedAboutX) {
-  const double r = std::hypot(1e-3, 0.8);
-  const struct {
-    double y2, z2, y, y3, z3;  // of atom 2 before, of atoms 2 and 3 after
-  } cases[] = {{0.7, 0.0, 0.7, 0.3, 0.4},
-               {-0.7, 0.0, 0.7, -0.3, -0.4},  // a half turn
-               {0.6, -0.8, 1.0, 0.3 * 0.6 - 0.4 * 0.8, 0.4 * 0.6 + 0.3 * 0.8},
-               {0.0, 0.8, 0.8, 0.4, -0.3},
-               {0.0, -0.8, -0.8, 0.4, -0.3},                                // the sign stays with y
-               {1e-3, -0.8, r, (0.3e-3 - 0.32) / r, (0.4e-3 + 0.24) / r}};  // just off that case
-  for (const auto& c : cases) {
-    const auto turned = Oriented({0, 0, 0, 1.5, 0, 0, 2, c.y2, c.z2, 2.5, 0.3, 0.4});
-    const std::vector<double> want = {0, 0, 0, 1.5, 0, 0, 2, c.y, 0, 2.5, c.y3, c.z3};
-    EXPECT_LE(LargestDifference(turned, want), 1e-14) << c.y2 << ' ' << c.z2;
-  }
-}
-
 TEST(DegFree, SmallAndLinearMolecules) {
   const std::vector<double> position = {1, 2, 3, 1, 2, 5, 1, 3, 3, 4, 4, 4};
   const std::vector<double> expected[] = {{0.0}, {2.0}, {2.0, 0.0, 1.0}};
@@ -86,16 +69,10 @@ TEST(DegFree, SmallAndLinearMolecules) {
     ProbeFunc probe;
     QZDegFreeAdaptor deg(probe, false);
     EXPECT_TRUE(deg.Setup(LinearChain(n, 1.5)));
-    const auto vars = StartVars(deg, position);
-    EXPECT_LE(LargestDifference(vars, expected[n - 1]), 1e-14);
-    std::vector<double> g(vars.size(), 9.0);
-    deg(vars.data(), g.data());
-    EXPECT_EQ(g[0] == 0.0, n == 1);
+    EXPECT_LE(LargestDifference(StartVars(deg, position), expected[n - 1]), 1e-14);
   }
-  std::vector<double> line;
-  for (int i = 0; i < 5; ++i) line.insert(line.end(), {1.0 + i, 2.0 - i, 0.5 * i});
+  const std::vector<double> line = {1, 2, 0, 2, 1, 0.5, 3, 0, 1, 4, -1, 1.5, 5, -2, 2};
   EXPECT_LE(Deviation(Oriented(line), line), 1e-12);
-  EXPECT_TRUE(std::isnan(Oriented({1, 1, 1, 1, 1, 1, 2, 2, 2})[6]));  // atoms 0 and 1 coincide
 }
 
 }  // namespace

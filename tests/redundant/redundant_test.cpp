@@ -70,15 +70,13 @@ TEST(Redundant, ImpossibleTargetsAreReported) {
 
 TEST(Redundant, SetupFailsCleanlyAndRepeatsAfreshWithTheSameFrozenAtoms) {
   Adapted a(TestSupport::Butane());
-  auto& adaptor = a.adaptor;
-  EXPECT_FALSE(adaptor.Setup(QZGraphMol()));
-  EXPECT_TRUE(adaptor.Set(TestSupport::AtomsWhere([](unsigned int i) { return i < 2; }), 0x400040));
+  EXPECT_FALSE(a.adaptor.Setup(QZGraphMol()));
+  const auto pair = TestSupport::AtomsWhere([](unsigned int i) { return i < 2; });
+  EXPECT_TRUE(a.adaptor.Set(pair, 0x400040));
   EXPECT_TRUE(a.probe.Calls().empty());
-  adaptor.Clear();
-  EXPECT_EQ(adaptor.NumVar(), 0U);
-  adaptor.ClearPredicates();
-  EXPECT_TRUE(adaptor.Setup(TestSupport::Water()));
-  EXPECT_EQ(adaptor.NumVar(), 2U);  // without the bond 0-1
+  a.adaptor.ClearPredicates();
+  EXPECT_TRUE(a.adaptor.Setup(TestSupport::Water()));
+  EXPECT_EQ(a.adaptor.NumVar(), 2U);  // without the bond 0-1
 }
 
 TEST(Redundant, LongStraightTransChainsStayOnTheSparseRoute) {
