@@ -12,7 +12,6 @@
 
 #include "constr/positional.h"
 #include "molpotential/molpotential.h"
-#include "qzchem/mol.h"
 #include "support/capture.h"
 #include "support/contract.h"
 #include "support/molecules.h"

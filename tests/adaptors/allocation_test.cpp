@@ -6,9 +6,7 @@
 
 #include "adaptors/adaptor_support.h"
 
-namespace {
-std::atomic<long> allocations{0};
-}  // namespace
+static std::atomic<long> allocations{0};
 
 void* operator new(std::size_t size) {
   ++allocations;

@@ -7,26 +7,6 @@ namespace {
 using namespace TestSupport;
 using QZMolPotential::QZClusterQuatAdaptor;
 
-TEST(ClusterQuat, StartsAtTheMoleculeAndItsGradientIsExact) {
-  std::mt19937 rng(41);
-  const auto mol = WaterDimer();
-  const auto x = Coords(mol);
-  for (QZMolPotential::QZMolFunc1* func :
-       std::initializer_list<QZMolPotential::QZMolFunc1*>{new ProbeFunc, new FieldFunc(2.0, 0.1)}) {
-    QZClusterQuatAdaptor cluster(*func, true, false);
-    ASSERT_TRUE(cluster.Setup(mol));
-    auto vars = StartVars(cluster, x);
-    EXPECT_EQ(vars, std::vector<double>({1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0}));
-    std::vector<double> back(x.size());
-    EXPECT_TRUE(cluster.AdaptVar(back.data(), vars.data()));
-    EXPECT_LE(LargestDifference(back, x), 1e-15);
-    for (int round = 0; round < 4; ++round) {
-      vars = RandomPlacements(2, rng);
-      EXPECT_EQ(CheckOverwriting(cluster, vars), "") << "seed 41, round " << round;
-    }
-  }
-}
-
 TEST(ClusterQuat, BindsEachComponentThenTheWholeAndStartsAfresh) {
   ProbeFunc probe;
   QZClusterQuatAdaptor cluster(probe, false, true);

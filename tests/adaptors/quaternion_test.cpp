@@ -10,7 +10,6 @@ using QZMolPotential::QZQuatAdaptor;
 // A quaternion adaptor over a field, with reference geometry `x`.
 struct Bound {
   Bound(const QZChem::QZMolBase& mol, const std::vector<double>& x, bool centred) {
-    EXPECT_TRUE(quat.GetTranslateRefToGC());
     quat.SetTranslateRefToGC(centred);
     EXPECT_TRUE(quat.Setup(mol));
     start = StartVars(quat, x);
@@ -51,16 +50,6 @@ TEST(Quaternion, RotationIsActiveAndAZeroQuaternionCollapsesOntoTheTranslation) 
   expect({2.0, 0.0, 0.0, 2.0, 10.0, 20.0, 30.0}, {8.0, 21.0, 33.0});    // a quarter turn: x to y
   expect({1e-160, 1e-160, 0.0, 0.0, 0.0, 0.0, 0.0}, {1.0, -3.0, 2.0});  // y to z
   expect({1e-170, 1e-170, 0.0, 0.0, 4.0, 5.0, 6.0}, {4.0, 5.0, 6.0});   // squares underflow: q = 0
-}
-
-TEST(Quaternion, RedundantPlacements) {
-  Bound bound(Butane(), Coords(Butane()), true);
-  const double a[7] = {0.5, -0.5, 0.5, 0.5, 1.0, 2.0, 3.0};
-  const double negated[7] = {-1.0, 1.0, -1.0, -1.0, 1.0, 2.0, 3.0};
-  const double shifted[7] = {0.5, -0.5, 0.5, 0.5, 1.3, 2.0, 3.4};  // by 0.5 Å
-  EXPECT_TRUE(bound.quat.IsRedundant(a, negated, 1e-9));
-  EXPECT_TRUE(bound.quat.IsRedundant(a, shifted, 0.501));
-  EXPECT_FALSE(bound.quat.IsRedundant(a, shifted, 0.499));
 }
 
 }  // namespace

@@ -69,10 +69,6 @@ TEST(Subset, WantsFixedAtomsAndKeepsTheirSelectionFromTheFunction) {
   ASSERT_TRUE(subset.Setup(mol));
   EXPECT_EQ(subset.NumVar(), 27U);  // of 14 atoms 0, 3, 6, 9, 12 are fixed
   EXPECT_EQ(probe.Calls(), std::vector<ProbeFunc::Call>({{"atom", 0x10000}}));
-  // As a function of level 1 it gives no Hessian.
-  subset.SetMolFunc(probe, false);
-  std::vector<double> h(27 * 14, 0.0);
-  EXPECT_FALSE(subset(subset.GetVar(Coords(mol).data()), h.data(), nullptr));
 }
 
 }  // namespace
