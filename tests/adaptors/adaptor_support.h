@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cmath>
 #include <functional>
 #include <memory>
 #include <random>
@@ -14,7 +12,6 @@
 
 #include "constr/positional.h"
 #include "molpotential/molpotential.h"
-#include "qzchem/mol.h"
 #include "support/capture.h"
 #include "support/contract.h"
 #include "support/molecules.h"
@@ -74,18 +71,9 @@ inline std::string CheckOverwriting(QZMolPotential::QZMolAdaptor& adaptor,
   return clean == dirty ? CheckDerivatives(adaptor, vars) : "the gradient was added to";
 }
 
-/// For each part a quaternion of random direction and a length between 0.1 and 5, then a
-/// translation.
+/// For each part a quaternion of any length and a translation.
 inline std::vector<double> RandomPlacements(std::size_t parts, std::mt19937& rng) {
-  std::normal_distribution<double> normal;
-  std::uniform_real_distribution<double> length(0.1, 5.0);
-  std::vector<double> vars(7 * parts);
-  for (double& value : vars) value = normal(rng);
-  for (double* q = vars.data(); q != vars.data() + vars.size(); q += 7) {
-    const double scale = length(rng) / std::hypot(std::hypot(q[0], q[1]), std::hypot(q[2], q[3]));
-    for (std::size_t k = 0; k < 4; ++k) q[k] *= scale;
-  }
-  return vars;
+  return Jittered(std::vector<double>(7 * parts, 0.0), 2.0, rng);
 }
 
 }  // namespace TestSupport

@@ -48,76 +48,36 @@ TEST(Penalties, FulfilTheContractForAnyOrderOfIndices) {
   }
 }
 
-TEST(Penalties, MissingAndRepeatedAtomsAreRefusedInWords) {
+TEST(Penalties, MissingAndRepeatedAtomsAreRefusedWithAWarning) {
   const auto butane = Butane();
-  const auto water = Water();
   auto cut = Butane();
-  cut.SetTitle("short");
   cut.DeleteAtom(cut.GetAtom(2));
-  const std::string distance = "Distance to be constrained does not occur in molecule ";
-  const struct {
-    Maker make;
-    const QZChem::QZGraphMol& mol;
-    std::string warning;
-  } cases[] = {{Square(0, 2, 1.0), cut, distance + "short"},
-               {Band(2, 0, 1.0, 2.0), cut, distance + "short"},
-               {Square(3, 3, 1.0), butane, distance + "butane"},
-               {Cosine(0, 1, 2, 3),
-                cut,
-                "Dihedral angle to be constrained does not occur in molecule short"},
-               {Cosine(0, 1, 2, 3),
-                water,
-                "Can't apply a dihedral square penalty to molecules with less than 4 atoms"}};
-  for (const auto& c : cases) {
-    const std::unique_ptr<QZMolPotential::QZMolFunc2> f(c.make(butane));
+  const auto warningsOf = [&](const Maker& make, const QZChem::QZGraphMol& mol) {
+    const std::unique_ptr<QZMolPotential::QZMolFunc2> f(make(butane));
     MessageCapture messages;
-    EXPECT_FALSE(f->Setup(c.mol));
-    EXPECT_EQ(messages.Warnings(), std::vector<std::string>{c.warning});
+    EXPECT_FALSE(f->Setup(mol));
+    return messages.Warnings().size();
+  };
+  for (const auto& make : {Square(0, 2, 1.0), Band(2, 0, 1.0, 2.0), Cosine(0, 1, 2, 3)}) {
+    EXPECT_EQ(warningsOf(make, cut), 1u);
   }
+  EXPECT_EQ(warningsOf(Square(3, 3, 1.0), butane), 1u);
 }
 
-TEST(DistancePenalty, AtTheTargetOnlyTheHessianAlongTheBondRemains) {
+TEST(DistancePenalties, ClosedForms) {
   const auto mol = LinearChain(2, 1.5);
   const auto x = Coords(mol);
-  QZDistanceQuadPenalty f(Atom(mol, 1), Atom(mol, 0), 1.5, 10.0);
-  EXPECT_EQ(f.NumVar(), 0u);
+  QZDistanceQuadPenalty f(Atom(mol, 1), Atom(mol, 0), 1.0, 2.0);
   ASSERT_TRUE(f.Setup(mol));
   EXPECT_EQ(f.NumVar(), 6u);
-  std::vector<double> h(21, 0.0);
-  std::vector<double> g(6, 0.0);
-  ASSERT_TRUE(f(x.data(), h.data(), nullptr));
-  std::vector<double> expected(21, 0.0);
-  expected[0] = expected[9] = 20.0;  // (0,0) and (3,3)
-  expected[6] = -20.0;               // (3,0)
-  EXPECT_LE(LargestDifference(h, expected), 1e-14);
-  f.Set_dist0(1.0);
-  f.Set_k(2.0);
-  EXPECT_DOUBLE_EQ(f(x.data(), g.data()), 0.5);
-  EXPECT_DOUBLE_EQ(g[3], 2.0);
-  f.Clear();
-  EXPECT_EQ(f.NumVar(), 0u);
-}
-
-TEST(DistanceBand, LimitsBelongToTheBandAndClosedFormsHoldBeyond) {
-  const auto mol = LinearChain(2, 1.5);
-  const auto x = Coords(mol);
-  QZDistLimitPenalty f(Atom(mol, 0), Atom(mol, 1), 0.0, 0.0, 10.0);
-  ASSERT_TRUE(f.Setup(mol));
+  EXPECT_DOUBLE_EQ(f(x.data()), 0.5);
   const struct {
     double lower, upper, energy;
-    bool touched;
-  } cases[] = {{1.5, 2.0, 0.0, false},
-               {1.0, 1.5, 0.0, false},
-               {std::nextafter(1.5, 2.0), 2.0, 0.0, true},
-               {1.0, 1.25, 10.0 * 0.0625, true},
-               {2.0, 1.25, 10.0 * 0.25, true}};  // crossed: the lower wall comes first
-  for (const auto& c : cases) {
-    f.SetLowerLimit(c.lower);
-    f.SetUpperLimit(c.upper);
-    std::vector<double> h(21, 0.0);
-    EXPECT_NEAR(f(x.data()), c.energy, 1e-15);
-    EXPECT_TRUE(f(x.data(), h.data(), nullptr));
-    EXPECT_EQ(h != std::vector<double>(21, 0.0), c.touched) << c.lower << ' ' << c.upper;
+  } cases[] = {{1.5, 2.0, 0.0}, {1.0, 1.5, 0.0}, {1.0, 1.25, 0.625}, {2.0, 1.25, 2.5}};
+  for (const auto& c : cases) {  // of crossed limits the lower wall comes first
+    QZDistLimitPenalty band(Atom(mol, 0), Atom(mol, 1), c.lower, c.upper, 10.0);
+    ASSERT_TRUE(band.Setup(mol));
+    EXPECT_NEAR(band(x.data()), c.energy, 1e-15) << c.lower << ' ' << c.upper;
   }
 }
 
@@ -136,9 +96,6 @@ TEST(DihedralPenalty, IsOnTheCosineAndRegularNearDegenerateShapes) {
   bent[0] = -1.4;
   bent[1] = 0.025;
   EXPECT_EQ(CheckHessian(f, bent, {.step = 1e-6}), "");
-  f.Set_alpha0(kPi / 2.0);
-  f.Set_k(2.0);
-  EXPECT_NEAR(f(Dihedral(kPi).data()), 2.0, 1e-14);
 }
 
 TEST(DihedralPenalty, AtomsInLineAndNaNAddNothing) {
@@ -150,7 +107,6 @@ TEST(DihedralPenalty, AtomsInLineAndNaNAddNothing) {
   for (const auto& x : {Coords(mol), lost}) {
     std::vector<double> h(78, 0.0);
     std::vector<double> g(12, 0.0);
-    EXPECT_EQ(f(x.data()), 0.0);
     EXPECT_EQ(f(x.data(), g.data()), 0.0);
     EXPECT_TRUE(f(x.data(), h.data(), g.data()));
     EXPECT_EQ(g, std::vector<double>(12, 0.0));

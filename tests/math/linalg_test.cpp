@@ -45,7 +45,6 @@ TEST(Givens, FollowsTheBlasConvention) {
                {-3.0, 4.0, 5.0, -5.0 / 3.0},
                {-4.0, 3.0, -5.0, -0.6},
                {0.0, -2.0, -2.0, 1.0},
-               {1e300, 0.0, 1e300, 0.0},
                {3e-310, 4e-310, 5e-310, 5.0 / 3.0}};
   for (const auto& given : cases) {
     double a = given.a;
@@ -63,12 +62,12 @@ TEST(Givens, FollowsTheBlasConvention) {
 TEST(CubicEquation, ThreeRealRootsInTrigonometricOrder) {
   std::mt19937 rng(33);
   std::uniform_real_distribution<double> uniform(-3.0, 3.0);
-  double roots[3];
   for (int trial = 0; trial < 500; ++trial) {
     const double p = uniform(rng);
     const double q = p + 0.2 + std::abs(uniform(rng));
     const double r = q + 0.2 + std::abs(uniform(rng));
     const double a = trial % 2 == 0 ? 1.5 : -0.5;
+    double roots[3];
     ASSERT_EQ(
         CubicEquation(a, -a * (p + q + r), a * (p * q + q * r + r * p), -a * p * q * r, roots), 3);
     // θ is in [0, π/3]: the first is the largest, the second the smallest.
@@ -81,11 +80,9 @@ TEST(CubicEquation, ThreeRealRootsInTrigonometricOrder) {
 TEST(IsLinear, ToleratesOneMillionthOfTheCosine) {
   for (const double sign : {1.0, -1.0}) {
     for (const auto& [deviation, linear] : {std::pair{0.9e-6, true}, std::pair{1.1e-6, false}}) {
-      const double cosine = 1.0 - deviation;
-      const double y = std::sqrt(1.0 - cosine * cosine);
-      const double points[12] = {1, 1, 1, 3, 1, 1, 9, 1, 1, 1 + sign * cosine, 1, 1 + y};
+      const double x = sign * (1.0 - deviation);
+      const double points[12] = {1, 1, 1, 3, 1, 1, 9, 1, 1, 1 + x, 1, 1 + std::sqrt(1.0 - x * x)};
       EXPECT_EQ(IsLinear(points, 4), linear) << sign << " " << deviation;
-      EXPECT_TRUE(IsLinear(points, 3));
     }
   }
 }

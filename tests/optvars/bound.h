@@ -5,14 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 #include <numbers>
 #include <string>
 #include <vector>
 
 #include "molpotential/optvarfunc.h"
 #include "qzchem/geometry.h"
-#include "support/capture.h"
 #include "support/contract.h"
 #include "support/molecules.h"
 
@@ -45,13 +43,5 @@ struct Bound {
   QZMolPotential::QZOptVarFunc function{energy, adaptor};
   Values vars;
 };
-
-/// What `adaptor` prints about `mol`.
-template <class Adaptor>
-std::string Report(const Adaptor& adaptor, const QZChem::QZMolBase& mol, double* vars) {
-  testing::internal::CaptureStdout();
-  adaptor.GetAdaptedVariables(mol, vars);
-  return testing::internal::GetCapturedStdout();
-}
 
 }  // namespace TestOptVars

@@ -70,41 +70,7 @@ TEST(Rigid, GradientIsTheDerivativeAtTheReferencePlacement) {
     const double slope = (function(up.data()) - function(down.data())) / 2e-6;
     EXPECT_NEAR(grad[k], slope, 1e-6 * std::abs(grad[k])) << k;
   }
-}
-
-TEST(Rigid, TheEstimateOfVariablesIsNotANumberWithoutRotationOrBeyondOneRadian) {
-  // Flat and centred at the origin, so that a turn about z is the angle that atom 0 sees.
-  auto mol = TestSupport::Water();
-  Placed p(mol);
-  auto x = p.x;
-  for (std::size_t i = 0; i < x.size(); ++i) x[i] = i % 3 == 2 ? 0.0 : x[i] - p.vars[4 + i % 3];
-  mol.SetCoords(x.data());
-  p.adaptor.Setup(mol);
-  Values v(7);
-  for (const double angle : {0.0, 0.3, 0.9, 1.1, 3.0}) {
-    auto turned = x;
-    for (std::size_t i = 0; i < x.size(); i += 3) {
-      turned[i] = std::cos(angle) * x[i] - std::sin(angle) * x[i + 1];
-      turned[i + 1] = std::sin(angle) * x[i] + std::cos(angle) * x[i + 1];
-    }
-    p.adaptor.FuncVarToOptVar(turned.data(), v.data());
-    EXPECT_EQ(std::isnan(v[3]), angle == 0.0 || angle > 1.0) << angle;
-    EXPECT_EQ(std::isnan(v[0]), angle == 0.0) << angle;
-    EXPECT_TRUE(std::isfinite(v[4]));
-    if (std::isnan(v[3])) continue;
-    // The angle stands for its cosine.
-    EXPECT_NEAR(v[0], std::cos(0.5 * std::acos(angle)), 1e-12);
-    EXPECT_NEAR(std::abs(v[3]), std::sin(0.5 * std::acos(angle)), 1e-12);
-  }
-}
-
-TEST(Rigid, RefusesAndHasNoGradientBackwards) {
-  TestSupport::MessageCapture messages;
-  EXPECT_FALSE(QZRigidAdaptor().Setup(QZChem::QZGraphMol()));
-  Placed p(TestSupport::Water());
-  EXPECT_FALSE(p.adaptor.OptGradToFuncGrad(p.vars.data(), p.x.data()));
-  EXPECT_EQ(messages.At(QZSystem::QZErrorLevel::Fatal),
-            std::vector<std::string>{"Transformation of cg/quat -> xyz gradients not implemented"});
+  EXPECT_FALSE(p.adaptor.Setup(QZChem::QZGraphMol()));
 }
 
 }  // namespace

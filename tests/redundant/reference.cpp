@@ -39,23 +39,18 @@ std::pair<C, C> evaluate(const std::vector<CVec>& p) {
   return {sine, dot(n1, n2)};
 }
 
-struct Angle {
-  double value;
-  double scale;  // of the derivative of the angle itself
-};
-
-// acos with the treatment of its ends.
-Angle angleOf(double sine, double cosine, bool dihedral, bool forRows) {
+// acos with the treatment of its ends, and the scale of the derivative of the angle itself.
+std::pair<double, double> angleOf(double sine, double cosine, bool dihedral) {
   const double limit = dihedral ? 0.999999999999 : 0.999999;
   const double shift = dihedral ? 1e-12 : 1e-6;
   const double length = std::hypot(sine, cosine);
   const double c = std::clamp(cosine / length, -1.0, 1.0);
   if (std::abs(c) <= limit) return {std::acos(c), sine < 0.0 ? -1.0 : 1.0};
-  if (dihedral && !forRows) return {c > 0.0 ? 0.0 : std::acos(-1.0), 0.0};
   // 1 - |cos| of the moved cosine, from the sine, where a difference would have no digits.
   const double rest = std::pow(sine / length, 2) / (1.0 + std::abs(c)) + shift;
-  const double moved = c > 0.0 ? c - shift : c + shift;
-  return {std::acos(moved), sine / length / std::sqrt(rest * (2.0 - rest))};
+  const double end = c > 0.0 ? 1.0 : -1.0;
+  return {std::acos(dihedral ? end : c - end * shift),
+          sine / length / std::sqrt(rest * (2.0 - rest))};
 }
 
 std::vector<CVec> pointsOf(const std::vector<unsigned int>& atoms, const Eigen::VectorXd& x) {
@@ -77,11 +72,8 @@ bool hasPlanes(const std::vector<CVec>& p) {
 }  // namespace
 
 Reference::Reference(const QZChem::QZMolBase& mol, const Frozen& frozen) {
-  struct Coordinate {
-    std::vector<unsigned int> atoms;
-    bool active;
-  };
-  std::array<std::vector<Coordinate>, 3> kinds;  // bonds, angles, dihedrals
+  using Coordinate = std::pair<std::vector<unsigned int>, bool>;  // atoms, active
+  std::array<std::vector<Coordinate>, 3> kinds;                   // bonds, angles, dihedrals
   // Once one of a bond (an atom) is frozen, the later ones are.
   const auto add = [&](std::vector<unsigned int> atoms, bool& active) {
     active = active && !std::all_of(atoms.begin(), atoms.end(), frozen);
@@ -114,14 +106,14 @@ Reference::Reference(const QZChem::QZMolBase& mol, const Frozen& frozen) {
     }
   }
   for (const auto& kind : kinds) {
-    for (const Coordinate& coordinate : kind) {
-      if (coordinate.active) active_.push_back(static_cast<Eigen::Index>(list_.size()));
-      list_.push_back(coordinate.atoms);
+    for (const auto& [atoms, active] : kind) {
+      if (active) active_.push_back(static_cast<Eigen::Index>(list_.size()));
+      list_.push_back(atoms);
     }
   }
 }
 
-Eigen::VectorXd Reference::Values(const Eigen::VectorXd& x, bool forRows) const {
+Eigen::VectorXd Reference::Values(const Eigen::VectorXd& x) const {
   Eigen::VectorXd q(list_.size());
   double* next = q.data();
   for (const auto& atoms : list_) {
@@ -129,7 +121,7 @@ Eigen::VectorXd Reference::Values(const Eigen::VectorXd& x, bool forRows) const 
     const auto [s, c] = evaluate(p);
     *next++ = p.size() == 2   ? c.real()
               : !hasPlanes(p) ? 0.0
-                              : angleOf(s.real(), c.real(), p.size() == 4, forRows).value;
+                              : angleOf(s.real(), c.real(), p.size() == 4).first;
   }
   return q;
 }
@@ -145,7 +137,7 @@ void Reference::UpdateRows(const Eigen::VectorXd& x) {
     if (dihedral && (!hasPlanes(p) || atoms[0] == atoms[3])) continue;
     const auto [s0, c0] = evaluate(p);
     if (p.size() == 3 && s0.real() == 0.0) continue;
-    const double scale = angleOf(s0.real(), c0.real(), dihedral, true).scale;
+    const double scale = angleOf(s0.real(), c0.real(), dihedral).second;
     for (std::size_t k = 0; k < p.size(); ++k) {
       for (Eigen::Index d = 0; d < 3; ++d) {
         p[k][d] += C(0.0, kStep);
@@ -173,21 +165,4 @@ Eigen::VectorXd Reference::AllOf(const Eigen::VectorXd& active) const {
   Eigen::VectorXd all = Eigen::VectorXd::Zero(static_cast<Eigen::Index>(list_.size()));
   all(active_) = active;
   return all;
-}
-
-bool Reference::BackTransform(Eigen::VectorXd& x, const Eigen::VectorXd& activeTarget) {
-  Eigen::VectorXd q = Values(x, false);
-  Eigen::VectorXd target = q;
-  target(active_) = activeTarget;
-  for (std::size_t i = 0; i < list_.size() && list_[i].size() == 2; ++i) {
-    target[static_cast<Eigen::Index>(i)] = std::abs(target[static_cast<Eigen::Index>(i)]);
-  }
-  for (int step = 0; step < 10; ++step) {
-    const Eigen::VectorXd dx = inverse_ * (target - q);
-    x += dx;
-    if (dx.norm() < 1e-5) return true;
-    UpdateRows(x);
-    q = Values(x, true);
-  }
-  return false;
 }

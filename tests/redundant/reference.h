@@ -15,14 +15,12 @@ class Reference {
   using Frozen = std::function<bool(unsigned int atom)>;
   Reference(const QZChem::QZMolBase& mol, const Frozen& frozen);
 
-  Eigen::VectorXd Values(const Eigen::VectorXd& x, bool forRows) const;
+  Eigen::VectorXd Values(const Eigen::VectorXd& x) const;
   /// The rows at x, and the pseudo-inverse that goes with them.
   void UpdateRows(const Eigen::VectorXd& x);
   /// B⁺ = Bᵀ (B Bᵀ)⁺: steps from it, gradients from its transpose.
   const Eigen::MatrixXd& PseudoInverse() const { return inverse_; }
   const Eigen::VectorXd& SingularValues() const { return sigma_; }
-  /// The back-transformation from x, which becomes its end; false without convergence.
-  bool BackTransform(Eigen::VectorXd& x, const Eigen::VectorXd& activeTarget);
   Eigen::VectorXd ActiveOf(const Eigen::VectorXd& all) const { return all(active_); }
   /// The inverse, zero for what is not active.
   Eigen::VectorXd AllOf(const Eigen::VectorXd& active) const;
