@@ -68,6 +68,7 @@ class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> 
   /// The current coordinates, 3 x AtomIndexBound() doubles, valid until the next `Setup` or
   /// `Clear`; null before `Setup`.
   const double* GetCurrentCoords() const;
+  /// Length of the current coordinates; 0 before `Setup`.
   unsigned int NumCoords() const;
   using QZMolAdaptor::GetVar;
   /// `coords`: 3 x AtomIndexBound() doubles. The result is valid until the next `GetVar` or
