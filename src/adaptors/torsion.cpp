@@ -54,7 +54,8 @@ struct Motion {
   // This motion after `first`.
   Motion After(const Motion& first) const {
     const Mat3 columns = Transpose(first.r);
-    return {Transpose({r * columns.row0, r * columns.row1, r * columns.row2}), (*this)(first.s)};
+    return {Transpose(Mat3{r * columns.row0, r * columns.row1, r * columns.row2}),
+            (*this)(first.s)};
   }
 };
 

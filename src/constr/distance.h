@@ -35,11 +35,10 @@ struct PairDistance {
 
   /// Adds the gradient of both atoms and returns the value.
   double AddGradient(double* grad, const AtomIndices<2>& atoms, double k, double target) const {
-    const double off = r - target;
-    const double pull = k * off;
+    const double curvature = 2.0 * k;
     // 1/r as r · 1/r², since the reciprocal need not wait for the root.
-    AddOpposite(grad, atoms, (2.0 * pull * (r * (1.0 / r2))) * delta);
-    return pull * off;
+    AddOpposite(grad, atoms, (curvature - r * (curvature * target * (1.0 / r2))) * delta);
+    return Square(k, target);
   }
 
   /// Adds the second derivatives: B into the diagonal blocks of the packed Hessian and -B between

@@ -143,8 +143,7 @@ bool QZDihedralQuadPenalty::operator()(const double* x, double* hessian, double*
   if (dihedral.IsDegenerate()) return true;
   const double curvature = 2.0 * data_->k;
   const double slope = curvature * (dihedral.cosine - data_->cosAlpha0);
-  QZMolPotential::DihedralHessian(dihedral, slope, curvature).AddTo(hessian, data_->atoms);
-  if (grad != nullptr) AddBlocks(grad, data_->atoms, slope, dihedral.Gradient());
+  QZMolPotential::AddDihedralDerivatives(hessian, grad, data_->atoms, dihedral, slope, curvature);
   return true;
 }
 

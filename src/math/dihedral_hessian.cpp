@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "math/dihedral_hessian.h"
 
+#include "math/packed.h"
+#include "math/pair.h"
+
 namespace QZMolPotential {
 
 // The Hessian is o ∇ψ ⊗ ∇ψ + f ∇²ψ. With A = dψ/da, C = dψ/dc, ta = a·b/|b|², tc = c·b/|b|², the
@@ -13,40 +16,53 @@ namespace QZMolPotential {
 // atoms dψ/dPk = g_k = α_k A + γ_k C, so that with w = b/|b|² and δ = (0, -1, 1, 0) block (k, l) is
 //   α_k α_l S + γ_k γ_l T - δ_l w ⊗ g_k - δ_k g_l ⊗ w + δ_k δ_l (|N|² S + |M|² T)/2|b|⁴.
 // As A is along N and C along M, S = A ⊗ p + p ⊗ A and T = C ⊗ q + q ⊗ C with p = -P/|N|² and
-// q = -Q/|M|²; f is drawn into p, q and w. Blocks (2, 1) and (2, 2) follow from the zero sum of
-// every row.
-DihedralHessian::DihedralHessian(const DihedralCosine& d, double first, double second) {
+// q = -Q/|M|²; f is drawn into p, q and w. Counted from the other end, C, q, γ and -w stand where
+// A, p, α and w stood, so a Pair computes both ends at once. The blocks not written out below
+// follow from the zero sum of every row.
+void AddDihedralDerivatives(double* hessian,
+                            double* grad,
+                            const std::array<unsigned int, 4>& atoms,
+                            const DihedralCosine& d,
+                            double first,
+                            double second) {
   const double sine = d.Sine();
   const double o = second * sine * sine - first * d.cosine;
   const double f = -first * sine;
   const auto angle = d.Angle();
   const auto g = angle.Atoms();
-  const Vec3& a = g[0];
-  const Vec3& c = g[3];
-  const double perB2 = 1.0 / Dot(d.b, d.b);
-  const Vec3 p = (-f * (d.perN2M2 * d.m2)) * Cross(d.b, d.normal);
-  const Vec3 q = (-f * (d.perN2M2 * d.n2)) * Cross(d.b, d.normal2);
-  const Vec3 w = (f * perB2) * d.b;
-  const double alpha1 = angle.alongA - 1.0;
-  const double alpha2 = -angle.alongA;
-  const double gamma1 = angle.alongC;
-  const double gamma2 = -1.0 - angle.alongC;
-  const double half = 0.5 * perB2 * perB2;
-  const Vec3 outer1 = o * g[1];
-  const Vec3 outer2 = o * g[2];
+  if (grad != nullptr) {
+    for (std::size_t k = 0; k < 4; ++k) AddToAtom(grad, atoms[k], f * g[k]);
+  }
 
-  h00 = SymmetricOuter(a, p + (0.5 * o) * a);
-  h33 = SymmetricOuter(c, q + (0.5 * o) * c);
-  h30 = Outer(o * c, a);
-  h10 = Outer(a, alpha1 * p + w) + Outer(alpha1 * p + outer1, a);
-  h20 = Outer(a, alpha2 * p - w) + Outer(alpha2 * p + outer2, a);
-  h31 = Outer(c, gamma1 * q + outer1) + Outer(gamma1 * q + w, c);
-  h32 = Outer(c, gamma2 * q + outer2) + Outer(gamma2 * q - w, c);
-  h11 = SymmetricOuter(a, (alpha1 * alpha1 + half * d.n2) * p) +
-        SymmetricOuter(c, (gamma1 * gamma1 + half * d.m2) * q) +
-        SymmetricOuter(g[1], w + 0.5 * outer1);
-  h21 = -(Transpose(h10) + h11 + h31);
-  h22 = -(h20 + h21 + Transpose(h32));
+  const double perB2 = 1.0 / Dot(d.b, d.b);
+  const Vec3 w = (f * perB2) * d.b;
+  const Vec3 outer1 = o * g[1];
+  const auto ends = Both(g[0], g[3]);
+  const auto pq =
+      (-f * d.perN2M2 * Pair{d.m2, d.n2}) * Cross(Both(d.b, d.b), Both(d.normal, d.normal2));
+  const Pair factor{angle.alongA - 1.0, -1.0 - angle.alongC};  // α_1 and γ_2
+  const Pair factor1{angle.alongA - 1.0, angle.alongC};        // α_1 and γ_1
+  const Pair square = factor1 * factor1 + (0.5 * perB2 * perB2) * Pair{d.n2, d.m2};
+
+  const auto h00h33 = SymmetricOuter(ends, pq + Pair{0.5 * o, 0.5 * o} * ends);
+  const auto h10h23 =
+      Outer(ends, factor * pq + Both(w, -w)) + Outer(factor * pq + Both(outer1, o * g[2]), ends);
+  const auto h11 = Sum(SymmetricOuter(ends, square * pq)) + SymmetricOuter(g[1], w + 0.5 * outer1);
+  const auto h30 = Outer(o * g[3], g[0]);
+  const auto h20 = -(First(h00h33) + First(h10h23) + h30);
+  const auto h13 = -(Second(h00h33) + Second(h10h23) + Transpose(h30));
+  const auto h21 = -(Transpose(First(h10h23)) + h11 + Transpose(h13));
+
+  AddDiagonalBlock(hessian, atoms[0], First(h00h33));
+  AddDiagonalBlock(hessian, atoms[1], h11);
+  AddDiagonalBlock(hessian, atoms[2], -(h20 + h21 + Second(h10h23)));
+  AddDiagonalBlock(hessian, atoms[3], Second(h00h33));
+  AddMixedBlock(hessian, atoms[1], atoms[0], First(h10h23));
+  AddMixedBlock(hessian, atoms[2], atoms[0], h20);
+  AddMixedBlock(hessian, atoms[3], atoms[0], h30);
+  AddMixedBlock(hessian, atoms[2], atoms[1], h21);
+  AddMixedBlock(hessian, atoms[1], atoms[3], h13);
+  AddMixedBlock(hessian, atoms[2], atoms[3], Second(h10h23));
 }
 
 }  // namespace QZMolPotential

@@ -45,7 +45,7 @@ double secondCosDer(
   const auto blocks = dihedral.Gradient();
   for (std::size_t atom = 0; atom < 4; ++atom) StoreAtom(grad, atom, blocks[atom]);
   std::fill_n(hessian, PackedSize(12), 0.0);
-  DihedralHessian(dihedral, 1.0, 0.0).AddTo(hessian, std::array<std::size_t, 4>{0, 1, 2, 3});
+  AddDihedralDerivatives(hessian, nullptr, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
   return dihedral.cosine;
 }
 

@@ -4,35 +4,48 @@
 
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 
 namespace QZMolPotential {
 
-/// A point or vector of three doubles.
-struct Vec3 {
-  double x = 0.0;
-  double y = 0.0;
-  double z = 0.0;
+/// A point or vector of three numbers.
+template <class T>
+struct BasicVec3 {
+  T x{};
+  T y{};
+  T z{};
 
-  constexpr Vec3& operator+=(const Vec3& b) { return *this = {x + b.x, y + b.y, z + b.z}; }
-  constexpr Vec3& operator-=(const Vec3& b) { return *this = {x - b.x, y - b.y, z - b.z}; }
+  constexpr BasicVec3& operator+=(const BasicVec3& b) {
+    return *this = {x + b.x, y + b.y, z + b.z};
+  }
+  constexpr BasicVec3& operator-=(const BasicVec3& b) {
+    return *this = {x - b.x, y - b.y, z - b.z};
+  }
 };
+using Vec3 = BasicVec3<double>;
 
-constexpr Vec3 operator+(const Vec3& a, const Vec3& b) {
+template <class T>
+constexpr BasicVec3<T> operator+(const BasicVec3<T>& a, const BasicVec3<T>& b) {
   return {a.x + b.x, a.y + b.y, a.z + b.z};
 }
-constexpr Vec3 operator-(const Vec3& a, const Vec3& b) {
+template <class T>
+constexpr BasicVec3<T> operator-(const BasicVec3<T>& a, const BasicVec3<T>& b) {
   return {a.x - b.x, a.y - b.y, a.z - b.z};
 }
-constexpr Vec3 operator-(const Vec3& a) {
+template <class T>
+constexpr BasicVec3<T> operator-(const BasicVec3<T>& a) {
   return {-a.x, -a.y, -a.z};
 }
-constexpr Vec3 operator*(double s, const Vec3& a) {
+template <class T>
+constexpr BasicVec3<T> operator*(std::type_identity_t<T> s, const BasicVec3<T>& a) {
   return {s * a.x, s * a.y, s * a.z};
 }
-constexpr double Dot(const Vec3& a, const Vec3& b) {
+template <class T>
+constexpr T Dot(const BasicVec3<T>& a, const BasicVec3<T>& b) {
   return a.x * b.x + a.y * b.y + a.z * b.z;
 }
-constexpr Vec3 Cross(const Vec3& a, const Vec3& b) {
+template <class T>
+constexpr BasicVec3<T> Cross(const BasicVec3<T>& a, const BasicVec3<T>& b) {
   return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 inline double Norm(const Vec3& a) {
@@ -49,9 +62,10 @@ inline void StoreAtom(double* coords, std::size_t i, const Vec3& p) {
   coords[3 * i + 2] = p.z;
 }
 inline void AddToAtom(double* grad, std::size_t i, const Vec3& g) {
-  grad[3 * i] += g.x;
-  grad[3 * i + 1] += g.y;
-  grad[3 * i + 2] += g.z;
+  double* const out = grad + 3 * i;
+  out[0] += g.x;
+  out[1] += g.y;
+  out[2] += g.z;
 }
 
 }  // namespace QZMolPotential
