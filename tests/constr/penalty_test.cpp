@@ -44,7 +44,7 @@ TEST(Penalties, FulfilTheContractForAnyOrderOfIndices) {
   for (std::size_t k = 0; k < makers.size(); ++k) {
     const auto make = [&] { return makers[k](mol); };
     const auto x = Jittered(Coords(mol), 0.2, rng);
-    EXPECT_EQ(CheckContract(make, mol, x, {.rigidInvariant = true}), "") << k << ", seed 5201";
+    EXPECT_EQ(CheckContract(make, mol, x), "") << k << ", seed 5201";
   }
 }
 
@@ -90,12 +90,11 @@ TEST(DihedralPenalty, IsOnTheCosineAndRegularNearDegenerateShapes) {
     const double off = std::cos(phi) - 0.5;
     EXPECT_NEAR(f(Dihedral(phi).data()), 5.0 * off * off, 1e-13) << phi;
     EXPECT_EQ(CheckDerivatives(f, Dihedral(phi)), "") << phi;
-    EXPECT_EQ(CheckHessian(f, Dihedral(phi)), "") << phi;
   }
   auto bent = Dihedral(2.0);  // a-b-c one degree off the line
   bent[0] = -1.4;
   bent[1] = 0.025;
-  EXPECT_EQ(CheckHessian(f, bent, {.step = 1e-6}), "");
+  EXPECT_EQ(CheckDerivatives(f, bent, /*step=*/1e-6), "");
 }
 
 TEST(DihedralPenalty, AtomsInLineAndNaNAddNothing) {

@@ -20,7 +20,8 @@ TEST(Positional, FulfilsTheContractInsideAndOutsideAndAroundHoles) {
   for (const double exponent : {2.0, 1.0, 3.0, 2.5, 4.0}) {
     for (const double width : {0.0, 0.3, 2.0}) {
       const auto make = [=] { return new QZPowerPotential(width, 7.0, exponent); };
-      EXPECT_EQ(CheckContract(make, mol, Jittered(Coords(mol), 0.5, rng)), "")
+      EXPECT_EQ(CheckContract(make, mol, Jittered(Coords(mol), 0.5, rng), /*rigidInvariant=*/false),
+                "")
           << "exponent " << exponent << " width " << width << " seed 5101";
     }
   }

@@ -53,8 +53,6 @@ class Labelled final : public QZMolFunc2 {
 };
 
 TEST(ForceField, FulfilsTheContractOfAFunction) {
-  TestSupport::ContractOptions options;
-  options.rigidInvariant = true;
   const auto mol = TestSupport::Butane();
   const auto make = []() -> QZMolFunc1* {
     auto* ff = new QZGenericFF2;
@@ -62,7 +60,7 @@ TEST(ForceField, FulfilsTheContractOfAFunction) {
     ff->Add(static_cast<QZMolFunc2&>(*new ProbeFunc), /*own=*/true);
     return ff;
   };
-  EXPECT_EQ(TestSupport::CheckContract(make, mol, TestSupport::Coords(mol), options), "");
+  EXPECT_EQ(TestSupport::CheckContract(make, mol, TestSupport::Coords(mol)), "");
   EXPECT_EQ(ProbeFunc::Living(), 0);
 }
 
@@ -199,7 +197,7 @@ TEST(ForceField, WrapsFunctionsWithoutAHessianAnewEachTime) {
     EXPECT_TRUE(ff.Add(static_cast<QZMolFunc1&>(probe), /*own=*/false));
     EXPECT_TRUE(ff.Setup(mol));
     EXPECT_DOUBLE_EQ(ff(x.data()), 2.0 * probe(x.data()));
-    EXPECT_EQ(TestSupport::CheckHessian(ff, x), "");
+    EXPECT_EQ(TestSupport::CheckDerivatives(ff, x), "");
     const QZGenericFF2 copy(ff);
     EXPECT_FALSE(ff.Remove(probe)) << "the wrappers are the components";
     EXPECT_TRUE(ff.Add(static_cast<QZMolFunc1&>(*new ProbeFunc), /*own=*/true));

@@ -7,16 +7,15 @@
 #include <set>
 
 #include "forcefields/forcefields.h"
+#include "molpotential/subset.h"
 #include "qzchem/qzchem.h"
-#include "rdkit_molecule.h"
+#include "support/contract.h"
 #include "support/molecules.h"
 
 namespace {
 
 using namespace QZMolPotential;
-using ForceFieldTest::FromData;
-using ForceFieldTest::FromSmiles;
-using ForceFieldTest::Molecule;
+using namespace TestSupport;
 using QZChem::QZAtomBase;
 using QZChem::QZBondBase;
 using Kind = QZForceFieldKind;
@@ -24,37 +23,17 @@ using Term = QZForceFieldTermKind;
 
 constexpr Kind kKinds[] = {Kind::MMFF94, Kind::MMFF94s, Kind::UFF};
 
-template <class F>
-auto Bonds(F f) {
+auto Bonds(auto f) {
   return QZSystem::QZMakeUnaryPredicate<QZBondBase>(f);
 }
-template <class F>
-auto Atoms(F f) {
+auto Atoms(auto f) {
   return QZSystem::QZMakeUnaryPredicate<QZAtomBase>(f);
 }
-template <class F>
-auto BondPairs(F f) {
+auto BondPairs(auto f) {
   return QZSystem::QZMakeBinaryPredicate<QZBondBase, QZBondBase>(f);
 }
-template <class F>
-auto AtomPairs(F f) {
+auto AtomPairs(auto f) {
   return QZSystem::QZMakeBinaryPredicate<QZAtomBase, QZAtomBase>(f);
-}
-
-// The four predicates of everything that touches an atom of `moving`, as an adaptor hands them on.
-void Select(QZMolFunc& f, const std::set<unsigned int>& moving) {
-  const auto moves = [moving](const QZAtomBase& a) { return moving.contains(a.GetIndex()); };
-  const auto bondMoves = [moves](const QZBondBase& b) {
-    return moves(*b.GetBegin()) || moves(*b.GetEnd());
-  };
-  EXPECT_TRUE(f.Set(Bonds(bondMoves), QZCategoryStretch));
-  EXPECT_TRUE(
-      f.Set(AtomPairs([moves](const auto& a, const auto& b) { return moves(a) || moves(b); }),
-            QZCategoryAtomPairs));
-  EXPECT_TRUE(f.Set(
-      BondPairs([bondMoves](const auto& a, const auto& b) { return bondMoves(a) || bondMoves(b); }),
-      QZCategoryBondPairs));
-  EXPECT_TRUE(f.Set(Atoms(moves), QZCategoryAtomGroups));
 }
 
 std::vector<double> Components(QZMolFunc1& f, const std::vector<double>& x) {
@@ -66,17 +45,19 @@ std::vector<double> Components(QZMolFunc1& f, const std::vector<double>& x) {
 // With everything switched on that touches a moving atom, the force on moving atoms is the whole
 // force, and the energy changes as the whole energy does when only they move.
 TEST(Selection, KeepsEverythingThatTouchesAMovingAtom) {
-  for (const Molecule& molecule :
-       {FromData("penicillin_g"), FromSmiles("C1CC1C=C1CC1"), FromSmiles("FP(F)(F)(F)F")}) {
-    const std::vector<double> x = TestSupport::Coords(molecule.mol);
+  for (const QZChem::QZGraphMol& mol : {DataMolecule("penicillin_g"),
+                                        FromSmiles("C1CC1C=C1CC1", true),
+                                        FromSmiles("FP(F)(F)(F)F", true)}) {
+    const std::vector<double> x = Coords(mol);
     const std::set<unsigned int> moving = {0, 3, 5};
     for (Kind kind : kKinds) {
       QZStandardFF all(kind);
       if (kind != Kind::UFF && x.size() == 18) continue;  // PF5 has no MMFF type
-      ASSERT_TRUE(all.Setup(molecule.mol));
+      ASSERT_TRUE(all.Setup(mol));
       QZStandardFF some(kind);
-      Select(some, moving);
-      ASSERT_TRUE(some.Setup(molecule.mol));
+      QZSubsetAdaptor subset(some, /*own=*/false, /*restrictInteractions=*/true);
+      subset.Set(AtomsWhere([&](unsigned int i) { return !moving.contains(i); }), 0x4000);
+      ASSERT_TRUE(subset.Setup(mol));
       std::vector<double> gAll(x.size(), 0.0);
       std::vector<double> gSome(x.size(), 0.0);
       const double fixedPart = all(x.data(), gAll.data()) - some(x.data(), gSome.data());
@@ -97,13 +78,13 @@ TEST(Selection, KeepsEverythingThatTouchesAMovingAtom) {
 }
 
 TEST(Selection, EveryTermTakesItsOwnBitAndNoOther) {
-  const Molecule molecule = FromData("penicillin_g");
-  const std::vector<double> x = TestSupport::Coords(molecule.mol);
+  const auto mol = DataMolecule("penicillin_g");
+  const std::vector<double> x = Coords(mol);
   const auto never1 = [](const auto&) { return false; };
   const auto never2 = [](const auto&, const auto&) { return false; };
   const unsigned int owners[] = {8, 16, 32, 128, 64, 1, 4};  // by component
   QZStandardFF all(Kind::MMFF94);
-  ASSERT_TRUE(all.Setup(molecule.mol));
+  ASSERT_TRUE(all.Setup(mol));
   const std::vector<double> whole = Components(all, x);
   for (unsigned int bit = 1; bit <= 256; bit *= 2) {
     QZStandardFF ff(Kind::MMFF94);
@@ -114,14 +95,14 @@ TEST(Selection, EveryTermTakesItsOwnBitAndNoOther) {
     taken = ff.Set(BondPairs(never2), bit) || taken;
     taken = ff.Set(AtomPairs(never2), bit) || taken;
     EXPECT_EQ(taken, known);
-    ASSERT_TRUE(ff.Setup(molecule.mol));
+    ASSERT_TRUE(ff.Setup(mol));
     const std::vector<double> values = Components(ff, x);
     for (std::size_t i = 0; i < values.size(); ++i) {
       EXPECT_EQ(values[i], owners[i] == bit ? 0.0 : whole[i]) << bit << " " << i;
       EXPECT_NE(whole[i], 0.0);
     }
     ff.ClearPredicates();
-    ASSERT_TRUE(ff.Setup(molecule.mol));
+    ASSERT_TRUE(ff.Setup(mol));
     EXPECT_EQ(Components(ff, x), whole);
   }
 }
@@ -129,21 +110,21 @@ TEST(Selection, EveryTermTakesItsOwnBitAndNoOther) {
 // With one pair of atoms or bonds switched on at a time, a term adds up to the whole one. The
 // predicate knows one order of the pair only.
 template <class Item>
-void ExpectSumOfPairs(const Molecule& molecule, Kind kind, Term term, unsigned int bit) {
-  std::vector<double> x = TestSupport::Coords(molecule.mol);
+void ExpectSumOfPairs(const QZChem::QZGraphMol& mol, Kind kind, Term term, unsigned int bit) {
+  std::vector<double> x = Coords(mol);
   x[0] += 0.2;
   QZForceFieldTerm whole(kind, term);
-  ASSERT_TRUE(whole.Setup(molecule.mol));
+  ASSERT_TRUE(whole.Setup(mol));
   double sum = 0.0;
   std::size_t count = 0;
-  for (unsigned int i = 1; i < molecule.mol.NumAtoms(); ++i) {
+  for (unsigned int i = 1; i < mol.NumAtoms(); ++i) {
     for (unsigned int j = 0; j < i; ++j) {
       QZForceFieldTerm one(kind, term);
       one.Set(QZSystem::QZMakeBinaryPredicate<Item, Item>([i, j](const Item& a, const Item& b) {
                 return a.GetIndex() == i && b.GetIndex() == j;
               }),
               bit);
-      ASSERT_TRUE(one.Setup(molecule.mol));
+      ASSERT_TRUE(one.Setup(mol));
       EXPECT_LE(one.NumContributions(), 1u);
       count += one.NumContributions();
       sum += one(x.data());
@@ -156,8 +137,8 @@ void ExpectSumOfPairs(const Molecule& molecule, Kind kind, Term term, unsigned i
 
 // Also in a ring of three, where every pair of bonds is an angle.
 TEST(Selection, ContributionsAddUpPairByPair) {
-  const Molecule waters = FromData("water_cluster");
-  const Molecule ring = FromSmiles("C1CC1");
+  const auto waters = DataMolecule("water_cluster");
+  const auto ring = FromSmiles("C1CC1", /*embed=*/true);
   for (Kind kind : kKinds) {
     ExpectSumOfPairs<QZBondBase>(ring, kind, Term::Bend, QZCategoryBend);
     ExpectSumOfPairs<QZAtomBase>(waters, kind, Term::VanDerWaals, QZCategoryAtomPairs);
@@ -166,17 +147,17 @@ TEST(Selection, ContributionsAddUpPairByPair) {
 }
 
 TEST(Selection, TakesEffectAtSetupAndTravelsWithCopies) {
-  const Molecule molecule = FromData("butane");
-  const std::vector<double> x = TestSupport::Coords(molecule.mol);
+  const auto mol = DataMolecule("butane");
+  const std::vector<double> x = Coords(mol);
   QZForceFieldTerm term(Kind::MMFF94, Term::Torsion);
-  ASSERT_TRUE(term.Setup(molecule.mol));
+  ASSERT_TRUE(term.Setup(mol));
   const double whole = term(x.data());
   EXPECT_TRUE(term.Set(Atoms([](const auto& a) { return a.GetIndex() == 0; }), 192));
   EXPECT_EQ(term(x.data()), whole);
   QZForceFieldTerm copy(term);
   EXPECT_EQ(copy(x.data()), whole);
-  ASSERT_TRUE(copy.Setup(molecule.mol));
-  ASSERT_TRUE(term.Setup(molecule.mol));
+  ASSERT_TRUE(copy.Setup(mol));
+  ASSERT_TRUE(term.Setup(mol));
   EXPECT_NE(term(x.data()), whole);
   EXPECT_EQ(copy(x.data()), term(x.data()));
 }

@@ -169,7 +169,6 @@ TEST(Scaled, MultipliesEnergyTermsAndDerivativesAndWhatTheArraysHeld) {
   QZScaledMolFunc scaled(static_cast<QZMolFunc2&>(probe), -2.5, /*own=*/false);
   ASSERT_TRUE(scaled.Setup(mol));
   EXPECT_EQ(TestSupport::CheckDerivatives(scaled, x), "");
-  EXPECT_EQ(TestSupport::CheckHessian(scaled, x), "");
   EXPECT_DOUBLE_EQ(scaled(x.data()), -2.5 * probe(x.data()));
   for (const auto& term : QZSystem::QZRange(scaled.GetFComponents(x.data()))) {
     EXPECT_STREQ(term.GetName(), "Probe");

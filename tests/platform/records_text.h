@@ -9,19 +9,13 @@
 #include <vector>
 
 #include "qzchem/qzchem.h"
+#include "support/molecules.h"
 
 namespace TestSupport {
 
 using Format = QZChem::QZMolFormat;
 
-inline QZChem::QZGraphMol FromSmiles(const char* smiles, bool embed = false) {
-  QZChem::QZGraphMol mol;
-  EXPECT_TRUE(QZChem::QZSmilesToMol(mol, smiles)) << smiles;
-  EXPECT_TRUE(!embed || QZChem::QZMakeCoordinates(mol)) << smiles;
-  return mol;
-}
-
-inline std::string Written(const QZChem::QZGraphMol& mol, Format format) {
+inline std::string Written(const QZChem::QZGraphMol& mol, Format format = Format::SDF) {
   std::ostringstream text;
   QZChem::qzmolostream out(text, format);
   return out.Write(mol) && out.Close() ? text.str() : std::string();

@@ -4,21 +4,27 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
-#include <random>
+#include <iomanip>
 #include <sstream>
+#include <string>
+#include <tuple>
+#include <valarray>
 
 namespace TestSupport {
 namespace {
 
-using QZMolPotential::QZMolFunc1;
-using Values = std::vector<double>;
+using Values = std::valarray<double>;
 
 // The largest entry, at least 1.
 double Scale(const Values& reference) {
-  double largest = 1.0;
-  for (double value : reference) largest = std::max(largest, std::abs(value));
-  return largest;
+  return std::max(1.0, std::abs(reference).max());
+}
+
+// The gradient at x and, behind it, the energy.
+Values Everything(QZOpt::QZFunc1& f, const Values& x) {
+  Values all(0.0, x.size() + 1);
+  all[x.size()] = f(&x[0], &all[0]);
+  return all;
 }
 
 // Unless `verdict` says so already, tells the first entry that is off by more than `tolerance` or
@@ -30,145 +36,57 @@ void Compare(std::string& verdict,
              double tolerance) {
   for (std::size_t i = 0; verdict.empty() && i < want.size(); ++i) {
     if (std::abs(got[i] - want[i]) <= tolerance && std::isfinite(got[i])) continue;
-    std::ostringstream text;
-    text.precision(12);
-    text << what << " " << i << ": " << got[i] << " instead of " << want[i];
-    verdict = text.str();
+    verdict = (std::ostringstream() << std::setprecision(12) << what << ", entry " << i << ": "
+                                    << got[i] << " instead of " << want[i])
+                  .str();
   }
-}
-
-// Unit vectors along which derivatives are taken: every coordinate, or three random directions.
-std::vector<Values> Directions(std::size_t n, unsigned int seed) {
-  std::vector<Values> directions(n <= 60 ? n : 3, Values(n, 0.0));
-  std::mt19937 rng(seed);
-  std::normal_distribution<double> normal;
-  for (std::size_t k = 0; k < directions.size(); ++k) {
-    Values& d = directions[k];
-    d[k] = 1.0;
-    if (n <= 60) continue;
-    for (double& value : d) value = normal(rng);
-    const double norm = std::sqrt(std::inner_product(d.begin(), d.end(), d.begin(), 0.0));
-    for (double& value : d) value /= norm;
-  }
-  return directions;
-}
-
-Values Along(Values x, const Values& d, double t) {
-  for (std::size_t i = 0; i < x.size(); ++i) x[i] += t * d[i];
-  return x;
-}
-
-Values GradientAt(QZOpt::QZFunc1& f, const Values& x) {
-  Values g(x.size(), 0.0);
-  f(x.data(), g.data());
-  return g;
-}
-
-// No net force, no torque, and the energy of the molecule after a turn and a shift about each axis.
-void CompareRigid(std::string& verdict, QZMolFunc1& f, const Values& x, unsigned int seed) {
-  const Values g = GradientAt(f, x);
-  std::mt19937 rng(seed);
-  std::uniform_real_distribution<double> angle(0.3, 2.8);
-  Values force(3, 0.0);
-  Values torque(3, 0.0);
-  Values moved = x;
-  for (std::size_t k = 0; k < 3; ++k) {
-    const double c = std::cos(angle(rng));
-    const double s = std::sqrt(1.0 - c * c);
-    for (std::size_t i = 0; i < x.size(); i += 3) {
-      const std::size_t l = i + (k + 1) % 3;
-      const std::size_t m = i + (k + 2) % 3;
-      force[k] += g[i + k];
-      torque[k] += x[l] * g[m] - x[m] * g[l];
-      const double u = moved[l];
-      moved[l] = c * u - s * moved[m] + 0.7;
-      moved[m] = s * u + c * moved[m] - 0.4;
-    }
-  }
-  const double tolerance = 1e-9 * Scale(g) * static_cast<double>(x.size() / 3);
-  Compare(verdict, "net force", force, {0.0, 0.0, 0.0}, tolerance);
-  Compare(verdict, "net torque", torque, {0.0, 0.0, 0.0}, 100.0 * tolerance);
-  const Values e{f(x.data())};
-  Compare(verdict, "energy after a rigid motion", {f(moved.data())}, e, 1e-9 * Scale(e));
-}
-
-// The gradient at x and, behind it, the energy.
-Values Everything(QZMolFunc1& f, const Values& x) {
-  Values all(x.size() + 1, 0.0);
-  all.back() = f(x.data(), all.data());
-  return all;
 }
 
 }  // namespace
 
-std::string CheckDerivatives(QZOpt::QZFunc1& f,
-                             const std::vector<double>& x,
-                             const ContractOptions& options) {
+std::string CheckDerivatives(QZOpt::QZFunc1& f, const Reals& x, double step) {
+  QZMolPotential::QZCheckFunc checker;
+  checker.SetLength(static_cast<unsigned int>(x.size()));
+  checker.SetStep(step);
+  const auto found = checker.Check(f, x.data());
   std::string verdict;
-  Values g(x.size(), 0.0);
-  const Values e{f(x.data(), g.data())};
-  Compare(verdict, "energy with gradient", e, {f(x.data())}, 1e-12 * Scale(e));
-  Values analytic;
-  Values numeric;
-  const double h = options.step;
-  for (const Values& d : Directions(x.size(), options.randomSeed)) {
-    numeric.push_back((f(Along(x, d, h).data()) - f(Along(x, d, -h).data())) / (2.0 * h));
-    analytic.push_back(std::inner_product(g.begin(), g.end(), d.begin(), 0.0));
+  Compare(verdict, "mismatch of the energies", {found.energyMismatch}, {0.0}, 1e-12);
+  for (const auto& [what, worst, tolerance] :
+       {std::tuple{"gradient", found.gradient, 1e-6},
+        {"Hessian", found.hessian, 1e-5},
+        {"gradient of the Hessian call", found.hessianGradient, 1e-10}}) {
+    if (worst.error <= tolerance) continue;
+    const auto place = std::to_string(worst.variable) + " " + std::to_string(worst.otherVariable);
+    Compare(verdict, what + (" " + place), {worst.analytic}, {worst.numeric}, 0.0);
   }
-  const double tolerance = options.gradientTolerance * Scale(g);
-  Compare(verdict, "gradient along direction", analytic, numeric, tolerance);
-  return verdict;
+  return verdict.empty() && found.hessianFailed ? "the Hessian call failed" : verdict;
 }
 
-std::string CheckHessian(QZOpt::QZFunc2& f,
-                         const std::vector<double>& x,
-                         const ContractOptions& options) {
-  std::string verdict;
-  const std::size_t n = x.size();
-  Values hessian(n * (n + 1) / 2, 0.0);
-  Values g(n, 0.0);
-  if (!f(x.data(), hessian.data(), g.data())) return "the Hessian call failed";
-  const Values g1 = GradientAt(f, x);
-  Compare(verdict, "gradient of the Hessian call", g, g1, 1e-10 * Scale(g1));
-  const double h = options.step;
-  for (const Values& d : Directions(n, options.randomSeed)) {
-    const Values up = GradientAt(f, Along(x, d, h));
-    const Values down = GradientAt(f, Along(x, d, -h));
-    Values analytic(n, 0.0);
-    Values numeric(n);
-    for (std::size_t r = 0; r < n; ++r) {
-      numeric[r] = (up[r] - down[r]) / (2.0 * h);
-      for (std::size_t c = 0; c < n; ++c) {
-        const std::size_t row = std::max(r, c);
-        analytic[r] += hessian[row * (row + 1) / 2 + std::min(r, c)] * d[c];
-      }
-    }
-    const double tolerance = options.hessianTolerance * Scale(hessian);
-    Compare(verdict, "Hessian along direction, row", analytic, numeric, tolerance);
-  }
-  return verdict;
-}
-
-std::string CheckContract(const std::function<QZMolFunc1*()>& make,
+std::string CheckContract(const std::function<QZMolPotential::QZMolFunc1*()>& make,
                           const QZChem::QZMolBase& mol,
-                          const std::vector<double>& x,
-                          const ContractOptions& options) {
-  std::unique_ptr<QZMolFunc1> f(make());
+                          const Reals& coords,
+                          bool rigidInvariant) {
+  std::unique_ptr<QZMolPotential::QZMolFunc1> f(make());
   if (!f->Setup(mol)) return "Setup failed";
-  std::string verdict = CheckDerivatives(*f, x, options);
-  if (auto* f2 = dynamic_cast<QZOpt::QZFunc2*>(f.get()); f2 != nullptr && verdict.empty()) {
-    verdict = CheckHessian(*f2, x, options);
-  }
+  std::string verdict = CheckDerivatives(*f, coords);
+  const Values x(coords.data(), coords.size());
   const Values first = Everything(*f, x);
   Values twice(first);
-  (*f)(x.data(), twice.data());
-  twice.back() *= 2.0;
-  const double tolerance = 1e-12 * Scale(GradientAt(*f, x));
-  Compare(verdict, "gradient added twice", twice, Along(first, first, 1.0), tolerance);
-  if (options.rigidInvariant) CompareRigid(verdict, *f, x, options.randomSeed);
+  (*f)(&x[0], &twice[0]);
+  twice[x.size()] *= 2.0;
+  Compare(verdict, "gradient added twice", twice, 2.0 * first, 1e-12 * Scale(first));
+  Values moved(x.size());
+  for (std::size_t i = 0; i < x.size(); i += 3) {
+    moved[i] = 0.6 * x[i + 1] - 0.8 * x[i + 2] + 0.7;
+    moved[i + 1] = 0.8 * x[i + 1] + 0.6 * x[i + 2] - 0.4;
+    moved[i + 2] = x[i] + 1.3;
+  }
+  const Values e{first[x.size()]};
+  const double eMoved = rigidInvariant ? (*f)(&moved[0]) : e[0];
+  Compare(verdict, "energy after a rigid motion", {eMoved}, e, 1e-9 * Scale(e));
   if (!f->Setup(mol)) return "the second Setup failed";
   Compare(verdict, "after a second Setup", Everything(*f, x), first, 0.0);
-  std::unique_ptr<QZMolFunc1> copy(f->CreateCopy());
+  std::unique_ptr<QZMolPotential::QZMolFunc1> copy(f->CreateCopy());
   f.reset();
   if (copy != nullptr) Compare(verdict, "the copy", Everything(*copy, x), first, 0.0);
   return verdict;
@@ -185,33 +103,24 @@ bool ProbeFunc::Setup(const QZChem::QZMolBase& mol) {
 
 // Gradient and Hessian are added to where they are not null.
 double ProbeFunc::evaluate(const double* x, double* grad, double* hessian) const {
-  constexpr double kR0 = 1.7;
-  constexpr double kDecay = 0.3;
-  const auto add = [hessian](std::size_t r, std::size_t c, double value) {
-    if (c <= r) hessian[r * (r + 1) / 2 + c] += value;
-  };
   double energy = 0.0;
   for (std::size_t p = 0; p < atoms_.size(); ++p) {
     for (std::size_t q = 0; q < p; ++q) {
-      const std::size_t i = 3UL * atoms_[p];
-      const std::size_t j = 3UL * atoms_[q];
-      const double d[3] = {x[i] - x[j], x[i + 1] - x[j + 1], x[i + 2] - x[j + 2]};
+      std::size_t at[6];
+      for (std::size_t k = 0; k < 6; ++k) at[k] = 3UL * atoms_[k < 3 ? q : p] + k % 3;
+      double d[6];
+      for (std::size_t k = 0; k < 6; ++k) d[k] = x[at[k]] - x[at[(k + 3) % 6]];
       const double r = std::hypot(d[0], d[1], d[2]);
-      const double t = r - kR0;
-      const double decay = std::exp(-kDecay * r);
-      const double e1 = decay * (t - 0.5 * kDecay * t * t);  // dE/dr, d²E/dr²
-      const double e2 = decay * (1.0 - 2.0 * kDecay * t + 0.5 * kDecay * kDecay * t * t);
+      const double t = r - 1.7;
+      const double decay = std::exp(-0.3 * r);
       energy += 0.5 * t * t * decay;
-      for (std::size_t k = 0; k < 3; ++k) {
-        if (grad != nullptr) {
-          grad[i + k] += e1 / r * d[k];
-          grad[j + k] -= e1 / r * d[k];
-        }
-        for (std::size_t l = 0; hessian != nullptr && l < 3; ++l) {
-          const double value = (e2 - e1 / r) * d[k] * d[l] / (r * r) + (k == l ? e1 / r : 0.0);
-          add(i + k, i + l, value);
-          add(j + k, j + l, value);
-          add(i + k, j + l, -value);
+      const double e1 = decay * (t - 0.15 * t * t) / r;  // dE/dr / r, then the rest of d²E/dr²
+      const double e2 = (decay * (1.0 - 0.6 * t + 0.045 * t * t) - e1) / (r * r);
+      for (std::size_t k = 0; k < 6; ++k) {
+        if (grad != nullptr) grad[at[k]] += e1 * d[k];
+        for (std::size_t l = 0; hessian != nullptr && l < 6 && at[l] <= at[k]; ++l) {
+          const double diagonal = k == l ? e1 : k % 3 == l % 3 ? -e1 : 0.0;
+          hessian[at[k] * (at[k] + 1) / 2 + at[l]] += e2 * d[k] * d[l] + diagonal;
         }
       }
     }

@@ -12,49 +12,22 @@
 
 namespace TestSupport {
 
-/// What the contract checker looks at, and how strictly. A tolerance is relative to the largest
-/// entry of the reference, with 1 as its floor.
-struct ContractOptions {
-  double step = 1e-5;
-  double gradientTolerance = 1e-6;
-  double hessianTolerance = 1e-5;
-  bool rigidInvariant = false;  // energy unchanged by motion, net force and torque zero
-  unsigned int randomSeed = 20260101;
-};
+using Reals = std::vector<double>;
 
-/// Compares value and gradient (and the Hessian, for a `QZFunc2`) of a function at `x` with central
-/// differences, along every coordinate up to 60 of them and three random directions beyond. The
-/// length of `x` counts: some functions report the variables of their own atoms only. Returns "" or
-/// what is wrong: NaN counts as wrong.
-std::string CheckDerivatives(QZOpt::QZFunc1& f,
-                             const std::vector<double>& x,
-                             const ContractOptions& options = {});
-std::string CheckHessian(QZOpt::QZFunc2& f,
-                         const std::vector<double>& x,
-                         const ContractOptions& options = {});
+/// Lets `QZCheckFunc` look at value, gradient and Hessian (of a `QZFunc2`) of a function at `x`,
+/// with differences of relative step `step`. The length of `x` counts: some functions report the
+/// variables of their own atoms only. Returns "" or what is wrong, NaN included: beyond 1e-6 in a
+/// gradient or 1e-5 in a Hessian, relative to the entry, with 1 as the floor.
+std::string CheckDerivatives(QZOpt::QZFunc1& f, const Reals& x, double step = 1e-5);
 
 /// The whole contract of a molecular function at one geometry of a molecule on which it is set up:
-/// derivatives, gradient added rather than assigned, rigid-motion invariance when asked for,
-/// `Setup` repeated gives the same, a copy evaluates alike and survives its original. `make` builds
-/// the function ready for `Setup`; a null copy is accepted.
+/// derivatives, gradient added rather than assigned, energy unchanged by rigid motion unless it
+/// belongs to a place, `Setup` repeated gives the same, a copy evaluates alike and survives its
+/// original. `make` builds the function ready for `Setup`; a null copy is accepted.
 std::string CheckContract(const std::function<QZMolPotential::QZMolFunc1*()>& make,
                           const QZChem::QZMolBase& mol,
-                          const std::vector<double>& x,
-                          const ContractOptions& options = {});
-
-/// A base that counts the living objects of a class.
-template <class T>
-class Counted {
- public:
-  Counted() { ++living_; }
-  Counted(const Counted&) { ++living_; }
-  Counted& operator=(const Counted&) = default;
-  ~Counted() { --living_; }
-  static int Living() { return living_; }
-
- private:
-  static inline int living_ = 0;
-};
+                          const Reals& coords,
+                          bool rigidInvariant = true);
 
 using AtomPred = QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>;
 using BondPredicate = QZSystem::QZUnaryPredicate<QZChem::QZBondBase>;
@@ -62,8 +35,7 @@ using AtomPairPred = QZSystem::QZBinaryPredicate<QZChem::QZAtomBase, QZChem::QZA
 using BondPairPred = QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>;
 
 /// The atoms whose indices `f` accepts.
-template <class F>
-auto AtomsWhere(F f) {
+auto AtomsWhere(auto f) {
   return QZSystem::QZMakeUnaryPredicate<QZChem::QZAtomBase>(
       [f](const QZChem::QZAtomBase& atom) { return f(atom.GetIndex()); });
 }
@@ -72,7 +44,7 @@ auto AtomsWhere(F f) {
 /// and keeps the predicates that reach it: the wrapped function of adaptor and ownership tests.
 /// E = sum over i < j of 0.5 (r_ij - 1.7)^2 exp(-0.3 r_ij); holes are skipped. Evaluation allocates
 /// nothing.
-class ProbeFunc final : public QZMolPotential::QZMolFunc2, public Counted<ProbeFunc> {
+class ProbeFunc final : public QZMolPotential::QZMolFunc2 {
  public:
   explicit ProbeFunc(bool acceptsPredicates = true) : accepts_(acceptsPredicates) {}
 
@@ -82,6 +54,7 @@ class ProbeFunc final : public QZMolPotential::QZMolFunc2, public Counted<ProbeF
     bool operator==(const Call&) const = default;
   };
   const std::vector<Call>& Calls() const { return calls_; }
+  static int Living() { return static_cast<int>(tally_.use_count()) - 1; }
   int SetupCount() const { return setupCount_; }
   int ClearedPredicates() const { return cleared_; }
   bool Verbose() const { return verbose_; }
@@ -90,18 +63,10 @@ class ProbeFunc final : public QZMolPotential::QZMolFunc2, public Counted<ProbeF
   using QZMolFunc2::operator();
   unsigned int NumVar() const override { return numVar_; }
   bool Setup(const QZChem::QZMolBase& mol) override;
-  bool Set(const BondPairPred& pred, unsigned int which) override {
-    return keep("bond pair", bondPair, pred, which);
-  }
-  bool Set(const AtomPairPred& pred, unsigned int which) override {
-    return keep("atom pair", atomPair, pred, which);
-  }
-  bool Set(const BondPredicate& pred, unsigned int which) override {
-    return keep("bond", bond, pred, which);
-  }
-  bool Set(const AtomPred& pred, unsigned int which) override {
-    return keep("atom", atom, pred, which);
-  }
+  bool Set(const BondPairPred& p, unsigned n) override { return keep("bond pair", bondPair, p, n); }
+  bool Set(const AtomPairPred& p, unsigned n) override { return keep("atom pair", atomPair, p, n); }
+  bool Set(const BondPredicate& p, unsigned n) override { return keep("bond", bond, p, n); }
+  bool Set(const AtomPred& p, unsigned n) override { return keep("atom", atom, p, n); }
   void ClearPredicates() override { ++cleared_; }
   void SetVerbose(bool on) override { verbose_ = on; }
   double operator()(const double* x) override { return evaluate(x, nullptr, nullptr); }
@@ -120,17 +85,15 @@ class ProbeFunc final : public QZMolPotential::QZMolFunc2, public Counted<ProbeF
   std::shared_ptr<const BondPairPred> bondPair;
 
  private:
-  template <class Pred>
-  bool keep(const char* kind,
-            std::shared_ptr<const Pred>& slot,
-            const Pred& pred,
-            unsigned int which) {
+  bool keep(const char* kind, auto& slot, const auto& pred, unsigned which) {
     slot.reset(pred.CreateCopy());
     calls_.push_back({kind, which});
     return accepts_;
   }
   double evaluate(const double* x, double* grad, double* hessian) const;
 
+  static inline const auto tally_ = std::make_shared<int>();
+  std::shared_ptr<int> alive_ = tally_;
   bool accepts_;
   bool failSetup_ = false;
   bool verbose_ = false;

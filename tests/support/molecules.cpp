@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "support/molecules.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -29,11 +31,9 @@ QZChem::QZGraphMol Waters(unsigned int n, const char* title) {
 // `n` bonded carbons, each `step` Å on along x and every other one `side` Å off it.
 QZChem::QZGraphMol Chain(unsigned int n, double step, double side, double rise) {
   QZChem::QZGraphMol mol(n);
-  QZChem::QZAtomBase* previous = nullptr;
   for (unsigned int i = 0; i < n; ++i) {
     auto* atom = mol.AddAtom(6, step * i, side * (i % 2), rise * i);
-    if (previous != nullptr) mol.AddBond(previous, atom);
-    previous = atom;
+    if (i > 0) mol.AddBond(mol.GetAtom(i - 1), atom);
   }
   return mol;
 }
@@ -57,6 +57,13 @@ std::vector<QZChem::QZGraphMol> DataMolecules(unsigned int maxAtoms) {
   return molecules;
 }
 
+QZChem::QZGraphMol FromSmiles(const std::string& smiles, bool embed) {
+  QZChem::QZGraphMol mol;
+  EXPECT_TRUE(QZChem::QZSmilesToMol(mol, smiles.c_str())) << smiles;
+  EXPECT_TRUE(!embed || QZChem::QZMakeCoordinates(mol)) << smiles;
+  return mol;
+}
+
 QZChem::QZGraphMol Water() {
   return Waters(1, "water");
 }
@@ -67,9 +74,7 @@ QZChem::QZGraphMol WaterDimer() {
 
 QZChem::QZGraphMol CarbonChain(unsigned int n) {
   const double half = 56.0 * kDegree;
-  auto mol = Chain(n, 1.53 * std::sin(half), 1.53 * std::cos(half), 0.05);
-  mol.SetTitle("chain");
-  return mol;
+  return Chain(n, 1.53 * std::sin(half), 1.53 * std::cos(half), 0.05);
 }
 
 QZChem::QZGraphMol LinearChain(unsigned int n, double spacing) {
@@ -92,22 +97,16 @@ std::vector<double> Coords(const QZChem::QZMolBase& mol) {
   return coords;
 }
 
-std::vector<double> Jittered(const std::vector<double>& coords,
-                             double amplitude,
-                             std::mt19937& rng) {
+std::vector<double> Jittered(std::vector<double> x, double amplitude, std::mt19937& rng) {
   std::uniform_real_distribution<double> shift(-amplitude, amplitude);
-  std::vector<double> moved(coords);
-  for (double& value : moved) value += shift(rng);
-  return moved;
+  for (double& value : x) value += shift(rng);
+  return x;
 }
 
 double LargestDifference(const std::vector<double>& a, const std::vector<double>& b) {
-  if (a.size() != b.size()) return INFINITY;
-  double largest = 0.0;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    const double difference = std::abs(a[i] - b[i]);
-    if (std::isnan(difference)) return difference;
-    largest = std::max(largest, difference);
+  double largest = a.size() == b.size() ? 0.0 : INFINITY;
+  for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
+    largest += std::max(std::abs(a[i] - b[i]) - largest, 0.0);  // stays NaN
   }
   return largest;
 }

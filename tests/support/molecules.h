@@ -14,6 +14,9 @@ namespace TestSupport {
 QZChem::QZGraphMol DataMolecule(const std::string& name);
 std::vector<QZChem::QZGraphMol> DataMolecules(unsigned int maxAtoms = 1000);
 
+/// With all its hydrogens, and with coordinates if asked for.
+QZChem::QZGraphMol FromSmiles(const std::string& smiles, bool embed = false);
+
 /// Small molecules at sensible geometries.
 QZChem::QZGraphMol Water();
 /// `n` carbons in a zigzag chain (1.53 Å, 112 degrees) without hydrogens.
@@ -28,9 +31,7 @@ QZChem::QZGraphMol LinearChain(unsigned int n, double spacing);
 /// All coordinates of a molecule, 3 x AtomIndexBound().
 std::vector<double> Coords(const QZChem::QZMolBase& mol);
 /// Coordinates displaced by up to `amplitude` Å a component.
-std::vector<double> Jittered(const std::vector<double>& coords,
-                             double amplitude,
-                             std::mt19937& rng);
+std::vector<double> Jittered(std::vector<double> x, double amplitude, std::mt19937& rng);
 /// The largest deviation of an entry: infinite for different lengths, NaN when one occurs.
 double LargestDifference(const std::vector<double>& a, const std::vector<double>& b);
 /// RMSD in Å after superposition by a proper rigid motion.
