@@ -8,6 +8,7 @@
 #include <cmath>
 #include <string>
 
+#include "constr/positional.h"
 #include "support/contract.h"
 #include "support/molecules.h"
 
@@ -97,6 +98,8 @@ TEST(ContractChecker, FindsEachFaultAndNoOther) {
   EXPECT_NE(verdict(Fault::Hessian).find("Hessian 8 3"), std::string::npos);
   EXPECT_NE(verdict(Fault::HessianFails), "");
   EXPECT_NE(verdict(Fault::AssignsGradient).find("added twice"), std::string::npos);
+  const auto held = [] { return new QZConstr::QZHarmonicPotential(1.0, 0.0); };
+  EXPECT_NE(TestSupport::CheckContract(held, water, x).find("rigid motion"), std::string::npos);
 }
 
 }  // namespace

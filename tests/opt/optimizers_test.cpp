@@ -438,15 +438,12 @@ TEST(ConstrainedMinimizer, HoldsDistancesOrSaysWhyNot) {
 constexpr double kDegree = std::numbers::pi / 180.0;
 
 struct Bound {
-  explicit Bound(const std::string& name) : ff(QZForceFieldKind::MMFF94) {
-    QZChem::qzmolistream in((std::string(MOLPOTENTIAL_DATA_DIR) + "/" + name + ".sdf").c_str());
-    EXPECT_TRUE(QZChem::QZReadMolecule(in, mol));
+  explicit Bound(const std::string& name) : mol(TestSupport::DataMolecule(name)) {
     EXPECT_TRUE(ff.Setup(mol));
-    x = TestSupport::Coords(mol);
   }
   QZChem::QZGraphMol mol;
-  QZStandardFF ff;
-  std::vector<double> x;
+  QZStandardFF ff{QZForceFieldKind::MMFF94};
+  std::vector<double> x = TestSupport::Coords(mol);
 };
 
 // Starts that no embedding gives: atoms displaced by up to an ångström, and two of them all but in
