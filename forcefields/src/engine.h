@@ -5,8 +5,12 @@
 #include <ForceField/ForceField.h>
 #include <Geometry/point.h>
 
+#include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace QZMolPotential {
@@ -42,6 +46,15 @@ class Engine final : public ForceFields::ForceField {
 /// Contributions of one kind, stored by value.
 class Contributions {
  public:
+  /// Atoms of one contribution in RDKit's numbering.
+  using Atoms = std::vector<unsigned int>;
+  /// The force field whose distances contributions use, and whether their atoms, which RDKit's
+  /// objects do not tell, are remembered beside them.
+  struct Owner {
+    ForceFields::ForceField& field;
+    bool keepsAtoms = false;
+  };
+
   Contributions() = default;
   Contributions(const Contributions&) = default;
   Contributions& operator=(const Contributions&) = delete;
@@ -50,6 +63,9 @@ class Contributions {
   /// The energy; the gradient is added into `grad`.
   virtual double EnergyAndGradient(double* coords, double* grad) const = 0;
   virtual std::size_t Size() const = 0;
+  /// Calls visit(energy, atoms) for each contribution; none when the atoms were not kept.
+  virtual void ForEach(double* coords,
+                       const std::function<void(double, const Atoms&)>& visit) const = 0;
   virtual std::unique_ptr<Contributions> Copy() const = 0;
   /// Makes `owner` the force field whose distances are used.
   virtual void Bind(ForceFields::ForceField& owner) = 0;
@@ -58,9 +74,19 @@ class Contributions {
 template <class C>
 class ContributionsOf final : public Contributions {
  public:
-  template <class... Args>
-  void Add(Args&&... args) {
-    items_.emplace_back(std::forward<Args>(args)...);
+  /// C(field, atoms..., args...).
+  template <std::size_t N, class... Args>
+  void Add(const Owner& owner, const std::array<unsigned int, N>& atoms, Args&&... args) {
+    std::apply(
+        [&](auto... atom) {
+          items_.emplace_back(&owner.field, atom..., std::forward<Args>(args)...);
+        },
+        atoms);
+    if (owner.keepsAtoms) atoms_.emplace_back(atoms.begin(), atoms.end());
+  }
+  void Add(const Owner& owner, const Atoms& atoms, const C& contribution) {
+    items_.emplace_back(contribution).Bind(owner.field);
+    if (owner.keepsAtoms) atoms_.push_back(atoms);
   }
   void Reserve(std::size_t count) { items_.reserve(count); }
   void Shrink() { items_.shrink_to_fit(); }
@@ -79,6 +105,10 @@ class ContributionsOf final : public Contributions {
     return energy;
   }
   std::size_t Size() const override { return items_.size(); }
+  void ForEach(double* coords,
+               const std::function<void(double, const Atoms&)>& visit) const override {
+    for (std::size_t i = 0; i < atoms_.size(); ++i) visit(items_[i].getEnergy(coords), atoms_[i]);
+  }
   std::unique_ptr<Contributions> Copy() const override {
     return std::make_unique<ContributionsOf>(*this);
   }
@@ -94,6 +124,7 @@ class ContributionsOf final : public Contributions {
     void Bind(ForceFields::ForceField& owner) { this->dp_forceField = &owner; }
   };
   std::vector<Item> items_;
+  std::vector<Atoms> atoms_;
 };
 
 }  // namespace QZMolPotential

@@ -16,10 +16,12 @@ using Neighbour = Perception::Neighbour;
 // Parameters are found for atoms in RDKit's numbering, contributions added for those accepted.
 class Builder {
  public:
-  Builder(const Perception& perception, const Selection& selection, ForceFields::ForceField& owner)
+  Builder(const Perception& perception,
+          const Selection& selection,
+          const Contributions::Owner& owner)
       : perception_(perception),
         selection_(selection),
-        owner_(&owner),
+        owner_(owner),
         mol_(perception.Mol()),
         types_(*perception.Mmff()) {}
 
@@ -57,7 +59,7 @@ class Builder {
 
   const Perception& perception_;
   const Selection& selection_;
-  ForceFields::ForceField* owner_;
+  const Contributions::Owner& owner_;
   const RDKit::ROMol& mol_;
   RDKit::MMFF::MMFFMolProperties& types_;
 };
@@ -86,7 +88,7 @@ std::unique_ptr<Contributions> Builder::Stretch() {
     unsigned int type;
     MMFF::MMFFBond params;
     if (types_.getMMFFBondStretchParams(mol_, i, j, type, params)) {
-      result->Add(owner_, i, j, &params);
+      result->Add(owner_, std::array{i, j}, &params);
     }
   }
   return result;
@@ -98,7 +100,7 @@ std::unique_ptr<Contributions> Builder::Bend() {
     unsigned int type;
     MMFF::MMFFAngle params;
     if (types_.getMMFFAngleBendParams(mol_, i, j, k, type, params)) {
-      result->Add(owner_, i, j, k, &params, &properties(j));
+      result->Add(owner_, std::array{i, j, k}, &params, &properties(j));
     }
   });
   return result;
@@ -114,7 +116,7 @@ std::unique_ptr<Contributions> Builder::StretchBend() {
     MMFF::MMFFBond bonds[2];
     MMFF::MMFFAngle angle;
     if (types_.getMMFFStretchBendParams(mol_, i, j, k, type, params, bonds, angle)) {
-      result->Add(owner_, i, j, k, &params, &angle, &bonds[0], &bonds[1]);
+      result->Add(owner_, std::array{i, j, k}, &params, &angle, &bonds[0], &bonds[1]);
     }
   });
   return result;
@@ -133,9 +135,9 @@ std::unique_ptr<Contributions> Builder::OutOfPlane() {
       continue;
     }
     // Each neighbour in turn is the one out of the plane.
-    result->Add(owner_, i, centre, k, l, &params);
-    result->Add(owner_, i, centre, l, k, &params);
-    result->Add(owner_, k, centre, l, i, &params);
+    result->Add(owner_, std::array{i, centre, k, l}, &params);
+    result->Add(owner_, std::array{i, centre, l, k}, &params);
+    result->Add(owner_, std::array{k, centre, l, i}, &params);
   }
   return result;
 }
@@ -158,7 +160,7 @@ std::unique_ptr<Contributions> Builder::Torsion() {
     unsigned int type;
     MMFF::MMFFTor params;
     if (accepts(i, j, k, l) && types_.getMMFFTorsionParams(mol_, i, j, k, l, type, params)) {
-      result->Add(owner_, i, j, k, l, &params);
+      result->Add(owner_, std::array{i, j, k, l}, &params);
     }
   };
   for (const RDKit::Bond* bond : mol_.bonds()) {
@@ -182,7 +184,8 @@ std::unique_ptr<Contributions> Builder::VanDerWaals() {
   reservePairs(*result, perception_.NumAtoms());
   perception_.ForEachPair([&](unsigned int i, unsigned int j, Perception::Separation) {
     MMFF::MMFFVdWRijstarEps params;
-    if (accepts(i, j) && types_.getMMFFVdWParams(i, j, params)) result->Add(owner_, i, j, &params);
+    if (accepts(i, j) && types_.getMMFFVdWParams(i, j, params))
+      result->Add(owner_, std::array{i, j}, &params);
   });
   if (selection_.atomPairs) result->Shrink();
   return result;
@@ -198,7 +201,8 @@ std::unique_ptr<Contributions> Builder::Electrostatics() {
   perception_.ForEachPair([&](unsigned int i, unsigned int j, Perception::Separation separation) {
     if (!charged(i) || !charged(j) || !accepts(i, j)) return;
     const double product = types_.getMMFFPartialCharge(i) * types_.getMMFFPartialCharge(j);
-    result->Add(owner_, i, j, product / dielectric, model, separation == Perception::kOneFour);
+    result->Add(
+        owner_, std::array{i, j}, product / dielectric, model, separation == Perception::kOneFour);
   });
   if (selection_.atomPairs) result->Shrink();
   return result;
@@ -209,7 +213,7 @@ std::unique_ptr<Contributions> Builder::Electrostatics() {
 std::unique_ptr<Contributions> MakeMmffContributions(const Perception& perception,
                                                      QZForceFieldTermKind term,
                                                      const Selection& selection,
-                                                     ForceFields::ForceField& owner) {
+                                                     const Contributions::Owner& owner) {
   Builder builder(perception, selection, owner);
   switch (term) {
     case QZForceFieldTermKind::Stretch:

@@ -84,10 +84,10 @@ void Perception::ForEachPair(Visit visit) const {
 std::unique_ptr<Contributions> MakeMmffContributions(const Perception& perception,
                                                      QZForceFieldTermKind term,
                                                      const Selection& selection,
-                                                     ForceFields::ForceField& owner);
+                                                     const Contributions::Owner& owner);
 std::unique_ptr<Contributions> MakeUffContributions(const Perception& perception,
                                                     QZForceFieldTermKind term,
                                                     const Selection& selection,
-                                                    ForceFields::ForceField& owner);
+                                                    const Contributions::Owner& owner);
 
 }  // namespace QZMolPotential

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "molpotential/interaction.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
@@ -23,6 +24,12 @@ QZForceFieldTerm::Impl::Impl(const Impl& other)
 void QZForceFieldTerm::Impl::UseEngine(std::shared_ptr<Engine> shared) {
   engine = std::move(shared);
   if (contributions != nullptr) contributions->Bind(*engine);
+}
+
+std::unique_ptr<Contributions> QZForceFieldTerm::Impl::Make(
+    const Perception& perception, const Contributions::Owner& owner) const {
+  const auto make = kind == QZForceFieldKind::UFF ? &MakeUffContributions : &MakeMmffContributions;
+  return make(perception, term, selection, owner);
 }
 
 unsigned int QZForceFieldTerm::Impl::Category() const {
@@ -135,6 +142,30 @@ QZSystem::QZIterBase<QZOpt::QZFComponent>* QZForceFieldTerm::GetFComponents(cons
   return new QZSystem::QZVectorIter<QZOpt::QZFComponent>({{GetName(), value}});
 }
 
+QZSystem::QZIterBase<QZInteraction>* QZForceFieldTerm::GetInteractions(
+    const QZChem::QZMolBase& mol, const double* coords, unsigned int selector) const {
+  std::vector<QZInteraction> all;
+  const auto perception = coords != nullptr && (selector & impl_->Category()) != 0
+                              ? Perception::Make(mol, impl_->kind)
+                              : nullptr;
+  if (perception == nullptr) return QZSystem::QZMakeEmptyIter<QZInteraction>();
+  try {
+    const auto engine = perception->MakeEngine();
+    const auto contributions = impl_->Make(*perception, {*engine, /*keepsAtoms=*/true});
+    const auto add = [&](double energy, const Contributions::Atoms& indices) {
+      std::vector<QZChem::QZAtomBase*> atoms;
+      for (const unsigned int i : indices) {
+        atoms.push_back(mol.GetAtom(perception->Atom(i).GetIndex()));
+      }
+      all.emplace_back(*new QZInteractImpl(GetName(), energy, 0, nullptr, atoms));
+    };
+    if (contributions != nullptr) contributions->ForEach(engine->Bind(coords), add);
+  } catch (const std::exception& error) {
+    QZSystem::QZThrow.Warning("%s: %s", GetName(), error.what());
+  }
+  return new QZSystem::QZVectorIter<QZInteraction>(std::move(all));
+}
+
 bool QZForceFieldTerm::Setup(const QZChem::QZMolBase& mol) {
   auto perception = std::exchange(impl_->sharedPerception, nullptr);
   auto engine = std::exchange(impl_->sharedEngine, nullptr);
@@ -142,10 +173,8 @@ bool QZForceFieldTerm::Setup(const QZChem::QZMolBase& mol) {
   if (perception == nullptr) perception = Perception::Make(mol, impl_->kind);
   if (perception == nullptr) return false;
   if (engine == nullptr) engine = perception->MakeEngine();
-  const auto make =
-      impl_->kind == QZForceFieldKind::UFF ? &MakeUffContributions : &MakeMmffContributions;
   try {
-    impl_->contributions = make(*perception, impl_->term, impl_->selection, *engine);
+    impl_->contributions = impl_->Make(*perception, {*engine});
   } catch (const std::exception& error) {
     QZSystem::QZThrow.Warning("%s: %s", GetName(), error.what());
     return false;

@@ -21,6 +21,9 @@ struct QZForceFieldTerm::Impl {
 
   bool Owns(unsigned int which, unsigned int category) const;
   unsigned int Category() const;
+  /// The contributions that the selection accepts; null when the force field lacks the term.
+  std::unique_ptr<Contributions> Make(const Perception& perception,
+                                      const Contributions::Owner& owner) const;
   void UseEngine(std::shared_ptr<Engine> shared);
 
   QZForceFieldKind kind;

@@ -14,7 +14,7 @@ namespace QZMolPotential {
 namespace {
 
 namespace UFF = ForceFields::UFF;
-using Atoms = std::vector<unsigned int>;
+using Atoms = Contributions::Atoms;
 
 // RDKit's pairs end at this multiple of their minimum distance; ours interact at any distance.
 constexpr double kNoThreshold = 1e6;
@@ -99,28 +99,29 @@ std::unique_ptr<Contributions> Select(const Perception& perception,
                                       const Selection& selection,
                                       bool everything,
                                       Accepts accepts,
-                                      ForceFields::ForceField& owner) {
+                                      const Contributions::Owner& owner) {
   auto result = std::make_unique<ContributionsOf<C>>();
-  AtomFinder finder(everything ? 0 : perception.NumAtoms());
+  const bool wantsAtoms = !everything || owner.keepsAtoms;
+  AtomFinder finder(wantsAtoms ? perception.NumAtoms() : 0);
   for (const auto& contribution : perception.UffBonded().contribs()) {
     const auto* wanted = dynamic_cast<const C*>(contribution.get());
     if (wanted == nullptr) continue;
-    if (everything || accepts(perception, selection, finder.Find(*wanted))) result->Add(*wanted);
+    const Atoms atoms = wantsAtoms ? finder.Find(*wanted) : Atoms();
+    if (everything || accepts(perception, selection, atoms)) result->Add(owner, atoms, *wanted);
   }
-  result->Bind(owner);
   return result;
 }
 
 std::unique_ptr<Contributions> VanDerWaals(const Perception& perception,
                                            const Selection& selection,
-                                           ForceFields::ForceField& owner) {
+                                           const Contributions::Owner& owner) {
   auto result = std::make_unique<ContributionsOf<UFF::vdWContrib>>();
   const std::size_t n = perception.NumAtoms();
   if (!selection.atomPairs) result->Reserve(n * (n - 1) / 2);
   const auto& params = perception.UffParams();
   perception.ForEachPair([&](unsigned int i, unsigned int j, Perception::Separation) {
     if (selection.Accepts(perception.Atom(i), perception.Atom(j))) {
-      result->Add(&owner, i, j, params[i], params[j], kNoThreshold);
+      result->Add(owner, std::array{i, j}, params[i], params[j], kNoThreshold);
     }
   });
   if (selection.atomPairs) result->Shrink();
@@ -132,7 +133,7 @@ std::unique_ptr<Contributions> VanDerWaals(const Perception& perception,
 std::unique_ptr<Contributions> MakeUffContributions(const Perception& perception,
                                                     QZForceFieldTermKind term,
                                                     const Selection& selection,
-                                                    ForceFields::ForceField& owner) {
+                                                    const Contributions::Owner& owner) {
   switch (term) {
     case QZForceFieldTermKind::Stretch:
       return Select<UFF::BondStretchContrib>(

@@ -11,6 +11,7 @@
 #include "molpotential/interactparams.h"
 #include "qzchem/mol.h"
 #include "support/capture.h"
+#include "support/contract.h"
 #include "support/molecules.h"
 
 namespace {
@@ -23,12 +24,10 @@ using TestSupport::MessageCapture;
 constexpr unsigned int kNoIndex = std::numeric_limits<unsigned int>::max();
 
 // The indices of the atoms that select a record, as digits.
-template <class Record>
-std::string Selecting(const Record& record) {
+std::string Selecting(const auto& record) {
   std::string digits;
   for (unsigned int i = 0; i < 5; ++i) {
-    const auto isIt = QZSystem::QZMakeUnaryPredicate<QZAtomBase>(
-        [i](const QZAtomBase& atom) { return atom.GetIndex() == i; });
+    const auto isIt = TestSupport::AtomsWhere([i](unsigned int atom) { return atom == i; });
     if (record.IsValid(isIt)) digits += std::to_string(i);
   }
   return digits;

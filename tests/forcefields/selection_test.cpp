@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <numeric>
 #include <set>
 
 #include "forcefields/forcefields.h"
@@ -25,9 +27,6 @@ constexpr Kind kKinds[] = {Kind::MMFF94, Kind::MMFF94s, Kind::UFF};
 
 auto Bonds(auto f) {
   return QZSystem::QZMakeUnaryPredicate<QZBondBase>(f);
-}
-auto Atoms(auto f) {
-  return QZSystem::QZMakeUnaryPredicate<QZAtomBase>(f);
 }
 auto BondPairs(auto f) {
   return QZSystem::QZMakeBinaryPredicate<QZBondBase, QZBondBase>(f);
@@ -91,7 +90,7 @@ TEST(Selection, EveryTermTakesItsOwnBitAndNoOther) {
     const bool known = std::ranges::count(owners, bit) == 1;
     bool taken = ff.Set(Bonds(never1), bit);
     EXPECT_EQ(taken, bit == 8);
-    taken = ff.Set(Atoms(never1), bit) || taken;
+    taken = ff.Set(AtomsWhere(never1), bit) || taken;
     taken = ff.Set(BondPairs(never2), bit) || taken;
     taken = ff.Set(AtomPairs(never2), bit) || taken;
     EXPECT_EQ(taken, known);
@@ -146,13 +145,52 @@ TEST(Selection, ContributionsAddUpPairByPair) {
   ExpectSumOfPairs<QZAtomBase>(waters, Kind::MMFF94, Term::Electrostatics, QZCategoryAtomPairs);
 }
 
+// One by one, interactions add up to their term, and moving an atom changes those of its own only.
+TEST(Interactions, AreThoseOfTheirAtomsAndAddUpToTheTerms) {
+  auto mol = FromSmiles("CC(=O)Nc1ccccc1", /*embed=*/true);
+  mol.DeleteAtom(mol.AddAtom(2));
+  const auto energies = [&](const QZMolFunc& f, const std::vector<double>& x, unsigned int atom) {
+    std::vector<double> touching;  // 0 elsewhere
+    for (const auto& term : QZSystem::QZRange(f.GetInteractions(mol, x.data(), ~0U))) {
+      bool touches = false;
+      for (auto& a : QZSystem::QZRange(term.GetAtoms())) touches |= a.GetIndex() == atom;
+      touching.push_back(touches ? 0.0 : term.GetValues(nullptr));
+    }
+    return touching;
+  };
+  const std::vector<double> x = Coords(mol);
+  for (Kind kind : kKinds) {
+    QZStandardFF ff(kind);
+    ASSERT_TRUE(ff.Set(AtomsWhere([](unsigned int i) { return i < 4; }), 192));
+    ASSERT_TRUE(ff.Setup(mol));
+    const auto all = energies(ff, x, 999);
+    EXPECT_NEAR(std::accumulate(all.begin(), all.end(), 0.0), ff(x.data()), 1e-9);
+    std::size_t count = 0;
+    for (const QZMolFunc1* f : ff.GetComponentPotentials()) {
+      const auto& term = dynamic_cast<const QZForceFieldTerm&>(*f);
+      count += term.NumContributions();
+      EXPECT_EQ(energies(term, x, 999).size(), term.NumContributions());
+    }
+    EXPECT_EQ(all.size(), count);
+    for (unsigned int atom = 0; atom < mol.NumAtoms(); ++atom) {
+      auto moved = x;
+      moved[3 * atom + 1] += 0.2;
+      EXPECT_EQ(energies(ff, moved, atom), energies(ff, x, atom)) << atom;
+      EXPECT_NE(energies(ff, moved, 999), all) << atom;
+    }
+    const std::unique_ptr<QZSystem::QZIterBase<QZInteraction>> none(
+        ff.GetInteractions(mol, x.data(), 256));
+    EXPECT_FALSE(none->IsValid());
+  }
+}
+
 TEST(Selection, TakesEffectAtSetupAndTravelsWithCopies) {
   const auto mol = DataMolecule("butane");
   const std::vector<double> x = Coords(mol);
   QZForceFieldTerm term(Kind::MMFF94, Term::Torsion);
   ASSERT_TRUE(term.Setup(mol));
   const double whole = term(x.data());
-  EXPECT_TRUE(term.Set(Atoms([](const auto& a) { return a.GetIndex() == 0; }), 192));
+  EXPECT_TRUE(term.Set(AtomsWhere([](unsigned int i) { return i == 0; }), 192));
   EXPECT_EQ(term(x.data()), whole);
   QZForceFieldTerm copy(term);
   EXPECT_EQ(copy(x.data()), whole);

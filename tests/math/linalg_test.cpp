@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "math/matrices.h"
+#include "support/capture.h"
 
 namespace {
 
@@ -74,6 +75,29 @@ TEST(CubicEquation, ThreeRealRootsInTrigonometricOrder) {
     EXPECT_NEAR(roots[0], r, 1e-8) << "seed 33, trial " << trial;
     EXPECT_NEAR(roots[1], p, 1e-8);
     EXPECT_NEAR(roots[2], q, 1e-8);
+  }
+}
+
+// The quirks that callers rely on: a formula for double roots whatever the equation.
+TEST(CubicEquation, TripleRootOneRealRootAndNoCubic) {
+  const double u = std::cbrt(4.0);  // of x³ - 8
+  double roots[3];
+  EXPECT_EQ(CubicEquation(1.0, -3.0, 3.0, -1.0, roots), 1);
+  for (const double root : roots) EXPECT_DOUBLE_EQ(root, 1.0);
+  EXPECT_EQ(CubicEquation(1.0, 0.0, 0.0, -8.0, roots), 2);
+  for (int i = 0; i < 3; ++i) EXPECT_DOUBLE_EQ(roots[i], i == 0 ? 2.0 * u : -u);
+  MessageCapture capture;
+  CubicEquation(0.0, 1.0, 1.0, 1.0, roots);
+  EXPECT_EQ(capture.At(QZSystem::QZErrorLevel::Fatal).size(), 1U);
+}
+
+TEST(Fit, DividesByTheGivenCount) {
+  double intercept = 0.0;
+  double slope = 0.0;
+  for (const auto& [n, expected] : {std::pair{3U, 2.0}, {6U, 8.5 / 2.75}}) {
+    fit({{0.0, 1.0}, {1.0, 3.0}, {2.0, 5.0}}, n, intercept, slope);
+    EXPECT_DOUBLE_EQ(slope, expected);
+    EXPECT_DOUBLE_EQ(intercept, (9.0 - expected * 3.0) / n);
   }
 }
 

@@ -30,7 +30,7 @@ double Distance(const QZChem::QZGraphMol& a, const QZChem::QZGraphMol& b, unsign
 }
 
 TEST(Energy, NamesTheTermsAndTheirSumIsTheEnergy) {
-  const auto result = Scratch().Molpot("energy data/aspirin.sdf --json");
+  const auto result = Scratch().Molpot("energy data/aspirin.sdf --json --interactions 2");
   ASSERT_EQ(result.status, 0) << result.err;
   const auto lines = JsonLines(result.out);
   ASSERT_EQ(lines.size(), 1u);
@@ -42,6 +42,12 @@ TEST(Energy, NamesTheTermsAndTheirSumIsTheEnergy) {
   }
   EXPECT_EQ(names, "Stretch;Bend;Stretch-Bend;Out-of-Plane;Torsion;Van der Waals;Electrostatics;");
   EXPECT_NEAR(sum, lines[0]["energy"].get<double>(), 1e-9);
+  const auto& highest = lines[0]["interactions"];
+  ASSERT_EQ(highest.size(), 14u);  // two of every term
+  for (std::size_t k = 0; k < 14; k += 2) {
+    EXPECT_EQ(highest[k]["name"], lines[0]["components"][k / 2]["name"]);
+    EXPECT_GE(highest[k]["energy"].get<double>(), highest[k + 1]["energy"].get<double>());
+  }
 }
 
 TEST(Minimize, KeepsOrderLosesNothingAndReportsBadRecords) {

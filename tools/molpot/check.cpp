@@ -59,7 +59,7 @@ bool CheckOne(const CheckArguments& args,
 }
 
 bool CheckRecord(const CheckArguments& args, Outcome& record) {
-  Prepare(record.mol, args.task.addHydrogens);
+  Prepare(args.task, record.mol);
   Energy energy(args.task, record.mol);
   if (!energy.Function().Setup(record.mol)) {
     throw RecordError(args.task.forceField + " cannot describe this molecule");

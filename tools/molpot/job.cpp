@@ -201,7 +201,7 @@ void Annotate(const Task& task, Outcome& outcome) {
 }
 
 void RunGood(const Task& task, Outcome& outcome) {
-  Prepare(outcome.mol, task.addHydrogens);
+  Prepare(task, outcome.mol);
   outcome.numAtoms = outcome.mol.NumAtoms();
   if (task.dryRun) {
     ListMatches(task, outcome);
@@ -223,6 +223,9 @@ void RunGood(const Task& task, Outcome& outcome) {
     std::vector<double> gradient(coords.size(), 0.0);
     energy.Function()(coords.data(), gradient.data());
     outcome.optimizer.gradientNorm = RootMeanSquare(gradient);
+    if (task.numInteractions > 0) {
+      outcome.interactions = energy.Highest(outcome.mol, coords.data(), task.numInteractions);
+    }
   }
   outcome.energy = Sum(outcome.components);
   if (!std::isfinite(outcome.energy)) throw RecordError(outcome.optimizer.message);
@@ -239,9 +242,9 @@ std::unique_ptr<QZMolFunc1> MakeForceField(const std::string& name) {
   return std::make_unique<QZMolPotential::QZStandardFF>(kind);
 }
 
-void Prepare(QZChem::QZGraphMol& mol, bool addHydrogens) {
+void Prepare(const Task& task, QZChem::QZGraphMol& mol) {
   mol.Sweep();
-  if (addHydrogens) {
+  if (task.addHydrogens) {
     if (QZChem::QZAddHydrogens(mol) < 0) throw RecordError("hydrogens cannot be added");
     if (QZChem::QZLooksTwoDimensional(mol) && !QZChem::QZMakeCoordinates(mol)) {
       throw RecordError("no three-dimensional coordinates can be made");
@@ -253,7 +256,9 @@ void Prepare(QZChem::QZGraphMol& mol, bool addHydrogens) {
   if (QZChem::QZLacksHydrogens(mol)) {
     throw RecordError("hydrogens are missing (--add-hydrogens adds them)");
   }
-  const auto bytes = static_cast<double>(QZMolPotential::QZEstimateForceFieldMemory(mol));
+  // Pairs that are listed one by one take several times what their evaluation does.
+  const double perPair = task.numInteractions > 0 ? 4.0 : 1.0;
+  const auto bytes = perPair * static_cast<double>(QZMolPotential::QZEstimateForceFieldMemory(mol));
   if (bytes > kLargestMemory) {
     char text[160];
     std::snprintf(text,
@@ -284,6 +289,30 @@ std::vector<Component> Energy::Components(const double* coords) {
     components.push_back({term.GetName(), term.GetValue()});
   }
   return components;
+}
+
+std::vector<Interaction> Energy::Highest(const QZMolBase& mol,
+                                         const double* coords,
+                                         unsigned int count) const {
+  std::vector<Interaction> all;
+  std::size_t first = 0;  // where the current term begins
+  const auto isHigher = [](const Interaction& a, const Interaction& b) {
+    return a.energy > b.energy;
+  };
+  for (const auto& term : QZRange(sum_.GetInteractions(mol, coords, ~0U))) {
+    Interaction next{term.GetName(), {}, {}, term.GetValues(nullptr)};
+    if (first < all.size() && all.back().name != next.name) first = all.size();
+    const bool isFull = all.size() - first == count;
+    if (isFull && !isHigher(next, all.back())) continue;
+    for (const auto& atom : QZRange(term.GetAtoms())) {
+      next.atoms.push_back(atom.GetIndex() + 1);
+      next.symbols.emplace_back(QZChem::QZGetAtomicSymbol(atom.GetAtomicNumber()));
+    }
+    if (isFull) all.pop_back();
+    const auto begin = all.begin() + static_cast<std::ptrdiff_t>(first);
+    all.insert(std::upper_bound(begin, all.end(), next, isHigher), next);
+  }
+  return all;
 }
 
 void Run(const Task& task, Outcome& outcome) {

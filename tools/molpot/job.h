@@ -20,6 +20,7 @@ struct Task {
   bool minimise = false;
   bool keepTrajectory = false;
   bool dryRun = false;
+  unsigned int numInteractions = 0;  // listed of every term
   QZOpt::QZOptOptions optimizer;
   std::optional<Coordinates> coordinates;
   std::optional<Pattern> freeze;
@@ -28,6 +29,14 @@ struct Task {
 
 struct Component {
   std::string name;
+  double energy;
+};
+
+/// A bond, angle, pair, ... of a force-field term.
+struct Interaction {
+  std::string name;
+  std::vector<unsigned int> atoms;  // numbers from 1
+  std::vector<std::string> symbols;
   double energy;
 };
 
@@ -54,6 +63,7 @@ struct Outcome {
   double energy = 0.0;
   std::vector<Component> initialComponents;
   std::vector<Component> components;
+  std::vector<Interaction> interactions;  // term by term, highest energy first
   QZOpt::QZOptResult optimizer;
   double seconds = 0.0;
   std::vector<HeldReport> held;
@@ -71,7 +81,7 @@ std::unique_ptr<QZMolPotential::QZMolFunc1> MakeForceField(const std::string& na
 
 /// Makes the molecule ready for a force field: hydrogens, three dimensions, size. Throws
 /// RecordError.
-void Prepare(QZChem::QZGraphMol& mol, bool addHydrogens);
+void Prepare(const Task& task, QZChem::QZGraphMol& mol);
 
 /// Force field and restraints summed. Owns its parts.
 class Energy {
@@ -83,6 +93,10 @@ class Energy {
   bool Unrestrict(const QZChem::QZMolBase& mol);
   /// The named terms at Cartesian coordinates.
   std::vector<Component> Components(const double* coords);
+  /// The `count` interactions of highest energy of every term, highest first.
+  std::vector<Interaction> Highest(const QZChem::QZMolBase& mol,
+                                   const double* coords,
+                                   unsigned int count) const;
 
  private:
   std::unique_ptr<QZMolPotential::QZMolFunc1> field_;

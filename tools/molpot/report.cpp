@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 namespace Molpot {
@@ -40,6 +41,10 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
     json["components"] = nlohmann::ordered_json::array();
     for (const Component& component : outcome.components) {
       json["components"].push_back({{"name", component.name}, {"energy", component.energy}});
+    }
+    for (const Interaction& term : outcome.interactions) {
+      json["interactions"].push_back(
+          {{"name", term.name}, {"atoms", term.atoms}, {"energy", term.energy}});
     }
     if (minimised) {
       json["gradient_norm"] = outcome.optimizer.gradientNorm;
@@ -94,6 +99,21 @@ std::string ComponentTable(const Outcome& outcome, bool minimised) {
   return text;
 }
 
+std::string InteractionTable(const Outcome& outcome) {
+  std::string text;
+  if (!outcome.interactions.empty()) {
+    text = Format("  %-15s %-27s %10s\n", "highest", "atoms", "kcal/mol");
+  }
+  for (const Interaction& term : outcome.interactions) {
+    std::string atoms;
+    for (std::size_t k = 0; k < term.atoms.size(); ++k) {
+      atoms += (k > 0 ? " " : "") + term.symbols[k] + std::to_string(term.atoms[k]);
+    }
+    text += Format("  %-15s %-27s %10.4f\n", term.name.c_str(), atoms.c_str(), term.energy);
+  }
+  return text;
+}
+
 std::string HeldLines(const Outcome& outcome) {
   std::string text;
   for (const HeldReport& held : outcome.held) {
@@ -128,20 +148,33 @@ std::string Summary::Text(bool minimised) const {
   return text;
 }
 
-Progress::Progress(bool wanted) : enabled_(wanted && isatty(STDERR_FILENO) != 0) {}
+Progress::Progress(const std::string& input) : enabled_(isatty(STDERR_FILENO) != 0) {
+  // A compressed file's records are longer than the file.
+  std::error_code none;
+  if (!std::filesystem::is_regular_file(input, none) || input.ends_with(".gz")) return;
+  const auto bytes = std::filesystem::file_size(input, none);
+  if (!none) total_ = static_cast<double>(bytes);
+}
 
-void Progress::Show(const Summary& summary) {
+void Progress::Show(const Outcome& outcome, const Summary& summary) {
+  done_ += static_cast<double>(outcome.raw.size());
   if (!enabled_) return;
   const auto now = std::chrono::steady_clock::now();
   if (shown_ && now - last_ < std::chrono::milliseconds(100)) return;
   last_ = now;
   shown_ = true;
-  const double seconds = Seconds(start_);
-  std::fprintf(stderr,
-               "\r\033[K%u records, %u failed, %.1f/s",
-               summary.Done(),
-               summary.Failed(),
-               summary.Done() / std::max(seconds, 1e-3));
+  const double seconds = std::max(Seconds(start_), 1e-3);
+  std::string text = Format(
+      "%u records, %u failed, %.1f/s", summary.Done(), summary.Failed(), summary.Done() / seconds);
+  if (total_ > 0.0 && done_ > 0.0) {
+    constexpr double kWidth = 30.0;
+    const double fraction = std::min(done_ / total_, 1.0);
+    std::string bar(static_cast<std::size_t>(kWidth), '.');
+    std::fill_n(bar.begin(), static_cast<int>(kWidth * fraction), '=');
+    text = Format("[%s] %3.0f %%, ", bar.c_str(), 100.0 * fraction) + text +
+           Format(", %.0f s left", seconds * (1.0 - fraction) / fraction);
+  }
+  std::fprintf(stderr, "\r\033[K%s", text.c_str());
   std::fflush(stderr);
 }
 

@@ -18,6 +18,8 @@ std::string RecordName(const Outcome& outcome);
 std::string MinimisedLine(const Outcome& outcome);
 /// A table of the named components: one column of energies, or before and after.
 std::string ComponentTable(const Outcome& outcome, bool minimised);
+/// The interactions of highest energy with their atoms; empty when none were asked for.
+std::string InteractionTable(const Outcome& outcome);
 /// A line a restraint or constraint.
 std::string HeldLines(const Outcome& outcome);
 
@@ -39,16 +41,21 @@ class Summary {
   std::map<std::string, unsigned int> reasons_;
 };
 
-/// A line that is rewritten in place on a terminal's standard error; silent elsewhere.
+/// A line that is rewritten in place on a terminal's standard error; silent elsewhere. It holds a
+/// bar and the time left where the size of the input is known.
 class Progress {
  public:
-  explicit Progress(bool wanted);
-  void Show(const Summary& summary);
+  /// `input`: the file that is read, or "-".
+  explicit Progress(const std::string& input);
+  /// To be called with every record, after it was counted.
+  void Show(const Outcome& outcome, const Summary& summary);
   /// Removes the line, before other output.
   void Clear();
 
  private:
   bool enabled_;
+  double total_ = 0.0;  // bytes; 0 when unknown
+  double done_ = 0.0;
   bool shown_ = false;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   std::chrono::steady_clock::time_point last_{};

@@ -78,7 +78,7 @@ class Outputs {
     } else {
       text = minimise_ ? MinimisedLine(outcome) : RecordName(outcome) + "\n";
       if (table_) text += ComponentTable(outcome, minimise_);
-      text += HeldLines(outcome);
+      text += InteractionTable(outcome) + HeldLines(outcome);
     }
     std::fputs(text.c_str(), people_);
   }
@@ -97,12 +97,12 @@ int RunRecords(RunArguments& args) {
   const auto input = OpenInput(args.source.input, args.source.format);
   Outputs outputs(args);
   Summary summary;
-  Progress progress(/*wanted=*/true);
+  Progress progress(args.source.input);
   const bool interrupted = RunAll(args.task, *input, args.threads, [&](Outcome& outcome) {
     progress.Clear();
     outputs.Write(outcome);
     summary.Add(outcome);
-    progress.Show(summary);
+    progress.Show(outcome, summary);
   });
   progress.Clear();
   outputs.Commit();
@@ -197,6 +197,12 @@ void AddEnergy(CLI::App& app, Action& action) {
   CLI::App& command =
       *app.add_subcommand("energy", "Print the energy components of every molecule");
   args->source.AddTo(command, args->task);
+  command
+      .add_option("--interactions",
+                  args->task.numInteractions,
+                  "List the interactions of highest energy, that many of every term")
+      ->check(CLI::Range(0, 100000))
+      ->capture_default_str();
   AddRunOptions(command, *args);
   command.callback([args, &action] { action = [args] { return RunRecords(*args); }; });
 }

@@ -145,7 +145,7 @@ int RunScan(ScanArguments& args) {
   TextOutput csv(args.output + ".csv");
   MolOutput geometries(args.output + ".sdf");
   Outcome& record = records.front();
-  Prepare(record.mol, args.task.addHydrogens);
+  Prepare(args.task, record.mol);
   Scan scan(args.task, record.mol, OneTorsion(tuple, record.mol));
   std::vector<ScanPoint> points;
   for (unsigned int i = 0; i < count; ++i) {

@@ -62,6 +62,14 @@ class QZ_API QZForceFieldTerm final : public QZMolFunc1 {
   double operator()(const double* x, double* grad) override;
   /// One component; its value is 0 for null `x`.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
+  /// The contributions, each with its atoms (an angle's centre in the middle, a torsion along its
+  /// bonds; UFF's torsions and inversions in index order) and without further numbers, for a
+  /// `selector` that holds the term's bit; ~0U is every term. They are those that a `Setup` with
+  /// `mol` would compute, at `coords`. Fails: none, with a warning as `Setup` gives. Cost: a
+  /// `Setup` and some 250 bytes a contribution.
+  QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
+                                                       const double* coords,
+                                                       unsigned int selector) const override;
   bool Setup(const QZChem::QZMolBase& mol) override;
   void Clear() override;
   bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>& pred,
