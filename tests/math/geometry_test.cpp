@@ -5,7 +5,6 @@
 #include <Eigen/Dense>
 #include <cmath>
 #include <random>
-#include <vector>
 
 #include "molpotential/geomderiv.h"
 

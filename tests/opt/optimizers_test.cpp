@@ -312,8 +312,7 @@ TEST(Minimizer, NeverClaimsMoreThanTheGradientAtItsResult) {
 }
 
 // |x_a - x_b|, with `scale(r)` times its gradient added to g.
-template <class Scale>
-double Span(const double* x, double* g, std::size_t a, std::size_t b, Scale scale) {
+double Span(const double* x, double* g, std::size_t a, std::size_t b, const auto& scale) {
   const double d[3] = {
       x[3 * a] - x[3 * b], x[3 * a + 1] - x[3 * b + 1], x[3 * a + 2] - x[3 * b + 2]};
   const double r = std::hypot(d[0], d[1], d[2]);

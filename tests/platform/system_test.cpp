@@ -18,8 +18,7 @@ using TestSupport::FromSmiles;
 
 constexpr int kThreads = 4;
 
-template <class Work>
-void InThreads(Work work) {
+void InThreads(auto work) {
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
   for (std::thread& thread : threads) thread.join();

@@ -3,7 +3,6 @@
 // Agreement of every product with the definition of the pseudo-inverse.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 
 #include "molpotential/redundant.h"
