@@ -184,8 +184,9 @@ std::unique_ptr<Contributions> Builder::VanDerWaals() {
   reservePairs(*result, perception_.NumAtoms());
   perception_.ForEachPair([&](unsigned int i, unsigned int j, Perception::Separation) {
     MMFF::MMFFVdWRijstarEps params;
-    if (accepts(i, j) && types_.getMMFFVdWParams(i, j, params))
+    if (accepts(i, j) && types_.getMMFFVdWParams(i, j, params)) {
       result->Add(owner_, std::array{i, j}, &params);
+    }
   });
   if (selection_.atomPairs) result->Shrink();
   return result;
