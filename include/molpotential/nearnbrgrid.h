@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <vector>
@@ -54,5 +55,16 @@ class QZ_API QZNearNbrGrid {
   std::vector<unsigned int> noHosts_;
   double scale_ = 2.0;  // cells per Å
 };
+
+inline const std::vector<unsigned int>& QZNearNbrGrid::GetHostAtoms(const double* point) const {
+  std::array<std::size_t, 3> cell{};
+  for (std::size_t k = 0; k < 3; ++k) {
+    if (!(lower_[k] <= point[k] && point[k] < upper_[k])) return noHosts_;
+    // The difference may round up to the length of the box.
+    const auto along = static_cast<unsigned int>((point[k] - lower_[k]) * scale_);
+    cell[k] = std::min(along, dims_[k] - 1);
+  }
+  return cells_[(cell[2] * dims_[1] + cell[1]) * dims_[0] + cell[0]];
+}
 
 }  // namespace QZMolPotential

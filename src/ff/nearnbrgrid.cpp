@@ -179,15 +179,4 @@ bool QZNearNbrGrid::Init(const QZChem::QZMolBase& hosts,
   return true;
 }
 
-const std::vector<unsigned int>& QZNearNbrGrid::GetHostAtoms(const double* point) const {
-  std::array<std::size_t, 3> cell{};
-  for (std::size_t k = 0; k < 3; ++k) {
-    if (!(lower_[k] <= point[k] && point[k] < upper_[k])) return noHosts_;
-    // The difference may round up to the length of the box.
-    const auto along = static_cast<unsigned int>((point[k] - lower_[k]) * scale_);
-    cell[k] = std::min(along, dims_[k] - 1);
-  }
-  return cells_[(cell[2] * dims_[1] + cell[1]) * dims_[0] + cell[0]];
-}
-
 }  // namespace QZMolPotential
