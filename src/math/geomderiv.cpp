@@ -42,10 +42,9 @@ double secondCosDer(const double* u, const double* v, double* hessian) {
 double secondCosDer(
     const double* a, const double* b, const double* c, double* grad, double* hessian) {
   const DihedralCosine dihedral(LoadAtom(a, 0), LoadAtom(b, 0), LoadAtom(c, 0));
-  const auto blocks = dihedral.Gradient();
-  for (std::size_t atom = 0; atom < 4; ++atom) StoreAtom(grad, atom, blocks[atom]);
+  std::fill_n(grad, 12, 0.0);
   std::fill_n(hessian, PackedSize(12), 0.0);
-  AddDihedralDerivatives(hessian, nullptr, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
+  AddDihedralDerivatives(hessian, grad, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
   return dihedral.cosine;
 }
 

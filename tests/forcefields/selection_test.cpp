@@ -150,13 +150,13 @@ TEST(Interactions, AreThoseOfTheirAtomsAndAddUpToTheTerms) {
   auto mol = FromSmiles("CC(=O)Nc1ccccc1", /*embed=*/true);
   mol.DeleteAtom(mol.AddAtom(2));
   const auto energies = [&](const QZMolFunc& f, const std::vector<double>& x, unsigned int atom) {
-    std::vector<double> touching;  // 0 elsewhere
+    std::vector<double> elsewhere;  // 0 for those of the atom
     for (const auto& term : QZSystem::QZRange(f.GetInteractions(mol, x.data(), ~0U))) {
       bool touches = false;
       for (auto& a : QZSystem::QZRange(term.GetAtoms())) touches |= a.GetIndex() == atom;
-      touching.push_back(touches ? 0.0 : term.GetValues(nullptr));
+      elsewhere.push_back(touches ? 0.0 : term.GetValues(nullptr));
     }
-    return touching;
+    return elsewhere;
   };
   const std::vector<double> x = Coords(mol);
   for (Kind kind : kKinds) {

@@ -140,7 +140,8 @@ TEST(Minimize, FrozenAtomsStayAndTheEnergyIsThatOfEverything) {
     for (const auto& match : QZSystem::QZRange(search.Match(start, true))) {
       for (const auto& pair : QZSystem::QZRange(match.GetPairs())) {
         const std::size_t i = 3UL * pair.target->GetIndex();
-        const double moved = std::hypot(to[i] - from[i], to[i + 1] - from[i + 1]);
+        const double moved =
+            std::hypot(to[i] - from[i], to[i + 1] - from[i + 1], to[i + 2] - from[i + 2]);
         EXPECT_TRUE(moved <= 1e-4 || coordinates != "subset") << moved;
       }
     }

@@ -300,17 +300,16 @@ std::vector<Interaction> Energy::Highest(const QZMolBase& mol,
     return a.energy > b.energy;
   };
   for (const auto& term : QZRange(sum_.GetInteractions(mol, coords, ~0U))) {
-    Interaction next{term.GetName(), {}, {}, term.GetValues(nullptr)};
+    Interaction next{term.GetName(), {}, term.GetValues(nullptr)};
     if (first < all.size() && all.back().name != next.name) first = all.size();
     const bool isFull = all.size() - first == count;
     if (isFull && !isHigher(next, all.back())) continue;
     for (const auto& atom : QZRange(term.GetAtoms())) {
       next.atoms.push_back(atom.GetIndex() + 1);
-      next.symbols.emplace_back(QZChem::QZGetAtomicSymbol(atom.GetAtomicNumber()));
     }
     if (isFull) all.pop_back();
     const auto begin = all.begin() + static_cast<std::ptrdiff_t>(first);
-    all.insert(std::upper_bound(begin, all.end(), next, isHigher), next);
+    all.insert(std::upper_bound(begin, all.end(), next, isHigher), std::move(next));
   }
   return all;
 }

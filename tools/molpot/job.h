@@ -36,7 +36,6 @@ struct Component {
 struct Interaction {
   std::string name;
   std::vector<unsigned int> atoms;  // numbers from 1
-  std::vector<std::string> symbols;
   double energy;
 };
 

@@ -106,8 +106,9 @@ std::string InteractionTable(const Outcome& outcome) {
   }
   for (const Interaction& term : outcome.interactions) {
     std::string atoms;
-    for (std::size_t k = 0; k < term.atoms.size(); ++k) {
-      atoms += (k > 0 ? " " : "") + term.symbols[k] + std::to_string(term.atoms[k]);
+    for (const unsigned int number : term.atoms) {
+      const unsigned int element = outcome.mol.GetAtom(number - 1)->GetAtomicNumber();
+      atoms += QZChem::QZGetAtomicSymbol(element) + std::to_string(number) + " ";
     }
     text += Format("  %-15s %-27s %10.4f\n", term.name.c_str(), atoms.c_str(), term.energy);
   }
