@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "adaptors/redundant_coordinates.h"
-#include "adaptors/redundant_solver.h"
+#include "coordinates/redundant/coordinates.h"
+#include "coordinates/redundant/solver.h"
 #include "molpotential/redundant.h"
 #include "qzchem/qzchem.h"
 

@@ -14,7 +14,7 @@
 #include "engine.h"
 #include "forcefields/term.h"
 #include "qzchem/mol.h"
-#include "rdkit_bridge.h"
+#include "perception/rdkit_bridge.h"
 #include "selection.h"
 
 namespace QZMolPotential {

@@ -19,6 +19,7 @@
 #include "molpotential/interaction.h"
 #include "molpotential/interactparams.h"
 #include "molpotential/internalkind.h"
+#include "molpotential/invariance.h"
 #include "molpotential/linalg.h"
 #include "molpotential/molfunc.h"
 #include "molpotential/nearnbrgrid.h"

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "constr/atoms.h"
-#include "math/dihedral.h"
+#include "kernels/dihedral.h"
 
 namespace QZConstr {
 

@@ -6,8 +6,8 @@
 #include <cmath>
 
 #include "constr/atoms.h"
-#include "math/packed.h"
-#include "math/vec3.h"
+#include "kernels/packed.h"
+#include "kernels/vec3.h"
 
 namespace QZConstr {
 

@@ -7,7 +7,7 @@
 
 #include "constr/atoms.h"
 #include "constr/predicatecopy.h"
-#include "math/vec3.h"
+#include "kernels/vec3.h"
 #include "qzchem/mol.h"
 
 namespace QZConstr {

@@ -6,7 +6,7 @@
 
 #include "constr/dihedral_atoms.h"
 #include "constr/distance.h"
-#include "math/dihedral_hessian.h"
+#include "kernels/dihedral_hessian.h"
 #include "qzchem/mol.h"
 #include "qzsystem/error.h"
 

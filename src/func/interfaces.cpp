@@ -3,11 +3,18 @@
 #include <algorithm>
 
 #include "molpotential/adaptor.h"
+#include "molpotential/invariance.h"
 
 namespace QZMolPotential {
 
 QZMolFunc::~QZMolFunc() = default;
 QZMolSetup::~QZMolSetup() = default;
+QZFrameQuery::~QZFrameQuery() = default;
+
+bool QZIsFrameInvariant(const QZMolFunc& func) {
+  const auto* query = dynamic_cast<const QZFrameQuery*>(&func);
+  return query != nullptr && query->IsFrameInvariant();
+}
 
 bool QZMolFunc::SetupConf(const double* /*coords*/) {
   return true;

@@ -15,7 +15,7 @@
 #include <sstream>
 #include <thread>
 
-#include "platform/records_text.h"
+#include "support/records_text.h"
 #include "support/capture.h"
 #include "support/contract.h"
 #include "support/molecules.h"

@@ -13,6 +13,8 @@ QZAdaptor::~QZAdaptor() = default;
 QZAdaptor0::~QZAdaptor0() = default;
 QZCheckpoint0::~QZCheckpoint0() = default;
 QZConstrFunc::~QZConstrFunc() = default;
+QZHessianModel::~QZHessianModel() = default;
+QZRestartable::~QZRestartable() = default;
 
 bool QZFunc1::CheckVariablesValidity(const double* x) {
   return std::all_of(x, x + NumVar(), [](double value) { return std::isfinite(value); });

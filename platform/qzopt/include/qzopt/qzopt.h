@@ -7,4 +7,5 @@
 #include "qzopt/component.h"
 #include "qzopt/constraint.h"
 #include "qzopt/function.h"
+#include "qzopt/hints.h"
 #include "qzsystem/qzsystem.h"

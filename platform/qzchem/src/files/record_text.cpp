@@ -1,0 +1,147 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "files/record_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <string_view>
+#include <vector>
+
+namespace QZChem {
+namespace {
+
+bool IsFull(const std::string& raw) {
+  return raw.size() >= kMaxRecordBytes;
+}
+
+// "  3  2  0 ... V2000"
+bool IsCountsLine(std::string_view line) {
+  const std::string_view text = TrimmedRight(line);
+  return (text.ends_with("V2000") || text.ends_with("V3000")) && text.size() >= 11 &&
+         std::ranges::all_of(text.substr(0, text.size() - 5),
+                             [](unsigned char c) { return c == ' ' || std::isalnum(c) != 0; }) &&
+         Trimmed(line).find_first_of("0123456789") == 0;
+}
+
+bool NextSdfText(LineSource& in, std::string& raw) {
+  constexpr std::size_t kHeaderLines = 3;
+  std::vector<std::size_t> starts;  // of the lines since the last counts line
+  std::size_t countsLines = 0;
+  bool inItem = false;
+  std::string line;
+  while (!IsFull(raw) && in.Read(line)) {
+    if (line.starts_with("$$$$")) {
+      raw += line;
+      return true;
+    }
+    const std::string_view text = TrimmedRight(line);
+    if (text.empty()) inItem = false;
+    if (!inItem && IsCountsLine(line) && ++countsLines > 1 && starts.size() > kHeaderLines) {
+      in.Unread(std::move(line));
+      for (std::size_t i = 0; i < kHeaderLines; ++i) {
+        in.Unread(raw.substr(starts.back()));
+        raw.resize(starts.back());
+        starts.pop_back();
+      }
+      return true;
+    }
+    if (text.starts_with(">")) inItem = true;
+    starts.push_back(raw.size());
+    raw += line;
+  }
+  return !raw.empty();
+}
+
+bool NextMol2Text(LineSource& in, std::string& raw) {
+  bool isOpen = false;
+  std::string line;
+  while (!IsFull(raw) && in.Read(line)) {
+    if (line.starts_with("@<TRIPOS>MOLECULE")) {
+      if (isOpen) {
+        in.Unread(std::move(line));
+        return true;
+      }
+      isOpen = true;
+    }
+    raw += line;
+  }
+  return !raw.empty();
+}
+
+bool IsPdbAtom(std::string_view line) {
+  return line.starts_with("ATOM  ") || line.starts_with("HETATM");
+}
+
+// Lines behind a record that hold no molecule of their own.
+bool IsPdbTrailer(std::string_view line) {
+  constexpr std::array<std::string_view, 6> kTrailers = {
+      "CONECT", "MASTER", "TER", "ENDMDL", "END", "REMARK"};
+  return TrimmedRight(line).empty() ||
+         std::ranges::any_of(kTrailers, [line](auto name) { return line.starts_with(name); });
+}
+
+bool NextPdbText(LineSource& in, std::string& raw) {
+  bool hasAtoms = false;
+  bool isClosed = false;  // by ENDMDL or END
+  std::string line;
+  while (!IsFull(raw) && in.Read(line)) {
+    const bool startsModel = line.starts_with("MODEL ");
+    if (hasAtoms && (startsModel || (isClosed && !IsPdbTrailer(line)))) {
+      in.Unread(std::move(line));
+      return true;
+    }
+    if (IsPdbAtom(line)) hasAtoms = true;
+    if (TrimmedRight(line) == "END" || line.starts_with("ENDMDL")) isClosed = true;
+    raw += line;
+  }
+  return !raw.empty();
+}
+
+// The number that stands alone on a line; 0 for anything else.
+std::size_t LoneCount(std::string_view line) {
+  const std::string_view text = Trimmed(line);
+  std::size_t count = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
+  return error == std::errc() && end == text.data() + text.size() ? count : 0;
+}
+
+bool NextXyzText(LineSource& in, std::string& raw) {
+  std::string line;
+  while (in.Read(line) && TrimmedRight(line).empty()) raw += line;
+  if (line.empty()) return !raw.empty();
+  const std::size_t count = LoneCount(line);
+  raw += line;
+  if (count > 0 && in.Read(line)) raw += line;  // the comment, whatever it is
+  for (std::size_t i = 0; (count == 0 || i < count) && !IsFull(raw) && in.Read(line); ++i) {
+    if (LoneCount(line) > 0) {
+      in.Unread(std::move(line));
+      break;
+    }
+    raw += line;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool NextRecordText(LineSource& in, QZMolFormat format, std::string& raw) {
+  raw.clear();
+  const auto next = [&] {
+    switch (format) {
+      case QZMolFormat::MOL2:
+        return NextMol2Text(in, raw);
+      case QZMolFormat::PDB:
+        return NextPdbText(in, raw);
+      case QZMolFormat::XYZ:
+        return NextXyzText(in, raw);
+      case QZMolFormat::SDF:
+        break;
+    }
+    return NextSdfText(in, raw);
+  };
+  return next() && !Trimmed(raw).empty();
+}
+
+}  // namespace QZChem

@@ -1,0 +1,190 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "qzchem/geometry.h"
+
+#include <Eigen/Geometry>
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "topology/mol_impl.h"
+#include "topology/walk.h"
+
+namespace QZChem {
+namespace {
+
+using Eigen::Vector3d;
+
+// Å; closer atoms give no direction that rounding leaves meaningful.
+constexpr double kCoincident = 1e-8;
+// Sine of the angle below which two directions count as one line.
+constexpr double kStraight = 1e-8;
+
+Vector3d Position(const QZMolImpl& mol, const QZAtomBase* atom) {
+  return Vector3d(&mol.coords[std::size_t{3} * atom->GetIndex()]);
+}
+
+template <class... Atoms>
+bool OwnsAll(const QZMolImpl& mol, const Atoms*... atoms) {
+  return (mol.Owns(atoms) && ...);
+}
+
+// Also false for coordinates that are not finite.
+bool AreApart(const Vector3d& a, const Vector3d& b) {
+  const double r = (a - b).norm();
+  return std::isfinite(r) && r > kCoincident;
+}
+
+double AngleBetween(const Vector3d& u, const Vector3d& v) {
+  return std::atan2(u.cross(v).norm(), u.dot(v));
+}
+
+const QZBondBase* BondBetween(const QZAtomBase* a, const QZAtomBase* b) {
+  for (const QZBondBase* bond : QZMolAccess::Bonds(*a)) {
+    if (bond->GetNeighbour(a) == b) return bond;
+  }
+  return nullptr;
+}
+
+bool IsFree(const QZBondBase* bond) {
+  return bond != nullptr && !bond->IsInRing();
+}
+
+bool Contains(const std::vector<QZAtomBase*>& atoms, const QZAtomBase* atom) {
+  return std::ranges::find(atoms, atom) != atoms.end();
+}
+
+// `atom` and the groups that hang on it alone: what loses every anchor when `atom` is taken out.
+std::vector<QZAtomBase*> HangingOn(QZAtomBase* atom,
+                                   std::initializer_list<const QZAtomBase*> anchors) {
+  std::vector<char> anchored(atom->GetMol().AtomIndexBound(), 0);
+  for (const QZAtomBase* anchor : anchors) {
+    if (anchored[anchor->GetIndex()] != 0) continue;
+    for (const QZAtomBase* held : Subtree(anchor, atom)) anchored[held->GetIndex()] = 1;
+  }
+  std::vector<QZAtomBase*> hanging = Subtree(atom, nullptr);
+  std::erase_if(hanging, [&anchored](const QZAtomBase* x) { return anchored[x->GetIndex()] != 0; });
+  return hanging;
+}
+
+// What moves with `atom` when it is turned or pulled against `pivot`; `fixed` never does.
+std::vector<QZAtomBase*> MovingSide(QZAtomBase* atom, QZAtomBase* pivot, const QZAtomBase* fixed) {
+  if (IsFree(BondBetween(pivot, atom))) {
+    std::vector<QZAtomBase*> side = Subtree(atom, pivot);
+    if (!Contains(side, fixed)) return side;
+  }
+  return HangingOn(atom, {pivot, fixed});
+}
+
+void Turn(QZMolImpl& mol,
+          const std::vector<QZAtomBase*>& atoms,
+          const Vector3d& origin,
+          const Vector3d& axis,
+          double angle) {
+  const Eigen::Matrix3d rotation = Eigen::AngleAxisd(angle, axis).toRotationMatrix();
+  for (const QZAtomBase* atom : atoms) {
+    Eigen::Map<Vector3d> p(&mol.coords[std::size_t{3} * atom->GetIndex()]);
+    p = origin + rotation * (p - origin);
+  }
+}
+
+}  // namespace
+
+double QZGetDistance(const QZMolBase& mol, const QZAtomBase* a, const QZAtomBase* b) {
+  const QZMolImpl& impl = QZMolAccess::Impl(mol);
+  return OwnsAll(impl, a, b) ? (Position(impl, a) - Position(impl, b)).norm() : 0.0;
+}
+
+double QZGetAngle(const QZMolBase& mol,
+                  const QZAtomBase* a,
+                  const QZAtomBase* b,
+                  const QZAtomBase* c) {
+  const QZMolImpl& impl = QZMolAccess::Impl(mol);
+  if (!OwnsAll(impl, a, b, c)) return 0.0;
+  const Vector3d apex = Position(impl, b);
+  return AngleBetween(Position(impl, a) - apex, Position(impl, c) - apex);
+}
+
+double QZGetTorsion(const QZMolBase& mol,
+                    const QZAtomBase* a,
+                    const QZAtomBase* b,
+                    const QZAtomBase* c,
+                    const QZAtomBase* d) {
+  const QZMolImpl& impl = QZMolAccess::Impl(mol);
+  if (!OwnsAll(impl, a, b, c, d)) return 0.0;
+  const Vector3d ab = Position(impl, b) - Position(impl, a);
+  const Vector3d bc = Position(impl, c) - Position(impl, b);
+  const Vector3d cd = Position(impl, d) - Position(impl, c);
+  const Vector3d normal = bc.cross(cd);
+  return std::atan2(bc.norm() * ab.dot(normal), ab.cross(bc).dot(normal));
+}
+
+bool QZSetDistance(QZMolBase& mol, QZAtomBase* a, QZAtomBase* b, double distance) {
+  QZMolImpl& impl = QZMolAccess::Impl(mol);
+  if (!OwnsAll(impl, a, b) || !std::isfinite(distance) || !(distance > 0.0)) return false;
+  const Vector3d pa = Position(impl, a);
+  const Vector3d pb = Position(impl, b);
+  if (!AreApart(pa, pb)) return false;
+
+  const QZBondBase* bond = BondBetween(a, b);
+  const std::vector<QZAtomBase*> moving = IsFree(bond) ? SmallerSide(*bond) : HangingOn(b, {a});
+  // Away from the atom that stays.
+  const Vector3d direction = (moving.front() == b ? pb - pa : pa - pb).normalized();
+  const Vector3d shift = (distance - (pb - pa).norm()) * direction;
+  for (const QZAtomBase* atom : moving) {
+    Eigen::Map<Vector3d>(&impl.coords[std::size_t{3} * atom->GetIndex()]) += shift;
+  }
+  return true;
+}
+
+bool QZSetAngle(
+    QZMolBase& mol, QZAtomBase* a, QZAtomBase* b, QZAtomBase* c, double angle, double* coords) {
+  QZMolImpl& impl = QZMolAccess::Impl(mol);
+  if (!OwnsAll(impl, a, b, c) || a == c) return false;
+  if (!(angle >= 0.0 && angle <= std::numbers::pi)) return false;
+  const Vector3d apex = Position(impl, b);
+  if (!AreApart(Position(impl, a), apex) || !AreApart(Position(impl, c), apex)) return false;
+
+  const Vector3d u = Position(impl, a) - apex;
+  const Vector3d v = Position(impl, c) - apex;
+  const Vector3d normal = u.cross(v);
+  const bool isStraight = normal.norm() <= kStraight * u.norm() * v.norm();
+  const Vector3d axis = isStraight ? u.unitOrthogonal() : normal.normalized();
+  const double change = angle - AngleBetween(u, v);
+  // A ring bond is left alone where the other side can turn instead.
+  if (!IsFree(BondBetween(b, c)) && IsFree(BondBetween(b, a))) {
+    Turn(impl, MovingSide(a, b, c), apex, axis, -change);
+  } else {
+    Turn(impl, MovingSide(c, b, a), apex, axis, change);
+  }
+  if (coords != nullptr) mol.GetCoords(coords);
+  return true;
+}
+
+bool QZSetTorsion(
+    QZMolBase& mol, QZAtomBase* a, QZAtomBase* b, QZAtomBase* c, QZAtomBase* d, double torsion) {
+  QZMolImpl& impl = QZMolAccess::Impl(mol);
+  if (!OwnsAll(impl, a, b, c, d) || !std::isfinite(torsion)) return false;
+  if (a == c || a == d || b == d) return false;
+  const Vector3d pb = Position(impl, b);
+  const Vector3d pc = Position(impl, c);
+  if (!AreApart(Position(impl, a), pb) || !AreApart(pb, pc) || !AreApart(pc, Position(impl, d))) {
+    return false;
+  }
+  const Vector3d axis = (pc - pb).normalized();
+  const auto isInLine = [&axis](const Vector3d& v) {
+    return axis.cross(v).norm() <= kStraight * v.norm();
+  };
+  if (isInLine(Position(impl, a) - pb) || isInLine(Position(impl, d) - pc)) return false;
+
+  const QZBondBase* bond = BondBetween(b, c);
+  if (bond != nullptr && bond->IsInRing()) return false;
+  std::vector<QZAtomBase*> moving;
+  if (bond != nullptr) moving = Subtree(c, b);
+  if (!Contains(moving, d) || Contains(moving, a)) moving = HangingOn(d, {a, b, c});
+  Turn(impl, moving, pb, axis, torsion - QZGetTorsion(mol, a, b, c, d));
+  return true;
+}
+
+}  // namespace QZChem

@@ -1,0 +1,90 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <GraphMol/MolOps.h>
+#include <GraphMol/RWMol.h>
+
+#include <exception>
+#include <optional>
+
+#include "perception/drawing.h"
+#include "topology/mol_impl.h"
+#include "qzchem/io.h"
+#include "qzsystem/error.h"
+#include "perception/rdkit_bridge.h"
+#include "perception/rdkit_log.h"
+#include "files/records.h"
+#include "topology/topology.h"
+
+namespace QZChem {
+namespace {
+
+// The z that all atoms share, if they do.
+std::optional<double> CommonHeight(const QZMolBase& mol) {
+  std::optional<double> height;
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    double xyz[3];
+    mol.GetCoords(&atom, xyz);
+    if (height.value_or(xyz[2]) != xyz[2]) return std::nullopt;
+    height = xyz[2];
+  }
+  return height;
+}
+
+// Appends what RDKit has beyond the atoms it was given; returns how many.
+int TakeHydrogens(const QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) {
+  const double height = isDrawing ? CommonHeight(mol).value_or(0.0) : 0.0;
+  const auto numGiven = static_cast<unsigned int>(converted.atomIndices.size());
+  for (unsigned int i = numGiven; i < converted.mol->getNumAtoms(); ++i) {
+    const RDKit::Atom* hydrogen = converted.mol->getAtomWithIdx(i);
+    const RDKit::Atom* carrier = *converted.mol->atomNeighbors(hydrogen).begin();
+    const RDGeom::Point3D& place = converted.mol->getConformer().getAtomPos(i);
+    QZAtomBase* copy = mol.AddAtom(1, place.x, place.y, isDrawing ? height : place.z);
+    QZAtomBase* centre = mol.GetAtom(converted.atomIndices[carrier->getIdx()]);
+    const int wedges = SumOfWedges(*centre);
+    QZBondBase* bond = mol.AddBond(centre, copy);
+    // Against the drawn wedges: where it went in the plane says nothing about handedness.
+    if (isDrawing) SetWedge(*bond, wedges > 0 ? -1 : (wedges < 0 ? 1 : 0));
+  }
+  return static_cast<int>(converted.mol->getNumAtoms() - numGiven);
+}
+
+}  // namespace
+
+int QZAddHydrogens(QZGraphMol& mol) {
+  std::string reason;
+  try {
+    const bool isDrawing = QZLooksTwoDimensional(mol);
+    QZRDKitMol converted = ToRDKitWithImpliedHydrogens(mol, /*coordinates=*/true);
+    reason = std::move(converted.error);
+    if (reason.empty()) {
+      converted.mol->getConformer().set3D(!isDrawing);
+      RDKit::MolOps::addHs(*converted.mol, /*explicitOnly=*/false, /*addCoords=*/true);
+      return TakeHydrogens(converted, isDrawing, mol);
+    }
+  } catch (const std::exception& error) {
+    reason = OneLine(error.what());
+  }
+  QZSystem::QZThrow.Warning(
+      "Hydrogens cannot be added to molecule \"%s\": %s", mol.GetTitle(), reason.c_str());
+  return -1;
+}
+
+bool QZLacksHydrogens(const QZMolBase& mol) {
+  return QZMolAccess::Impl(mol).Topology()->impliedHydrogens > 0;
+}
+
+bool QZLooksTwoDimensional(const QZMolBase& mol) {
+  if (mol.NumAtoms() < 2 || !CommonHeight(mol).has_value()) return false;
+  switch (GetDimension(mol)) {
+    case Dimension::Two:
+      return true;
+    case Dimension::Three:
+      return false;
+    case Dimension::Unknown:
+      break;
+  }
+  constexpr unsigned int kTetrahedral = 4;  // four neighbours are never all in one plane
+  return mol.NumAtoms() > 2 && QZMolAccess::Impl(mol).Topology()->largestDegree >= kTetrahedral;
+}
+
+}  // namespace QZChem

@@ -1,0 +1,218 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/records_text.h"
+#include "support/capture.h"
+#include "support/molecules.h"
+
+namespace {
+
+using namespace QZChem;
+using namespace TestSupport;
+using enum QZMolFormat;
+using QZSystem::QZRange;
+
+// Title, elements, charges and bonds.
+std::string Graph(const QZMolBase& mol, bool orders) {
+  std::ostringstream text;
+  text << mol.GetTitle();
+  for (const auto& atom : QZRange(mol.GetAtoms())) {
+    text << " " << QZGetAtomicSymbol(atom.GetAtomicNumber()) << atom.GetFormalCharge();
+    std::map<unsigned int, unsigned int> bonds;
+    for (const auto& bond : QZRange(atom.GetBonds())) {
+      bonds[bond.GetNeighbour(&atom)->GetIndex()] = orders ? bond.GetOrder() : 0;
+    }
+    for (const auto& [end, order] : bonds) text << "-" << end << "x" << order;
+  }
+  return text.str();
+}
+
+void ExpectSame(const QZMolBase& a, const QZMolBase& b, double tolerance, bool orders = true) {
+  ASSERT_EQ(Graph(a, orders), Graph(b, orders));
+  const std::vector<double> ca = Coords(a);
+  const std::vector<double> cb = Coords(b);
+  for (std::size_t i = 0; i < ca.size(); ++i) EXPECT_NEAR(ca[i], cb[i], tolerance);
+}
+
+TEST(Files, EveryFormatBringsTheMoleculesBack) {
+  const auto molecules = DataMolecules();
+  EXPECT_GE(molecules.size(), 12U);
+  for (const QZGraphMol& mol : molecules) {
+    SCOPED_TRACE(mol.GetTitle());
+    EXPECT_FALSE(QZLacksHydrogens(mol));
+    EXPECT_FALSE(QZLooksTwoDimensional(mol));
+    for (const QZMolFormat format : {SDF, MOL2, PDB, XYZ}) {
+      SCOPED_TRACE(static_cast<int>(format));
+      const std::string text = Written(mol, format) + Written(mol, format);
+      MessageCapture messages;
+      const auto reading = ReadAll(text, format);
+      EXPECT_EQ(messages.Warnings().size(), format == XYZ ? 1U : 0U);
+      ASSERT_EQ(reading.molecules.size(), 2U) << reading.records[0].error;
+      EXPECT_EQ(reading.records[0].raw + reading.records[1].raw, text);
+      ExpectSame(mol, reading.molecules[1], format == PDB ? 6e-4 : 6e-5, format != XYZ);
+    }
+  }
+}
+
+TEST(Files, ChargesSurvive) {
+  QZGraphMol mol = FromSmiles(
+      "C[N+](=O)[O-].NC(=[NH2+])N.OP(=O)([O-])[O-].C[n+]1ccccc1.CS(=O)(=O)[O-].[Cl-].[Zn+2]");
+  mol.SetTitle("charged");
+  std::vector<double> x(3 * mol.NumAtoms(), 1.0);  // apart, so that PDB joins nothing of its own
+  for (std::size_t i = 0; i < x.size(); i += 3) x[i] = 4.0 * static_cast<double>(i);
+  mol.SetCoords(x.data());
+  for (const QZMolFormat format : {SDF, MOL2, PDB}) {
+    SCOPED_TRACE(static_cast<int>(format));
+    ExpectSame(mol, ReadOne(Written(mol, format), format), 1e-3);
+  }
+}
+
+TEST(Files, SdfKeepsTitleAndDataInOrder) {
+  QZGraphMol mol = Water();
+  mol.SetTitle("two\nlines");
+  QZSetSDData(mol, "Zeta", "1");
+  QZSetSDData(mol, "Alpha", "line one\nline two");
+  QZSetSDData(mol, "Zeta", "changed");
+  const std::string text = Written(mol, SDF);
+  EXPECT_LT(text.find("<Zeta>"), text.find("<Alpha>"));
+  const QZGraphMol back = ReadOne(text);
+  EXPECT_STREQ(back.GetTitle(), "two lines");
+  EXPECT_EQ(QZGetSDData(back, "Zeta"), "changed");
+  EXPECT_EQ(QZGetSDData(back, "Alpha"), "line one\nline two");
+  EXPECT_EQ(Written(back, SDF), text);
+}
+
+TEST(Files, LineEndsMissingEndMarksAndReadingAheadDoNotMatter) {
+  const QZGraphMol mol = Butane();
+  const std::string one = Written(mol, SDF);
+  std::string windows;
+  for (const char c : one + one) windows += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  const std::string unended = one + one.substr(0, one.find("$$$$"));
+  for (const std::string& text : {windows, unended, one + one + "\n  \n\r\n"}) {
+    const auto reading = ReadAll(text);
+    ASSERT_EQ(reading.records.size(), 2U);
+    ASSERT_EQ(reading.molecules.size(), 2U);
+    ExpectSame(mol, reading.molecules[1], 6e-5);
+  }
+  EXPECT_TRUE(ReadAll("\n\n", MOL2).records.empty());
+  std::istringstream in(one + one + one);
+  qzmolistream stream(in, SDF);
+  QZGraphMol first;
+  ASSERT_TRUE(QZReadMolecule(stream, first));
+  EXPECT_EQ(static_cast<std::size_t>(in.tellg()), one.size()) << "one record at a time";
+}
+
+TEST(Files, ManyAtomsOrFarOnesAreWrittenAsV3000) {
+  QZGraphMol far = Water();
+  const double place[3] = {123456.75, 0.0, 0.0};
+  far.SetCoords(far.GetAtom(0), place);
+  for (const QZGraphMol& mol : {CarbonChain(1000), far}) {
+    const std::string text = Written(mol, SDF);
+    EXPECT_NE(text.find("V3000"), std::string::npos);
+    ExpectSame(mol, ReadOne(text), 1e-2);
+  }
+  EXPECT_NE(Written(CarbonChain(999), SDF).find("V2000"), std::string::npos);
+}
+
+TEST(Files, AromaticBondsComeInAsSingleAndDouble) {
+  std::string text = Written(FromSmiles("c1ccccc1", /*embed=*/true), SDF);
+  for (const char* ends : {"  1  2", "  2  3", "  3  4", "  4  5", "  5  6", "  6  1"}) {
+    text.at(text.find(std::string("\n") + ends) + 9) = '4';
+  }
+  const QZGraphMol mol = ReadOne(text);
+  unsigned int doubles = 0;
+  for (const auto& bond : QZRange(mol.GetBonds())) doubles += bond.GetOrder() == 2 ? 1 : 0;
+  EXPECT_EQ(doubles, 3U);
+}
+
+TEST(Files, PathsChooseFormatAndCompression) {
+  const std::string folder = testing::TempDir() + "molpotential files/";
+  std::filesystem::create_directories(folder);
+  QZGraphMol mol = Butane();
+  for (const char* name : {"a.sdf", "a.SDF.gz", "a.mol2.gz", "a.ent", "a.xyz.gz"}) {
+    const std::string path = folder + name;
+    SCOPED_TRACE(path);
+    MessageCapture messages;
+    qzmolostream out(path.c_str());
+    EXPECT_NE(QZWriteMolecule(out, mol), 0U);
+    EXPECT_TRUE(out.Write(mol));
+    EXPECT_TRUE(out.Close());
+    EXPECT_FALSE(out.Write(mol)) << "closed";
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_EQ(file.get() == 0x1f, path.ends_with(".gz"));
+    qzmolistream in(path.c_str());
+    QZGraphMol back;
+    EXPECT_TRUE(QZReadMolecule(in, back) && QZReadMolecule(in, back));
+    ExpectSame(mol, back, 6e-4);
+    EXPECT_FALSE(QZReadMolecule(in, back));
+  }
+  std::filesystem::remove_all(folder);
+  for (const char* path : {"/nowhere/a.sdf", "a.unknown", MOLPOTENTIAL_DATA_DIR}) {
+    EXPECT_FALSE(qzmolistream(path)) << path;
+    EXPECT_FALSE(qzmolostream(path)) << path;
+  }
+}
+
+TEST(Files, PdbKeepsResiduesAndReadsModelsOneByOne) {
+  const std::string model =
+      "MODEL        1\n"
+      "ATOM      1  N   GLY A   7       0.000   0.000   0.000  1.00 12.50           N  \n"
+      "ATOM      2  CA  GLY A   7       1.458   0.000   0.000  1.00 12.50           C  \nENDMDL\n";
+  const auto reading = ReadAll("HEADER    T\n" + model + model + "END\n", PDB);
+  EXPECT_EQ(reading.records.size(), 2U);
+  ASSERT_EQ(reading.molecules.size(), 2U);
+  EXPECT_EQ(reading.molecules[1].NumBonds(), 1U);
+  const QZGraphMol copy = reading.molecules[1];
+  EXPECT_NE(Written(copy, PDB).find("CA  GLY A   7"), std::string::npos);
+}
+
+TEST(Files, HydrogensAndCoordinatesMadeFromADrawingKeepItsHandedness) {
+  const std::string alanine =
+      "alanine\n     Drawn01010101012D\n\n  6  5  0  0  0  0  0  0  0  0999 V2000\n"
+      "    1.5000    1.2990    0.0000 C   0  0\n    0.7500    0.0000    0.0000 C   0  0\n"
+      "    1.5000   -1.2990    0.0000 N   0  0\n   -0.7500    0.0000    0.0000 C   0  0\n"
+      "   -1.5000    1.2990    0.0000 O   0  0\n   -1.5000   -1.2990    0.0000 O   0  0\n"
+      "  2  1  1  6\n  2  3  1  0\n  2  4  1  0\n  4  5  2  0\n  4  6  1  0\nM  END\n$$$$\n";
+  EXPECT_FALSE(QZLooksTwoDimensional(ReadOne(Replaced(alanine, "2D", "3D")))) << "as it is marked";
+  EXPECT_TRUE(QZLooksTwoDimensional(ReadOne(Replaced(alanine, "2D", "  "))));
+  EXPECT_FALSE(QZLooksTwoDimensional(FromSmiles("O"))) << "flat, but not a drawing";
+  for (const bool isDashed : {true, false}) {
+    QZGraphMol mol = ReadOne(isDashed ? alanine : Replaced(alanine, "2  1  1  6", "2  1  1  1"));
+    EXPECT_TRUE(QZLacksHydrogens(mol) && QZLooksTwoDimensional(mol));
+    EXPECT_EQ(QZAddHydrogens(mol), 7);
+    EXPECT_FALSE(QZLacksHydrogens(mol));
+    EXPECT_TRUE(QZLooksTwoDimensional(mol)) << "still a drawing";
+    ASSERT_TRUE(QZMakeCoordinates(mol));
+    EXPECT_FALSE(QZLooksTwoDimensional(mol));
+    EXPECT_EQ(QZAddHydrogens(mol), 0);
+    // From the centre (1.5, 1.3, behind), (1.5, -1.3, 0) and (-1.5, 0, 0) span a positive volume.
+    const double turn =
+        QZGetTorsion(mol, mol.GetAtom(2), mol.GetAtom(0), mol.GetAtom(1), mol.GetAtom(3));
+    EXPECT_EQ(turn < 0.0, isDashed) << turn;
+  }
+}
+
+TEST(Files, AddedHydrogensStandAtBondingDistance) {
+  QZGraphMol mol = DataMolecule("ibuprofen");
+  for (auto& atom : QZRange(mol.GetAtoms())) {
+    if (atom.GetAtomicNumber() == 1) mol.DeleteAtom(&atom);
+  }
+  EXPECT_EQ(QZAddHydrogens(mol), 18);
+  for (const auto& bond : QZRange(mol.GetBonds())) {
+    EXPECT_NEAR(QZGetDistance(mol, bond.GetBegin(), bond.GetEnd()), 1.25, 0.35);
+  }
+  for (int i = 0; i < 6; ++i) mol.AddBond(mol.GetAtom(0), mol.AddAtom(9, i, 1, i * i));
+  MessageCapture messages;
+  EXPECT_EQ(QZAddHydrogens(mol), -1);
+  EXPECT_EQ(messages.Warnings().size(), 1U);
+}
+
+}  // namespace
