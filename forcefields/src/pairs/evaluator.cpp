@@ -49,8 +49,7 @@ struct Expansion {
         const double dz = view.z[i] - view.z[j];
         const double bx = b * dx;
         const double by = b * dy;
-        const double h[6] = {
-            a + bx * dx, bx * dy, bx * dz, a + by * dy, by * dz, a + b * dz * dz};
+        const double h[6] = {a + bx * dx, bx * dy, bx * dz, a + by * dy, by * dz, a + b * dz * dz};
         double* const other = diagonal + 6 * j;
         for (std::size_t k = 0; k < 6; ++k) {
           own[k] += h[k];

@@ -19,13 +19,12 @@ namespace QZMolPotential {
 /// Two atoms at one place give the energy of the formulas (12-6: 0) and a finite gradient without a
 /// direction: 0.01 R* + 0.02 (12-6: 100) along each axis, away from each other by number.
 /// Coordinates that are not numbers give energies that are not.
-/// All pairs are computed by default; with a cutoff neighbours are listed within cutoff and skin and
-/// listed anew, which allocates, when an atom may have moved half the skin.
-/// Copies share the input and are independent otherwise. Serves one thread at a time.
-/// Cost: O(pairs) per call; holds some 16 bytes per atom and type of a mobile atom, with a cutoff
-/// also 4 bytes for every eight neighbours.
-/// Source: Halgren, J. Comput. Chem. 17, 490 and 520 (1996); Rappé et al., J. Am. Chem. Soc. 114,
-/// 10024 (1992); constants to the digits that RDKit uses.
+/// All pairs are computed by default; with a cutoff neighbours are listed within cutoff and skin
+/// and listed anew, which allocates, when an atom may have moved half the skin. Copies share the
+/// input and are independent otherwise. Serves one thread at a time. Cost: O(pairs) per call; holds
+/// some 16 bytes per atom and type of a mobile atom, with a cutoff also 4 bytes for every eight
+/// neighbours. Source: Halgren, J. Comput. Chem. 17, 490 and 520 (1996); Rappé et al., J. Am. Chem.
+/// Soc. 114, 10024 (1992); constants to the digits that RDKit uses.
 class PairEvaluator {
  public:
   explicit PairEvaluator(PairInput input);
@@ -43,7 +42,10 @@ class PairEvaluator {
   /// h holds xx, xy, xz, yy, yz, zz. Called once with i != j for each interacting pair, in either
   /// order, and once with i == j for each atom.
   using BlockSink = std::function<void(unsigned int, unsigned int, const double* h)>;
-  PairEnergies HessianBlocks(const double* x, PairTerms terms, const BlockSink& block, double* grad);
+  PairEnergies HessianBlocks(const double* x,
+                             PairTerms terms,
+                             const BlockSink& block,
+                             double* grad);
 
   /// Calls visit(i, j, energies) for each counted pair of atoms (numbers, i < j), one by one and
   /// without regard to speed: for listings. Cost: O(atoms²) whatever the cutoff.

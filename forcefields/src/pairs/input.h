@@ -37,14 +37,14 @@ struct PairInput {
 
   std::size_t NumAtoms() const { return atoms.size(); }
 
-  unsigned int indexBound = 0;      // one past the largest atom index: coordinates are 3 x that
-  std::vector<unsigned int> atoms;  // atom index by number
-  std::vector<std::uint16_t> types;   // by number, below `numTypes`
+  unsigned int indexBound = 0;       // one past the largest atom index: coordinates are 3 x that
+  std::vector<unsigned int> atoms;   // atom index by number
+  std::vector<std::uint16_t> types;  // by number, below `numTypes`
   std::size_t numTypes = 0;
   std::vector<PairParameters> table;  // [type i * numTypes + type j], symmetric
   std::vector<double> charges;        // by number; empty: all zero
   std::vector<AtomPair> excluded;     // do not interact: one or two bonds apart; either order
-  std::vector<AtomPair> oneFour;      // three bonds apart; those that are also excluded are excluded
+  std::vector<AtomPair> oneFour;  // three bonds apart; those that are also excluded are excluded
   PairPotential potential = PairPotential::Buffered147;
   double dielectric = 1.0;
   bool distanceDependent = false;  // energy by 1/r^2 instead of 1/r

@@ -227,7 +227,12 @@ bool PairLayout::list(const PairInput& input, const double* x) {
       y_[s] = from[1];
       z_[s] = from[2];
     }
-    near_.Build({x_.data(), y_.data(), z_.data(), number_.data(), numMobileSlots_, numSlots_,
+    near_.Build({x_.data(),
+                 y_.data(),
+                 z_.data(),
+                 number_.data(),
+                 numMobileSlots_,
+                 numSlots_,
                  input.withinMobile},
                 reach);
   };

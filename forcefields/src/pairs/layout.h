@@ -13,8 +13,8 @@
 namespace QZMolPotential {
 
 /// One system's arrays as the loops want them: atoms in slots, mobile ones first, parameters of
-/// every mobile atom's type in the order of the slots, special pairs by row. With a cutoff slots are
-/// ordered in space, in clusters of `kClusterSize` that hold either mobile atoms or others.
+/// every mobile atom's type in the order of the slots, special pairs by row. With a cutoff slots
+/// are ordered in space, in clusters of `kClusterSize` that hold either mobile atoms or others.
 class PairLayout {
  public:
   explicit PairLayout(const PairInput& input);
@@ -96,8 +96,7 @@ void PairLayout::ForEachPair(const PairInput& input, Visit visit) const {
   for (unsigned int i = 0; i < n; ++i) {
     for (unsigned int j = i + 1; j < n; ++j) {
       if (active_[i] == 0 || active_[j] == 0 || !visits(input, i, j)) continue;
-      const bool isSpecial =
-          special != specials_.end() && special->low == i && special->high == j;
+      const bool isSpecial = special != specials_.end() && special->low == i && special->high == j;
       if (!isSpecial) {
         visit(i, j, false);
       } else if ((special++)->oneFour) {

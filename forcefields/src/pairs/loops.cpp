@@ -8,9 +8,8 @@
 // Sets between these bring nothing to arithmetic on doubles; vectors without a fixed size cannot be
 // members of a struct.
 #undef HWY_DISABLED_TARGETS
-#define HWY_DISABLED_TARGETS                                                              \
-  (HWY_SSSE3 | HWY_SSE4 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | \
-   HWY_SVE2_128 | HWY_RVV)
+#define HWY_DISABLED_TARGETS \
+  (HWY_SSE4 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128 | HWY_RVV)
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "pairs/loops.cpp"
 #include <hwy/foreach_target.h>
@@ -104,7 +103,7 @@ class Rows {
     const V shifted = hn::Add(q, hn::Set(d, kDelta));
     const V s = hn::MulAdd(q6, q, hn::Set(d, kGamma));
     const V inverse = hn::Div(hn::Set(d, 1.0), hn::Mul(shifted, s));
-    const V u = hn::Mul(inverse, s);         // 1/(q + 0.07)
+    const V u = hn::Mul(inverse, s);  // 1/(q + 0.07)
     const V inverseS = hn::Mul(inverse, shifted);
     const V t = hn::Mul(hn::Set(d, 1.0 + kDelta), u);
     const V t2 = hn::Mul(t, t);
@@ -124,11 +123,11 @@ class Rows {
         // B'' = -7.84 q^5 (6 - 14 q^7/s)/s^2;  A'' = 56 A u^2,  2 A'B' = 14 A u w
         const V q5 = hn::Mul(q2, q3);
         const V kq5 = hn::Mul(hn::Mul(k, q5), hn::Mul(inverseS, inverseS));
-        const V bend = hn::NegMulAdd(hn::Mul(hn::Mul(hn::Set(d, 14.0), q6), q), inverseS,
-                                     hn::Set(d, 6.0));
+        const V bend =
+            hn::NegMulAdd(hn::Mul(hn::Mul(hn::Set(d, 14.0), q6), q), inverseS, hn::Set(d, 6.0));
         const V mixed = hn::MulAdd(hn::Set(d, 56.0), ub, hn::Mul(hn::Set(d, 14.0), w));
-        e.second = hn::Mul(hn::Mul(scaled, inverseStar),
-                           hn::NegMulAdd(kq5, bend, hn::Mul(u, mixed)));
+        e.second =
+            hn::Mul(hn::Mul(scaled, inverseStar), hn::NegMulAdd(kq5, bend, hn::Mul(u, mixed)));
       }
     }
     return e;
@@ -269,7 +268,8 @@ class Rows {
       const Terms s = Fade(r);
       const V energy = hn::Add(vdwEnergy, eleEnergy);
       if constexpr (K::kLevel > 1) {
-        second = hn::MulAdd(hn::Mul(hn::Set(d, 2.0), first), s.first,
+        second = hn::MulAdd(hn::Mul(hn::Set(d, 2.0), first),
+                            s.first,
                             hn::MulAdd(second, s.energy, hn::Mul(energy, s.second)));
       }
       if constexpr (K::kLevel > 0) first = hn::MulAdd(first, s.energy, hn::Mul(energy, s.first));
@@ -285,10 +285,9 @@ class Rows {
       if constexpr (K::kLevel > 1) {
         if constexpr (!K::kTwelveSix) inverseSquare = hn::Mul(inverseR, inverseR);
         hn::StoreU(hn::IfThenZeroElse(together, byR), d, view_.first + j);
-        hn::StoreU(
-            hn::IfThenZeroElse(together, hn::Mul(hn::Sub(second, byR), inverseSquare)),
-            d,
-            view_.second + j);
+        hn::StoreU(hn::IfThenZeroElse(together, hn::Mul(hn::Sub(second, byR), inverseSquare)),
+                   d,
+                   view_.second + j);
       }
     }
   }
@@ -431,8 +430,7 @@ HWY_EXPORT(AllWithinOnTarget);
 
 PairEnergies RunPairs(const PairView& view, PairTerms terms, bool withGradient) {
   const int level = view.rowDone != nullptr ? 2 : withGradient ? 1 : 0;
-  return HWY_DYNAMIC_DISPATCH(RunOnTarget)(
-      view, terms.vanDerWaals, terms.electrostatics, level);
+  return HWY_DYNAMIC_DISPATCH(RunOnTarget)(view, terms.vanDerWaals, terms.electrostatics, level);
 }
 
 bool AllWithin(const double* a, const double* b, std::size_t n, double limit) {

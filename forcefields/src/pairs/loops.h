@@ -66,8 +66,9 @@ struct PairView {
 
 inline constexpr std::uint32_t kNoAtom = 0xffffffffu;
 
-/// Energies of all rows; with `withGradient` the gradient is added to gx, gy, gz, and with `rowDone`
-/// second derivatives are handed over too. The widest vectors that the processor has are used.
+/// Energies of all rows; with `withGradient` the gradient is added to gx, gy, gz, and with
+/// `rowDone` second derivatives are handed over too. The widest vectors that the processor has are
+/// used.
 PairEnergies RunPairs(const PairView& view, PairTerms terms, bool withGradient);
 
 /// True when a[k] and b[k] differ by at most `limit` for all k < n; false when one is not a number.

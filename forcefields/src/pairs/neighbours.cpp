@@ -90,8 +90,7 @@ void NeighbourList::cells(double reach) {
 
 void NeighbourList::rowsOf(const Slots& slots, std::size_t cluster, double reach) {
   const Box& own = boxes_[cluster];
-  const std::size_t firstOther =
-      slots.withinMobile ? cluster + 1 : slots.numMobile / kClusterSize;
+  const std::size_t firstOther = slots.withinMobile ? cluster + 1 : slots.numMobile / kClusterSize;
   candidates_.clear();
   if (own.half[0] >= 0.0) {
     std::array<std::size_t, 3> low{};
@@ -113,8 +112,7 @@ void NeighbourList::rowsOf(const Slots& slots, std::size_t cluster, double reach
           const Box& box = boxes_[other];
           double square = 0.0;
           for (std::size_t k = 0; k < 3; ++k) {
-            const double gap =
-                std::abs(box.centre[k] - own.centre[k]) - box.half[k] - own.half[k];
+            const double gap = std::abs(box.centre[k] - own.centre[k]) - box.half[k] - own.half[k];
             if (gap > 0.0) square += gap * gap;
           }
           if (square < reach * reach) candidates_.push_back(other);

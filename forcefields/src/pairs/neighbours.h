@@ -56,8 +56,8 @@ class NeighbourList {
   double spread_ = 0.0;
 };
 
-/// Orders atoms so that each run of `kClusterSize` of them is compact: halves along the longest axis,
-/// again and again.
+/// Orders atoms so that each run of `kClusterSize` of them is compact: halves along the longest
+/// axis, again and again.
 void OrderInSpace(std::span<std::uint32_t> numbers, const double* x, const unsigned int* atoms);
 
 }  // namespace QZMolPotential
