@@ -5,9 +5,10 @@
 #include <iostream>
 #include <memory>
 
-#include "commands.h"
+#include "commands/commands.h"
+#include "input/records.h"
 #include "molpotential/molpotential.h"
-#include "report.h"
+#include "output/tables.h"
 
 namespace Molpot {
 namespace {
@@ -29,7 +30,7 @@ bool Print(const QZChem::QZMolBase& mol) {
 
 int Report(ReportArguments& args) {
   unsigned int failed = 0;
-  for (const Outcome& record : ReadAll(args.source, failed)) {
+  for (const Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
     std::cout << RecordName(record) << '\n';
     const bool printed =
         args.coordinates == "zmatrix"

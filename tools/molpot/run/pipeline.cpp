@@ -1,6 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "pipeline.h"
+#include "run/pipeline.h"
 
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/parallel_pipeline.h>
@@ -8,6 +8,8 @@
 #include <atomic>
 #include <csignal>
 #include <memory>
+
+#include "run/record.h"
 
 namespace Molpot {
 namespace {

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "qzchem/qzchem.h"
-#include "selection.h"
 
 namespace Molpot {
 
@@ -65,8 +64,5 @@ class MolOutput {
   OutputPath path_;
   std::unique_ptr<QZChem::qzmolostream> stream_;
 };
-
-/// Opens INPUT, "-" being standard input as `format` (SDF when empty). Throws UsageError.
-std::unique_ptr<QZChem::qzmolistream> OpenInput(const std::string& path, const std::string& format);
 
 }  // namespace Molpot

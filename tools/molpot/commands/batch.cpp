@@ -1,28 +1,21 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
+#include "commands/batch.h"
+
 #include <cstdio>
 #include <memory>
 
-#include "commands.h"
-#include "files.h"
-#include "pipeline.h"
-#include "report.h"
+#include "input/errors.h"
+#include "input/records.h"
+#include "output/files.h"
+#include "output/json.h"
+#include "output/progress.h"
+#include "output/tables.h"
+#include "run/pipeline.h"
 
 namespace Molpot {
-namespace {
 
-struct RunArguments {
-  Source source;
-  Task task;
-  RestraintArguments restraints;
-  std::string coordinates;
-  std::string output;
-  std::string trajectory;
-  std::string rejects;
-  unsigned int threads = 1;
-  bool json = false;
-  bool table = false;
-};
+namespace {
 
 // Everything a run writes, opened before the first record is read.
 class Outputs {
@@ -93,6 +86,8 @@ class Outputs {
   std::unique_ptr<TextOutput> rejects_;
 };
 
+}  // namespace
+
 int RunRecords(RunArguments& args) {
   const auto input = OpenInput(args.source.input, args.source.format);
   Outputs outputs(args);
@@ -116,38 +111,6 @@ int RunRecords(RunArguments& args) {
   return summary.Failed() > 0 ? kSomeFailed : kAllGood;
 }
 
-int Minimize(RunArguments& args) {
-  Task& task = args.task;
-  task.minimise = true;
-  task.keepTrajectory = !args.trajectory.empty() && !task.dryRun;
-  args.restraints.Parse(task);
-  for (const auto& [name, kind] : CoordinateNames()) {
-    if (name == args.coordinates) task.coordinates = kind;
-  }
-  if (task.freeze.has_value() && task.coordinates.has_value() && !CanFreeze(*task.coordinates)) {
-    throw UsageError("--freeze: " + args.coordinates +
-                     " coordinates cannot hold atoms; subset, redundant, zmatrix and torsion can");
-  }
-  if (task.restraints.HasConstraints() &&
-      (task.freeze.has_value() ||
-       task.coordinates.value_or(Coordinates::Cartesian) != Coordinates::Cartesian)) {
-    throw UsageError("--constrain-...: constraints need cartesian coordinates and no --freeze");
-  }
-  if (task.dryRun) {
-    args.output.clear();
-    args.trajectory.clear();
-  } else if (args.output.empty()) {
-    throw UsageError("-o is required (or --dry-run)");
-  }
-  if (args.json && args.output == "-") {
-    throw UsageError("--json and -o - both want standard output");
-  }
-  if (args.trajectory.ends_with(".gz") || args.trajectory == "-") {
-    throw UsageError("--trajectory: must be an uncompressed SDF file");
-  }
-  return RunRecords(args);
-}
-
 void AddRunOptions(CLI::App& command, RunArguments& args) {
   command.add_option("-j,--threads", args.threads, "Records worked on at the same time")
       ->check(CLI::Range(1, 256))
@@ -155,56 +118,6 @@ void AddRunOptions(CLI::App& command, RunArguments& args) {
   command.add_option(
       "--rejects", args.rejects, "File for the records that failed, unchanged. Default: none");
   command.add_flag("--json", args.json, "One JSON object a record and line on standard output");
-}
-
-}  // namespace
-
-void AddMinimize(CLI::App& app, Action& action) {
-  auto args = std::make_shared<RunArguments>();
-  CLI::App& command = *app.add_subcommand("minimize", "Minimise the energy of every molecule");
-  Task& task = args->task;
-  args->source.AddTo(command, task);
-  command.add_option("-o,--output",
-                     args->output,
-                     "Minimised molecules, format by the extension; - is standard output (SDF)");
-  std::vector<std::string> names;
-  for (const auto& [name, kind] : CoordinateNames()) names.push_back(name);
-  command
-      .add_option("--coordinates",
-                  args->coordinates,
-                  "Variables of the minimiser. Default: cartesian, subset with --freeze")
-      ->check(CLI::IsMember(names));
-  args->restraints.AddTo(command, /*constraints=*/true);
-  command.add_option("--max-iterations", task.optimizer.maxIterations, "Iterations a molecule")
-      ->capture_default_str();
-  command
-      .add_option("--gradient-tolerance",
-                  task.optimizer.gradientTolerance,
-                  "RMS gradient of convergence, kcal/mol a unit of the variables (Å, radians)")
-      ->check(CLI::PositiveNumber)
-      ->capture_default_str();
-  command.add_option("--trajectory",
-                     args->trajectory,
-                     "SDF file for the coordinates of every iteration. Default: none");
-  command.add_flag("--table", args->table, "Print the energy components before and after");
-  command.add_flag("--dry-run", task.dryRun, "List what every selection matches, and stop");
-  AddRunOptions(command, *args);
-  command.callback([args, &action] { action = [args] { return Minimize(*args); }; });
-}
-
-void AddEnergy(CLI::App& app, Action& action) {
-  auto args = std::make_shared<RunArguments>();
-  CLI::App& command =
-      *app.add_subcommand("energy", "Print the energy components of every molecule");
-  args->source.AddTo(command, args->task);
-  command
-      .add_option("--interactions",
-                  args->task.numInteractions,
-                  "List the interactions of highest energy, that many of every term")
-      ->check(CLI::Range(0, 100000))
-      ->capture_default_str();
-  AddRunOptions(command, *args);
-  command.callback([args, &action] { action = [args] { return RunRecords(*args); }; });
 }
 
 }  // namespace Molpot

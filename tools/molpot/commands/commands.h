@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "job.h"
+#include "run/task.h"
 
 namespace Molpot {
 
@@ -48,9 +48,5 @@ struct RestraintArguments {
   void AddTo(CLI::App& command, bool constraints);
   void Parse(Task& task) const;
 };
-
-/// Reads all good records of the source for subcommands that take few molecules; bad ones are
-/// reported on standard error and counted in `failed`.
-std::vector<Outcome> ReadAll(const Source& source, unsigned int& failed);
 
 }  // namespace Molpot

@@ -5,10 +5,14 @@
 #include <memory>
 #include <numbers>
 
-#include "commands.h"
+#include "commands/commands.h"
 #include "constr/constr.h"
-#include "files.h"
-#include "report.h"
+#include "input/errors.h"
+#include "input/records.h"
+#include "input/words.h"
+#include "output/files.h"
+#include "output/tables.h"
+#include "run/energy.h"
 
 namespace Molpot {
 namespace {
@@ -138,7 +142,7 @@ int RunScan(ScanArguments& args) {
   ExpectEnd("--torsion", words);
   const unsigned int count = NumPoints(args);
   unsigned int failed = 0;
-  auto records = ReadAll(args.source, failed);
+  auto records = ReadAll(args.source.input, args.source.format, failed);
   if (failed > 0 || records.size() != 1) {
     throw UsageError(args.source.input + ": a scan takes a file of one good record");
   }

@@ -1,11 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "commands.h"
-
-#include <cstdio>
-
-#include "files.h"
-#include "report.h"
+#include "commands/commands.h"
 
 namespace Molpot {
 
@@ -80,30 +75,6 @@ void RestraintArguments::Parse(Task& task) const {
   for (const auto& text : constrainAngle) task.restraints.AddAngleConstraint(text);
   for (const auto& text : constrainTorsion) task.restraints.AddTorsionConstraint(text);
   if (!freeze.empty()) task.freeze.emplace("--freeze", freeze);
-}
-
-std::vector<Outcome> ReadAll(const Source& source, unsigned int& failed) {
-  const auto input = OpenInput(source.input, source.format);
-  std::vector<Outcome> records;
-  for (;;) {
-    Outcome outcome;
-    QZChem::QZRecordInfo info;
-    if (!QZChem::QZNextRecord(*input, outcome.mol, info)) break;
-    outcome.record = info.number;
-    if (!info.error.empty()) {
-      ++failed;
-      std::fprintf(stderr,
-                   "molpot: %s: record %u: %s\n",
-                   input->GetName().c_str(),
-                   info.number,
-                   info.error.c_str());
-      continue;
-    }
-    outcome.title = outcome.mol.GetTitle();
-    records.push_back(std::move(outcome));
-  }
-  if (records.empty() && failed == 0) throw UsageError(source.input + ": holds no records");
-  return records;
 }
 
 }  // namespace Molpot

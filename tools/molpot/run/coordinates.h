@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "molpotential/molpotential.h"
-#include "selection.h"
 
 namespace Molpot {
 

@@ -3,23 +3,13 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "input/errors.h"
 #include "qzchem/qzchem.h"
 
 namespace Molpot {
-
-/// Arguments or files that cannot be used: the program ends with status 2.
-struct UsageError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
-/// One record that cannot be processed: it is reported and counted, the others go on.
-struct RecordError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 /// A compiled SMARTS pattern. Copies share it; usable from several threads.
 class Pattern {
@@ -58,12 +48,5 @@ class AtomTuple {
   std::vector<unsigned int> numbers_;  // 0-based; empty when a pattern is used
   std::shared_ptr<const Pattern> pattern_;
 };
-
-/// Blank-separated words of one argument.
-std::vector<std::string> Words(const std::string& text);
-/// Takes the next word as a finite number; `what` stands in the UsageError.
-double TakeNumber(const std::string& option, const char* what, std::vector<std::string>& words);
-/// Throws UsageError when words are left over.
-void ExpectEnd(const std::string& option, const std::vector<std::string>& words);
 
 }  // namespace Molpot

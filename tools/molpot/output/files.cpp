@@ -1,6 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "files.h"
+#include "output/files.h"
 
 #include <unistd.h>
 
@@ -11,15 +11,9 @@
 #include <fstream>
 #include <iostream>
 
+#include "input/errors.h"
+
 namespace Molpot {
-
-namespace {
-
-bool ParseFormat(const std::string& name, QZChem::QZMolFormat& format) {
-  return QZChem::QZFormatFromPath("x." + name, format);
-}
-
-}  // namespace
 
 OutputPath::OutputPath(std::string path)
     : path_(std::move(path)),
@@ -92,26 +86,6 @@ void MolOutput::Commit() {
     throw UsageError(path_.Path() + ": writing failed, what was done is in " + path_.Temporary());
   }
   path_.Commit();
-}
-
-std::unique_ptr<QZChem::qzmolistream> OpenInput(const std::string& path,
-                                                const std::string& format) {
-  QZChem::QZMolFormat parsed = QZChem::QZMolFormat::SDF;
-  if (!format.empty() && !ParseFormat(format, parsed)) {
-    throw UsageError("--input-format: there is no format \"" + format + "\"");
-  }
-  if (path == "-") {
-    return std::make_unique<QZChem::qzmolistream>(std::cin, parsed, "standard input");
-  }
-  if (std::error_code error; std::filesystem::is_directory(path, error)) {
-    throw UsageError(path + ": is a directory");
-  }
-  if (format.empty() && !QZChem::QZFormatFromPath(path, parsed)) {
-    throw UsageError(path + ": the extension names no format (.sdf .mol2 .pdb .xyz, also .gz)");
-  }
-  auto stream = std::make_unique<QZChem::qzmolistream>(path.c_str(), parsed);
-  if (!*stream) throw UsageError(path + ": cannot be read: " + std::strerror(errno));
-  return stream;
 }
 
 }  // namespace Molpot

@@ -1,9 +1,12 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "coordinates.h"
+#include "run/coordinates.h"
 
 #include <algorithm>
 #include <set>
+
+#include "input/errors.h"
+#include "qzchem/qzchem.h"
 
 namespace Molpot {
 

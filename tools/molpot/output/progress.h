@@ -6,22 +6,9 @@
 #include <map>
 #include <string>
 
-#include "job.h"
+#include "run/task.h"
 
 namespace Molpot {
-
-/// One JSON object for a record, on one line without the line's end.
-std::string JsonLine(const Outcome& outcome, bool minimised);
-/// "record 3 (aspirin)".
-std::string RecordName(const Outcome& outcome);
-/// One line about a minimised record.
-std::string MinimisedLine(const Outcome& outcome);
-/// A table of the named components: one column of energies, or before and after.
-std::string ComponentTable(const Outcome& outcome, bool minimised);
-/// The interactions of highest energy with their atoms; empty when none were asked for.
-std::string InteractionTable(const Outcome& outcome);
-/// A line a restraint or constraint.
-std::string HeldLines(const Outcome& outcome);
 
 /// Counts what a run did, and says it at its end.
 class Summary {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "constr/constr.h"
+#include "input/selection.h"
 #include "molpotential/molpotential.h"
-#include "selection.h"
 
 namespace Molpot {
 

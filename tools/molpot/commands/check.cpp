@@ -3,8 +3,11 @@
 #include <cstdio>
 #include <memory>
 
-#include "commands.h"
-#include "report.h"
+#include "commands/commands.h"
+#include "input/errors.h"
+#include "input/records.h"
+#include "output/tables.h"
+#include "run/energy.h"
 
 namespace Molpot {
 namespace {
@@ -78,7 +81,7 @@ bool CheckRecord(const CheckArguments& args, Outcome& record) {
 int Check(CheckArguments& args) {
   args.restraints.Parse(args.task);
   unsigned int failed = 0;
-  for (Outcome& record : ReadAll(args.source, failed)) {
+  for (Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
     try {
       if (!CheckRecord(args, record)) ++failed;
     } catch (const RecordError& error) {

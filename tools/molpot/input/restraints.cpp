@@ -1,12 +1,14 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "restraints.h"
+#include "input/restraints.h"
 
 #include <cmath>
 #include <cstdio>
 #include <numbers>
 #include <optional>
 #include <set>
+
+#include "input/words.h"
 
 namespace Molpot {
 

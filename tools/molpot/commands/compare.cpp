@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <memory>
 
-#include "commands.h"
-#include "report.h"
+#include "commands/commands.h"
+#include "input/records.h"
+#include "output/tables.h"
+#include "run/record.h"
 
 namespace Molpot {
 namespace {
@@ -67,7 +69,7 @@ int Compare(CompareArguments& args) {
   args.task.minimise = true;
   args.restraints.Parse(args.task);
   unsigned int failed = 0;
-  for (const Outcome& record : ReadAll(args.source, failed)) {
+  for (const Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
     if (CompareRecord(args.task, record) == 0) ++failed;
   }
   return failed > 0 ? kSomeFailed : kAllGood;

@@ -4,8 +4,8 @@
 
 #include <functional>
 
-#include "job.h"
 #include "qzchem/qzchem.h"
+#include "run/task.h"
 
 namespace Molpot {
 
