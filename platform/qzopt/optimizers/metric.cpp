@@ -15,7 +15,7 @@ using ConstVector = Eigen::Map<const Eigen::VectorXd>;
 
 // Added to each diagonal element, relative to it: a model of springs leaves overall motion, and
 // much that is soft, without resistance. bench/README.md tells how the size was chosen.
-constexpr double kFloor = 0.01;
+constexpr double kFloor = 1e-3;
 // A model that is not quite positive gets more of it, tenfold at a time, up to this.
 constexpr double kLargestFloor = 1.0;
 

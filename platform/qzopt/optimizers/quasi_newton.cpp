@@ -23,7 +23,7 @@ constexpr std::size_t kLargestFullHistory = 1500;
 constexpr int kFullHistory = 2000;
 constexpr int kShortHistory = 300;
 // Iterations between models. bench/README.md tells how the number was chosen.
-constexpr unsigned int kModelLife = 20;
+constexpr unsigned int kModelLife = 40;
 // Attempts from the best point with a fresh Hessian after the line search broke down.
 constexpr int kMaxRestarts = 5;
 
@@ -136,6 +136,8 @@ double Search::fineEnergy(const Point& point) const {
 
 bool Search::Evaluate(const double* z, double* energy, double* grad) {
   toX(z);
+  // A step that rounding leaves at the iterate it starts from is too short to tell anything by.
+  if (x_ == state_.Current().x && !std::equal(z_.begin(), z_.end(), z)) return false;
   const Point* point = pointAt(x_);
   if (point == nullptr) return false;
   const double gain = origin_.energy - point->energy;
