@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <cstdio>
 
-#include "commands.h"
+#include "commands/commands.h"
+#include "input/errors.h"
+#include "run/messages.h"
 
 int main(int argc, char** argv) {
   using namespace Molpot;
