@@ -3,39 +3,23 @@
 #include "molpotential/geomderiv.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
-#include "kernels/dihedral.h"
+#include "kernels/angle.h"
 #include "kernels/dihedral_hessian.h"
-#include "kernels/packed.h"
-#include "kernels/unit_cosine.h"
-#include "kernels/vec3.h"
+#include "kernels/out_of_plane.h"
 
 namespace QZMolPotential {
 
 double secondCosDer(const double* u, const double* v, double* hessian) {
   const Vec3 first = LoadAtom(u, 0);
   const Vec3 second = LoadAtom(v, 0);
-  const UnitCosine cosine(first, second);
-  const Mat3 uu = cosine.SecondFirst();
-  const Mat3 vv = cosine.SecondSecond();
-  const Mat3 uv = cosine.Mixed();
-  // A moves u, C moves v, B moves -u and -v.
-  for (std::size_t i = 0; i < 3; ++i) {
-    for (std::size_t j = 0; j < 3; ++j) {
-      const double vu = Element(uv, j, i);
-      hessian[PackedIndex(3 + i, j)] = -Element(uu, i, j) - vu;
-      hessian[PackedIndex(6 + i, j)] = vu;
-      hessian[PackedIndex(6 + i, 3 + j)] = -vu - Element(vv, i, j);
-      if (j > i) continue;
-      hessian[PackedIndex(i, j)] = Element(uu, i, j);
-      hessian[PackedIndex(3 + i, 3 + j)] =
-          Element(uu, i, j) + Element(uv, i, j) + vu + Element(vv, i, j);
-      hessian[PackedIndex(6 + i, 6 + j)] = Element(vv, i, j);
-    }
-  }
+  const VectorAngle angle(first, second);
+  std::fill_n(hessian, PackedSize(9), 0.0);
+  PackedSink sink(hessian);
+  AddAngleDerivatives(sink, nullptr, {0, 1, 2}, angle, angle.OfCosine(1.0, 0.0));
   return Dot(first, second);
 }
 
@@ -44,8 +28,55 @@ double secondCosDer(
   const DihedralCosine dihedral(LoadAtom(a, 0), LoadAtom(b, 0), LoadAtom(c, 0));
   std::fill_n(grad, 12, 0.0);
   std::fill_n(hessian, PackedSize(12), 0.0);
-  AddDihedralDerivatives(hessian, grad, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
+  PackedSink sink(hessian);
+  AddDihedralCosineDerivatives</*kGuarded=*/false>(sink, grad, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
   return dihedral.cosine;
+}
+
+namespace {
+
+OutOfPlane OutOfPlaneOf(const double* a, const double* b, const double* c, const double* d) {
+  return {LoadAtom(a, 0), LoadAtom(b, 0), LoadAtom(c, 0), LoadAtom(d, 0)};
+}
+
+/// The slopes of the angle itself. At ±π/2 it has no derivatives, and none are made up.
+AngleSlopes OfItself(const OutOfPlane& angle) {
+  if (!angle.toNormal.straight) return angle.OfAngle(1.0, 0.0);
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  return {kNone, kNone, kNone};
+}
+
+void StoreGradient(const OutOfPlane& angle, const AngleSlopes& slopes, double* grad) {
+  const auto g = angle.Gradient(slopes);
+  for (std::size_t k = 0; k < 4; ++k) StoreAtom(grad, k, g[k]);
+}
+
+}  // namespace
+
+double QZWilson(const double* a, const double* b, const double* c, const double* d) {
+  return OutOfPlaneOf(a, b, c, d).Angle();
+}
+
+double QZdWilson_dx(
+    double* grad, const double* a, const double* b, const double* c, const double* d) {
+  const OutOfPlane angle = OutOfPlaneOf(a, b, c, d);
+  StoreGradient(angle, OfItself(angle), grad);
+  return angle.Angle();
+}
+
+double QZd2Wilson_dx2(double* grad,
+                      double* hessian,
+                      const double* a,
+                      const double* b,
+                      const double* c,
+                      const double* d) {
+  const OutOfPlane angle = OutOfPlaneOf(a, b, c, d);
+  const AngleSlopes slopes = OfItself(angle);
+  StoreGradient(angle, slopes, grad);
+  std::fill_n(hessian, PackedSize(12), 0.0);
+  PackedSink sink(hessian);
+  AddOutOfPlaneDerivatives(sink, nullptr, {0, 1, 2, 3}, angle, slopes);
+  return angle.Angle();
 }
 
 bool isOutsideVectors(const double* p0, const double* p1, const double* p2, const double* p3) {

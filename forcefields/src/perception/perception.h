@@ -11,10 +11,10 @@
 #include <memory>
 #include <vector>
 
-#include "engine.h"
 #include "forcefields/term.h"
-#include "qzchem/mol.h"
+#include "perception/engine.h"
 #include "perception/rdkit_bridge.h"
+#include "qzchem/mol.h"
 #include "selection.h"
 
 namespace QZMolPotential {

@@ -1,6 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "perception.h"
+#include "perception/perception.h"
 
 #include <GraphMol/ForceFieldHelpers/UFF/AtomTyper.h>
 #include <GraphMol/ForceFieldHelpers/UFF/Builder.h>

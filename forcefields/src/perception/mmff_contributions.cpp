@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "perception.h"
+#include "perception/perception.h"
 
 namespace QZMolPotential {
 namespace {

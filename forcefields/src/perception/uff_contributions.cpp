@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "perception.h"
+#include "perception/perception.h"
 
 namespace QZMolPotential {
 namespace {

@@ -1,6 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "engine.h"
+#include "perception/engine.h"
 
 #include <algorithm>
 #include <utility>
