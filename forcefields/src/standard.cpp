@@ -58,7 +58,7 @@ QZStandardFF::QZStandardFF(QZForceFieldKind kind) : kind_(kind) {
   SetTitle(QZGetForceFieldName(kind));
   for (Kind term : TermsOf(kind)) {
     auto function = std::make_unique<QZForceFieldTerm>(kind, term);
-    if (Add(*function, /*own=*/true)) function.release();
+    if (Add(static_cast<QZMolFunc2&>(*function), /*own=*/true)) function.release();
   }
 }
 
@@ -68,14 +68,16 @@ QZStandardFF::QZStandardFF(const QZStandardFF& other)
       QZMolFunc0(other),
       QZOpt::QZFunc1(other),
       QZMolFunc1(other),
-      QZGenericFF(other),
+      QZOpt::QZFunc2(other),
+      QZMolFunc2(other),
+      QZGenericFF2(other),
       kind_(other.kind_) {
   shareEngine();
 }
 
 QZStandardFF& QZStandardFF::operator=(const QZStandardFF& other) {
   if (this == &other) return *this;
-  QZGenericFF::operator=(other);
+  QZGenericFF2::operator=(other);
   kind_ = other.kind_;
   shareEngine();
   return *this;
@@ -85,7 +87,7 @@ QZStandardFF::~QZStandardFF() = default;
 
 std::vector<QZForceFieldTerm*> QZStandardFF::terms() const {
   std::vector<QZForceFieldTerm*> found;
-  for (QZMolFunc1* function : GetComponentPotentials()) {
+  for (QZMolFunc2* function : QZGenericFFImpl2::GetComponentPotentials()) {
     auto* term = dynamic_cast<QZForceFieldTerm*>(function);
     if (term != nullptr && term->GetForceField() == kind_) found.push_back(term);
   }
@@ -116,7 +118,9 @@ bool QZStandardFF::Setup(const QZChem::QZMolBase& mol) {
     term->impl_->sharedPerception = perception;
     term->impl_->sharedEngine = engine;
   }
-  return QZGenericFF::Setup(mol);
+  const bool complete = QZGenericFF2::Setup(mol);
+  SetNumVar(3 * mol.AtomIndexBound());
+  return complete;
 }
 
 std::size_t QZEstimateForceFieldMemory(const QZChem::QZMolBase& mol) {

@@ -137,6 +137,15 @@ double QZForceFieldTerm::operator()(const double* x, double* grad) {
   }
 }
 
+bool QZForceFieldTerm::operator()(const double* x, double* hessian, double* grad) {
+  if (impl_->engine == nullptr || hessian == nullptr) return false;
+  if (impl_->contributions == nullptr || impl_->contributions->Size() == 0) return true;
+  constexpr double kStep = 1e-4;  // Å
+  QZOpt::NumericHessian(*this, x, hessian, kStep);
+  if (grad != nullptr) (*this)(x, grad);
+  return true;
+}
+
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZForceFieldTerm::GetFComponents(const double* x) {
   const double value = x != nullptr ? (*this)(x) : 0.0;
   return new QZSystem::QZVectorIter<QZOpt::QZFComponent>({{GetName(), value}});

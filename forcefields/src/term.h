@@ -4,9 +4,9 @@
 
 #include <memory>
 
-#include "engine.h"
 #include "forcefields/term.h"
-#include "perception.h"
+#include "perception/engine.h"
+#include "perception/perception.h"
 #include "selection.h"
 
 namespace QZMolPotential {

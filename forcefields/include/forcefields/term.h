@@ -41,7 +41,7 @@ QZ_API bool QZFindForceField(const char* name, QZForceFieldKind& kind);
 /// Cost: O(contributions) per call, holds an N x N / 2 table of distances and 40 bytes per pair.
 /// Source: Halgren, J. Comput. Chem. 17, 490 (1996); 20, 720 (1999); Rappé et al., J. Am. Chem.
 /// Soc. 114, 10024 (1992); evaluated by RDKit.
-class QZ_API QZForceFieldTerm final : public QZMolFunc1 {
+class QZ_API QZForceFieldTerm final : public QZMolFunc2 {
  public:
   QZForceFieldTerm(QZForceFieldKind kind, QZForceFieldTermKind term);
   QZForceFieldTerm(const QZForceFieldTerm& other);
@@ -56,10 +56,12 @@ class QZ_API QZForceFieldTerm final : public QZMolFunc1 {
   /// Bonds, angles, pairs, ... that are computed, after `Setup`.
   std::size_t NumContributions() const;
 
-  using QZMolFunc1::operator();
+  using QZMolFunc2::operator();
   unsigned int NumVar() const override;
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
+  /// Both are **added to**; `grad` may be null. Fails: false before `Setup`.
+  bool operator()(const double* x, double* hessian, double* grad) override;
   /// One component; its value is 0 for null `x`.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
   /// The contributions, each with its atoms (an angle's centre in the middle, a torsion along its

@@ -6,6 +6,7 @@
 #include "qzchem/geometry.h"
 #include "qzchem/io.h"
 #include "qzchem/mol.h"
+#include "qzchem/perceived.h"
 #include "qzchem/predicates.h"
 #include "qzchem/subsearch.h"
 #include "qzchem/topology.h"
