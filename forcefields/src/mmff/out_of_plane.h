@@ -61,6 +61,14 @@ struct MmffOutOfPlane {
     AddOutOfPlaneDerivatives(sink, nullptr, atoms, At(x, atoms), AngleSlopes{0.0, p.k, 0.0});
   }
 
+  /// The angle at `x`; without a plane of A, B and C that of a plane through them.
+  static OutOfPlane At(const double* x, const Atoms& atoms) {
+    const OutOfPlane angle(
+        LoadAtom(x, atoms[0]), LoadAtom(x, atoms[1]), LoadAtom(x, atoms[2]), LoadAtom(x, atoms[3]));
+    if (std::isfinite(angle.toNormal.perU * angle.toNormal.perV)) return angle;
+    return Regular(x, atoms);
+  }
+
  private:
   struct Arms {
     Arms(const double* x, const Atoms& atoms)
@@ -71,12 +79,6 @@ struct MmffOutOfPlane {
           normal(Cross(p, q)) {}
     Vec3 b, p, q, e, normal;
   };
-  static OutOfPlane At(const double* x, const Atoms& atoms) {
-    const OutOfPlane angle(
-        LoadAtom(x, atoms[0]), LoadAtom(x, atoms[1]), LoadAtom(x, atoms[2]), LoadAtom(x, atoms[3]));
-    if (std::isfinite(angle.toNormal.perU * angle.toNormal.perV)) return angle;
-    return Regular(x, atoms);
-  }
   // Where atoms stand in line or in one place, as if C or D stood a little aside.
   static OutOfPlane Regular(const double* x, const Atoms& atoms) {
     const Vec3 b = LoadAtom(x, atoms[1]);
