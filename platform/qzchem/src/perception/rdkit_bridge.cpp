@@ -3,7 +3,6 @@
 #include "perception/rdkit_bridge.h"
 
 #include <GraphMol/MolOps.h>
-#include <GraphMol/MonomerInfo.h>
 #include <GraphMol/RWMol.h>
 
 #include <algorithm>
@@ -13,6 +12,8 @@
 #include "perception/elements.h"
 #include "perception/rdkit_log.h"
 #include "perception/rings.h"
+#include "perception/stereo.h"
+#include "qzchem/locale.h"
 #include "topology/topology.h"
 
 namespace QZChem {
@@ -47,12 +48,6 @@ bool HasAromaticBonds(const RDKit::ROMol& mol) {
   return false;
 }
 
-// Residues of a macromolecule, kept from reading to writing as tagged data of its atoms.
-unsigned int ResidueTag() {
-  static const unsigned int tag = QZSystem::QZGetTag("QZChem residue");
-  return tag;
-}
-
 // 1 for a wedge, -1 for a dash, by the marks that RDKit's parser leaves on a bond.
 int WedgeOf(const RDKit::Bond& bond) {
   int mark = 0;
@@ -81,6 +76,8 @@ QZRDKitMol Convert(const QZMolBase& mol, bool coordinates, bool implyHydrogens) 
     const unsigned int number = atom.GetAtomicNumber();
     auto* copy = new RDKit::Atom(number <= kMaxAtomicNumber ? static_cast<int>(number) : 0);
     copy->setFormalCharge(atom.GetFormalCharge());
+    copy->setIsotope(atom.GetIsotope());
+    copy->setNumRadicalElectrons(atom.GetRadicalElectrons());
     copy->setNoImplicit(!implyHydrogens);
     rdkitIndex[atom.GetIndex()] = result.mol->addAtom(copy, false, true);
     result.atomIndices.push_back(atom.GetIndex());
@@ -107,13 +104,14 @@ void Perceive(RDKit::RWMol& mol, bool strict) {
 }
 
 QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens) {
+  const QZClassicNumbers numbers;
   QZRDKitMol result = Convert(mol, coordinates, implyHydrogens);
   std::string reason;
   try {
     Perceive(*result.mol, /*strict=*/true);
     return result;
   } catch (const std::exception& error) {
-    reason = OneLine(error.what());
+    reason = InUsersWords(error.what());
   }
   result = Convert(mol, coordinates, implyHydrogens);  // without what the failure left behind
   result.error = std::move(reason);
@@ -138,11 +136,6 @@ QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates) {
 QZRDKitMol ToRDKitUnperceived(const QZMolBase& mol) {
   QZRDKitMol result = Convert(mol, /*coordinates=*/true, /*implyHydrogens=*/true);
   result.mol->setProp(RDKit::common_properties::_Name, std::string(mol.GetTitle()));
-  for (unsigned int i = 0; i < result.atomIndices.size(); ++i) {
-    const auto* residue =
-        mol.GetAtom(result.atomIndices[i])->GetData<RDKit::AtomPDBResidueInfo>(ResidueTag());
-    if (residue != nullptr) result.mol->getAtomWithIdx(i)->setMonomerInfo(residue->copy());
-  }
   result.mol->updatePropertyCache(false);
   return result;
 }
@@ -162,16 +155,17 @@ void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol) {
         result.AddAtom(static_cast<unsigned int>(atom->getAtomicNum()), place.x, place.y, place.z);
     copy->SetFormalCharge(atom->getFormalCharge());
     copy->SetMapIndex(static_cast<unsigned int>(atom->getAtomMapNum()));
-    if (const auto* residue =
-            dynamic_cast<const RDKit::AtomPDBResidueInfo*>(atom->getMonomerInfo())) {
-      copy->SetData(ResidueTag(), *residue);
-    }
+    copy->SetIsotope(atom->getIsotope());
+    copy->SetRadicalElectrons(atom->getNumRadicalElectrons());
+    KeepStereo(*atom, *copy);
   }
   for (const RDKit::Bond* bond : source.bonds()) {
     QZBondBase* copy = result.AddBond(result.GetAtom(bond->getBeginAtomIdx()),
                                       result.GetAtom(bond->getEndAtomIdx()),
                                       BondOrder(bond->getBondType()));
-    if (copy != nullptr) SetWedge(*copy, WedgeOf(*bond));
+    if (copy == nullptr) continue;
+    SetWedge(*copy, WedgeOf(*bond));
+    KeepStereo(*bond, *copy);
   }
   std::string name;
   if (source.getPropIfPresent(RDKit::common_properties::_Name, name)) result.SetTitle(name.c_str());

@@ -31,10 +31,12 @@ QZ_API QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
 /// The same where hydrogens that valence asks for are implied, as SMARTS patterns and the search
 /// for missing hydrogens want it.
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates);
-/// Atoms, bonds, charges, coordinates, title and residues as they are; nothing is perceived.
+/// Atoms, isotopes, radicals, bonds, charges, coordinates and title as they are; nothing is
+/// perceived.
 QZRDKitMol ToRDKitUnperceived(const QZMolBase& mol);
 
-/// Replaces `mol` by what RDKit holds: atoms in order with charges, map numbers and residues, bonds
+/// Replaces `mol` by what RDKit holds: atoms in order with charges, isotopes,
+/// radicals and map numbers, bonds
 /// as single, double or triple (other bonds become single, aromatic ones are Kekulised), the first
 /// conformer and the name. Throws what RDKit throws when there is no Kekulé structure.
 void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol);
