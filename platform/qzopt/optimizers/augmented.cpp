@@ -114,7 +114,7 @@ void ConstrainedRun::SolveAugmented() {
   std::vector<double> previous = problem_.Residuals();
   InnerCheckpoint inner(*this);
   QZOptOptions options;
-  options.maxIterations = std::numeric_limits<unsigned int>::max();
+  options.maxIterations = std::numeric_limits<unsigned int>::max() / 16;
   options.gradientTolerance =
       std::max(options_.gradientTolerance, 0.1 * RootMeanSquare(problem_.Gradient()));
   for (int outer = 0; outer < kMaxOuterIterations; ++outer) {

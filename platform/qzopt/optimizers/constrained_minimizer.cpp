@@ -34,7 +34,8 @@ QZOptResult QZConstrainedMinimizer::Minimize(QZFunc1& f, double* x, QZCheckpoint
   for (std::size_t i = 0; i < constraints_.size(); ++i) {
     entries.push_back({constraints_[i], tolerances_[i]});
   }
-  ConstrainedProblem problem(f, entries);
+  RunLimits limits(options_);
+  ConstrainedProblem problem(f, entries, limits);
   ConstrainedRun run(problem, options_, checkpoint, x);
   if (problem.NumVar() <= kLargestQuadraticProblem) run.SolveQuadratic();
   if (!run.Ended()) run.SolveAugmented();

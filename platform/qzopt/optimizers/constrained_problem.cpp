@@ -30,8 +30,9 @@ double StepFor(const std::vector<double>& x) {
 }  // namespace
 
 ConstrainedProblem::ConstrainedProblem(QZFunc1& func,
-                                       const std::vector<ConstraintEntry>& constraints)
-    : func_(func),
+                                       const std::vector<ConstraintEntry>& constraints,
+                                       RunLimits& limits)
+    : func_(func, limits),
       constraints_(constraints),
       residuals_(constraints.size()),
       rows_(constraints.size(), std::vector<double>(func_.NumVar())),

@@ -24,7 +24,9 @@ struct ConstraintEntry {
 /// that of r^2/2, and sequential quadratic programming then ends some 0.5 Å off).
 class ConstrainedProblem {
  public:
-  ConstrainedProblem(QZFunc1& func, const std::vector<ConstraintEntry>& constraints);
+  ConstrainedProblem(QZFunc1& func,
+                     const std::vector<ConstraintEntry>& constraints,
+                     RunLimits& limits);
 
   /// False when there is nothing finite at `x`; see `Failed`. Repeated for the same `x` it costs
   /// nothing.
@@ -32,8 +34,9 @@ class ConstrainedProblem {
 
   std::size_t NumVar() const { return func_.NumVar(); }
   std::size_t NumConstraints() const { return constraints_.size(); }
-  unsigned int Evaluations() const { return func_.Evaluations(); }
+  RunLimits& Limits() { return func_.Limits(); }
   bool Failed() const { return func_.Failed() || !failure_.empty(); }
+  const char* Stopped() const { return func_.Stopped(); }
   std::string Failure() const { return func_.Failed() ? func_.Failure() : failure_; }
 
   // At the point of the latest evaluation that succeeded:

@@ -25,10 +25,12 @@ std::string DescribeViolation(std::size_t constraint, double residual, double to
 bool ConstrainedRun::Iterate(const double* x) {
   if (Ended()) return false;
   if (!problem_.Evaluate(x)) {
-    message_ = problem_.Failed() ? problem_.Failure() : "the energy is infinite";
+    message_ = problem_.Failed()               ? problem_.Failure()
+               : problem_.Stopped() != nullptr ? problem_.Stopped()
+                                               : "the energy is infinite";
     return false;
   }
-  if (started_) ++iterations_;
+  if (started_) problem_.Limits().CountIteration();
   Point point;
   point.x = problem_.X();
   point.gradient = problem_.ProjectedGradient();
@@ -54,8 +56,8 @@ void ConstrainedRun::judge(const Point& point) {
   if (met && point.gradientNorm <= options_.gradientTolerance) {
     converged_ = true;
     message_ = "converged: the gradient is below the tolerance and the constraints are met";
-  } else if (iterations_ >= options_.maxIterations) {
-    message_ = "stopped: the iteration limit is reached";
+  } else if (const char* limit = problem_.Limits().ReachedAtIteration()) {
+    message_ = limit;
   } else if (met && started_ && options_.energyTolerance > 0.0 &&
              std::abs(point.energy - previousEnergy_) < options_.energyTolerance) {
     message_ = "stopped: the energy changes by less than the tolerance";
@@ -70,7 +72,7 @@ bool ConstrainedRun::improves(const Point& point) const {
 }
 
 bool ConstrainedRun::report(const Point& point, unsigned int state) {
-  return checkpoint_ == nullptr || (*checkpoint_)(iterations_,
+  return checkpoint_ == nullptr || (*checkpoint_)(problem_.Limits().Iterations(),
                                                   static_cast<unsigned int>(point.x.size()),
                                                   point.energy,
                                                   point.gradientNorm,
@@ -104,8 +106,13 @@ QZOptResult ConstrainedRun::Finish(double* x, std::vector<double>& residuals) {
             ? stop + "; " + DescribeViolation(worst, residuals[worst], problem_.Tolerance(worst))
             : stop;
   }
-  return {
-      converged_, iterations_, problem_.Evaluations(), best_.energy, best_.gradientNorm, message_};
+  const RunLimits& limits = problem_.Limits();
+  return {converged_,
+          limits.Iterations(),
+          limits.Evaluations(),
+          best_.energy,
+          best_.gradientNorm,
+          message_};
 }
 
 }  // namespace QZOpt

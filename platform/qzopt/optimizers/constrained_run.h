@@ -56,7 +56,6 @@ class ConstrainedRun {
   std::vector<double> x_;  // the start
   Point best_;
   double previousEnergy_ = std::numeric_limits<double>::infinity();
-  unsigned int iterations_ = 0;
   bool started_ = false;
   bool converged_ = false;
   bool reported_ = false;  // the end is known to the checkpoint

@@ -10,6 +10,8 @@
 
 namespace QZOpt {
 
+enum class QZOptMethod { Auto, QuasiNewton, Newton };
+
 struct QZOptOptions {
   unsigned int maxIterations = 5000;
   /// Root mean square of the gradient below which a run has converged, in energy units per
@@ -18,6 +20,15 @@ struct QZOptOptions {
   /// Energy change between iterations below which a run stops; 0 switches the test off. Stopping
   /// by it is not convergence.
   double energyTolerance = 0.0;
+  /// QuasiNewton uses energy and gradient alone. Newton uses the Hessian and needs a `QZFunc2`.
+  /// Auto uses the Hessian of a `QZFunc2` where it pays: with few variables from the start, with a
+  /// tight tolerance for the last steps, and where quasi-Newton gets stuck.
+  QZOptMethod method = QZOptMethod::Auto;
+  /// Evaluations of energy and gradient after which a run stops; 0: ten times `maxIterations` and
+  /// 100 more.
+  unsigned int maxEvaluations = 0;
+  /// Wall time after which a run stops; 0: no limit.
+  double maxSeconds = 0.0;
 };
 
 struct QZOptResult {
@@ -31,22 +42,39 @@ struct QZOptResult {
   double gradientNorm = 0.0;
   /// Why the run ended.
   std::string message;
+  /// How often a `QZRestartable` function started afresh from the point reached.
+  unsigned int restarts = 0;
+  /// Whether the run went on in the fall-back's variables; `gradientNorm` is then over those.
+  bool fellBack = false;
+  /// The method of the last steps, never Auto.
+  QZOptMethod method = QZOptMethod::QuasiNewton;
 };
 
-/// Quasi-Newton minimiser with a line search for the strong Wolfe conditions: BFGS with its whole
-/// history up to 1,500 variables, limited-memory BFGS of rank 300 beyond. The first step changes no
-/// variable by more than its scale, which is 1 unless given. After a line search that broke down it
-/// starts again from the best point, several times if need be, before it gives up.
+/// Minimises a function of any number of variables.
+///   Quasi-Newton: limited-memory BFGS with a line search for the strong Wolfe conditions. Over a
+/// function with a `QZHessianModel` it works in variables in which the model is the unit matrix,
+/// and takes the model anew every 40 iterations. Without one it keeps its whole history up to 1,500
+/// variables (the steps are those of BFGS from the unit matrix), 300 steps beyond. The first step
+/// changes no variable by more than its scale, which is 1 unless given. After a line search that
+/// broke down it starts again from the best point, several times if need be.
+///   Newton: exact Hessians in a trust region, measured by the model or the scales.
+///   Stuck, or failed past its start: a function that is `QZRestartable` starts afresh from the
+/// point reached, until that gains nothing, and at last presents itself in the variables of its
+/// fall-back. All of this is one sequence of iterations with one set of limits; a fall-back's
+/// iterations reach the checkpoint in the function's own variables, with a null gradient.
 /// Fails: `converged` false, and the reason in `message`.
 /// Cost: besides the evaluations 4 n operations and 2 n doubles per step of history, of which there
-/// are at most 2,000 (300 when large).
+/// are at most 40 with a model, 2,000 without (300 when large), and with a model two triangular
+/// solves with its sparse factor an iteration. Newton: n²/2 doubles thrice and one to some five
+/// times n³/3 operations a step.
 class QZ_API QZMinimizer {
  public:
   explicit QZMinimizer(QZOptOptions options = {});
 
   /// What change of each variable, in its own unit, matters as much as those of the others: one
   /// positive number a variable, or none for all 1. The first Hessian is diagonal with 1 / scale²,
-  /// so that 1/√k suits a variable of force constant k. Tolerances, checkpoint and result stay in
+  /// so that 1/√k suits a variable of force constant k; a function's own model takes its place,
+  /// except for variables that the model says nothing of. Tolerances, checkpoint and result stay in
   /// the variables' own units.
   void SetScales(std::vector<double> scales) { scales_ = std::move(scales); }
 
@@ -54,9 +82,10 @@ class QZ_API QZMinimizer {
   /// cleared gradient from the caller. `checkpoint` (not owned, may be null) is called once per
   /// iteration, the start being iteration 0, with state 0 while running and 1 at the end; its
   /// false stops the run. A run that ends on a failure reports its best point once more, with
-  /// state 1. A NaN energy, a gradient that is not finite or an exception from `f` ends the run
-  /// with a message; an energy of plus infinity only shortens the step. `x` always ends as the best
-  /// point found. Scales that do not fit end the run before it starts.
+  /// state 1. A function that is a `QZFunc2` is asked for Hessians as `method` says. A NaN energy,
+  /// a gradient that is not finite or an exception from `f` ends the run with a message; an energy
+  /// of plus infinity only shortens the step. `x` always ends as the best point found. Scales that
+  /// do not fit end the run before it starts.
   QZOptResult Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint = nullptr);
 
  private:
