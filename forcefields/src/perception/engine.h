@@ -25,6 +25,7 @@ class Engine final : public ForceFields::ForceField {
   Engine& operator=(const Engine&) = delete;
 
   unsigned int NumVar() const { return 3 * indexBound_; }
+  unsigned int IndexOf(unsigned int atom) const { return atomIndices_[atom]; }
   /// Takes the full coordinates `x` and returns them without holes. The distances are forgotten
   /// when the coordinates differ from those of the last call.
   double* Bind(const double* x);

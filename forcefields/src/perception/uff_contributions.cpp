@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "perception/perception.h"
+#include "perception/rdkit_uff.h"
 
 namespace QZMolPotential {
 namespace {
@@ -70,7 +70,7 @@ Atoms AtomFinder::Find(const ForceFields::ForceFieldContrib& contribution) {
   return atoms;
 }
 
-const QZChem::QZBondBase* BondBetween(const Perception& perception,
+const QZChem::QZBondBase* BondBetween(const UffPerception& perception,
                                       unsigned int i,
                                       unsigned int j) {
   for (const auto& neighbour : perception.Neighbours(i)) {
@@ -79,23 +79,23 @@ const QZChem::QZBondBase* BondBetween(const Perception& perception,
   return nullptr;
 }
 
-bool AcceptsBond(const Perception& perception, const Selection& selection, const Atoms& atoms) {
+bool AcceptsBond(const UffPerception& perception, const Selection& selection, const Atoms& atoms) {
   return atoms.size() == 2 && selection.Accepts(*BondBetween(perception, atoms[0], atoms[1]));
 }
 
-bool AcceptsAngle(const Perception& perception, const Selection& selection, const Atoms& atoms) {
+bool AcceptsAngle(const UffPerception& perception, const Selection& selection, const Atoms& atoms) {
   return atoms.size() == 3 && selection.Accepts(*BondBetween(perception, atoms[0], atoms[1]),
                                                 *BondBetween(perception, atoms[1], atoms[2]));
 }
 
-bool AcceptsGroup(const Perception& perception, const Selection& selection, const Atoms& atoms) {
+bool AcceptsGroup(const UffPerception& perception, const Selection& selection, const Atoms& atoms) {
   return std::ranges::any_of(
       atoms, [&](unsigned int atom) { return selection.AcceptsAny({&perception.Atom(atom)}); });
 }
 
 // The contributions of class C among the bonded ones that `accepts` lets pass.
 template <class C, class Accepts>
-std::unique_ptr<Contributions> Select(const Perception& perception,
+std::unique_ptr<Contributions> Select(const UffPerception& perception,
                                       const Selection& selection,
                                       bool everything,
                                       Accepts accepts,
@@ -112,14 +112,14 @@ std::unique_ptr<Contributions> Select(const Perception& perception,
   return result;
 }
 
-std::unique_ptr<Contributions> VanDerWaals(const Perception& perception,
+std::unique_ptr<Contributions> VanDerWaals(const UffPerception& perception,
                                            const Selection& selection,
                                            const Contributions::Owner& owner) {
   auto result = std::make_unique<ContributionsOf<UFF::vdWContrib>>();
   const std::size_t n = perception.NumAtoms();
   if (!selection.atomPairs) result->Reserve(n * (n - 1) / 2);
   const auto& params = perception.UffParams();
-  perception.ForEachPair([&](unsigned int i, unsigned int j, Perception::Separation) {
+  perception.ForEachPair([&](unsigned int i, unsigned int j, UffPerception::Separation) {
     if (selection.Accepts(perception.Atom(i), perception.Atom(j))) {
       result->Add(owner, std::array{i, j}, params[i], params[j], kNoThreshold);
     }
@@ -128,12 +128,10 @@ std::unique_ptr<Contributions> VanDerWaals(const Perception& perception,
   return result;
 }
 
-}  // namespace
-
-std::unique_ptr<Contributions> MakeUffContributions(const Perception& perception,
-                                                    QZForceFieldTermKind term,
-                                                    const Selection& selection,
-                                                    const Contributions::Owner& owner) {
+std::unique_ptr<Contributions> MakeContributions(const UffPerception& perception,
+                                                 QZForceFieldTermKind term,
+                                                 const Selection& selection,
+                                                 const Contributions::Owner& owner) {
   switch (term) {
     case QZForceFieldTermKind::Stretch:
       return Select<UFF::BondStretchContrib>(
@@ -154,6 +152,70 @@ std::unique_ptr<Contributions> MakeUffContributions(const Perception& perception
       break;
   }
   return nullptr;
+}
+
+class UffTerm final : public TermEvaluator {
+ public:
+  UffTerm(std::shared_ptr<Engine> engine, std::unique_ptr<Contributions> all)
+      : engine_(std::move(engine)), all_(std::move(all)) {
+    all_->Bind(*engine_);
+  }
+  std::unique_ptr<TermEvaluator> Copy() const override {
+    return std::make_unique<UffTerm>(std::make_shared<Engine>(*engine_), all_->Copy());
+  }
+  std::unique_ptr<TermEvaluator> Touching(const unsigned char*) const override { return Copy(); }
+  std::size_t Size() const override { return all_->Size(); }
+  double Energy(const double* x) override { return all_->Energy(engine_->Bind(x)); }
+  double Gradient(const double* x, double* grad) override {
+    const double energy = all_->EnergyAndGradient(engine_->Bind(x), engine_->GradientTarget(grad));
+    engine_->AddGradient(grad);
+    return energy;
+  }
+  void Hessian(const double* x, double* packed, double* grad) override {
+    constexpr double kStep = 1e-4;  // Å
+    const std::size_t n = engine_->NumVar();
+    std::vector<double> y(x, x + n);
+    std::vector<double> up(n);
+    std::vector<double> down(n);
+    for (std::size_t i = 0; i < n; ++i) {
+      std::ranges::fill(up, 0.0);
+      std::ranges::fill(down, 0.0);
+      y[i] = x[i] + kStep;
+      Gradient(y.data(), up.data());
+      y[i] = x[i] - kStep;
+      Gradient(y.data(), down.data());
+      y[i] = x[i];
+      for (std::size_t j = 0; j < n; ++j) {
+        const double slope = (up[j] - down[j]) / (4.0 * kStep);
+        packed[i > j ? PackedIndex(i, j) : PackedIndex(j, i)] += i == j ? 2.0 * slope : slope;
+      }
+    }
+    if (grad != nullptr) Gradient(x, grad);
+  }
+  void HessianEntries(const double*, Entries&) override {}
+  bool Model(const double*, Entries&) override { return false; }
+  void ForEach(const double* x, const Visit& visit) override {
+    all_->ForEach(engine_->Bind(x), [&](double energy, const Atoms& atoms) {
+      std::vector<unsigned int> indices;
+      for (const unsigned int atom : atoms) indices.push_back(engine_->IndexOf(atom));
+      visit(indices, energy, {});
+    });
+  }
+
+ private:
+  std::shared_ptr<Engine> engine_;
+  std::unique_ptr<Contributions> all_;
+};
+
+}  // namespace
+
+std::unique_ptr<TermEvaluator> MakeUffTerm(const UffPerception& perception,
+                                           QZForceFieldTermKind term,
+                                           const Selection& selection) {
+  auto engine = perception.MakeEngine();
+  auto all = MakeContributions(perception, term, selection, {*engine, /*keepsAtoms=*/true});
+  if (all == nullptr) return nullptr;
+  return std::make_unique<UffTerm>(std::move(engine), std::move(all));
 }
 
 }  // namespace QZMolPotential
