@@ -297,12 +297,7 @@ QZSystem::QZIterBase<QZOpt::QZFComponent>* QZCoordinateFunc::GetFComponents(cons
 
 bool QZCoordinateFunc::AppendModelHessian(const double* vars,
                                           std::vector<QZOpt::QZMatrixEntry>& entries) {
-  auto* const model = dynamic_cast<QZOpt::QZHessianModel*>(wrapped_.Get());
-  if (model == nullptr || !impl_->IsStarted()) return false;
-  std::vector<double>& coords = impl_->work.Coords();
-  if (!impl_->map->Place(vars, coords.data())) return false;
-  std::vector<QZOpt::QZMatrixEntry> cart;
-  return model->AppendModelHessian(coords.data(), cart) && impl_->map->PullModel(cart, entries);
+  return impl_->IsStarted() && impl_->work.Model(*wrapped_, *impl_->map, vars, entries);
 }
 
 bool QZCoordinateFunc::Restart(double* vars) {
