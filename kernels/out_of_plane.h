@@ -25,9 +25,7 @@ struct OutOfPlane {
   double Angle() const { return std::atan2(toNormal.cosine, toNormal.sine); }
 
   /// The slopes of f(χ) for the functions below.
-  AngleSlopes OfAngle(double first, double second) const {
-    return toNormal.OfAngle(-first, second);
-  }
+  AngleSlopes Slopes(double first, double second) const { return toNormal.Slopes(-first, second); }
 
   /// The derivatives over A, B, C, D; they sum to zero. dn = dp x q + p x dq.
   std::array<Vec3, 4> Gradient(const AngleSlopes& f) const {
@@ -49,8 +47,8 @@ struct OutOfPlane {
   }
 };
 
-/// Adds f' ∇χ to a gradient, unless it is null, and the second derivatives of f(χ) to `sink`; the
-/// atoms are A, B (central), C, D.
+/// Adds, for f(χ) with f' and f'', f' ∇χ to a gradient, unless it is null, and the second
+/// derivatives to `sink`; the atoms are A, B (central), C, D.
 template <HessianSink Sink>
 void AddOutOfPlaneDerivatives(Sink& sink,
                               double* grad,
@@ -62,6 +60,15 @@ void AddOutOfPlaneDerivatives(Sink& sink,
     for (std::size_t k = 0; k < 4; ++k) AddToAtom(grad, atoms[k], g[k]);
   }
   AddCentred<3>(sink, {atoms[0], atoms[2], atoms[3]}, atoms[1], angle.Curvature(f));
+}
+template <HessianSink Sink>
+void AddOutOfPlaneDerivatives(Sink& sink,
+                              double* grad,
+                              const std::array<unsigned int, 4>& atoms,
+                              const OutOfPlane& angle,
+                              double first,
+                              double second) {
+  AddOutOfPlaneDerivatives(sink, grad, atoms, angle, angle.Slopes(first, second));
 }
 
 }  // namespace QZMolPotential

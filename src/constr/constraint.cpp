@@ -56,7 +56,7 @@ struct HeldCosine : Held<N> {
   }
 };
 
-VectorAngle AngleAt(const double* x, const AtomIndices<3>& atoms) {
+VectorCosine AngleAt(const double* x, const AtomIndices<3>& atoms) {
   const Vec3 apex = LoadAtom(x, atoms[1]);
   return {LoadAtom(x, atoms[0]) - apex, LoadAtom(x, atoms[2]) - apex};
 }
@@ -131,8 +131,8 @@ double QZAngleConstr::operator()(const double* x) {
 }
 
 double QZAngleConstr::operator()(const double* x, double* grad) {
-  const VectorAngle angle = AngleAt(x, data_->atoms);
-  AddAngleGradient(grad, data_->atoms, angle, angle.OfCosine(1.0, 0.0));
+  const VectorCosine angle = AngleAt(x, data_->atoms);
+  AddAngleGradient(grad, data_->atoms, angle.Gradient(1.0));
   return angle.cosine - data_->cosTarget;
 }
 

@@ -13,13 +13,41 @@
 
 namespace QZMolPotential {
 
+namespace {
+
+/// A packed Hessian that one term alone fills: each block is written, not added to.
+class PackedOutput {
+ public:
+  explicit PackedOutput(double* hessian) : hessian_(hessian) {}
+  void Diagonal(std::size_t i, const Mat3& m) {
+    double* out = hessian_ + PackedIndex(3 * i, 3 * i);
+    out[0] = m.row0.x;
+    out += 3 * i + 1;
+    out[0] = m.row1.x;
+    out[1] = m.row1.y;
+    StoreAtom(out + 3 * i + 2, 0, m.row2);
+  }
+  void Mixed(std::size_t i, std::size_t j, const Mat3& m) {
+    i > j ? lower(i, j, m) : lower(j, i, Transpose(m));
+  }
+
+ private:
+  void lower(std::size_t i, std::size_t j, const Mat3& m) {
+    double* out = hessian_ + PackedIndex(3 * i, 3 * j);
+    StoreAtom(out, 0, m.row0);
+    StoreAtom(out += 3 * i + 1, 0, m.row1);
+    StoreAtom(out + 3 * i + 2, 0, m.row2);
+  }
+  double* hessian_;
+};
+
+}  // namespace
+
 double secondCosDer(const double* u, const double* v, double* hessian) {
   const Vec3 first = LoadAtom(u, 0);
   const Vec3 second = LoadAtom(v, 0);
-  const VectorAngle angle(first, second);
-  std::fill_n(hessian, PackedSize(9), 0.0);
-  PackedSink sink(hessian);
-  AddAngleDerivatives(sink, nullptr, {0, 1, 2}, angle, angle.OfCosine(1.0, 0.0));
+  PackedOutput sink(hessian);
+  AddAngleCosineDerivatives(sink, nullptr, {0, 1, 2}, VectorCosine(first, second), 1.0, 0.0);
   return Dot(first, second);
 }
 
@@ -27,8 +55,7 @@ double secondCosDer(
     const double* a, const double* b, const double* c, double* grad, double* hessian) {
   const DihedralCosine dihedral(LoadAtom(a, 0), LoadAtom(b, 0), LoadAtom(c, 0));
   std::fill_n(grad, 12, 0.0);
-  std::fill_n(hessian, PackedSize(12), 0.0);
-  PackedSink sink(hessian);
+  PackedOutput sink(hessian);
   AddDihedralCosineDerivatives</*kGuarded=*/false>(sink, grad, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
   return dihedral.cosine;
 }
@@ -41,7 +68,7 @@ OutOfPlane OutOfPlaneOf(const double* a, const double* b, const double* c, const
 
 /// The slopes of the angle itself. At ±π/2 it has no derivatives, and none are made up.
 AngleSlopes OfItself(const OutOfPlane& angle) {
-  if (!angle.toNormal.straight) return angle.OfAngle(1.0, 0.0);
+  if (!angle.toNormal.straight) return angle.Slopes(1.0, 0.0);
   constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
   return {kNone, kNone, kNone};
 }
@@ -73,8 +100,7 @@ double QZd2Wilson_dx2(double* grad,
   const OutOfPlane angle = OutOfPlaneOf(a, b, c, d);
   const AngleSlopes slopes = OfItself(angle);
   StoreGradient(angle, slopes, grad);
-  std::fill_n(hessian, PackedSize(12), 0.0);
-  PackedSink sink(hessian);
+  PackedOutput sink(hessian);
   AddOutOfPlaneDerivatives(sink, nullptr, {0, 1, 2, 3}, angle, slopes);
   return angle.Angle();
 }

@@ -82,14 +82,14 @@ const std::vector<Term>& Terms() {
           [](auto& sink, double* g, const double* x) {
             const VectorAngle a = AngleOf(x);
             const double q = a.Angle();
-            AddAngleDerivatives(sink, g, {5, 1, 2}, a, a.OfAngle(F1(q), F2(q)));
+            AddAngleDerivatives(sink, g, {5, 1, 2}, a, F1(q), F2(q));
           }),
       MakeTerm(
           "cosine of an angle",
           [](const double* x) { return F(AngleOf(x).cosine); },
           [](auto& sink, double* g, const double* x) {
             const VectorAngle a = AngleOf(x);
-            AddAngleDerivatives(sink, g, {5, 1, 2}, a, a.OfCosine(F1(a.cosine), F2(a.cosine)));
+            AddAngleCosineDerivatives(sink, g, {5, 1, 2}, a, F1(a.cosine), F2(a.cosine));
           }),
       MakeTerm(
           "dihedral",
@@ -112,7 +112,7 @@ const std::vector<Term>& Terms() {
           [](auto& sink, double* g, const double* x) {
             const OutOfPlane o = OutOf(x);
             const double q = o.Angle();
-            AddOutOfPlaneDerivatives(sink, g, {4, 2, 5, 0}, o, o.OfAngle(F1(q), F2(q)));
+            AddOutOfPlaneDerivatives(sink, g, {4, 2, 5, 0}, o, F1(q), F2(q));
           })};
   return terms;
 }
@@ -240,7 +240,7 @@ TEST(InternalCoordinates, StraightAnglesAreDefined) {
       Reals gradient(kVars, 0.0);
       PackedSink sink(hessian.data());
       const double q = angle.Angle() - (end > 0.0 ? 0.0 : kPi);
-      AddAngleDerivatives(sink, gradient.data(), {5, 1, 2}, angle, angle.OfAngle(4.0 * q, 4.0));
+      AddAngleDerivatives(sink, gradient.data(), {5, 1, 2}, angle, 4.0 * q, 4.0);
       const double bend = 4.0 * std::pow(1.0 / 1.1 - end / 1.4, 2);
       ExpectNear(hessian[PackedIndex(4, 4)], bend, 1e-4, "yy");
       ExpectNear(hessian[PackedIndex(5, 5)], bend, 1e-4, "zz");

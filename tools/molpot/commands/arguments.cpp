@@ -1,8 +1,41 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
+#include <cmath>
+
 #include "commands/commands.h"
+#include "input/words.h"
 
 namespace Molpot {
+
+namespace {
+
+CLI::Validator Number(const char* what, bool (*isGood)(double)) {
+  return {[what, isGood](std::string& text) {
+            double value = 0.0;
+            const bool isNumber = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
+            return isNumber && isGood(value) ? std::string() : "\"" + text + "\" is no " + what;
+          },
+          ""};
+}
+
+}  // namespace
+
+const CLI::Validator kPositive = Number("positive number", [](double v) { return v > 0.0; });
+const CLI::Validator kFinite = Number("finite number", [](double) { return true; });
+
+void RefuseEmptyArguments(CLI::App& app) {
+  const CLI::Validator notEmpty(
+      [](std::string& text) {
+        const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string::npos;
+        return isBlank ? std::string("the argument is empty") : std::string();
+      },
+      "");
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+    for (CLI::Option* option : command->get_options()) {
+      if (option->get_items_expected_max() > 0) option->check(notEmpty);
+    }
+  }
+}
 
 void Source::AddTo(CLI::App& command, Task& task) {
   command
@@ -14,8 +47,10 @@ void Source::AddTo(CLI::App& command, Task& task) {
                      format,
                      "Format of the input whatever its name: sdf, mol2, pdb or xyz. Default: by "
                      "the extension, sdf for standard input");
-  command.add_option("--forcefield", task.forceField, "Force field: mmff94, mmff94s or uff")
-      ->check(CLI::IsMember({"mmff94", "mmff94s", "uff"}))
+  command
+      .add_option(
+          "--forcefield", task.forceField, "Force field: mmff94, mmff94s or uff, in either case")
+      ->check(CLI::IsMember({"mmff94", "mmff94s", "uff"}, CLI::ignore_case))
       ->capture_default_str();
   command.add_flag("--add-hydrogens",
                    task.addHydrogens,
@@ -74,7 +109,12 @@ void RestraintArguments::Parse(Task& task) const {
   for (const auto& text : constrainDistance) task.restraints.AddDistanceConstraint(text);
   for (const auto& text : constrainAngle) task.restraints.AddAngleConstraint(text);
   for (const auto& text : constrainTorsion) task.restraints.AddTorsionConstraint(text);
-  if (!freeze.empty()) task.freeze.emplace("--freeze", freeze);
+  if (!freeze.empty()) {
+    std::vector<std::string> words = Words(freeze);
+    task.freeze.emplace("--freeze", words.front());
+    words.erase(words.begin());
+    ExpectEnd("--freeze", words);
+  }
 }
 
 }  // namespace Molpot

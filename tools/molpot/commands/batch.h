@@ -5,6 +5,7 @@
 #include <string>
 
 #include "commands/commands.h"
+#include "output/report.h"
 
 namespace Molpot {
 
@@ -13,13 +14,10 @@ struct RunArguments {
   Source source;
   Task task;
   RestraintArguments restraints;
+  ReportOptions report;
   std::string coordinates;
-  std::string output;
-  std::string trajectory;
-  std::string rejects;
   unsigned int threads = 1;
-  bool json = false;
-  bool table = false;
+  bool keepPartial = false;
 };
 
 /// Adds -j, --rejects and --json.

@@ -6,6 +6,7 @@
 #include "commands/commands.h"
 #include "input/errors.h"
 #include "input/records.h"
+#include "output/console.h"
 #include "output/tables.h"
 #include "run/energy.h"
 
@@ -64,11 +65,10 @@ bool CheckOne(const CheckArguments& args,
 bool CheckRecord(const CheckArguments& args, Outcome& record) {
   Prepare(args.task, record.mol);
   Energy energy(args.task, record.mol);
-  if (!energy.Function().Setup(record.mol)) {
-    throw RecordError(args.task.forceField + " cannot describe this molecule");
-  }
+  energy.SetUp(record.mol);
   std::vector<double> x(std::size_t{3} * record.mol.AtomIndexBound());
   record.mol.GetCoords(x.data());
+  CheckStandardOutput();
   std::printf("%s\n", RecordName(record).c_str());
   bool passes = CheckOne(args, "assembled function", energy.Function(), x);
   for (const auto& held : energy.Held()) {
@@ -86,11 +86,7 @@ int Check(CheckArguments& args) {
       if (!CheckRecord(args, record)) ++failed;
     } catch (const RecordError& error) {
       ++failed;
-      std::fprintf(stderr,
-                   "molpot: %s: %s: %s\n",
-                   args.source.input.c_str(),
-                   RecordName(record).c_str(),
-                   error.what());
+      PrintMessage(args.source.input + ": " + RecordName(record) + ": " + error.what());
     }
   }
   return failed > 0 ? kSomeFailed : kAllGood;
@@ -105,13 +101,13 @@ void AddCheck(CLI::App& app, Action& action) {
   args->source.AddTo(command, args->task);
   args->restraints.AddTo(command, /*constraints=*/false);
   command.add_option("--step", args->step, "Step of the differences, relative to max(1, |x|)")
-      ->check(CLI::PositiveNumber)
+      ->check(kPositive)
       ->capture_default_str();
   command
       .add_option("--tolerance",
                   args->tolerance,
                   "Largest relative error that passes; above it the exit status is 1")
-      ->check(CLI::PositiveNumber)
+      ->check(kPositive)
       ->capture_default_str();
   command.callback([args, &action] { action = [args] { return Check(*args); }; });
 }

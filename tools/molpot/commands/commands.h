@@ -18,6 +18,12 @@ enum Status : int {
   kInterrupted = 130,
 };
 
+/// Checks of an option's number.
+extern const CLI::Validator kPositive;
+extern const CLI::Validator kFinite;
+/// Lets every option of the commands refuse an empty argument.
+void RefuseEmptyArguments(CLI::App& app);
+
 /// A subcommand hands its work to `action`, which runs after all arguments are parsed.
 using Action = std::function<int()>;
 

@@ -5,6 +5,7 @@
 
 #include "commands/commands.h"
 #include "input/records.h"
+#include "output/console.h"
 #include "output/tables.h"
 #include "run/record.h"
 
@@ -27,6 +28,7 @@ std::string NotComparable(const Task& task, Coordinates kind) {
 }
 
 unsigned int CompareRecord(const Task& task, const Outcome& record) {
+  CheckStandardOutput();
   std::printf("%s, %u atoms\n", RecordName(record).c_str(), record.mol.NumAtoms());
   std::printf("  %-11s %9s %10s %11s %9s %14s %10s\n",
               "coordinates",
@@ -90,7 +92,7 @@ void AddCompare(CLI::App& app, Action& action) {
       .add_option("--gradient-tolerance",
                   args->task.optimizer.gradientTolerance,
                   "RMS gradient of convergence, kcal/mol a unit of the variables (Å, radians)")
-      ->check(CLI::PositiveNumber)
+      ->check(kPositive)
       ->capture_default_str();
   command.callback([args, &action] { action = [args] { return Compare(*args); }; });
 }

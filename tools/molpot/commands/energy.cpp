@@ -19,6 +19,7 @@ void AddEnergy(CLI::App& app, Action& action) {
       ->check(CLI::Range(0, 100000))
       ->capture_default_str();
   AddRunOptions(command, *args);
+  args->report.table = true;
   command.callback([args, &action] { action = [args] { return RunRecords(*args); }; });
 }
 

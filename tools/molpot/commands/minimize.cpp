@@ -12,7 +12,7 @@ namespace {
 int Minimize(RunArguments& args) {
   Task& task = args.task;
   task.minimise = true;
-  task.keepTrajectory = !args.trajectory.empty() && !task.dryRun;
+  task.keepTrajectory = !args.report.trajectory.empty() && !task.dryRun;
   args.restraints.Parse(task);
   for (const auto& [name, kind] : CoordinateNames()) {
     if (name == args.coordinates) task.coordinates = kind;
@@ -27,16 +27,10 @@ int Minimize(RunArguments& args) {
     throw UsageError("--constrain-...: constraints need cartesian coordinates and no --freeze");
   }
   if (task.dryRun) {
-    args.output.clear();
-    args.trajectory.clear();
-  } else if (args.output.empty()) {
+    args.report.molecules.clear();
+    args.report.trajectory.clear();
+  } else if (args.report.molecules.empty()) {
     throw UsageError("-o is required (or --dry-run)");
-  }
-  if (args.json && args.output == "-") {
-    throw UsageError("--json and -o - both want standard output");
-  }
-  if (args.trajectory.ends_with(".gz") || args.trajectory == "-") {
-    throw UsageError("--trajectory: must be an uncompressed SDF file");
   }
   return RunRecords(args);
 }
@@ -49,7 +43,7 @@ void AddMinimize(CLI::App& app, Action& action) {
   Task& task = args->task;
   args->source.AddTo(command, task);
   command.add_option("-o,--output",
-                     args->output,
+                     args->report.molecules,
                      "Minimised molecules, format by the extension; - is standard output (SDF)");
   std::vector<std::string> names;
   for (const auto& [name, kind] : CoordinateNames()) names.push_back(name);
@@ -65,13 +59,28 @@ void AddMinimize(CLI::App& app, Action& action) {
       .add_option("--gradient-tolerance",
                   task.optimizer.gradientTolerance,
                   "RMS gradient of convergence, kcal/mol a unit of the variables (Å, radians)")
-      ->check(CLI::PositiveNumber)
+      ->check(kPositive)
       ->capture_default_str();
-  command.add_option("--trajectory",
-                     args->trajectory,
-                     "SDF file for the coordinates of every iteration. Default: none");
-  command.add_flag("--table", args->table, "Print the energy components before and after");
+  command.add_option(
+      "--trajectory",
+      args->report.trajectory,
+      "SDF file for the coordinates of every iteration; - is standard output. Default: none");
+  command.add_flag("--table", args->report.table, "Print the energy components before and after");
   command.add_flag("--dry-run", task.dryRun, "List what every selection matches, and stop");
+  command
+      .add_option("--time-limit",
+                  task.timeLimit,
+                  "Seconds a record, after which it ends where it stands, not converged. Default: "
+                  "none")
+      ->check(kPositive);
+  command.add_flag("--accept-unconverged",
+                   args->report.acceptUnconverged,
+                   "Exit status 0 although records did not converge or miss a constraint; they are "
+                   "marked all the same");
+  command.add_flag("--keep-partial",
+                   args->keepPartial,
+                   "Give outputs their names even when the run was interrupted. Default: they keep "
+                   "a temporary name, and older files stay");
   AddRunOptions(command, *args);
   command.callback([args, &action] { action = [args] { return Minimize(*args); }; });
 }

@@ -8,6 +8,7 @@
 #include "commands/commands.h"
 #include "input/records.h"
 #include "molpotential/molpotential.h"
+#include "output/console.h"
 #include "output/tables.h"
 
 namespace Molpot {
@@ -31,6 +32,7 @@ bool Print(const QZChem::QZMolBase& mol) {
 int Report(ReportArguments& args) {
   unsigned int failed = 0;
   for (const Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
+    CheckStandardOutput();
     std::cout << RecordName(record) << '\n';
     const bool printed =
         args.coordinates == "zmatrix"
@@ -40,7 +42,7 @@ int Report(ReportArguments& args) {
     std::cout << std::flush;
     if (!printed) {
       ++failed;
-      std::fprintf(stderr, "molpot: %s: has no atoms\n", RecordName(record).c_str());
+      PrintMessage(RecordName(record) + ": has no atoms");
     }
   }
   return failed > 0 ? kSomeFailed : kAllGood;

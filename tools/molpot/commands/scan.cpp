@@ -10,9 +10,11 @@
 #include "input/errors.h"
 #include "input/records.h"
 #include "input/words.h"
+#include "output/console.h"
 #include "output/files.h"
 #include "output/tables.h"
 #include "run/energy.h"
+#include "run/interrupt.h"
 
 namespace Molpot {
 namespace {
@@ -118,10 +120,8 @@ class Scan {
 std::vector<unsigned int> OneTorsion(const AtomTuple& tuple, const QZChem::QZMolBase& mol) {
   const auto groups = tuple.Resolve(mol);
   if (groups.size() > 1) {
-    std::fprintf(stderr,
-                 "molpot: --torsion: \"%s\" matches %zu times, the first is scanned\n",
-                 tuple.Text().c_str(),
-                 groups.size());
+    PrintMessage("--torsion: \"" + tuple.Text() + "\" matches " + std::to_string(groups.size()) +
+                 " times, the first is scanned");
   }
   return groups.front();
 }
@@ -146,6 +146,13 @@ int RunScan(ScanArguments& args) {
   if (failed > 0 || records.size() != 1) {
     throw UsageError(args.source.input + ": a scan takes a file of one good record");
   }
+  std::vector<NamedPath> outputs;
+  for (const char* ending : {".csv", ".sdf", ".svg"}) {
+    outputs.push_back({std::string("-o (") + ending + ")", args.output + ending});
+  }
+  RequireDistinct({{"the input", args.source.input}}, outputs);
+  const InterruptGuard guard;
+  OutputPath svg(args.output + ".svg");
   TextOutput csv(args.output + ".csv");
   MolOutput geometries(args.output + ".sdf");
   Outcome& record = records.front();
@@ -154,6 +161,8 @@ int RunScan(ScanArguments& args) {
   std::vector<ScanPoint> points;
   for (unsigned int i = 0; i < count; ++i) {
     points.push_back(scan.Relax(args.from + i * args.step));
+    if (IsInterrupted()) return kInterrupted;
+    CheckStandardOutput();
     const ScanPoint& p = points.back();
     char text[64];
     std::snprintf(text, sizeof text, "%.4f", p.reached);
@@ -176,7 +185,8 @@ int RunScan(ScanArguments& args) {
   csv.Write(CsvText(points, lowest));
   csv.Commit();
   geometries.Commit();
-  Plot(points, lowest, args.output + ".svg");
+  Plot(points, lowest, svg.Temporary());
+  svg.Commit();
   std::printf("%s.csv, %s.sdf and %s.svg written\n",
               args.output.c_str(),
               args.output.c_str(),
@@ -188,7 +198,7 @@ int ReportRecordErrors(ScanArguments& args) {
   try {
     return RunScan(args);
   } catch (const RecordError& error) {
-    std::fprintf(stderr, "molpot: %s: record 1: %s\n", args.source.input.c_str(), error.what());
+    PrintMessage(args.source.input + ": record 1: " + error.what());
     return kSomeFailed;
   }
 }
@@ -205,16 +215,22 @@ void AddScan(CLI::App& app, Action& action) {
                   args->torsion,
                   "\"i j k l\": atom numbers from 1, or a SMARTS with map numbers 1 to 4")
       ->required();
-  command.add_option("--from", args->from, "First angle, degrees")->capture_default_str();
-  command.add_option("--to", args->to, "Last angle, degrees")->capture_default_str();
-  command.add_option("--step", args->step, "Degrees between points")->capture_default_str();
+  command.add_option("--from", args->from, "First angle, degrees")
+      ->check(kFinite)
+      ->capture_default_str();
+  command.add_option("--to", args->to, "Last angle, degrees")
+      ->check(kFinite)
+      ->capture_default_str();
+  command.add_option("--step", args->step, "Degrees between points")
+      ->check(kPositive)
+      ->capture_default_str();
   command.add_option("-o,--output", args->output, "Prefix of the results: .csv, .sdf and .svg")
       ->required();
   command
       .add_option("--gradient-tolerance",
                   args->task.optimizer.gradientTolerance,
                   "RMS gradient of convergence, kcal/mol/Å")
-      ->check(CLI::PositiveNumber)
+      ->check(kPositive)
       ->capture_default_str();
   command.callback([args, &action] { action = [args] { return ReportRecordErrors(*args); }; });
 }

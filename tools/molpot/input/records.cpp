@@ -3,6 +3,7 @@
 #include "input/records.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -10,6 +11,8 @@
 
 #include "forcefields/forcefields.h"
 #include "input/errors.h"
+#include "output/console.h"
+#include "output/format.h"
 
 namespace Molpot {
 
@@ -17,9 +20,22 @@ namespace {
 
 constexpr double kGiB = 1024.0 * 1024.0 * 1024.0;
 constexpr double kLargestMemory = 4.0 * kGiB;
+// Å: beyond what any file of molecules means, and where distances lose the digits that matter.
+constexpr double kLargestCoordinate = 1.0e5;
 
 bool ParseFormat(const std::string& name, QZChem::QZMolFormat& format) {
   return QZChem::QZFormatFromPath("x." + name, format);
+}
+
+void RequirePlausibleCoordinates(const QZChem::QZMolBase& mol) {
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    double p[3];
+    mol.GetCoords(&atom, p);
+    for (const double value : p) {
+      if (std::abs(value) <= kLargestCoordinate) continue;  // false for NaN
+      throw RecordError(Format("atom %u has a coordinate of %g Å", atom.GetIndex() + 1, value));
+    }
+  }
 }
 
 }  // namespace
@@ -56,11 +72,8 @@ std::vector<Outcome> ReadAll(const std::string& path,
     outcome.record = info.number;
     if (!info.error.empty()) {
       ++failed;
-      std::fprintf(stderr,
-                   "molpot: %s: record %u: %s\n",
-                   input->GetName().c_str(),
-                   info.number,
-                   info.error.c_str());
+      PrintMessage(input->GetName() + ": record " + std::to_string(info.number) + ": " +
+                   info.error);
       continue;
     }
     outcome.title = outcome.mol.GetTitle();
@@ -81,6 +94,7 @@ void Prepare(const Task& task, QZChem::QZGraphMol& mol) {
   if (QZChem::QZLooksTwoDimensional(mol)) {
     throw RecordError("the coordinates are two-dimensional (--add-hydrogens makes new ones)");
   }
+  RequirePlausibleCoordinates(mol);
   if (QZChem::QZLacksHydrogens(mol)) {
     throw RecordError("hydrogens are missing (--add-hydrogens adds them)");
   }
@@ -88,14 +102,11 @@ void Prepare(const Task& task, QZChem::QZGraphMol& mol) {
   const double perPair = task.numInteractions > 0 ? 4.0 : 1.0;
   const auto bytes = perPair * static_cast<double>(QZMolPotential::QZEstimateForceFieldMemory(mol));
   if (bytes > kLargestMemory) {
-    char text[160];
-    std::snprintf(text,
-                  sizeof text,
-                  "all pairs of %u atoms would take %.1f GiB, more than the %.0f GiB allowed",
-                  mol.NumAtoms(),
-                  bytes / kGiB,
-                  kLargestMemory / kGiB);
-    throw RecordError(text);
+    throw RecordError(
+        Format("all pairs of %u atoms would take %.1f GiB, more than the %.0f GiB allowed",
+               mol.NumAtoms(),
+               bytes / kGiB,
+               kLargestMemory / kGiB));
   }
 }
 

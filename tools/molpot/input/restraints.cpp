@@ -19,6 +19,9 @@ namespace {
 constexpr double kDegree = std::numbers::pi / 180.0;
 constexpr double kDefaultWidth = 0.0;
 constexpr double kDefaultStrength = 50.0;
+// Å, of a distance that is asked for.
+constexpr double kShortest = 1.0e-3;
+constexpr double kLongest = 1.0e5;
 
 using Group = std::vector<unsigned int>;
 
@@ -213,6 +216,8 @@ struct ConstraintKind {
   const char* target;
   const char* unit;
   double toLibrary;
+  double lowest;  // of the target
+  double highest;
   std::function<double(const QZMolBase&)> (*measure)(const Group&);
   std::unique_ptr<QZMolPotential::QZMolConstr> (*make)(const QZMolBase&,
                                                        const Group&,
@@ -242,6 +247,10 @@ std::function<void(const QZMolBase&, std::vector<HeldConstraint>&)> ParseConstra
   std::optional<double> value;
   if (!words.empty()) value = TakeNumber(kind.option, kind.target, words);
   ExpectEnd(kind.option, words);
+  if (value.has_value() && !(*value >= kind.lowest && *value <= kind.highest)) {
+    throw UsageError(std::string(kind.option) + ": a " + kind.target + " of " + Number(*value) +
+                     " " + kind.unit + " is not possible");
+  }
   return [=](const QZMolBase& mol, std::vector<HeldConstraint>& all) {
     for (const Group& g : Resolve(kind.option, atoms, mol)) {
       const std::string target =
@@ -264,6 +273,8 @@ void Restraints::AddDistanceConstraint(const std::string& argument) {
                        "distance",
                        "Å",
                        1.0,
+                       kShortest,
+                       kLongest,
                        &DistanceOf,
                        &MakeConstraint<QZMolPotential::QZDistanceConstr, 2>},
                       argument));
@@ -275,6 +286,8 @@ void Restraints::AddAngleConstraint(const std::string& argument) {
                                                "angle",
                                                "°",
                                                kDegree,
+                                               0.0,
+                                               180.0,
                                                &AngleOf,
                                                &MakeConstraint<QZMolPotential::QZAngleConstr, 3>},
                                               argument));
@@ -287,6 +300,8 @@ void Restraints::AddTorsionConstraint(const std::string& argument) {
                        "angle",
                        "°",
                        kDegree,
+                       -360.0,
+                       360.0,
                        &TorsionOf,
                        &MakeConstraint<QZMolPotential::QZDihedralConstr, 4>},
                       argument));

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "output/format.h"
 
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 
@@ -14,6 +15,12 @@ std::string Format(const char* format, ...) {
   std::vsnprintf(text, sizeof text, format, args);
   va_end(args);
   return text;
+}
+
+std::string FullDigits(double value) {
+  char text[64];
+  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+  return {text, end};
 }
 
 }  // namespace Molpot

@@ -28,6 +28,7 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
       json["iterations"] = outcome.optimizer.iterations;
       json["evaluations"] = outcome.optimizer.evaluations;
       json["converged"] = outcome.optimizer.converged;
+      json["reason"] = outcome.reason;
     }
     for (const HeldReport& held : outcome.held) {
       json["restraints"].push_back({{"option", held.option},
@@ -37,6 +38,7 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
                                     {"energy", held.energy}});
     }
   }
+  if (!outcome.warnings.empty()) json["warnings"] = outcome.warnings;
   // Titles come from files and need not be UTF-8.
   return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }

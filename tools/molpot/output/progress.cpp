@@ -2,12 +2,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "output/progress.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 
+#include "output/console.h"
 #include "output/format.h"
 
 namespace Molpot {
@@ -29,7 +27,7 @@ void Summary::Add(const Outcome& outcome) {
   }
   iterations_ += outcome.optimizer.iterations;
   energyChange_ += outcome.energy - outcome.initialEnergy;
-  if (!outcome.optimizer.converged) ++unconverged_;
+  if (outcome.IsUnconverged()) ++unconverged_;
 }
 
 std::string Summary::Text(bool minimised) const {
@@ -45,7 +43,7 @@ std::string Summary::Text(bool minimised) const {
   return text;
 }
 
-Progress::Progress(const std::string& input) : enabled_(isatty(STDERR_FILENO) != 0) {
+Progress::Progress(const std::string& input) {
   // A compressed file's records are longer than the file.
   std::error_code none;
   if (!std::filesystem::is_regular_file(input, none) || input.ends_with(".gz")) return;
@@ -55,11 +53,7 @@ Progress::Progress(const std::string& input) : enabled_(isatty(STDERR_FILENO) !=
 
 void Progress::Show(const Outcome& outcome, const Summary& summary) {
   done_ += static_cast<double>(outcome.raw.size());
-  if (!enabled_) return;
-  const auto now = std::chrono::steady_clock::now();
-  if (shown_ && now - last_ < std::chrono::milliseconds(100)) return;
-  last_ = now;
-  shown_ = true;
+  if (!IsStatusDue(0.1)) return;
   const double seconds = std::max(Seconds(start_), 1e-3);
   std::string text = Format(
       "%u records, %u failed, %.1f/s", summary.Done(), summary.Failed(), summary.Done() / seconds);
@@ -71,15 +65,7 @@ void Progress::Show(const Outcome& outcome, const Summary& summary) {
     text = Format("[%s] %3.0f %%, ", bar.c_str(), 100.0 * fraction) + text +
            Format(", %.0f s left", seconds * (1.0 - fraction) / fraction);
   }
-  std::fprintf(stderr, "\r\033[K%s", text.c_str());
-  std::fflush(stderr);
-}
-
-void Progress::Clear() {
-  if (!shown_) return;
-  std::fputs("\r\033[K", stderr);
-  std::fflush(stderr);
-  shown_ = false;
+  ShowStatus(text);
 }
 
 }  // namespace Molpot

@@ -15,6 +15,7 @@ class Summary {
  public:
   void Add(const Outcome& outcome);
   unsigned int Failed() const { return failed_; }
+  unsigned int Unconverged() const { return unconverged_; }
   unsigned int Done() const { return done_; }
   std::string Text(bool minimised) const;
 
@@ -28,24 +29,19 @@ class Summary {
   std::map<std::string, unsigned int> reasons_;
 };
 
-/// A line that is rewritten in place on a terminal's standard error; silent elsewhere. It holds a
-/// bar and the time left where the size of the input is known.
+/// How far a run has come, as the status line: with a bar and the time left where the size of the
+/// input is known.
 class Progress {
  public:
   /// `input`: the file that is read, or "-".
   explicit Progress(const std::string& input);
   /// To be called with every record, after it was counted.
   void Show(const Outcome& outcome, const Summary& summary);
-  /// Removes the line, before other output.
-  void Clear();
 
  private:
-  bool enabled_;
   double total_ = 0.0;  // bytes; 0 when unknown
   double done_ = 0.0;
-  bool shown_ = false;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-  std::chrono::steady_clock::time_point last_{};
 };
 
 }  // namespace Molpot

@@ -21,8 +21,7 @@ std::string MinimisedLine(const Outcome& outcome) {
                 outcome.optimizer.evaluations,
                 outcome.optimizer.gradientNorm,
                 outcome.seconds) +
-         (outcome.optimizer.converged ? "" : "; not converged: " + outcome.optimizer.message) +
-         "\n";
+         (outcome.IsUnconverged() ? "; not converged: " + outcome.reason : "") + "\n";
 }
 
 std::string ComponentTable(const Outcome& outcome, bool minimised) {

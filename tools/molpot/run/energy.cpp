@@ -6,6 +6,7 @@
 
 #include "forcefields/forcefields.h"
 #include "input/errors.h"
+#include "run/messages.h"
 
 namespace Molpot {
 
@@ -22,9 +23,32 @@ std::unique_ptr<QZMolFunc1> MakeForceField(const std::string& name) {
 }
 
 Energy::Energy(const Task& task, const QZMolBase& mol)
-    : field_(MakeForceField(task.forceField)), restraints_(task.restraints.Build(mol)) {
+    : forceField_(task.forceField),
+      field_(MakeForceField(task.forceField)),
+      restraints_(task.restraints.Build(mol)) {
   sum_.Add(*field_, /*own=*/false);
   for (auto& restraint : restraints_) sum_.Add(*restraint.function, /*own=*/false);
+}
+
+void Energy::SetUp(const QZMolBase& mol) {
+  std::vector<std::string> messages;
+  bool isGood = false;
+  {
+    const MessageCollector collector(messages);
+    isGood = sum_.Setup(mol);
+  }
+  if (isGood) {
+    for (const auto& text : messages) QZSystem::QZThrow.Warning("%s", text.c_str());
+    return;
+  }
+  std::string error = forceField_ + " cannot describe this molecule";
+  for (const auto& text : messages) error += "; " + text;
+  if (forceField_ != "uff") {
+    std::vector<std::string> ignored;
+    const MessageCollector collector(ignored);
+    if (MakeForceField("uff")->Setup(mol)) error += "; --forcefield uff can";
+  }
+  throw RecordError(error);
 }
 
 // Restraints keep their selections: clearing those would make them hold every atom.

@@ -18,6 +18,8 @@ std::unique_ptr<QZMolPotential::QZMolFunc1> MakeForceField(const std::string& na
 class Energy {
  public:
   Energy(const Task& task, const QZChem::QZMolBase& mol);
+  /// Binds everything to the molecule. Throws RecordError with all that the library says.
+  void SetUp(const QZChem::QZMolBase& mol);
   QZMolPotential::QZMolFunc1& Function() { return sum_; }
   const std::vector<HeldRestraint>& Held() const { return restraints_; }
   /// Takes back the selections that an adaptor made, so that every term counts again.
@@ -30,6 +32,7 @@ class Energy {
                                    unsigned int count) const;
 
  private:
+  std::string forceField_;
   std::unique_ptr<QZMolPotential::QZMolFunc1> field_;
   std::vector<HeldRestraint> restraints_;
   QZMolPotential::QZGenericFF sum_;

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "run/messages.h"
 
-#include <cstdio>
-
+#include "output/console.h"
 #include "qzsystem/qzsystem.h"
 
 namespace Molpot {
@@ -14,12 +13,13 @@ thread_local std::vector<std::string>* currentMessages = nullptr;
 
 }  // namespace
 
-MessageCollector::MessageCollector(std::vector<std::string>& messages) {
+MessageCollector::MessageCollector(std::vector<std::string>& messages)
+    : previous_(currentMessages) {
   currentMessages = &messages;
 }
 
 MessageCollector::~MessageCollector() {
-  currentMessages = nullptr;
+  currentMessages = previous_;
 }
 
 MessageRouter::MessageRouter() {
@@ -27,7 +27,7 @@ MessageRouter::MessageRouter() {
     if (currentMessages != nullptr) {
       currentMessages->push_back(text);
     } else {
-      std::fprintf(stderr, "molpot: %s\n", text.c_str());
+      PrintMessage(text);
     }
   });
 }

@@ -16,13 +16,16 @@ class MessageRouter {
   ~MessageRouter();
 };
 
-/// While it lives, what its thread is told goes into `messages`.
+/// While it lives, what its thread is told goes into `messages`; collectors nest.
 class MessageCollector {
  public:
   explicit MessageCollector(std::vector<std::string>& messages);
   MessageCollector(const MessageCollector&) = delete;
   MessageCollector& operator=(const MessageCollector&) = delete;
   ~MessageCollector();
+
+ private:
+  std::vector<std::string>* previous_;
 };
 
 }  // namespace Molpot

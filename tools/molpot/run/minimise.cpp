@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "input/errors.h"
-#include "run/trajectory.h"
+#include "run/watch.h"
 
 namespace Molpot {
 
@@ -25,21 +25,21 @@ Coordinates ChosenCoordinates(const Task& task) {
 QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
                                         Variables& variables,
                                         std::vector<double>& x,
-                                        TrajectoryWriter* trajectory) {
+                                        Watch& watch) {
   constexpr double kWorthwhile = 1e-6;  // kcal/mol
   const auto minimise = [&](const QZOpt::QZOptOptions& chosen) {
     QZOpt::QZMinimizer minimizer(chosen);
     minimizer.SetScales(variables.Scales());
-    return minimizer.Minimize(variables.Function(), x.data(), trajectory);
+    return minimizer.Minimize(variables.Function(), x.data(), &watch);
   };
   QZOpt::QZOptResult total = minimise(options);
-  while (variables.StartMatters() && !total.converged && total.iterations < options.maxIterations &&
-         std::isfinite(total.energy)) {
+  while (variables.StartMatters() && !total.converged && watch.Reason().empty() &&
+         total.iterations < options.maxIterations && std::isfinite(total.energy)) {
     QZOpt::QZOptOptions rest = options;
     rest.maxIterations = options.maxIterations - total.iterations;
     x = variables.Start(variables.Cartesian(x.data()));
     const double before = total.energy;
-    if (trajectory != nullptr) trajectory->ContinueFrom(total.iterations);
+    watch.ContinueFrom(total.iterations);
     QZOpt::QZOptResult more = minimise(rest);
     more.iterations += total.iterations;
     more.evaluations += total.evaluations;
@@ -72,17 +72,18 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   std::vector<double> x = variables->Start(coords);
   outcome.numVariables = static_cast<unsigned int>(x.size());
 
-  std::unique_ptr<TrajectoryWriter> trajectory;
-  if (task.keepTrajectory) trajectory = std::make_unique<TrajectoryWriter>(*variables, mol);
+  Watch watch(task, outcome, *variables);
   std::vector<HeldConstraint> constraints = task.restraints.BuildConstraints(mol);
   if (constraints.empty()) {
-    outcome.optimizer = MinimiseWithRestarts(task.optimizer, *variables, x, trajectory.get());
+    outcome.optimizer = MinimiseWithRestarts(task.optimizer, *variables, x, watch);
   } else {
     QZOpt::QZConstrainedMinimizer minimizer(task.optimizer);
     for (auto& constraint : constraints) minimizer.AddConstraint(*constraint.function);
-    outcome.optimizer = minimizer.Minimize(variables->Function(), x.data(), trajectory.get());
+    outcome.optimizer = minimizer.Minimize(variables->Function(), x.data(), &watch);
   }
-  if (trajectory != nullptr) outcome.trajectory = trajectory->Text();
+  outcome.trajectory = watch.Trajectory();
+  outcome.reason = outcome.optimizer.converged || watch.Reason().empty() ? outcome.optimizer.message
+                                                                         : watch.Reason();
 
   // Selections that left out constant terms are taken back, so that energies are of everything.
   const std::vector<double> final = variables->Cartesian(x.data());

@@ -12,8 +12,8 @@ namespace Molpot {
 /// Reads records, runs `task` on them in up to `threads` threads and hands the outcomes to
 /// `consume` in input order, on one thread at a time. A bounded number of records is in flight, so
 /// memory does not grow with the input. `consume` may throw; the run then ends and the exception
-/// goes on. An interrupt (SIGINT) ends the reading; records in flight are completed. Returns true
-/// when the run was interrupted.
+/// goes on. Under an InterruptGuard a signal ends the run: records at work end at their best
+/// geometry, no other begins. Returns true when the run was interrupted.
 bool RunAll(const Task& task,
             QZChem::qzmolistream& input,
             unsigned int threads,

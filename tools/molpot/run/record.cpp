@@ -4,10 +4,10 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 
 #include "input/errors.h"
 #include "input/records.h"
+#include "output/format.h"
 #include "run/messages.h"
 #include "run/minimise.h"
 
@@ -45,14 +45,20 @@ void ListMatches(const Task& task, Outcome& outcome) {
 }
 
 void Annotate(const Task& task, Outcome& outcome) {
-  char text[64];
+  const char* converged = outcome.optimizer.converged ? "yes" : "no";
   outcome.mol.SetEnergy(outcome.energy);
-  std::snprintf(text, sizeof text, "%.6f", outcome.energy);
-  QZChem::QZSetSDData(outcome.mol, "Energy (kcal/mol)", text);
-  QZChem::QZSetSDData(outcome.mol, "Force field", task.forceField);
-  std::snprintf(text, sizeof text, "%.3e", outcome.optimizer.gradientNorm);
-  QZChem::QZSetSDData(outcome.mol, "Gradient RMS", text);
-  QZChem::QZSetSDData(outcome.mol, "Converged", outcome.optimizer.converged ? "yes" : "no");
+  const auto set = [&outcome](const char* tag, const std::string& value) {
+    QZChem::QZSetSDData(outcome.mol, tag, value);
+  };
+  set("Energy (kcal/mol)", FullDigits(outcome.energy));
+  set("Force field", task.forceField);
+  set("Gradient RMS", Format("%.3e", outcome.optimizer.gradientNorm));
+  set("Converged", converged);
+  set("molpotential.converged", converged);
+  set("molpotential.energy", FullDigits(outcome.energy));
+  set("molpotential.gradient", FullDigits(outcome.optimizer.gradientNorm));
+  set("molpotential.iterations", std::to_string(outcome.optimizer.iterations));
+  set("molpotential.reason", outcome.reason);
 }
 
 void RunGood(const Task& task, Outcome& outcome) {
@@ -63,9 +69,7 @@ void RunGood(const Task& task, Outcome& outcome) {
     return;
   }
   Energy energy(task, outcome.mol);
-  if (!energy.Function().Setup(outcome.mol)) {
-    throw RecordError(task.forceField + " cannot describe this molecule");
-  }
+  energy.SetUp(outcome.mol);
   std::vector<double> coords(std::size_t{3} * outcome.mol.AtomIndexBound());
   outcome.mol.GetCoords(coords.data());
   outcome.initialComponents = energy.Components(coords.data());
@@ -90,7 +94,7 @@ void RunGood(const Task& task, Outcome& outcome) {
 }  // namespace
 
 void Run(const Task& task, Outcome& outcome) {
-  const auto start = std::chrono::steady_clock::now();
+  outcome.begun = std::chrono::steady_clock::now();
   const MessageCollector collector(outcome.warnings);
   if (outcome.error.empty()) {
     outcome.title = outcome.mol.GetTitle();
@@ -104,7 +108,7 @@ void Run(const Task& task, Outcome& outcome) {
       outcome.error = std::string("unexpected: ") + error.what();
     }
   }
-  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  outcome.seconds = outcome.Age();
 }
 
 }  // namespace Molpot

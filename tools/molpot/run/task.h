@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ struct Task {
   bool keepTrajectory = false;
   bool dryRun = false;
   unsigned int numInteractions = 0;  // listed of every term
+  double timeLimit = 0.0;            // seconds a record; 0: none
   QZOpt::QZOptOptions optimizer;
   std::optional<Coordinates> coordinates;
   std::optional<Pattern> freeze;
@@ -64,11 +66,20 @@ struct Outcome {
   std::vector<Component> components;
   std::vector<Interaction> interactions;  // term by term, highest energy first
   QZOpt::QZOptResult optimizer;
-  double seconds = 0.0;
+  std::string reason;  // why the minimisation ended
+  std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
+  double seconds = 0.0;  // of its work
   std::vector<HeldReport> held;
   std::vector<std::string> matched;  // of a dry run
   QZChem::QZGraphMol mol;
   std::string trajectory;
+
+  /// True when it was minimised and the minimiser's criterion, or a constraint, was not met.
+  bool IsUnconverged() const { return !reason.empty() && !optimizer.converged; }
+  /// Seconds since its work began.
+  double Age() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+  }
 };
 
 }  // namespace Molpot
