@@ -19,6 +19,7 @@
 #include "molpotential/geomderiv.h"
 #include "molpotential/interaction.h"
 #include "molpotential/interactparams.h"
+#include "molpotential/internal.h"
 #include "molpotential/internalkind.h"
 #include "molpotential/invariance.h"
 #include "molpotential/linalg.h"

@@ -83,8 +83,7 @@ void AddPrimitive(
           sink, grad, {a[0], a[1]}, PointDistance(at(0), at(1)), first, second);
     case Primitive::Kind::Angle: {
       const VectorAngle angle(at(0) - at(1), at(2) - at(1));
-      return AddAngleDerivatives(
-          sink, grad, {a[0], a[1], a[2]}, angle, angle.OfAngle(first, second));
+      return AddAngleDerivatives(sink, grad, {a[0], a[1], a[2]}, angle, first, second);
     }
     case Primitive::Kind::Dihedral:
       return AddDihedralDerivatives(
@@ -137,7 +136,7 @@ inline PrimitiveRow PrimitiveGradient(const Primitive& p, const double* x) {
     }
     case Primitive::Kind::Angle: {
       const VectorAngle angle(at(0) - at(1), at(2) - at(1));
-      const auto g = angle.Gradient(angle.OfAngle(1.0, 0.0));
+      const auto g = angle.Gradient(angle.Slopes(1.0, 0.0));
       return {g.u, -g.u - g.v, g.v, {}};
     }
     case Primitive::Kind::Dihedral: {
