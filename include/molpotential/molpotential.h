@@ -15,6 +15,7 @@
 #include "molpotential/ffparams.h"
 #include "molpotential/forcefield.h"
 #include "molpotential/forwarding.h"
+#include "molpotential/freezable.h"
 #include "molpotential/funclist.h"
 #include "molpotential/geomderiv.h"
 #include "molpotential/interaction.h"

@@ -2,23 +2,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "perception/perception.h"
 
-#include <GraphMol/ForceFieldHelpers/UFF/AtomTyper.h>
-#include <GraphMol/ForceFieldHelpers/UFF/Builder.h>
-
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <exception>
 
 #include "qzchem/io.h"
+#include "qzchem/perceived.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
 namespace {
 
 using QZSystem::QZThrow;
-
-// RDKit indexes its packed table of distances with 32 bits.
-constexpr std::uint64_t kLargestTable = std::numeric_limits<unsigned int>::max();
 
 // True when the coordinates cannot be a 3D structure: not finite, all at one point, or a drawing.
 bool LacksCoordinates(const QZChem::QZMolBase& mol) {
@@ -35,105 +30,116 @@ bool LacksCoordinates(const QZChem::QZMolBase& mol) {
   return !spread || QZChem::QZLooksTwoDimensional(mol);
 }
 
-}  // namespace
+AtomGraph GraphOf(const QZChem::QZMolBase& mol) {
+  AtomGraph graph;
+  std::vector<unsigned int> number(mol.AtomIndexBound());
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    number[atom.GetIndex()] = static_cast<unsigned int>(graph.atoms.size());
+    graph.atoms.push_back(atom.GetIndex());
+  }
+  graph.neighbours.resize(graph.atoms.size());
+  for (const auto& bond : QZSystem::QZRange(mol.GetBonds())) {
+    const unsigned int begin = number[bond.GetBegin()->GetIndex()];
+    const unsigned int end = number[bond.GetEnd()->GetIndex()];
+    graph.neighbours[begin].push_back({end, bond.GetIndex()});
+    graph.neighbours[end].push_back({begin, bond.GetIndex()});
+  }
+  return graph;
+}
 
-Perception::Perception(const QZChem::QZMolBase& mol)
-    : converted_(QZChem::QZToRDKit(mol, /*coordinates=*/true)), indexBound_(mol.AtomIndexBound()) {
-  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) atoms_.push_back(&atom);
-  for (const auto& bond : QZSystem::QZRange(mol.GetBonds())) bonds_.push_back(&bond);
-  neighbours_.resize(atoms_.size());
-  for (const RDKit::Bond* bond : Mol().bonds()) {
-    const unsigned int begin = bond->getBeginAtomIdx();
-    const unsigned int end = bond->getEndAtomIdx();
-    neighbours_[begin].push_back({end, bond->getIdx()});
-    neighbours_[end].push_back({begin, bond->getIdx()});
+// The pairs up to three bonds apart, each once.
+void AppendNearPairs(const AtomGraph& graph, PairInput& pairs) {
+  const auto append = [](auto& list, unsigned int i, unsigned int j) {
+    if (i < j) list.push_back({i, j});
+  };
+  for (unsigned int i = 0; i < graph.atoms.size(); ++i) {
+    for (const auto& second : graph.neighbours[i]) {
+      append(pairs.excluded, i, second.atom);
+      for (const auto& third : graph.neighbours[second.atom]) {
+        append(pairs.excluded, i, third.atom);
+        for (const auto& fourth : graph.neighbours[third.atom]) {
+          append(pairs.oneFour, i, fourth.atom);
+        }
+      }
+    }
+  }
+  for (auto* list : {&pairs.excluded, &pairs.oneFour}) {
+    std::ranges::sort(*list);
+    list->erase(std::unique(list->begin(), list->end()), list->end());
   }
 }
 
-std::shared_ptr<const Perception> Perception::Make(const QZChem::QZMolBase& mol,
-                                                   QZForceFieldKind kind) {
-  const char* name = QZGetForceFieldName(kind);
-  const std::uint64_t n = mol.NumAtoms();
-  if (n == 0) {
-    QZThrow.Warning("%s: the molecule has no atoms", name);
-    return nullptr;
+std::shared_ptr<const Perception> Perceive(const QZChem::QZMolBase& mol, QZForceFieldKind kind) {
+  auto perception = std::make_shared<Perception>();
+  const AtomGraph graph = GraphOf(mol);
+  PairInput& pairs = perception->pairs;
+  pairs.indexBound = mol.AtomIndexBound();
+  pairs.atoms = graph.atoms;
+  try {
+    if (kind != QZForceFieldKind::UFF) {
+      perception->mmff =
+          PerceiveMmff(mol, graph, kind == QZForceFieldKind::MMFF94s, perception->error);
+      if (perception->mmff == nullptr) return perception;
+      const MmffParameters& mmff = *perception->mmff;
+      for (const unsigned int atom : graph.atoms) pairs.charges.push_back(mmff.charges[atom]);
+      pairs.types = mmff.pairTypes;
+      pairs.numTypes = mmff.numPairTypes;
+      pairs.table = mmff.pairTable;
+    } else {
+      perception->uff = PerceiveUff(mol, graph, perception->error);
+      if (perception->uff == nullptr) return perception;
+      pairs.types = perception->uff->pairTypes;
+      pairs.numTypes = perception->uff->numPairTypes;
+      pairs.table = perception->uff->pairTable;
+      pairs.potential = PairPotential::LennardJones;
+    }
+  } catch (const std::exception& error) {
+    perception->error = error.what();
+    return perception;
   }
-  if (n * (n + 1) / 2 > kLargestTable) {
-    QZThrow.Warning("%s: molecule %s is too large", name, mol.GetTitle());
+  AppendNearPairs(graph, pairs);
+  return perception;
+}
+
+unsigned int TagOf(QZForceFieldKind kind) {
+  static const unsigned int tags[] = {QZSystem::QZGetTag("QZMolPotential MMFF94 parameters"),
+                                      QZSystem::QZGetTag("QZMolPotential MMFF94s parameters"),
+                                      QZSystem::QZGetTag("QZMolPotential UFF parameters")};
+  return tags[static_cast<std::size_t>(kind)];
+}
+
+}  // namespace
+
+std::shared_ptr<const Perception> Perception::FindParameters(const QZChem::QZMolBase& mol,
+                                                             QZForceFieldKind kind) {
+  const char* name = QZGetForceFieldName(kind);
+  if (mol.NumAtoms() == 0) {
+    QZThrow.Warning("%s: the molecule has no atoms", name);
     return nullptr;
   }
   if (QZChem::QZLacksHydrogens(mol)) {
     QZThrow.Warning("%s: molecule %s lacks hydrogens", name, mol.GetTitle());
     return nullptr;
   }
-  if (LacksCoordinates(mol)) {
-    QZThrow.Warning("%s: molecule %s has no 3D coordinates", name, mol.GetTitle());
-    return nullptr;
+  auto perception = std::static_pointer_cast<const Perception>(QZChem::QZGetPerceived(
+      mol, TagOf(kind), [&]() -> QZChem::QZPerceived { return Perceive(mol, kind); }));
+  if (perception->uff != nullptr && perception->uff->dependsOnCoordinates) {
+    perception = Perceive(mol, kind);
   }
-  try {
-    std::shared_ptr<Perception> perception(new Perception(mol));
-    if (!perception->converted_.error.empty()) {
-      QZThrow.Warning("%s: the chemistry of molecule %s is not understood: %s",
-                      name,
-                      mol.GetTitle(),
-                      perception->converted_.error.c_str());
-      return nullptr;
-    }
-    if (perception->assignTypes(kind)) return perception;
-  } catch (const std::exception& error) {
-    QZThrow.Warning("%s: no parameters for molecule %s: %s", name, mol.GetTitle(), error.what());
-  }
+  if (perception->error.empty()) return perception;
+  QZThrow.Warning("%s: molecule %s: %s", name, mol.GetTitle(), perception->error.c_str());
   return nullptr;
 }
 
-bool Perception::assignTypes(QZForceFieldKind kind) {
-  return kind == QZForceFieldKind::UFF ? typeUff() : typeMmff(kind);
-}
-
-bool Perception::reject(QZForceFieldKind kind, unsigned int atom) const {
-  QZThrow.Warning("%s: no type for atom %s %u",
-                  QZGetForceFieldName(kind),
-                  Mol().getAtomWithIdx(atom)->getSymbol().c_str(),
-                  converted_.atomIndices[atom] + 1);
-  return false;
-}
-
-bool Perception::typeMmff(QZForceFieldKind kind) {
-  mmff_ =
-      std::make_unique<RDKit::MMFF::MMFFMolProperties>(*converted_.mol, QZGetForceFieldName(kind));
-  if (mmff_->isValid()) return true;
-  for (unsigned int i = 0; i < NumAtoms(); ++i) {
-    if (mmff_->getMMFFAtomType(i) == 0) return reject(kind, i);
+std::shared_ptr<const Perception> Perception::Find(const QZChem::QZMolBase& mol,
+                                                   QZForceFieldKind kind) {
+  auto perception = FindParameters(mol, kind);
+  if (perception != nullptr && LacksCoordinates(mol)) {
+    QZThrow.Warning(
+        "%s: molecule %s has no 3D coordinates", QZGetForceFieldName(kind), mol.GetTitle());
+    return nullptr;
   }
-  QZThrow.Warning("%s: no charges for the molecule", QZGetForceFieldName(kind));
-  return false;
-}
-
-bool Perception::typeUff() {
-  uff_ = RDKit::UFF::getAtomTypes(Mol()).first;
-  const auto untyped = std::ranges::find(uff_, nullptr);
-  if (untyped != uff_.end()) {
-    return reject(QZForceFieldKind::UFF, static_cast<unsigned int>(untyped - uff_.begin()));
-  }
-  // A threshold of zero leaves out the pairs, which are added without a cutoff elsewhere.
-  uffBonded_.reset(RDKit::UFF::constructForceField(*converted_.mol,
-                                                   uff_,
-                                                   /*vdwThresh=*/0.0,
-                                                   /*confId=*/-1,
-                                                   /*ignoreInterfragInteractions=*/false));
-  uffBonded_->initialize();
-  return true;
-}
-
-void Perception::mark(unsigned int from,
-                      unsigned int depth,
-                      std::vector<std::uint8_t>& separation) const {
-  if (depth <= 2) {
-    separation[from] = kNear;
-    for (const Neighbour& next : neighbours_[from]) mark(next.atom, depth + 1, separation);
-  } else if (separation[from] == kFar) {
-    separation[from] = kOneFour;
-  }
+  return perception;
 }
 
 }  // namespace QZMolPotential
