@@ -23,6 +23,7 @@
 #include "molpotential/interaction.h"
 #include "molpotential/interactparams.h"
 #include "molpotential/interadaptor.h"
+#include "molpotential/internal.h"
 #include "molpotential/internalkind.h"
 #include "molpotential/invariance.h"
 #include "molpotential/linalg.h"
