@@ -31,7 +31,18 @@ install(FILES ${PROJECT_BINARY_DIR}/MolPotentialConfig.cmake
 
 # Relative to the file itself, so that --prefix and moved trees keep working.
 file(RELATIVE_PATH pc_prefix_from_here /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/molpotential.pc.in
-  ${PROJECT_BINARY_DIR}/molpotential.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/molpotential.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# molpotential_pkgconfig(name description requires libs)
+function(molpotential_pkgconfig name description requires libs)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/molpotential.pc.in
+    ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+molpotential_pkgconfig(molpotential "${PROJECT_DESCRIPTION}" ""
+  "-lmolpotential -lmolpotential_platform")
+molpotential_pkgconfig(molpotential-optimizers "Minimisers for molpotential" molpotential
+  "-lmolpotential_optimizers")
+molpotential_pkgconfig(molpotential-forcefields "Force fields for molpotential" molpotential
+  "-lmolpotential_forcefields")
+
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+  ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})

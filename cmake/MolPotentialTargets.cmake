@@ -10,6 +10,12 @@ if(MOLPOTENTIAL_SANITIZE)
   target_link_options(molpotential_flags INTERFACE -fsanitize=${MOLPOTENTIAL_SANITIZE})
 endif()
 
+# Installed programs and libraries find each other wherever the prefix is.
+set(molpotential_library_rpath "$ORIGIN")
+file(RELATIVE_PATH _libdir_from_bindir
+  /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+set(molpotential_program_rpath "$ORIGIN/${_libdir_from_bindir}")
+
 # A shared library of ours: molpotential_library(target EXPORT_NAME public-include-dir...)
 function(molpotential_library target export_name)
   add_library(${target} SHARED)
@@ -25,6 +31,7 @@ function(molpotential_library target export_name)
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
+    INSTALL_RPATH "${molpotential_library_rpath}"
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   target_compile_definitions(${target} PRIVATE MOLPOTENTIAL_VERSION="${PROJECT_VERSION}")
@@ -32,9 +39,11 @@ function(molpotential_library target export_name)
   target_link_options(${target} PRIVATE -Wl,--no-undefined)
 endfunction()
 
-# A program of ours that is not installed: molpotential_program(target source...)
+# A program of ours: molpotential_program(target source...)
 function(molpotential_program target)
   add_executable(${target} ${ARGN})
   target_link_libraries(${target} PRIVATE molpotential_flags)
-  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    INSTALL_RPATH "${molpotential_program_rpath}")
 endfunction()

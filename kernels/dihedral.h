@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 #include "kernels/vec3.h"
 
@@ -83,8 +84,14 @@ struct DihedralCosine {
   }
 
   /// ψ itself in (-π, π], the IUPAC dihedral, as accurate at 0 and π as elsewhere; 0 where three
-  /// atoms are in line.
-  double SignedAngle() const { return std::atan2(0.0 - Norm(b) * Dot(normal, c), dot); }
+  /// atoms are in line, and π, not -π, for trans atoms whose sine is but rounding.
+  double SignedAngle() const {
+    // Ten roundings of π.
+    constexpr double kTrans = -std::numbers::pi + 4e-15;
+    // Adding zero turns the -0 of a vanishing normal into 0.
+    const double angle = std::atan2(0.0 - Norm(b) * Dot(normal, c), dot + 0.0);
+    return angle <= kTrans ? std::numbers::pi : angle;
+  }
 
   /// The gradient of the signed angle itself; regular at every φ. The four blocks sum to zero.
   std::array<Vec3, 4> AngleGradient() const { return Angle().Atoms(); }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
 
 #include "kernels/vec3.h"
 
@@ -32,12 +33,36 @@ constexpr BasicMat3<T> operator+(const BasicMat3<T>& a, const BasicMat3<T>& b) {
   return {a.row0 + b.row0, a.row1 + b.row1, a.row2 + b.row2};
 }
 template <class T>
+constexpr BasicMat3<T> operator-(const BasicMat3<T>& a, const BasicMat3<T>& b) {
+  return {a.row0 - b.row0, a.row1 - b.row1, a.row2 - b.row2};
+}
+template <class T>
+constexpr BasicMat3<T> operator*(std::type_identity_t<T> s, const BasicMat3<T>& m) {
+  return {s * m.row0, s * m.row1, s * m.row2};
+}
+template <class T>
 constexpr BasicMat3<T> operator-(const BasicMat3<T>& a) {
   return {-a.row0, -a.row1, -a.row2};
 }
 template <class T>
 constexpr BasicMat3<T> Outer(const BasicVec3<T>& a, const BasicVec3<T>& b) {
   return {a.x * b, a.y * b, a.z * b};
+}
+/// `s` times the identity.
+constexpr Mat3 Identity(double s = 1.0) {
+  return {{s, 0.0, 0.0}, {0.0, s, 0.0}, {0.0, 0.0, s}};
+}
+/// The matrix of v x (.).
+constexpr Mat3 Skew(const Vec3& v) {
+  return {{0.0, -v.z, v.y}, {v.z, 0.0, -v.x}, {-v.y, v.x, 0.0}};
+}
+/// v x (.) applied to the columns of m: [v] m.
+constexpr Mat3 CrossColumns(const Vec3& v, const Mat3& m) {
+  return {v.y * m.row2 - v.z * m.row1, v.z * m.row0 - v.x * m.row2, v.x * m.row1 - v.y * m.row0};
+}
+/// v x (.) applied to the rows of m: m [v]ᵀ.
+constexpr Mat3 CrossRows(const Mat3& m, const Vec3& v) {
+  return {Cross(v, m.row0), Cross(v, m.row1), Cross(v, m.row2)};
 }
 /// a ⊗ b + b ⊗ a.
 template <class T>

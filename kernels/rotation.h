@@ -58,13 +58,6 @@ inline std::array<double, 4> HalfQuaternionGradient(const Mat3& m, const double*
           w * anti.z + Dot(sz, v)};
 }
 
-/// Adds the q-derivatives of the sum of g_i · R(q) r_i, R unnormalised, to `out` (4 doubles); `m`
-/// as above.
-inline void AddQuaternionGradient(const Mat3& m, const double* q, double* out) {
-  const auto half = HalfQuaternionGradient(m, q);
-  for (std::size_t k = 0; k < 4; ++k) out[k] += 2.0 * half[k];
-}
-
 /// The turn by `angle` (radians, right-handed) about `axis` through the origin, for many points.
 /// The axis is used as it is, meant to be of unit length. Rodrigues' formula.
 class AxisRotation {

@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "forcefields/standard.h"
 
-#include <ForceField/MMFF/Contribs.h>
 #include <strings.h>
+
+#include <algorithm>
 
 #include "qzchem/mol.h"
 #include "term.h"
@@ -58,7 +59,7 @@ QZStandardFF::QZStandardFF(QZForceFieldKind kind) : kind_(kind) {
   SetTitle(QZGetForceFieldName(kind));
   for (Kind term : TermsOf(kind)) {
     auto function = std::make_unique<QZForceFieldTerm>(kind, term);
-    if (Add(*function, /*own=*/true)) function.release();
+    if (Add(static_cast<QZMolFunc2&>(*function), /*own=*/true)) function.release();
   }
 }
 
@@ -68,16 +69,18 @@ QZStandardFF::QZStandardFF(const QZStandardFF& other)
       QZMolFunc0(other),
       QZOpt::QZFunc1(other),
       QZMolFunc1(other),
-      QZGenericFF(other),
+      QZOpt::QZFunc2(other),
+      QZMolFunc2(other),
+      QZGenericFF2(other),
       kind_(other.kind_) {
-  shareEngine();
+  joinPairs();
 }
 
 QZStandardFF& QZStandardFF::operator=(const QZStandardFF& other) {
   if (this == &other) return *this;
-  QZGenericFF::operator=(other);
+  QZGenericFF2::operator=(other);
   kind_ = other.kind_;
-  shareEngine();
+  joinPairs();
   return *this;
 }
 
@@ -85,47 +88,131 @@ QZStandardFF::~QZStandardFF() = default;
 
 std::vector<QZForceFieldTerm*> QZStandardFF::terms() const {
   std::vector<QZForceFieldTerm*> found;
-  for (QZMolFunc1* function : GetComponentPotentials()) {
+  for (QZMolFunc2* function : QZGenericFFImpl2::GetComponentPotentials()) {
     auto* term = dynamic_cast<QZForceFieldTerm*>(function);
     if (term != nullptr && term->GetForceField() == kind_) found.push_back(term);
   }
   return found;
 }
 
-// The components of a copy come with an engine each; one serves them all.
-void QZStandardFF::shareEngine() {
-  std::shared_ptr<Engine> engine;
+// Van der Waals and electrostatics of the same pairs take one pass over them, where both terms use
+// one evaluator.
+void QZStandardFF::joinPairs() {
+  vanDerWaals_ = nullptr;
+  electrostatics_ = nullptr;
+  QZForceFieldTerm* first = nullptr;
   for (QZForceFieldTerm* term : terms()) {
-    if (term->impl_->engine == nullptr) continue;
-    if (engine == nullptr) {
-      engine = term->impl_->engine;
-    } else {
-      term->impl_->UseEngine(engine);
+    PairTerm* pairs = term->impl_->ActivePairs();
+    if (pairs == nullptr) continue;
+    if (term->GetTerm() == Kind::VanDerWaals) {
+      first = term;
+    } else if (first != nullptr && first->impl_->ActivePairs()->ShareWith(*pairs)) {
+      vanDerWaals_ = first;
+      electrostatics_ = term;
     }
   }
 }
 
+// Null when they have pairs of their own, or when one of the two was removed.
+PairTerm* QZStandardFF::joint(QZForceFieldTerm* term) const {
+  const auto isHere = [this](const QZForceFieldTerm* f) {
+    return std::ranges::any_of(GetComps(), [f](const auto& comp) { return comp.first == f; });
+  };
+  return isHere(vanDerWaals_) && isHere(electrostatics_) ? term->impl_->ActivePairs() : nullptr;
+}
+
+double QZStandardFF::operator()(const double* x) {
+  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  return QZGenericFF2::operator()(x);
+}
+
+double QZStandardFF::operator()(const double* x, double* grad) {
+  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  return QZGenericFF2::operator()(x, grad);
+}
+
+bool QZStandardFF::operator()(const double* x, double* hessian, double* grad) {
+  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  return QZGenericFF2::operator()(x, hessian, grad);
+}
+
+bool QZStandardFF::AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
+  const std::vector<QZForceFieldTerm*> own = terms();
+  if (NumVar() == 0 || own.size() != GetComps().size()) return false;
+  for (QZForceFieldTerm* term : own) term->AppendHessian(x, entries);
+  return true;
+}
+
+bool QZStandardFF::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
+  constexpr double kFloor = 5.0;  // kcal/mol/Å², about what pairs and other soft terms add
+  if (NumVar() == 0) return false;
+  for (const auto& comp : GetComps()) {
+    auto* model = dynamic_cast<QZOpt::QZHessianModel*>(comp.first);
+    if (model != nullptr) model->AppendModelHessian(x, entries);
+  }
+  for (unsigned int i = 0; i < NumVar(); ++i) entries.push_back({i, i, kFloor});
+  return true;
+}
+
+bool QZStandardFF::IsFrameInvariant() const {
+  return std::ranges::all_of(GetComps(),
+                             [](const auto& comp) { return QZIsFrameInvariant(*comp.first); });
+}
+
+bool QZStandardFF::Freeze(const unsigned char* fixed) {
+  if (NumVar() == 0) return false;
+  for (const auto& comp : GetComps()) {
+    auto* freezable = dynamic_cast<QZFreezable*>(comp.first);
+    if (freezable != nullptr) freezable->Freeze(fixed);
+  }
+  joinPairs();
+  return true;
+}
+
+void QZStandardFF::SetDielectric(double constant, bool distanceDependent) {
+  for (QZForceFieldTerm* term : terms()) {
+    if (term->impl_->IsPairs()) term->SetDielectric(constant, distanceDependent);
+  }
+}
+
+void QZStandardFF::SetCutoff(double distance, double width) {
+  for (QZForceFieldTerm* term : terms()) {
+    if (term->impl_->IsPairs()) term->SetCutoff(distance, width);
+  }
+}
+
+std::vector<double> QZStandardFF::GetPartialCharges() const {
+  for (QZForceFieldTerm* term : terms()) {
+    const auto& perception = term->impl_->perception;
+    if (perception != nullptr && perception->mmff != nullptr) return perception->mmff->charges;
+  }
+  return {};
+}
+
 bool QZStandardFF::Setup(const QZChem::QZMolBase& mol) {
-  const auto perception = Perception::Make(mol, kind_);
+  const auto perception = Perception::Find(mol, kind_);
   if (perception == nullptr) {
     Clear();
     return false;
   }
-  const auto engine = perception->MakeEngine();
-  for (QZForceFieldTerm* term : terms()) {
-    term->impl_->sharedPerception = perception;
-    term->impl_->sharedEngine = engine;
+  bool complete = true;
+  for (const auto& comp : GetComps()) {
+    auto* term = dynamic_cast<QZForceFieldTerm*>(comp.first);
+    if (term == nullptr || term->GetForceField() != kind_) {
+      complete = comp.first->Setup(mol) && complete;
+    } else {
+      term->impl_->Bind(mol, perception);
+    }
   }
-  return QZGenericFF::Setup(mol);
+  SetNumVar(perception->NumVar());
+  joinPairs();
+  return complete;
 }
 
 std::size_t QZEstimateForceFieldMemory(const QZChem::QZMolBase& mol) {
-  // Bonded contributions and what typing holds: generous for drug molecules and peptides.
-  constexpr std::size_t kPerAtom = 4096;
-  constexpr std::size_t kPerPair = sizeof(ForceFields::MMFF::VdWContrib) +
-                                   sizeof(ForceFields::MMFF::EleContrib) + sizeof(double);
-  const std::size_t n = mol.NumAtoms();
-  return n * kPerAtom + n * (n + 1) / 2 * kPerPair;
+  // Terms and what typing holds: generous for drug molecules and peptides.
+  constexpr std::size_t kPerAtom = 16384;
+  return mol.NumAtoms() * kPerAtom;
 }
 
 }  // namespace QZMolPotential

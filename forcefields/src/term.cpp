@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "term.h"
 
-#include <exception>
-#include <limits>
+#include <iomanip>
+#include <sstream>
 #include <utility>
 #include <vector>
 
+#include "choose.h"
 #include "molpotential/interaction.h"
 #include "qzsystem/error.h"
 
@@ -14,22 +15,115 @@ namespace QZMolPotential {
 
 using Kind = QZForceFieldTermKind;
 
+namespace {
+
+// The evaluator of the bonded terms of one kind; null when the force field has no such kind.
+std::unique_ptr<TermEvaluator> MakeBonded(QZForceFieldTermKind term,
+                                          const QZChem::QZMolBase& mol,
+                                          const Selection& selection,
+                                          const std::shared_ptr<const Perception>& from) {
+  const auto make = [&]<class K>(const BondedArrays<K>& all) -> std::unique_ptr<TermEvaluator> {
+    return std::make_unique<BondedEvaluator<K>>(Chosen(mol, selection, from, all));
+  };
+  const MmffParameters* const mmff = from->mmff.get();
+  const UffParameters* const uff = from->uff.get();
+  switch (term) {
+    case Kind::Stretch:
+      return mmff != nullptr ? make(mmff->stretch) : make(uff->stretch);
+    case Kind::Bend:
+      return mmff != nullptr ? make(mmff->bend) : make(uff->bend);
+    case Kind::StretchBend:
+      return mmff != nullptr ? make(mmff->stretchBend) : nullptr;
+    case Kind::OutOfPlane:
+      return mmff != nullptr ? make(mmff->outOfPlane) : make(uff->inversion);
+    case Kind::Torsion:
+      return mmff != nullptr ? make(mmff->torsion) : make(uff->torsion);
+    case Kind::VanDerWaals:
+    case Kind::Electrostatics:
+      break;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 QZForceFieldTerm::Impl::Impl(const Impl& other)
-    : kind(other.kind), term(other.term), selection(other.selection) {
-  if (other.engine == nullptr) return;
-  contributions = other.contributions != nullptr ? other.contributions->Copy() : nullptr;
-  UseEngine(std::make_shared<Engine>(*other.engine));
+    : kind(other.kind),
+      term(other.term),
+      selection(other.selection),
+      dielectric(other.dielectric),
+      distanceDependent(other.distanceDependent),
+      cutoff(other.cutoff),
+      verbose(other.verbose),
+      perception(other.perception),
+      whole(other.whole != nullptr ? other.whole->Copy() : nullptr),
+      restricted(other.restricted != nullptr ? other.restricted->Copy() : nullptr) {}
+
+std::unique_ptr<TermEvaluator> QZForceFieldTerm::Impl::Make(
+    const QZChem::QZMolBase& mol,
+    const std::shared_ptr<const Perception>& from) const {
+  if (!IsPairs()) return MakeBonded(term, mol, selection, from);
+  if (term == Kind::Electrostatics && kind == QZForceFieldKind::UFF) return nullptr;
+  PairInput input = from->pairs;
+  input.dielectric = dielectric;
+  input.distanceDependent = distanceDependent;
+  input.cutoff = cutoff;
+  Choose(mol, selection, input);
+  return std::make_unique<PairTerm>(
+      std::make_shared<PairEvaluator>(std::move(input)),
+      PairTerms{term == Kind::VanDerWaals, term == Kind::Electrostatics});
 }
 
-void QZForceFieldTerm::Impl::UseEngine(std::shared_ptr<Engine> shared) {
-  engine = std::move(shared);
-  if (contributions != nullptr) contributions->Bind(*engine);
+const char* QZForceFieldTerm::Impl::Name() const {
+  switch (term) {
+    case Kind::Stretch:
+      return "Stretch";
+    case Kind::Bend:
+      return "Bend";
+    case Kind::StretchBend:
+      return "Stretch-Bend";
+    case Kind::OutOfPlane:
+      return kind == QZForceFieldKind::UFF ? "Inversion" : "Out-of-Plane";
+    case Kind::Torsion:
+      return "Torsion";
+    case Kind::VanDerWaals:
+      return "Van der Waals";
+    case Kind::Electrostatics:
+      return "Electrostatics";
+  }
+  return "";
 }
 
-std::unique_ptr<Contributions> QZForceFieldTerm::Impl::Make(
-    const Perception& perception, const Contributions::Owner& owner) const {
-  const auto make = kind == QZForceFieldKind::UFF ? &MakeUffContributions : &MakeMmffContributions;
-  return make(perception, term, selection, owner);
+bool QZForceFieldTerm::Impl::IsPairs() const {
+  return term == Kind::VanDerWaals || term == Kind::Electrostatics;
+}
+
+void QZForceFieldTerm::Impl::Bind(const QZChem::QZMolBase& mol,
+                                  std::shared_ptr<const Perception> from) {
+  Unbind();
+  whole = Make(mol, from);
+  perception = std::move(from);
+  if (verbose) Print(mol);
+}
+
+void QZForceFieldTerm::Impl::Unbind() {
+  whole.reset();
+  restricted.reset();
+  perception.reset();
+}
+
+void QZForceFieldTerm::Impl::Print(const QZChem::QZMolBase& mol) const {
+  if (whole == nullptr) return;
+  std::vector<double> x(3 * std::size_t{mol.AtomIndexBound()});
+  mol.GetCoords(x.data());
+  whole->ForEach(x.data(), [&](auto atoms, double energy, auto parameters) {
+    std::ostringstream line;
+    line << std::fixed << std::setprecision(5) << Name() << " " << energy << "  atoms";
+    for (const unsigned int atom : atoms) line << " " << atom + 1;
+    line << "  parameters";
+    for (const double parameter : parameters) line << " " << parameter;
+    QZSystem::QZThrow.Info("%s", line.str().c_str());
+  });
 }
 
 unsigned int QZForceFieldTerm::Impl::Category() const {
@@ -85,56 +179,70 @@ QZForceFieldTermKind QZForceFieldTerm::GetTerm() const {
 }
 
 const char* QZForceFieldTerm::GetName() const {
-  switch (impl_->term) {
-    case Kind::Stretch:
-      return "Stretch";
-    case Kind::Bend:
-      return "Bend";
-    case Kind::StretchBend:
-      return "Stretch-Bend";
-    case Kind::OutOfPlane:
-      return impl_->kind == QZForceFieldKind::UFF ? "Inversion" : "Out-of-Plane";
-    case Kind::Torsion:
-      return "Torsion";
-    case Kind::VanDerWaals:
-      return "Van der Waals";
-    case Kind::Electrostatics:
-      return "Electrostatics";
-  }
-  return "";
+  return impl_->Name();
 }
 
 std::size_t QZForceFieldTerm::NumContributions() const {
-  return impl_->contributions != nullptr ? impl_->contributions->Size() : 0;
+  return impl_->Active() != nullptr ? impl_->Active()->Size() : 0;
+}
+
+void QZForceFieldTerm::SetDielectric(double constant, bool distanceDependent) {
+  if (!(constant > 0.0)) {
+    QZSystem::QZThrow.Warning("The dielectric constant must be positive");
+    return;
+  }
+  impl_->dielectric = constant;
+  impl_->distanceDependent = distanceDependent;
+}
+
+void QZForceFieldTerm::SetCutoff(double distance, double width) {
+  if (!(distance >= 0.0) || !(width >= 0.0) || (distance > 0.0 && width > distance)) {
+    QZSystem::QZThrow.Warning("A cutoff must not be negative, nor its width greater");
+    return;
+  }
+  impl_->cutoff.distance = distance;
+  impl_->cutoff.width = width;
 }
 
 unsigned int QZForceFieldTerm::NumVar() const {
-  return impl_->engine != nullptr ? impl_->engine->NumVar() : 0;
+  return impl_->perception != nullptr ? impl_->perception->NumVar() : 0;
 }
 
 double QZForceFieldTerm::operator()(const double* x) {
-  if (impl_->contributions == nullptr) return 0.0;
-  try {
-    return impl_->contributions->Energy(impl_->engine->Bind(x));
-  } catch (const std::exception& error) {
-    QZSystem::QZThrow.Warning("%s: %s", GetName(), error.what());
-    return std::numeric_limits<double>::quiet_NaN();
-  }
+  TermEvaluator* active = impl_->Active();
+  return active != nullptr ? active->Energy(x) : 0.0;
 }
 
 double QZForceFieldTerm::operator()(const double* x, double* grad) {
-  if (impl_->contributions == nullptr) return 0.0;
-  Engine& engine = *impl_->engine;
-  try {
-    double* coords = engine.Bind(x);
-    const double energy =
-        impl_->contributions->EnergyAndGradient(coords, engine.GradientTarget(grad));
-    engine.AddGradient(grad);
-    return energy;
-  } catch (const std::exception& error) {
-    QZSystem::QZThrow.Warning("%s: %s", GetName(), error.what());
-    return std::numeric_limits<double>::quiet_NaN();
-  }
+  TermEvaluator* active = impl_->Active();
+  return active != nullptr ? active->Gradient(x, grad) : 0.0;
+}
+
+bool QZForceFieldTerm::operator()(const double* x, double* hessian, double* grad) {
+  if (impl_->perception == nullptr || hessian == nullptr) return false;
+  TermEvaluator* active = impl_->Active();
+  if (active != nullptr) active->Hessian(x, hessian, grad);
+  return true;
+}
+
+bool QZForceFieldTerm::AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
+  if (impl_->perception == nullptr) return false;
+  TermEvaluator* active = impl_->Active();
+  if (active != nullptr) active->HessianEntries(x, entries);
+  return true;
+}
+
+bool QZForceFieldTerm::AppendModelHessian(const double* x,
+                                          std::vector<QZOpt::QZMatrixEntry>& entries) {
+  TermEvaluator* active = impl_->Active();
+  return active != nullptr && active->Model(x, entries);
+}
+
+bool QZForceFieldTerm::Freeze(const unsigned char* fixed) {
+  if (impl_->perception == nullptr) return false;
+  impl_->restricted =
+      fixed != nullptr && impl_->whole != nullptr ? impl_->whole->Touching(fixed) : nullptr;
+  return true;
 }
 
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZForceFieldTerm::GetFComponents(const double* x) {
@@ -144,48 +252,44 @@ QZSystem::QZIterBase<QZOpt::QZFComponent>* QZForceFieldTerm::GetFComponents(cons
 
 QZSystem::QZIterBase<QZInteraction>* QZForceFieldTerm::GetInteractions(
     const QZChem::QZMolBase& mol, const double* coords, unsigned int selector) const {
+  const auto from = coords != nullptr && (selector & impl_->Category()) != 0
+                        ? Perception::Find(mol, impl_->kind)
+                        : nullptr;
+  if (from == nullptr) return QZSystem::QZMakeEmptyIter<QZInteraction>();
+  std::unique_ptr<TermEvaluator> made;
+  TermEvaluator* terms = impl_->Active();
+  if (from != impl_->perception) {
+    made = impl_->Make(mol, from);
+    terms = made.get();
+  }
   std::vector<QZInteraction> all;
-  const auto perception = coords != nullptr && (selector & impl_->Category()) != 0
-                              ? Perception::Make(mol, impl_->kind)
-                              : nullptr;
-  if (perception == nullptr) return QZSystem::QZMakeEmptyIter<QZInteraction>();
-  try {
-    const auto engine = perception->MakeEngine();
-    const auto contributions = impl_->Make(*perception, {*engine, /*keepsAtoms=*/true});
-    const auto add = [&](double energy, const Contributions::Atoms& indices) {
+  if (terms != nullptr) {
+    all.reserve(terms->Size());
+    terms->ForEach(coords, [&](auto indices, double energy, auto parameters) {
       std::vector<QZChem::QZAtomBase*> atoms;
-      for (const unsigned int i : indices) {
-        atoms.push_back(mol.GetAtom(perception->Atom(i).GetIndex()));
-      }
-      all.emplace_back(*new QZInteractImpl(GetName(), energy, 0, nullptr, atoms));
-    };
-    if (contributions != nullptr) contributions->ForEach(engine->Bind(coords), add);
-  } catch (const std::exception& error) {
-    QZSystem::QZThrow.Warning("%s: %s", GetName(), error.what());
+      for (const unsigned int i : indices) atoms.push_back(mol.GetAtom(i));
+      all.emplace_back(*new QZInteractImpl(GetName(),
+                                           energy,
+                                           static_cast<unsigned int>(parameters.size()),
+                                           parameters.data(),
+                                           atoms));
+    });
   }
   return new QZSystem::QZVectorIter<QZInteraction>(std::move(all));
 }
 
 bool QZForceFieldTerm::Setup(const QZChem::QZMolBase& mol) {
-  auto perception = std::exchange(impl_->sharedPerception, nullptr);
-  auto engine = std::exchange(impl_->sharedEngine, nullptr);
-  Clear();
-  if (perception == nullptr) perception = Perception::Make(mol, impl_->kind);
-  if (perception == nullptr) return false;
-  if (engine == nullptr) engine = perception->MakeEngine();
-  try {
-    impl_->contributions = impl_->Make(*perception, {*engine});
-  } catch (const std::exception& error) {
-    QZSystem::QZThrow.Warning("%s: %s", GetName(), error.what());
+  auto perception = Perception::Find(mol, impl_->kind);
+  if (perception == nullptr) {
+    Clear();
     return false;
   }
-  impl_->engine = std::move(engine);
+  impl_->Bind(mol, std::move(perception));
   return true;
 }
 
 void QZForceFieldTerm::Clear() {
-  impl_->contributions.reset();
-  impl_->engine.reset();
+  impl_->Unbind();
 }
 
 bool QZForceFieldTerm::Set(const Selection::BondPairPredicate& pred, unsigned int which) {
@@ -210,6 +314,10 @@ bool QZForceFieldTerm::Set(const Selection::AtomPredicate& pred, unsigned int wh
   if (!impl_->Owns(which, QZCategoryAtomGroups)) return false;
   impl_->selection.atoms.Set(pred);
   return true;
+}
+
+void QZForceFieldTerm::SetVerbose(bool on) {
+  impl_->verbose = on;
 }
 
 void QZForceFieldTerm::ClearPredicates() {

@@ -4,36 +4,47 @@
 
 #include <memory>
 
-#include "engine.h"
+#include "bonded.h"
 #include "forcefields/term.h"
-#include "perception.h"
+#include "pair_term.h"
+#include "perception/perception.h"
 #include "selection.h"
 
 namespace QZMolPotential {
 
-/// What a term holds. The engine is shared between the terms of one force field object, never
-/// between an object and its copy.
+/// What a term holds.
 struct QZForceFieldTerm::Impl {
   Impl(QZForceFieldKind kindOfField, QZForceFieldTermKind kindOfTerm)
       : kind(kindOfField), term(kindOfTerm) {}
   Impl(const Impl& other);
   Impl& operator=(const Impl&) = delete;
 
-  bool Owns(unsigned int which, unsigned int category) const;
   unsigned int Category() const;
-  /// The contributions that the selection accepts; null when the force field lacks the term.
-  std::unique_ptr<Contributions> Make(const Perception& perception,
-                                      const Contributions::Owner& owner) const;
-  void UseEngine(std::shared_ptr<Engine> shared);
+  bool Owns(unsigned int which, unsigned int category) const;
+  /// What the selection accepts on `mol`; null when the force field lacks the term.
+  std::unique_ptr<TermEvaluator> Make(const QZChem::QZMolBase& mol,
+                                      const std::shared_ptr<const Perception>& from) const;
+  bool IsPairs() const;
+  const char* Name() const;
+  /// Prints the contributions when asked to.
+  void Bind(const QZChem::QZMolBase& mol, std::shared_ptr<const Perception> from);
+  void Unbind();
+  /// What is computed: null when the term is not set up or the force field lacks it.
+  TermEvaluator* Active() const { return restricted != nullptr ? restricted.get() : whole.get(); }
+  /// The same where it is a term of pairs.
+  PairTerm* ActivePairs() const { return dynamic_cast<PairTerm*>(Active()); }
+  void Print(const QZChem::QZMolBase& mol) const;
 
   QZForceFieldKind kind;
   QZForceFieldTermKind term;
   Selection selection;
-  std::shared_ptr<Engine> engine;  // null: not set up
-  std::unique_ptr<Contributions> contributions;
-  // Handed over by a force field for its terms' next `Setup`, which takes them away.
-  std::shared_ptr<const Perception> sharedPerception;
-  std::shared_ptr<Engine> sharedEngine;
+  double dielectric = 1.0;
+  bool distanceDependent = false;
+  PairCutoff cutoff;
+  bool verbose = false;
+  std::shared_ptr<const Perception> perception;  // null: not set up
+  std::unique_ptr<TermEvaluator> whole;          // all that the selection accepts
+  std::unique_ptr<TermEvaluator> restricted;     // of these, those of an atom that is not fixed
 };
 
 }  // namespace QZMolPotential

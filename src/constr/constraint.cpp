@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "molpotential/constraint.h"
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "constr/dihedral_atoms.h"
 #include "constr/distance.h"
+#include "kernels/angle.h"
 #include "qzchem/geometry.h"
 #include "qzchem/mol.h"
 #include "qzsystem/error.h"
@@ -56,28 +56,10 @@ struct HeldCosine : Held<N> {
   }
 };
 
-// The cosine of the angle of the bonds u = a - b and v = c - b.
-struct AngleCosine {
-  Vec3 u, v;
-  double cosine;
-
-  AngleCosine(const double* x, const AtomIndices<3>& atoms)
-      : u(LoadAtom(x, atoms[0]) - LoadAtom(x, atoms[1])),
-        v(LoadAtom(x, atoms[2]) - LoadAtom(x, atoms[1])),
-        cosine(std::clamp(Dot(u, v) / std::sqrt(Dot(u, u) * Dot(v, v)), -1.0, 1.0)) {}
-
-  void AddGradient(double* grad, const AtomIndices<3>& atoms) const {
-    const double perU = 1.0 / Norm(u);
-    const double perV = 1.0 / Norm(v);
-    const Vec3 unitU = perU * u;
-    const Vec3 unitV = perV * v;
-    const Vec3 onA = perU * (unitV - cosine * unitU);
-    const Vec3 onC = perV * (unitU - cosine * unitV);
-    AddToAtom(grad, atoms[0], onA);
-    AddToAtom(grad, atoms[1], -onA - onC);
-    AddToAtom(grad, atoms[2], onC);
-  }
-};
+VectorCosine AngleAt(const double* x, const AtomIndices<3>& atoms) {
+  const Vec3 apex = LoadAtom(x, atoms[1]);
+  return {LoadAtom(x, atoms[0]) - apex, LoadAtom(x, atoms[2]) - apex};
+}
 
 }  // namespace
 
@@ -113,7 +95,8 @@ double QZDistanceConstr::operator()(const double* x) {
 
 double QZDistanceConstr::operator()(const double* x, double* grad) {
   const QZConstr::PairDistance pair(x, data_->atoms);
-  QZConstr::AddOpposite(grad, data_->atoms, pair.delta);
+  AddToAtom(grad, data_->atoms[0], pair.delta);
+  AddToAtom(grad, data_->atoms[1], -pair.delta);
   return pair.r - data_->target;
 }
 
@@ -144,12 +127,12 @@ unsigned int QZAngleConstr::NumVar() const {
 }
 
 double QZAngleConstr::operator()(const double* x) {
-  return AngleCosine(x, data_->atoms).cosine - data_->cosTarget;
+  return AngleAt(x, data_->atoms).cosine - data_->cosTarget;
 }
 
 double QZAngleConstr::operator()(const double* x, double* grad) {
-  const AngleCosine angle(x, data_->atoms);
-  angle.AddGradient(grad, data_->atoms);
+  const VectorCosine angle = AngleAt(x, data_->atoms);
+  AddAngleGradient(grad, data_->atoms, angle.Gradient(1.0));
   return angle.cosine - data_->cosTarget;
 }
 

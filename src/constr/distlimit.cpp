@@ -73,9 +73,7 @@ double QZDistLimitPenalty::operator()(const double* x, double* grad) {
 bool QZDistLimitPenalty::operator()(const double* x, double* hessian, double* grad) {
   const PairDistance pair(x, data_->atoms);
   if (data_->Inside(pair.r)) return true;
-  const double wall = data_->Wall(pair.r);
-  pair.AddCurvature(hessian, data_->atoms, data_->k, wall);
-  if (grad != nullptr) pair.AddGradient(grad, data_->atoms, data_->k, wall);
+  pair.AddDerivatives(hessian, grad, data_->atoms, data_->k, data_->Wall(pair.r));
   return true;
 }
 

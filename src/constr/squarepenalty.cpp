@@ -66,9 +66,7 @@ double QZDistanceQuadPenalty::operator()(const double* x, double* grad) {
 
 bool QZDistanceQuadPenalty::operator()(const double* x, double* hessian, double* grad) {
   const Data& d = *data_;
-  const PairDistance pair(x, d.atoms);
-  pair.AddCurvature(hessian, d.atoms, d.k, d.dist0);
-  if (grad != nullptr) pair.AddGradient(grad, d.atoms, d.k, d.dist0);
+  PairDistance(x, d.atoms).AddDerivatives(hessian, grad, d.atoms, d.k, d.dist0);
   return true;
 }
 
@@ -140,10 +138,11 @@ double QZDihedralQuadPenalty::operator()(const double* x, double* grad) {
 
 bool QZDihedralQuadPenalty::operator()(const double* x, double* hessian, double* grad) {
   const auto dihedral = CosineAt(x, data_->atoms);
-  if (dihedral.IsDegenerate()) return true;
   const double curvature = 2.0 * data_->k;
   const double slope = curvature * (dihedral.cosine - data_->cosAlpha0);
-  QZMolPotential::AddDihedralDerivatives(hessian, grad, data_->atoms, dihedral, slope, curvature);
+  QZMolPotential::PackedSink sink(hessian);
+  QZMolPotential::AddDihedralCosineDerivatives(
+      sink, grad, data_->atoms, dihedral, slope, curvature);
   return true;
 }
 

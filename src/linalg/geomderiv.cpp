@@ -3,39 +3,51 @@
 #include "molpotential/geomderiv.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
-#include "kernels/dihedral.h"
+#include "kernels/angle.h"
 #include "kernels/dihedral_hessian.h"
-#include "kernels/packed.h"
-#include "kernels/unit_cosine.h"
-#include "kernels/vec3.h"
+#include "kernels/out_of_plane.h"
 
 namespace QZMolPotential {
+
+namespace {
+
+/// A packed Hessian that one term alone fills: each block is written, not added to.
+class PackedOutput {
+ public:
+  explicit PackedOutput(double* hessian) : hessian_(hessian) {}
+  void Diagonal(std::size_t i, const Mat3& m) {
+    double* out = hessian_ + PackedIndex(3 * i, 3 * i);
+    out[0] = m.row0.x;
+    out += 3 * i + 1;
+    out[0] = m.row1.x;
+    out[1] = m.row1.y;
+    StoreAtom(out + 3 * i + 2, 0, m.row2);
+  }
+  void Mixed(std::size_t i, std::size_t j, const Mat3& m) {
+    i > j ? lower(i, j, m) : lower(j, i, Transpose(m));
+  }
+
+ private:
+  void lower(std::size_t i, std::size_t j, const Mat3& m) {
+    double* out = hessian_ + PackedIndex(3 * i, 3 * j);
+    StoreAtom(out, 0, m.row0);
+    StoreAtom(out += 3 * i + 1, 0, m.row1);
+    StoreAtom(out + 3 * i + 2, 0, m.row2);
+  }
+  double* hessian_;
+};
+
+}  // namespace
 
 double secondCosDer(const double* u, const double* v, double* hessian) {
   const Vec3 first = LoadAtom(u, 0);
   const Vec3 second = LoadAtom(v, 0);
-  const UnitCosine cosine(first, second);
-  const Mat3 uu = cosine.SecondFirst();
-  const Mat3 vv = cosine.SecondSecond();
-  const Mat3 uv = cosine.Mixed();
-  // A moves u, C moves v, B moves -u and -v.
-  for (std::size_t i = 0; i < 3; ++i) {
-    for (std::size_t j = 0; j < 3; ++j) {
-      const double vu = Element(uv, j, i);
-      hessian[PackedIndex(3 + i, j)] = -Element(uu, i, j) - vu;
-      hessian[PackedIndex(6 + i, j)] = vu;
-      hessian[PackedIndex(6 + i, 3 + j)] = -vu - Element(vv, i, j);
-      if (j > i) continue;
-      hessian[PackedIndex(i, j)] = Element(uu, i, j);
-      hessian[PackedIndex(3 + i, 3 + j)] =
-          Element(uu, i, j) + Element(uv, i, j) + vu + Element(vv, i, j);
-      hessian[PackedIndex(6 + i, 6 + j)] = Element(vv, i, j);
-    }
-  }
+  PackedOutput sink(hessian);
+  AddAngleCosineDerivatives(sink, nullptr, {0, 1, 2}, VectorCosine(first, second), 1.0, 0.0);
   return Dot(first, second);
 }
 
@@ -43,9 +55,54 @@ double secondCosDer(
     const double* a, const double* b, const double* c, double* grad, double* hessian) {
   const DihedralCosine dihedral(LoadAtom(a, 0), LoadAtom(b, 0), LoadAtom(c, 0));
   std::fill_n(grad, 12, 0.0);
-  std::fill_n(hessian, PackedSize(12), 0.0);
-  AddDihedralDerivatives(hessian, grad, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
+  PackedOutput sink(hessian);
+  AddDihedralCosineDerivatives</*kGuarded=*/false>(sink, grad, {0, 1, 2, 3}, dihedral, 1.0, 0.0);
   return dihedral.cosine;
+}
+
+namespace {
+
+OutOfPlane OutOfPlaneOf(const double* a, const double* b, const double* c, const double* d) {
+  return {LoadAtom(a, 0), LoadAtom(b, 0), LoadAtom(c, 0), LoadAtom(d, 0)};
+}
+
+/// The slopes of the angle itself. At ±π/2 it has no derivatives, and none are made up.
+AngleSlopes OfItself(const OutOfPlane& angle) {
+  if (!angle.toNormal.straight) return angle.Slopes(1.0, 0.0);
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  return {kNone, kNone, kNone};
+}
+
+void StoreGradient(const OutOfPlane& angle, const AngleSlopes& slopes, double* grad) {
+  const auto g = angle.Gradient(slopes);
+  for (std::size_t k = 0; k < 4; ++k) StoreAtom(grad, k, g[k]);
+}
+
+}  // namespace
+
+double QZWilson(const double* a, const double* b, const double* c, const double* d) {
+  return OutOfPlaneOf(a, b, c, d).Angle();
+}
+
+double QZdWilson_dx(
+    double* grad, const double* a, const double* b, const double* c, const double* d) {
+  const OutOfPlane angle = OutOfPlaneOf(a, b, c, d);
+  StoreGradient(angle, OfItself(angle), grad);
+  return angle.Angle();
+}
+
+double QZd2Wilson_dx2(double* grad,
+                      double* hessian,
+                      const double* a,
+                      const double* b,
+                      const double* c,
+                      const double* d) {
+  const OutOfPlane angle = OutOfPlaneOf(a, b, c, d);
+  const AngleSlopes slopes = OfItself(angle);
+  StoreGradient(angle, slopes, grad);
+  PackedOutput sink(hessian);
+  AddOutOfPlaneDerivatives(sink, nullptr, {0, 1, 2, 3}, angle, slopes);
+  return angle.Angle();
 }
 
 bool isOutsideVectors(const double* p0, const double* p1, const double* p2, const double* p3) {

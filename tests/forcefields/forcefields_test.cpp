@@ -15,10 +15,10 @@
 #include <sstream>
 #include <thread>
 
-#include "support/records_text.h"
 #include "support/capture.h"
 #include "support/contract.h"
 #include "support/molecules.h"
+#include "support/records_text.h"
 
 namespace {
 
@@ -153,6 +153,28 @@ TEST(StandardFF, TakesRestraintsBesideItsTermsAndIntoItsCopies) {
   ASSERT_TRUE(other.Setup(DataMolecule("water_cluster")));
   EXPECT_EQ(other.NumVar(), 54u);
   EXPECT_EQ(ff.NumVar(), 42u);
+}
+
+TEST(StandardFF, KeepsItsVariablesAndDestroysOwnedFunctionsWithoutHessian) {
+  auto mol = DataMolecule("butane");
+  const auto x = Coords(mol);
+  QZStandardFF ff(Kind::MMFF94);
+  ProbeFunc kept;
+  const int living = ProbeFunc::Living();
+  ASSERT_TRUE(ff.Add(static_cast<QZMolFunc1&>(kept), /*own=*/false));
+  ASSERT_TRUE(ff.Add(*new ProbeFunc, /*own=*/true));
+  EXPECT_EQ(ProbeFunc::Living(), living + 1);
+  {
+    QZStandardFF doomed(Kind::UFF);
+    ASSERT_TRUE(doomed.Add(static_cast<QZMolFunc1&>(*new ProbeFunc), /*own=*/true));
+    EXPECT_EQ(ProbeFunc::Living(), living + 1);
+  }
+  ASSERT_TRUE(ff.Setup(mol));
+  EXPECT_EQ(CheckDerivatives(ff, x), "");
+  // Restraints count atoms; the force field's variables include holes, also behind the last atom.
+  mol.DeleteAtom(mol.AddAtom(2));
+  ASSERT_TRUE(ff.Setup(mol));
+  EXPECT_EQ(ff.NumVar(), 45u);
 }
 
 TEST(StandardFF, IsSetUpAndItsCopiesRunOnThreadsOfTheirOwn) {

@@ -166,7 +166,7 @@ TEST(Interactions, AreThoseOfTheirAtomsAndAddUpToTheTerms) {
     const auto all = energies(ff, x, 999);
     EXPECT_NEAR(std::accumulate(all.begin(), all.end(), 0.0), ff(x.data()), 1e-9);
     std::size_t count = 0;
-    for (const QZMolFunc1* f : ff.GetComponentPotentials()) {
+    for (const QZMolFunc2* f : ff.GetComponentPotentials()) {
       const auto& term = dynamic_cast<const QZForceFieldTerm&>(*f);
       count += term.NumContributions();
       EXPECT_EQ(energies(term, x, 999).size(), term.NumContributions());

@@ -2,18 +2,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "molpot/program.h"
 
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <deque>
 #include <fstream>
 #include <iomanip>
+#include <regex>
 #include <set>
 #include <sstream>
-#include <thread>
 
 namespace TestMolpot {
 namespace {
@@ -26,37 +24,50 @@ std::string Located(const std::string& name) {
 
 }  // namespace
 
-ProgramResult Scratch::Molpot(const std::string& commandLine,
-                              const std::string& input,
-                              double interruptAfter) const {
+namespace {
+
+// Runs a program in a folder with its standard streams on files; its output and how it ended.
+ProgramResult RunIn(const fs::path& folder,
+                    std::deque<std::string> words,
+                    const std::string& input) {
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
   const Scratch streams;
   streams.File("in", input);
-  std::istringstream line(commandLine);
-  std::deque<std::string> words{MOLPOT_PROGRAM};
-  std::vector<char*> argv{words[0].data()};
-  for (std::string word; line >> std::quoted(word, '\'');) {
-    argv.push_back(words.emplace_back(Located(word)).data());
-  }
-  argv.push_back(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    if (chdir(path_.c_str()) != 0 || !std::freopen((streams / "in").c_str(), "r", stdin) ||
+    if (chdir(folder.c_str()) != 0 || !std::freopen((streams / "in").c_str(), "r", stdin) ||
         !std::freopen((streams / "out").c_str(), "w", stdout) ||
         !std::freopen((streams / "err").c_str(), "w", stderr)) {
       _exit(126);
     }
-    execv(MOLPOT_PROGRAM, argv.data());
+    execv(argv[0], argv.data());
     _exit(127);
-  }
-  if (interruptAfter > 0.0) {
-    std::this_thread::sleep_for(std::chrono::duration<double>(interruptAfter));
-    kill(child, SIGINT);
   }
   int status = 0;
   waitpid(child, &status, 0);
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
           streams.Read("out"),
           streams.Read("err")};
+}
+
+}  // namespace
+
+ProgramResult Scratch::Molpot(const std::string& commandLine, const std::string& input) const {
+  std::istringstream line(commandLine);
+  std::deque<std::string> words{MOLPOT_PROGRAM};
+  for (std::string word; line >> std::quoted(word, '\'');) words.push_back(Located(word));
+  return RunIn(path_, words, input);
+}
+
+ProgramResult Scratch::Shell(const std::string& script) const {
+  static const std::regex folder("\\bdata/");
+  const std::string located = std::regex_replace(script, folder, MOLPOTENTIAL_DATA_DIR "/");
+  return RunIn(
+      path_,
+      {"/bin/sh", "-c", "molpot=" MOLPOT_PROGRAM "\nmolpot() { $molpot \"$@\"; }\n" + located},
+      {});
 }
 
 Scratch::Scratch() {

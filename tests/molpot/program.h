@@ -25,11 +25,11 @@ class Scratch {
   ~Scratch();
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
   /// Runs molpot with a command line, of which only single quotes are special and `data/` stands
-  /// for the project's, and standard input. `interruptAfter` seconds later (0: never) it receives
-  /// SIGINT.
-  ProgramResult Molpot(const std::string& commandLine,
-                       const std::string& input = {},
-                       double interruptAfter = 0.0) const;
+  /// for the project's, and standard input.
+  ProgramResult Molpot(const std::string& commandLine, const std::string& input = {}) const;
+  /// Runs a script of /bin/sh in the folder, in which `molpot` and $molpot are the program and `data/` stands for
+  /// the project's.
+  ProgramResult Shell(const std::string& script) const;
   /// Writes a file.
   void File(const std::string& name, const std::string& text) const;
   void File(const std::string& name, const QZChem::QZGraphMol& mol) const;

@@ -1,18 +1,23 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include <cstdio>
+#include "commands/commands.h"
+#include "input/errors.h"
+#include "output/console.h"
+#include "run/messages.h"
 
-#include "commands.h"
+namespace {
 
-int main(int argc, char** argv) {
-  using namespace Molpot;
+using namespace Molpot;
+
+int RunProgram(int argc, char** argv) {
   CLI::App app{
       "Minimises and analyses molecules with force fields, restraints and the coordinate "
       "systems of the molpotential library."};
   app.require_subcommand(1);
   app.set_version_flag("--version", MOLPOTENTIAL_VERSION);
   app.footer(
-      "Exit status: 0 all good, 1 some records failed, 2 unusable arguments or files, 130 "
+      "Exit status: 0 all good, 1 some records failed or did not converge, 2 unusable arguments or "
+      "files, 130 "
       "interrupted. Energies are in kcal/mol, lengths in Å.");
   Action action;
   AddMinimize(app, action);
@@ -21,6 +26,7 @@ int main(int argc, char** argv) {
   AddScan(app, action);
   AddCompare(app, action);
   AddReport(app, action);
+  RefuseEmptyArguments(app);
   try {
     app.parse(argc, argv);
     const MessageRouter router;
@@ -28,9 +34,23 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kAllGood : kUnusable;
   } catch (const UsageError& error) {
-    std::fprintf(stderr, "molpot: %s\n", error.what());
+    PrintMessage(error.what());
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "molpot: unexpected: %s\n", error.what());
+    PrintMessage(std::string("unexpected: ") + error.what());
   }
   return kUnusable;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  PrepareStandardStreams();
+  const int status = RunProgram(argc, argv);
+  try {
+    CheckStandardOutput();
+  } catch (const UsageError& error) {
+    if (status != kUnusable) PrintMessage(error.what());
+    return status == kInterrupted ? kInterrupted : kUnusable;
+  }
+  return status;
 }

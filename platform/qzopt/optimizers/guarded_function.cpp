@@ -8,10 +8,23 @@
 #include <utility>
 
 namespace QZOpt {
+namespace {
+
+bool AreFinite(const double* values, std::size_t count) {
+  return std::all_of(values, values + count, [](double value) { return std::isfinite(value); });
+}
+
+}  // namespace
+
+GuardedFunction::GuardedFunction(QZFunc1& func, RunLimits& limits)
+    : func_(func), func2_(dynamic_cast<QZFunc2*>(&func)), limits_(limits), numVar_(func.NumVar()) {}
 
 bool GuardedFunction::Evaluate(const double* x, double* energy, double* grad) {
-  if (Failed()) return false;
-  ++evaluations_;
+  if (Failed() || stopped_ != nullptr) return false;
+  // The first evaluation is always made: a result has an energy.
+  if (HasBest()) stopped_ = limits_.ReachedAtEvaluation();
+  if (stopped_ != nullptr) return false;
+  limits_.CountEvaluation();
   std::fill_n(grad, numVar_, 0.0);
   try {
     *energy = func_(x, grad);
@@ -21,19 +34,31 @@ bool GuardedFunction::Evaluate(const double* x, double* energy, double* grad) {
   if (std::isinf(*energy) && *energy > 0.0) return false;
   if (std::isnan(*energy)) return fail("the energy is not a number");
   if (std::isinf(*energy)) return fail("the energy is not bounded below");
-  if (!std::all_of(grad, grad + numVar_, [](double g) { return std::isfinite(g); })) {
-    return fail("the gradient is not finite");
-  }
-  if (*energy < bestEnergy_) {
-    bestEnergy_ = *energy;
-    bestX_.assign(x, x + numVar_);
-    bestGrad_.assign(grad, grad + numVar_);
+  if (!AreFinite(grad, numVar_)) return fail("the gradient is not finite");
+  if (*energy < best_.energy) {
+    best_.energy = *energy;
+    best_.x.assign(x, x + numVar_);
+    best_.grad.assign(grad, grad + numVar_);
   }
   return true;
 }
 
+bool GuardedFunction::EvaluateHessian(const double* x, std::vector<double>& hessian) {
+  if (func2_ == nullptr) return false;
+  hessian.assign(numVar_ * (numVar_ + 1) / 2, 0.0);
+  try {
+    if ((*func2_)(x, hessian.data(), nullptr) && AreFinite(hessian.data(), hessian.size())) {
+      return true;
+    }
+  } catch (const std::exception&) {
+    // Energy and gradient may serve all the same.
+  }
+  func2_ = nullptr;
+  return false;
+}
+
 bool GuardedFunction::fail(std::string reason) {
-  failure_ = std::move(reason) + " at evaluation " + std::to_string(evaluations_);
+  failure_ = std::move(reason) + " at evaluation " + std::to_string(limits_.Evaluations());
   return false;
 }
 

@@ -7,39 +7,55 @@
 #include <vector>
 
 #include "qzopt/function.h"
+#include "run_limits.h"
 
 namespace QZOpt {
 
-/// A function as the minimisers call it: clears the gradient, counts, catches what the function
-/// throws, tells NaN from a merely infinite energy, and remembers the lowest point.
+/// Variables with the energy and gradient there.
+struct Point {
+  std::vector<double> x;
+  std::vector<double> grad;
+  double energy = std::numeric_limits<double>::infinity();
+};
+
+/// A function as the minimisers call it: clears the gradient, counts, keeps to the limits, catches
+/// what the function throws, tells NaN from a merely infinite energy, and remembers the lowest
+/// point.
 class GuardedFunction {
  public:
-  explicit GuardedFunction(QZFunc1& func) : func_(func), numVar_(func.NumVar()) {}
+  /// Neither is owned.
+  GuardedFunction(QZFunc1& func, RunLimits& limits);
 
+  QZFunc1& Func() { return func_; }
+  RunLimits& Limits() { return limits_; }
   std::size_t NumVar() const { return numVar_; }
-  /// False when there is no finite energy and gradient at `x`. An energy of plus infinity is a
-  /// step too far and no more; anything else makes `Failed()` true for good.
-  bool Evaluate(const double* x, double* energy, double* grad);
+  bool HasHessian() const { return func2_ != nullptr; }
 
-  unsigned int Evaluations() const { return evaluations_; }
+  /// False when there is no finite energy and gradient at `x`. An energy of plus infinity is a
+  /// step too far and no more; a limit makes `Stopped()` a message, anything else makes `Failed()`
+  /// true for good.
+  bool Evaluate(const double* x, double* energy, double* grad);
+  /// The packed Hessian at `x`. False when there is none, and then never again.
+  bool EvaluateHessian(const double* x, std::vector<double>& hessian);
+
   bool Failed() const { return !failure_.empty(); }
   const std::string& Failure() const { return failure_; }
+  /// The limit that forbade an evaluation; null for none.
+  const char* Stopped() const { return stopped_; }
 
-  bool HasBest() const { return !bestX_.empty(); }
-  double BestEnergy() const { return bestEnergy_; }
-  const std::vector<double>& BestX() const { return bestX_; }
-  const std::vector<double>& BestGradient() const { return bestGrad_; }
+  bool HasBest() const { return !best_.x.empty(); }
+  const Point& Best() const { return best_; }
 
  private:
   bool fail(std::string reason);
 
   QZFunc1& func_;
+  QZFunc2* func2_;
+  RunLimits& limits_;
   std::size_t numVar_;
-  unsigned int evaluations_ = 0;
   std::string failure_;
-  double bestEnergy_ = std::numeric_limits<double>::infinity();
-  std::vector<double> bestX_;
-  std::vector<double> bestGrad_;
+  const char* stopped_ = nullptr;
+  Point best_;
 };
 
 /// Root mean square; 0 for an empty vector, NaN when an entry is.

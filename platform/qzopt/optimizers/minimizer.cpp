@@ -1,251 +1,188 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include <ceres/gradient_problem.h>
-#include <ceres/gradient_problem_solver.h>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <exception>
-#include <limits>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "guarded_function.h"
+#include "newton.h"
+#include "quasi_newton.h"
 #include "qzopt/optimizers.h"
 
 namespace QZOpt {
 namespace {
 
-// Up to this size every step of the history is kept, without scaling: the steps are those of dense
-// BFGS from the unit matrix, for less (0.7 ms an iteration instead of 3.5 at 450 variables, where
-// Ceres' update of the dense matrix makes many passes over it). Beyond, a shorter history and
-// scaling by an approximate eigenvalue.
-constexpr std::size_t kLargestFullHistory = 1500;
-constexpr int kFullHistory = 2000;
-constexpr int kShortHistory = 300;
-// Attempts from the best point with a fresh Hessian after the line search broke down.
-constexpr int kMaxRestarts = 5;
+// The choice of `QZOptMethod::Auto`; bench/README.md has the measurements. Up to so many variables
+// Newton's method from the start,
+constexpr std::size_t kSmallForNewton = 12;
+// and up to so many, where the tolerance is below this, from where quasi-Newton has come near.
+constexpr std::size_t kLargestForNewton = 600;
+constexpr double kTightTolerance = 1e-6;
+constexpr double kNearGradient = 1e-3;
+// A restart that gains less energy than this gains nothing.
+constexpr double kWorthwhile = 1e-6;
 
-struct Point {
-  std::vector<double> x;
-  std::vector<double> grad;
-  double energy = std::numeric_limits<double>::infinity();
-};
+constexpr const char* kNoStep = "stopped: no step along the gradient lowers the energy";
 
-// The latest evaluations: the point that a line search accepts is nearly always among them.
-class RecentPoints {
+// A fall-back's iterations as those of the function that fell back, without its gradient.
+class ReturningCheckpoint final : public QZCheckpoint1 {
  public:
-  void Add(const double* x, const double* grad, double energy, std::size_t n) {
-    Point& slot = points_[next_++ % points_.size()];
-    slot.x.assign(x, x + n);
-    slot.grad.assign(grad, grad + n);
-    slot.energy = energy;
+  ReturningCheckpoint(QZRestartable& func, std::size_t numVar, QZCheckpoint1& checkpoint)
+      : func_(func), checkpoint_(checkpoint), x_(numVar) {}
+  bool operator()(unsigned int iteration,
+                  unsigned int,
+                  double energy,
+                  const double* x,
+                  unsigned int state) override {
+    func_.ReturnFrom(x, x_.data());
+    return checkpoint_(iteration, static_cast<unsigned int>(x_.size()), energy, x_.data(), state);
   }
-  const Point* Find(const std::vector<double>& x) const {
-    for (const Point& point : points_) {
-      if (point.x == x) return &point;
-    }
-    return nullptr;
+  bool operator()(unsigned int iteration,
+                  unsigned int,
+                  double energy,
+                  double gradientNorm,
+                  const double* x,
+                  const double*,
+                  unsigned int state) override {
+    func_.ReturnFrom(x, x_.data());
+    return checkpoint_(iteration,
+                       static_cast<unsigned int>(x_.size()),
+                       energy,
+                       gradientNorm,
+                       x_.data(),
+                       nullptr,
+                       state);
   }
 
  private:
-  std::array<Point, 4> points_;
-  std::size_t next_ = 0;
+  QZRestartable& func_;
+  QZCheckpoint1& checkpoint_;
+  std::vector<double> x_;
 };
 
-// One minimisation: what Ceres evaluates, and the test and report after each of its iterations.
-class Run final : public ceres::IterationCallback {
+// One call of `QZMinimizer::Minimize`: runs from starts that follow one another.
+class Minimisation {
  public:
-  /// `scales`: one a variable.
-  Run(GuardedFunction& func,
-      const QZOptOptions& options,
-      const std::vector<double>& scales,
-      const double* x,
-      QZCheckpoint1* checkpoint)
-      : func_(func),
-        options_(options),
-        scales_(scales),
-        x_(x, x + func.NumVar()),
-        checkpoint_(checkpoint) {}
+  Minimisation(const QZOptOptions& options, const std::vector<double>& scales)
+      : options_(options), scales_(scales), limits_(options) {}
 
-  QZOptResult Minimize();
-  const std::vector<double>& X() const { return current_.x; }
-
-  /// At scaled variables, with the gradient over those; `grad` may be null.
-  bool Evaluate(const double* scaled, double* energy, double* grad);
-  ceres::CallbackReturnType operator()(const ceres::IterationSummary& summary) override;
+  QZOptResult Run(QZFunc1& f, double* x, QZCheckpoint1* checkpoint);
 
  private:
-  void solve();
-  void unscale(const double* scaled) {
-    for (std::size_t i = 0; i < x_.size(); ++i) x_[i] = scales_[i] * scaled[i];
-  }
-  bool accept();
-  void judge();
-  void end(std::string message) {
-    ended_ = true;
-    message_ = std::move(message);
-  }
-  bool report(unsigned int state);
-  void breakDown();
-  QZOptResult result() const;
+  void descend(RunState& state, const std::vector<double>& scales);
+  void quasiNewton(RunState& state, Metric& metric, double target);
+  void newton(RunState& state, Metric& metric);
+  void fallBack(QZRestartable& func, double* x, std::size_t numVar, QZCheckpoint1* checkpoint);
+  void take(const RunState& state);
 
-  GuardedFunction& func_;
   const QZOptOptions& options_;
   const std::vector<double>& scales_;
-  std::vector<double> x_;
-  std::vector<double> scaled_;  // x / scale, which Ceres updates
-  QZCheckpoint1* checkpoint_;
-  RecentPoints recent_;
-  std::vector<double> scratchGrad_;
-  Point current_;  // the latest accepted point
-  double previousEnergy_ = std::numeric_limits<double>::infinity();
-  double gradientNorm_ = std::numeric_limits<double>::quiet_NaN();
-  unsigned int iterations_ = 0;
-  bool started_ = false;
-  bool ended_ = false;
-  bool converged_ = false;
-  std::string message_;
+  RunLimits limits_;
+  QZOptResult result_;
 };
 
-class CeresFunction final : public ceres::FirstOrderFunction {
- public:
-  CeresFunction(Run& run, std::size_t n) : run_(run), n_(static_cast<int>(n)) {}
-  bool Evaluate(const double* x, double* energy, double* grad) const override {
-    return run_.Evaluate(x, energy, grad);
+void Minimisation::quasiNewton(RunState& state, Metric& metric, double target) {
+  if (state.Ended() || state.GradientNorm() <= target) return;
+  result_.method = QZOptMethod::QuasiNewton;
+  RunQuasiNewton(state, metric, dynamic_cast<QZHessianModel*>(&state.Func().Func()), target);
+}
+
+void Minimisation::newton(RunState& state, Metric& metric) {
+  if (state.Ended() || !state.Func().HasHessian()) return;
+  result_.method = QZOptMethod::Newton;
+  RunNewton(state, metric, dynamic_cast<QZHessianModel*>(&state.Func().Func()));
+}
+
+void Minimisation::descend(RunState& state, const std::vector<double>& scales) {
+  const std::size_t n = state.Func().NumVar();
+  Metric metric(n, scales);
+  switch (options_.method) {
+    case QZOptMethod::QuasiNewton:
+      quasiNewton(state, metric, 0.0);
+      break;
+    case QZOptMethod::Newton:
+      newton(state, metric);
+      quasiNewton(state, metric, 0.0);
+      break;
+    case QZOptMethod::Auto:
+      if (n > kLargestForNewton || !state.Func().HasHessian()) {
+        quasiNewton(state, metric, 0.0);
+        break;
+      }
+      if (n > kSmallForNewton) {
+        const bool isTight = options_.gradientTolerance < kTightTolerance;
+        quasiNewton(state, metric, isTight ? kNearGradient : 0.0);
+      }
+      newton(state, metric);
+      quasiNewton(state, metric, 0.0);
+      break;
   }
-  int NumParameters() const override { return n_; }
-
- private:
-  Run& run_;
-  int n_;
-};
-
-bool Run::Evaluate(const double* scaled, double* energy, double* grad) {
-  const std::size_t n = func_.NumVar();
-  scratchGrad_.resize(n);
-  unscale(scaled);
-  if (!func_.Evaluate(x_.data(), energy, scratchGrad_.data())) return false;
-  recent_.Add(x_.data(), scratchGrad_.data(), *energy, n);
-  if (grad != nullptr) {
-    for (std::size_t i = 0; i < n; ++i) grad[i] = scales_[i] * scratchGrad_[i];
-  }
-  return true;
+  state.End(kNoStep);
 }
 
-// Takes the solver's variables as the current point, with their gradient.
-bool Run::accept() {
-  unscale(scaled_.data());
-  const Point* known = recent_.Find(x_);
-  if (known != nullptr) {
-    current_ = *known;
-  } else {
-    Point point;
-    point.x = x_;
-    point.grad.resize(x_.size());
-    if (!func_.Evaluate(point.x.data(), &point.energy, point.grad.data())) return false;
-    current_ = std::move(point);
-  }
-  gradientNorm_ = RootMeanSquare(current_.grad);
-  return true;
+void Minimisation::take(const RunState& state) {
+  result_.converged = state.Converged();
+  result_.energy = state.Current().energy;
+  result_.gradientNorm = state.GradientNorm();
+  result_.message = state.Message();
 }
 
-// Decides whether the run ends at the current point.
-void Run::judge() {
-  if (gradientNorm_ <= options_.gradientTolerance) {
-    converged_ = true;
-    end("converged: the gradient is below the tolerance");
-  } else if (iterations_ >= options_.maxIterations) {
-    end("stopped: the iteration limit is reached");
-  } else if (options_.energyTolerance > 0.0 &&
-             std::abs(previousEnergy_ - current_.energy) < options_.energyTolerance) {
-    end("stopped: the energy changes by less than the tolerance");
-  }
+// Goes on in the fall-back's variables from `x`, which receives what they lead to.
+void Minimisation::fallBack(QZRestartable& func,
+                            double* x,
+                            std::size_t numVar,
+                            QZCheckpoint1* checkpoint) {
+  std::vector<double> start;
+  QZFunc1* other = func.FallBack(x, start);
+  if (other == nullptr || other->NumVar() == 0 || start.size() != other->NumVar()) return;
+  std::optional<ReturningCheckpoint> returning;
+  if (checkpoint != nullptr) returning.emplace(func, numVar, *checkpoint);
+  GuardedFunction guarded(*other, limits_);
+  RunState state(guarded, options_, returning ? &*returning : nullptr, /*continues=*/true);
+  state.Start(start.data());
+  if (!state.HasStarted()) return;
+  const std::string why = result_.message;
+  descend(state, {});
+  state.ReportEnd();
+  take(state);
+  result_.fellBack = true;
+  result_.message += std::string(", in ") + func.FallBackName() + " after " + why;
+  func.ReturnFrom(state.Current().x.data(), x);
 }
 
-bool Run::report(unsigned int state) {
-  return checkpoint_ == nullptr || (*checkpoint_)(iterations_,
-                                                  static_cast<unsigned int>(func_.NumVar()),
-                                                  current_.energy,
-                                                  gradientNorm_,
-                                                  current_.x.data(),
-                                                  current_.grad.data(),
-                                                  state);
-}
-
-ceres::CallbackReturnType Run::operator()(const ceres::IterationSummary& summary) {
-  // The start of a restart is the point that was reported last.
-  if (summary.iteration == 0 && started_) return ceres::SOLVER_CONTINUE;
-  started_ = true;
-  if (summary.iteration > 0) ++iterations_;
-  previousEnergy_ = current_.energy;
-  if (!accept()) return ceres::SOLVER_ABORT;
-  judge();
-  if (!report(ended_ ? 1 : 0) && !ended_) end("stopped by the checkpoint");
-  return ended_ ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
-}
-
-void Run::solve() {
-  ceres::GradientProblemSolver::Options options;
-  options.line_search_type = ceres::WOLFE;
-  const bool small = func_.NumVar() <= kLargestFullHistory;
-  options.line_search_direction_type = ceres::LBFGS;
-  options.max_lbfgs_rank = small ? kFullHistory : kShortHistory;
-  options.use_approximate_eigenvalue_bfgs_scaling = !small;
-  options.function_tolerance = 0.0;
-  options.gradient_tolerance = 0.0;
-  options.parameter_tolerance = 0.0;
-  options.max_num_iterations = std::numeric_limits<int>::max();
-  options.max_solver_time_in_seconds = std::numeric_limits<double>::max();
-  options.logging_type = ceres::SILENT;
-  options.update_state_every_iteration = true;
-  options.callbacks.push_back(this);
-  ceres::GradientProblem problem(new CeresFunction(*this, func_.NumVar()));
-  ceres::GradientProblemSolver::Summary summary;
-  scaled_.resize(x_.size());
-  for (std::size_t i = 0; i < x_.size(); ++i) scaled_[i] = x_[i] / scales_[i];
-  ceres::Solve(options, problem, scaled_.data(), &summary);
-}
-
-// The run ended on a failure: the best point takes the place of the current one.
-void Run::breakDown() {
-  if (func_.HasBest() && func_.BestEnergy() < current_.energy) {
-    current_ = {func_.BestX(), func_.BestGradient(), func_.BestEnergy()};
-    gradientNorm_ = RootMeanSquare(current_.grad);
-  }
-  if (current_.x.empty()) {
-    current_ = {x_, {}, std::numeric_limits<double>::quiet_NaN()};
-    return;
-  }
-  converged_ = gradientNorm_ <= options_.gradientTolerance && !func_.Failed();
-  report(1);
-}
-
-QZOptResult Run::result() const {
-  return {converged_, iterations_, func_.Evaluations(), current_.energy, gradientNorm_, message_};
-}
-
-QZOptResult Run::Minimize() {
-  for (int attempt = 0; !ended_ && !func_.Failed(); ++attempt) {
-    const unsigned int iterationsBefore = iterations_;
-    solve();
-    if (ended_ || func_.Failed()) break;
-    if (!started_) {
-      end("the energy is infinite at the start");
-    } else if (iterations_ == iterationsBefore || attempt == kMaxRestarts) {
-      end("stopped: no step along the gradient lowers the energy");
-    } else {
-      x_ = current_.x;
-      continue;
+QZOptResult Minimisation::Run(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) {
+  auto* restartable = dynamic_cast<QZRestartable*>(&f);
+  const std::size_t n = f.NumVar();
+  for (;;) {
+    GuardedFunction guarded(f, limits_);
+    RunState state(guarded, options_, checkpoint, /*continues=*/result_.restarts > 0);
+    state.Start(x);
+    if (state.HasStarted()) descend(state, scales_);
+    const double before = result_.energy;
+    const bool isFirst = result_.restarts == 0;
+    const bool isBetter = isFirst || state.Converged() || state.Current().energy < before;
+    if (isBetter) {
+      take(state);
+      if (state.HasStarted()) std::ranges::copy(state.Current().x, x);
     }
-    breakDown();
+    const bool isStuck = state.HasStarted() && !state.Converged() && !state.WasStopped();
+    const bool gained = isFirst || before - result_.energy > kWorthwhile;
+    if (restartable != nullptr && isStuck) {
+      if (gained && restartable->Restart(x)) {
+        ++result_.restarts;
+        continue;
+      }
+      fallBack(*restartable, x, n, checkpoint);
+    }
+    if (!result_.fellBack) state.ReportEnd();
+    break;
   }
-  if (func_.Failed()) {
-    message_ = func_.Failure();
-    breakDown();
-  }
-  return result();
+  result_.iterations = limits_.Iterations();
+  result_.evaluations = limits_.Evaluations();
+  return result_;
 }
 
 QZOptResult WithoutVariables(QZFunc1& f, const double* x) {
@@ -263,24 +200,23 @@ QZOptResult WithoutVariables(QZFunc1& f, const double* x) {
   return result;
 }
 
+QZOptResult Refused(const char* message) {
+  QZOptResult result;
+  result.message = message;
+  return result;
+}
+
 }  // namespace
 
 QZMinimizer::QZMinimizer(QZOptOptions options) : options_(options) {}
 
 QZOptResult QZMinimizer::Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) {
   if (f.NumVar() == 0) return WithoutVariables(f, x);
-  GuardedFunction func(f);
-  const std::vector<double> scales = scales_.empty() ? std::vector(func.NumVar(), 1.0) : scales_;
-  const auto isScale = [](double scale) { return scale > 0.0 && std::isfinite(scale); };
-  if (scales.size() != func.NumVar() || !std::ranges::all_of(scales, isScale)) {
-    QZOptResult result;
-    result.message = "there must be one positive scale for each variable";
-    return result;
+  if (!FitsScales(scales_, f.NumVar())) return Refused(kWrongScales);
+  if (options_.method == QZOptMethod::Newton && dynamic_cast<QZFunc2*>(&f) == nullptr) {
+    return Refused("Newton's method needs a function with a Hessian");
   }
-  Run run(func, options_, scales, x, checkpoint);
-  QZOptResult result = run.Minimize();
-  std::ranges::copy(run.X(), x);
-  return result;
+  return Minimisation(options_, scales_).Run(f, x, checkpoint);
 }
 
 }  // namespace QZOpt

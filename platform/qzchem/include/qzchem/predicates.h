@@ -33,6 +33,8 @@ class QZUnaryToBinaryOr final : public QZSystem::QZBinaryPredicate<T, T> {
       : pred_(pred.CreateCopy()) {}
   bool operator()(const T& a, const T& b) const override { return (*pred_)(a) || (*pred_)(b); }
   QZUnaryToBinaryOr* CreateCopy() const override { return new QZUnaryToBinaryOr(*this); }
+  /// The predicate of one, by which large sets of pairs are told without asking for each.
+  const QZSystem::QZUnaryPredicate<T>& GetPredicate() const { return *pred_; }
 
  private:
   std::shared_ptr<const QZSystem::QZUnaryPredicate<T>> pred_;  // immutable, so copies share it

@@ -8,6 +8,7 @@
 #include "qzchem/io.h"
 #include "qzchem/locale.h"
 #include "qzchem/mol.h"
+#include "qzchem/perceived.h"
 #include "qzchem/predicates.h"
 #include "qzchem/residue.h"
 #include "qzchem/selection.h"

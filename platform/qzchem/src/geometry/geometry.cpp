@@ -8,6 +8,7 @@
 #include <numbers>
 #include <vector>
 
+#include "kernels/dihedral.h"
 #include "topology/mol_impl.h"
 #include "topology/walk.h"
 
@@ -113,11 +114,10 @@ double QZGetTorsion(const QZMolBase& mol,
                     const QZAtomBase* d) {
   const QZMolImpl& impl = QZMolAccess::Impl(mol);
   if (!OwnsAll(impl, a, b, c, d)) return 0.0;
-  const Vector3d ab = Position(impl, b) - Position(impl, a);
-  const Vector3d bc = Position(impl, c) - Position(impl, b);
-  const Vector3d cd = Position(impl, d) - Position(impl, c);
-  const Vector3d normal = bc.cross(cd);
-  return std::atan2(bc.norm() * ab.dot(normal), ab.cross(bc).dot(normal));
+  const auto point = [&impl](const QZAtomBase* atom) {
+    return QZMolPotential::LoadAtom(impl.coords.data(), atom->GetIndex());
+  };
+  return QZMolPotential::DihedralCosine(point(a), point(b), point(c), point(d)).SignedAngle();
 }
 
 bool QZSetDistance(QZMolBase& mol, QZAtomBase* a, QZAtomBase* b, double distance) {

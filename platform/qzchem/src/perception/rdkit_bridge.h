@@ -21,24 +21,33 @@ struct QZRDKitMol {
   std::vector<unsigned int> atomIndices;  // our index by RDKit's
   /// Why chemistry could not be perceived; "" when valences, rings and aromaticity are in place.
   std::string error;
+  /// Perceived, and the same whether hydrogens that valence asks for are implied or not.
+  bool isComplete = false;
 };
 
-/// Converts atoms, bonds, charges and, with `coordinates`, a 3D conformer; hydrogens stay explicit
-/// and none are implied. Chemistry is perceived as far as it can be. Exported for the companions of
-/// this library; not installed.
-QZ_API QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
-
+/// Atoms, bonds, charges and, with `coordinates`, a 3D conformer; nothing is perceived.
+QZRDKitMol ConvertToRDKit(const QZMolBase& mol, bool coordinates, bool implyHydrogens);
+/// The same with chemistry perceived as far as it can be; hydrogens stay explicit and none are
+/// implied.
+QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
 /// The same where hydrogens that valence asks for are implied, as SMARTS patterns and the search
 /// for missing hydrogens want it.
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates);
+/// That molecule, without coordinates, converted and perceived once and kept with `mol` under
+/// `RDKitMolTag`; never null.
+std::shared_ptr<const QZRDKitMol> PerceivedRDKitMol(const QZMolBase& mol);
+unsigned int RDKitMolTag();
+
+// The following are the platform's own.
+
 /// Atoms, isotopes, radicals, bonds, charges, coordinates and title as they are; nothing is
 /// perceived.
 QZRDKitMol ToRDKitUnperceived(const QZMolBase& mol);
 
-/// Replaces `mol` by what RDKit holds: atoms in order with charges, isotopes,
-/// radicals and map numbers, bonds
-/// as single, double or triple (other bonds become single, aromatic ones are Kekulised), the first
-/// conformer and the name. Throws what RDKit throws when there is no Kekulé structure.
+/// Replaces `mol` by what RDKit holds: atoms in order with charges, isotopes, radicals and map
+/// numbers, bonds as single, double or triple (other bonds become single, aromatic ones are
+/// Kekulised), the first conformer and the name. Throws what RDKit throws when there is no Kekulé
+/// structure.
 void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol);
 
 }  // namespace QZChem

@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "topology/perceived.h"
+
 namespace RDKit {
 class ROMol;
 }
@@ -13,8 +15,8 @@ namespace QZChem {
 
 class QZMolBase;
 
-/// Perceived from atoms, bonds and charges; independent of coordinates. Immutable once built, so
-/// that threads may share it.
+/// Perceived from atoms, bonds and charges; independent of coordinates. Immutable once built but
+/// for what is derived later, so that threads may share it.
 struct QZTopology {
   std::vector<char> bondInRing;       // by bond index
   std::vector<char> bondAromatic;     // by bond index
@@ -24,6 +26,8 @@ struct QZTopology {
   /// aromaticity perceived.
   std::shared_ptr<const RDKit::ROMol> target;
   std::vector<unsigned int> atomIndexOfTarget;  // our atom index by target atom
+  /// What else was derived from this topology, filled as it is asked for.
+  std::shared_ptr<PerceivedByTag> derived = std::make_shared<PerceivedByTag>();
 };
 
 /// Never null; chemistry that cannot be perceived yields a topology without aromaticity.

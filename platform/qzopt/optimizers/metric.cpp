@@ -1,0 +1,124 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "metric.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+
+namespace QZOpt {
+namespace {
+
+using SparseMatrix = Eigen::SparseMatrix<double>;
+using Vector = Eigen::Map<Eigen::VectorXd>;
+using ConstVector = Eigen::Map<const Eigen::VectorXd>;
+
+// Added to each diagonal element, relative to it: a model of springs leaves overall motion, and
+// much that is soft, without resistance. bench/README.md tells how the size was chosen.
+constexpr double kFloor = 1e-3;
+// A model that is not quite positive gets more of it, tenfold at a time, up to this.
+constexpr double kLargestFloor = 1.0;
+
+}  // namespace
+
+bool FitsScales(const std::vector<double>& scales, std::size_t n) {
+  return scales.empty() || (scales.size() == n && std::ranges::all_of(scales, [](double scale) {
+                              return scale > 0.0 && std::isfinite(scale);
+                            }));
+}
+
+Metric::Metric(std::size_t n, const std::vector<double>& scales) : n_(n), scales_(scales) {}
+
+bool Metric::TakeModel(QZHessianModel* model, const double* x) {
+  if (model == nullptr) return false;
+  entries_.clear();
+  try {
+    if (!model->AppendModelHessian(x, entries_) || entries_.empty()) return false;
+  } catch (const std::exception&) {
+    return false;  // a hint and no more: the function itself tells what is wrong
+  }
+  const auto n = static_cast<Eigen::Index>(n_);
+  std::vector<double> diagonal(n_, 0.0);
+  std::vector<Eigen::Triplet<double>> triplets;
+  triplets.reserve(entries_.size() + n_);
+  for (const QZMatrixEntry& entry : entries_) {
+    if (entry.column > entry.row || entry.row >= n_ || !std::isfinite(entry.value)) return false;
+    triplets.emplace_back(entry.row, entry.column, entry.value);
+    if (entry.row == entry.column) diagonal[entry.row] += entry.value;
+  }
+  for (std::size_t i = 0; i < n_; ++i) {
+    const auto index = static_cast<Eigen::Index>(i);
+    const double scale = Scale(i);
+    if (!(diagonal[i] > 0.0)) diagonal[i] = 1.0 / (scale * scale * kFloor);
+    triplets.emplace_back(index, index, kFloor * diagonal[i]);
+  }
+  SparseMatrix matrix(n, n);
+  matrix.setFromTriplets(triplets.begin(), triplets.end());
+  for (double floor = kFloor; floor <= kLargestFloor; floor *= 10.0) {
+    if (factorise(matrix)) return true;
+    for (std::size_t i = 0; i < n_; ++i) {
+      const auto index = static_cast<Eigen::Index>(i);
+      matrix.coeffRef(index, index) += 9.0 * floor * diagonal[i];
+    }
+  }
+  return false;
+}
+
+bool Metric::factorise(SparseMatrix& matrix) {
+  auto factor = std::make_unique<Factor>(matrix);
+  if (factor->info() != Eigen::Success) return false;
+  factor_ = std::move(factor);
+  matrix_ = matrix;
+  work_.resize(matrix.rows());
+  return true;
+}
+
+void Metric::StepFrom(const double* y, double* dx) const {
+  if (!IsModel()) {
+    for (std::size_t i = 0; i < n_; ++i) dx[i] = Scale(i) * y[i];
+    return;
+  }
+  const auto n = static_cast<Eigen::Index>(n_);
+  work_ = ConstVector(y, n);
+  factor_->matrixU().solveInPlace(work_);
+  Vector(dx, n) = factor_->permutationPinv() * work_;
+}
+
+void Metric::GradientOverY(const double* grad, double* gradY) const {
+  if (!IsModel()) {
+    for (std::size_t i = 0; i < n_; ++i) gradY[i] = Scale(i) * grad[i];
+    return;
+  }
+  const auto n = static_cast<Eigen::Index>(n_);
+  work_ = factor_->permutationP() * ConstVector(grad, n);
+  factor_->matrixL().solveInPlace(work_);
+  Vector(gradY, n) = work_;
+}
+
+void Metric::AddTo(double factor, Eigen::MatrixXd& matrix) const {
+  if (!IsModel()) {
+    matrix.diagonal() += factor * Diagonal();
+    return;
+  }
+  for (Eigen::Index column = 0; column < matrix_.outerSize(); ++column) {
+    for (SparseMatrix::InnerIterator entry(matrix_, column); entry; ++entry) {
+      matrix(entry.row(), column) += factor * entry.value();
+    }
+  }
+}
+
+Eigen::VectorXd Metric::Diagonal() const {
+  if (IsModel()) return matrix_.diagonal();
+  Eigen::VectorXd diagonal(static_cast<Eigen::Index>(n_));
+  for (std::size_t i = 0; i < n_; ++i) {
+    diagonal[static_cast<Eigen::Index>(i)] = 1.0 / (Scale(i) * Scale(i));
+  }
+  return diagonal;
+}
+
+Eigen::VectorXd Metric::Times(const Eigen::VectorXd& v) const {
+  if (IsModel()) return matrix_.selfadjointView<Eigen::Lower>() * v;
+  return Diagonal().cwiseProduct(v);
+}
+
+}  // namespace QZOpt

@@ -1,0 +1,60 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <Eigen/SparseCholesky>
+#include <Eigen/SparseCore>
+#include <memory>
+#include <vector>
+
+#include "qzopt/hints.h"
+
+namespace QZOpt {
+
+inline constexpr const char* kWrongScales = "there must be one positive scale for each variable";
+
+/// Whether there are no scales, or one positive number for each of the `n` variables.
+bool FitsScales(const std::vector<double>& scales, std::size_t n);
+
+/// The positive definite matrix M in which a minimiser measures steps: the unit matrix, a diagonal
+/// 1 / scale², or a model Hessian. With M = Pᵀ L Lᵀ P the variables y of
+///   x = x0 + Pᵀ L⁻ᵀ y
+/// are those in which M is the unit matrix.
+class Metric {
+ public:
+  /// `scales`: one positive number for each of the `n` variables, or none for all 1.
+  Metric(std::size_t n, const std::vector<double>& scales);
+
+  /// Takes the function's model at `x` (may be a null model). A variable the model says nothing
+  /// of keeps 1 / scale². False, with the metric as it was, where there is no usable model.
+  bool TakeModel(QZHessianModel* model, const double* x);
+
+  bool IsModel() const { return factor_ != nullptr; }
+  bool IsUnit() const { return !IsModel() && scales_.empty(); }
+  double Scale(std::size_t i) const { return scales_.empty() ? 1.0 : scales_[i]; }
+
+  /// dx = Pᵀ L⁻ᵀ y, n doubles each.
+  void StepFrom(const double* y, double* dx) const;
+  /// L⁻¹ P g: the gradient over y for that over x.
+  void GradientOverY(const double* grad, double* gradY) const;
+  /// Adds `factor` M to the lower triangle of `matrix`.
+  void AddTo(double factor, Eigen::MatrixXd& matrix) const;
+  /// The diagonal of M.
+  Eigen::VectorXd Diagonal() const;
+  /// M v.
+  Eigen::VectorXd Times(const Eigen::VectorXd& v) const;
+
+ private:
+  using Factor = Eigen::SimplicialLLT<Eigen::SparseMatrix<double>, Eigen::Lower>;
+
+  bool factorise(Eigen::SparseMatrix<double>& matrix);
+
+  std::size_t n_;
+  std::vector<double> scales_;
+  std::unique_ptr<Factor> factor_;      // null: diagonal
+  Eigen::SparseMatrix<double> matrix_;  // the model, lower triangle
+  std::vector<QZMatrixEntry> entries_;
+  mutable Eigen::VectorXd work_;
+};
+
+}  // namespace QZOpt

@@ -1,0 +1,234 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "quasi_newton.h"
+
+#include <ceres/gradient_problem.h>
+#include <ceres/gradient_problem_solver.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace QZOpt {
+namespace {
+
+// Without a model, up to this size every step of the history is kept, without scaling: the steps
+// are those of dense BFGS from the unit matrix, for less (0.7 ms an iteration instead of 3.5 at 450
+// variables, where Ceres' update of the dense matrix makes many passes over it). Beyond, a shorter
+// history and scaling by an approximate eigenvalue.
+constexpr std::size_t kLargestFullHistory = 1500;
+constexpr int kFullHistory = 2000;
+constexpr int kShortHistory = 300;
+// Iterations between models. bench/README.md tells how the number was chosen.
+constexpr unsigned int kModelLife = 40;
+// Attempts from the best point with a fresh Hessian after the line search broke down.
+constexpr int kMaxRestarts = 5;
+
+// The latest evaluations: the point that a line search accepts is nearly always among them.
+class RecentPoints {
+ public:
+  Point& Next() { return points_[next_++ % points_.size()]; }
+  const Point* Find(const std::vector<double>& x) const {
+    for (const Point& point : points_) {
+      if (point.x == x) return &point;
+    }
+    return nullptr;
+  }
+
+ private:
+  std::array<Point, 4> points_;
+  std::size_t next_ = 0;
+};
+
+// What Ceres evaluates, and what happens after each of its iterations. Its variables are
+//   z = sqrt(s) y,   E' = s E,
+// which leaves the metric's unit Hessian a unit matrix: s sets the length of the first step, since
+// Ceres takes no more than 1 / max |dE'/dz| of the gradient there.
+class Search final : public ceres::IterationCallback {
+ public:
+  Search(RunState& state, Metric& metric, QZHessianModel* model, double target)
+      : state_(state),
+        metric_(metric),
+        model_(model),
+        target_(target),
+        n_(state.Func().NumVar()),
+        z_(n_),
+        x_(n_),
+        gradY_(n_) {}
+
+  void Run();
+  bool Evaluate(const double* z, double* energy, double* grad);
+  ceres::CallbackReturnType operator()(const ceres::IterationSummary& summary) override;
+
+ private:
+  void solve();
+  void setOrigin();
+  void toX(const double* z);
+  const Point* pointAt(const std::vector<double>& x);
+  double fineEnergy(const Point& point) const;
+
+  RunState& state_;
+  Metric& metric_;
+  QZHessianModel* model_;
+  double target_;
+  std::size_t n_;
+  std::vector<double> z_;
+  std::vector<double> x_;
+  std::vector<double> gradY_;
+  RecentPoints recent_;
+  Point origin_;
+  bool fine_ = false;         // energies differ by rounding alone
+  double energyScale_ = 1.0;  // s
+  double lengthScale_ = 1.0;  // sqrt(s)
+  unsigned int modelAge_ = 0;
+  bool modelDue_ = false;
+};
+
+class CeresFunction final : public ceres::FirstOrderFunction {
+ public:
+  CeresFunction(Search& search, std::size_t n) : search_(search), n_(static_cast<int>(n)) {}
+  bool Evaluate(const double* z, double* energy, double* grad) const override {
+    return search_.Evaluate(z, energy, grad);
+  }
+  int NumParameters() const override { return n_; }
+
+ private:
+  Search& search_;
+  int n_;
+};
+
+void Search::toX(const double* z) {
+  if (metric_.IsUnit()) {
+    for (std::size_t i = 0; i < n_; ++i) x_[i] = origin_.x[i] + z[i];
+    return;
+  }
+  for (std::size_t i = 0; i < n_; ++i) gradY_[i] = z[i] / lengthScale_;
+  metric_.StepFrom(gradY_.data(), x_.data());
+  for (std::size_t i = 0; i < n_; ++i) x_[i] += origin_.x[i];
+}
+
+// The point at `x`, evaluated unless it is known; null when it cannot be.
+const Point* Search::pointAt(const std::vector<double>& x) {
+  if (x == origin_.x) return &origin_;
+  if (const Point* known = recent_.Find(x)) return known;
+  Point& point = recent_.Next();
+  point.x.clear();  // no point until it is evaluated
+  point.grad.resize(n_);
+  if (!state_.Func().Evaluate(x.data(), &point.energy, point.grad.data())) return nullptr;
+  point.x = x;
+  return &point;
+}
+
+// Close to a minimum the energy's rounding hides what a step gains. The trapezoidal rule along the
+// line from the origin,
+//   E0 + 1/2 (g0 + g)·(x - x0),
+// differs from the energy by the third order of the step, and its own rounding is far smaller.
+double Search::fineEnergy(const Point& point) const {
+  double sum = 0.0;
+  for (std::size_t i = 0; i < n_; ++i) {
+    sum += (origin_.grad[i] + point.grad[i]) * (point.x[i] - origin_.x[i]);
+  }
+  return 0.5 * sum;
+}
+
+bool Search::Evaluate(const double* z, double* energy, double* grad) {
+  toX(z);
+  // A step that rounding leaves at the iterate it starts from is too short to tell anything by.
+  if (x_ == state_.Current().x && !std::equal(z_.begin(), z_.end(), z)) return false;
+  const Point* point = pointAt(x_);
+  if (point == nullptr) return false;
+  const double gain = origin_.energy - point->energy;
+  if (fine_ && gain < 0.0 && !state_.IsWithinRounding(gain)) return false;
+  *energy = energyScale_ * (fine_ ? fineEnergy(*point) : point->energy);
+  if (grad != nullptr) {
+    metric_.GradientOverY(point->grad.data(), grad);
+    for (std::size_t i = 0; i < n_; ++i) grad[i] *= lengthScale_;
+  }
+  return true;
+}
+
+ceres::CallbackReturnType Search::operator()(const ceres::IterationSummary& summary) {
+  if (summary.iteration == 0) return ceres::SOLVER_CONTINUE;  // the origin is an iterate already
+  toX(z_.data());
+  const Point* point = pointAt(x_);
+  if (point == nullptr) return ceres::SOLVER_ABORT;
+  if (!state_.Iterate(*point)) return ceres::SOLVER_TERMINATE_SUCCESSFULLY;
+  ++modelAge_;
+  modelDue_ = metric_.IsModel() && modelAge_ >= kModelLife;
+  const bool isDone = modelDue_ || state_.GradientNorm() <= target_;
+  return isDone ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
+}
+
+// Sets z = 0 at the current point, and s there: the first step of the run changes no variable by
+// more than its scale, later ones are the metric's own.
+void Search::setOrigin() {
+  origin_ = state_.Current();
+  std::ranges::fill(z_, 0.0);
+  energyScale_ = lengthScale_ = 1.0;
+  if (!metric_.IsModel()) return;
+  metric_.GradientOverY(origin_.grad.data(), gradY_.data());
+  double largest = 0.0;
+  for (const double g : gradY_) largest = std::max(largest, std::abs(g));
+  metric_.StepFrom(gradY_.data(), x_.data());
+  double step = 1.0;
+  for (std::size_t i = 0; i < n_; ++i) {
+    if (std::abs(x_[i]) * step > metric_.Scale(i)) step = metric_.Scale(i) / std::abs(x_[i]);
+  }
+  if (largest > 0.0) lengthScale_ = 1.0 / (step * largest);
+  energyScale_ = lengthScale_ * lengthScale_;
+}
+
+void Search::solve() {
+  ceres::GradientProblemSolver::Options options;
+  options.line_search_type = ceres::WOLFE;
+  const bool small = n_ <= kLargestFullHistory;
+  options.line_search_direction_type = ceres::LBFGS;
+  options.max_lbfgs_rank = small ? kFullHistory : kShortHistory;
+  if (metric_.IsModel()) options.max_lbfgs_rank = static_cast<int>(kModelLife);
+  options.use_approximate_eigenvalue_bfgs_scaling = !small && !metric_.IsModel();
+  options.function_tolerance = 0.0;
+  options.gradient_tolerance = 0.0;
+  options.parameter_tolerance = 0.0;
+  options.max_num_iterations = std::numeric_limits<int>::max();
+  options.max_solver_time_in_seconds = std::numeric_limits<double>::max();
+  options.logging_type = ceres::SILENT;
+  options.update_state_every_iteration = true;
+  options.callbacks.push_back(this);
+  ceres::GradientProblem problem(new CeresFunction(*this, n_));
+  ceres::GradientProblemSolver::Summary summary;
+  ceres::Solve(options, problem, z_.data(), &summary);
+}
+
+void Search::Run() {
+  metric_.TakeModel(model_, state_.Current().x.data());
+  int attempt = 0;
+  while (!state_.Ended() && state_.GradientNorm() > target_) {
+    const unsigned int before = state_.Func().Limits().Iterations();
+    modelDue_ = false;
+    setOrigin();
+    solve();
+    if (state_.Ended() || state_.Func().Failed() || state_.Func().Stopped() != nullptr) return;
+    if (!modelDue_ && state_.GradientNorm() > target_) {
+      // The line search broke down.
+      const bool gained = state_.Func().Limits().Iterations() > before;
+      if ((!gained && fine_) || attempt == kMaxRestarts) return;
+      ++attempt;
+      const double was = origin_.energy;
+      state_.ReturnToBest();
+      fine_ = fine_ || state_.IsWithinRounding(was - state_.Current().energy) || !gained;
+    }
+    modelAge_ = 0;
+    metric_.TakeModel(model_, state_.Current().x.data());
+  }
+}
+
+}  // namespace
+
+void RunQuasiNewton(RunState& state, Metric& metric, QZHessianModel* model, double target) {
+  Search(state, metric, model, target).Run();
+}
+
+}  // namespace QZOpt

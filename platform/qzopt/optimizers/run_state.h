@@ -1,0 +1,68 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "guarded_function.h"
+#include "qzopt/checkpoint.h"
+
+namespace QZOpt {
+
+/// A minimisation of one function, whatever the method: the latest iterate, the tests and the
+/// report after each iteration, and how it ended. Methods take turns on it: each goes on from
+/// `Current()`, and leaves without an end when it can go no further.
+class RunState {
+ public:
+  /// Nothing is owned. With `continues`, the start is known to the checkpoint already.
+  RunState(GuardedFunction& func,
+           const QZOptOptions& options,
+           QZCheckpoint1* checkpoint,
+           bool continues)
+      : func_(func), options_(options), checkpoint_(checkpoint), continues_(continues) {}
+
+  GuardedFunction& Func() { return func_; }
+  /// Evaluates the start and takes it as iteration 0, unless it cannot be evaluated.
+  void Start(const double* x);
+  /// Takes `point` as the next iterate. False: the run has ended.
+  bool Iterate(Point point);
+  /// Goes back to the best point seen where the method has left it behind.
+  void ReturnToBest();
+  /// Ends with `message` for want of a step, or with what made the function or a limit fail it.
+  void End(std::string message);
+  /// Reports the end where `End` settled it, unless nothing was reported before.
+  void ReportEnd();
+
+  bool Ended() const { return ended_; }
+  bool HasStarted() const { return !current_.x.empty(); }
+  bool Converged() const { return converged_; }
+  /// It ended because nobody wants it to go on: by a limit, the checkpoint, the energy test.
+  bool WasStopped() const { return stopped_; }
+  const Point& Current() const { return current_; }
+  double GradientNorm() const { return gradientNorm_; }
+  const std::string& Message() const { return message_; }
+  /// Whether what separates energies here may be rounding alone.
+  bool IsWithinRounding(double energyChange) const;
+
+ private:
+  void judge();
+  void reportIterate();
+  bool report(unsigned int state);
+
+  GuardedFunction& func_;
+  const QZOptOptions& options_;
+  QZCheckpoint1* checkpoint_;
+  bool continues_;
+  Point current_;
+  double previousEnergy_ = std::numeric_limits<double>::infinity();
+  double gradientNorm_ = std::numeric_limits<double>::quiet_NaN();
+  bool ended_ = false;
+  bool reported_ = false;  // the end
+  bool stopped_ = false;
+  bool converged_ = false;
+  std::string message_;
+};
+
+}  // namespace QZOpt

@@ -1,0 +1,162 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "molpot/program.h"
+#include "qzchem/qzchem.h"
+
+namespace {
+
+using TestMolpot::Scratch;
+
+void ExpectContains(const std::string& text, const std::string& part) {
+  EXPECT_NE(text.find(part), std::string::npos) << "\"" << part << "\" is not in " << text;
+}
+
+TEST(Outputs, AnInputOrAnotherOutputIsNeverOverwritten) {
+  const Scratch scratch;
+  const std::string butane = scratch.Read("data/butane.sdf");
+  scratch.File("a.sdf", butane);
+  ASSERT_EQ(scratch.Shell("ln a.sdf hard.sdf; ln -s a.sdf soft.sdf; mkdir d").status, 0);
+  const std::string before = scratch.List();
+  for (const char* script : {"molpot scan a.sdf --torsion '1 2 3 4' -o a",
+                             "molpot minimize a.sdf -o a.sdf",
+                             "molpot minimize a.sdf -o hard.sdf",
+                             "molpot minimize a.sdf -o ./d/../soft.sdf",
+                             "molpot minimize a.sdf -o b.sdf --rejects a.sdf",
+                             "molpot energy a.sdf --rejects a.sdf",
+                             "molpot minimize a.sdf -o b.sdf --trajectory ./b.sdf",
+                             "molpot minimize a.sdf -o b.sdf --rejects d/../b.sdf",
+                             "molpot minimize - -o a.sdf <a.sdf",
+                             "molpot minimize a.sdf -o - --rejects -",
+                             "molpot energy a.sdf --json --rejects /dev/stdout",
+                             "molpot minimize a.sdf -o - --trajectory -",
+                             "molpot minimize a.sdf -o b.sdf --rejects c.gz",
+                             "molpot minimize a.sdf -o d"}) {
+    SCOPED_TRACE(script);
+    const auto result = scratch.Shell(script);
+    EXPECT_EQ(result.status, 2) << result.err;
+    EXPECT_EQ(scratch.Read("a.sdf"), butane);
+    EXPECT_EQ(scratch.List(), before);
+  }
+}
+
+TEST(Outputs, OnlyRegularFilesAreReplacedAndKeepTheirMode) {
+  const Scratch scratch;
+  const auto result = scratch.Shell(R"sh(
+    echo old >real.sdf; chmod 640 real.sdf; ln -s real.sdf link.sdf; mkfifo pipe.sdf
+    molpot minimize data/butane.sdf -o link.sdf || exit 1
+    test -L link.sdf && test "$(stat -c %a real.sdf)" = 640 && grep -q butane real.sdf || exit 2
+    cat pipe.sdf >piped & molpot minimize data/butane.sdf -o pipe.sdf || exit 3
+    wait; test -p pipe.sdf && cmp piped real.sdf || exit 4
+    molpot minimize data/butane.sdf -o /dev/null --rejects /dev/null || exit 5
+    test -c /dev/null || exit 6
+    umask 027; molpot minimize data/butane.sdf -o new.sdf || exit 7
+    test "$(stat -c %a new.sdf)" = 640 || exit 8
+  )sh");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(scratch.List().find(".part"), std::string::npos) << scratch.List();
+}
+
+TEST(Outputs, LostStandardOutputIsAFailureOfEveryCommand) {
+  const Scratch scratch;
+  for (const char* command : {"energy data/butane.sdf",
+                              "energy data/butane.sdf --json",
+                              "minimize data/butane.sdf -o out.sdf",
+                              "minimize data/butane.sdf -o -",
+                              "check data/butane.sdf",
+                              "compare data/butane.sdf",
+                              "report data/butane.sdf --coordinates zmatrix",
+                              "scan data/butane.sdf --torsion '1 2 3 4' --step 180 -o s",
+                              "--help"}) {
+    for (const char* stream : {">/dev/full", ">&-"}) {
+      SCOPED_TRACE(std::string(command) + stream);
+      const auto result = scratch.Shell(std::string("molpot ") + command + " " + stream);
+      EXPECT_EQ(result.status, 2);
+      ExpectContains(result.err, "standard output");
+    }
+  }
+  // A file that is opened while standard output is closed must not take its place.
+  scratch.Shell("molpot minimize data/butane.sdf -o out.sdf >&-");
+  EXPECT_EQ(scratch.Read("out.sdf").find("kcal/mol, "), std::string::npos);
+}
+
+// A signal ends the run early: what is done keeps its temporary name, and the target stays.
+TEST(Signals, LeaveTheTargetAndNameWhatWasDone) {
+  const Scratch scratch;
+  std::string many;
+  for (int k = 0; k < 2000; ++k) many += scratch.Read("data/imatinib.sdf");
+  scratch.File("many.sdf", many);
+  const std::string run = " minimize many.sdf -o out.sdf --json >lines";
+  const std::string prepare = "rm -f out.sdf*; echo old >out.sdf; ";
+  for (const std::string signal : {"INT", "TERM", "HUP"}) {
+    SCOPED_TRACE(signal);
+    const auto result =
+        scratch.Shell(prepare + "timeout --preserve-status -s " + signal + " 0.7 $molpot" + run);
+    EXPECT_EQ(result.status, 130) << result.err;
+    ExpectContains(result.err, "interrupted");
+    ExpectContains(result.err, "out.sdf is as it was; what was done is in ");
+    EXPECT_EQ(scratch.Read("out.sdf"), "old\n");
+    ExpectContains(scratch.List(), "out.sdf.part-");
+    ExpectContains(scratch.Read("lines"), "\"reason\":\"interrupted\"");
+  }
+  const auto kept = scratch.Shell(prepare + "timeout --preserve-status -s INT 0.7 $molpot" + run +
+                                  " --keep-partial");
+  EXPECT_EQ(kept.status, 130);
+  EXPECT_EQ(scratch.List(), "lines many.sdf out.sdf ");
+  const auto molecules = scratch.Molecules("out.sdf");
+  ASSERT_GT(molecules.size(), 0u);
+  EXPECT_EQ(QZChem::QZGetSDData(molecules.back(), "molpotential.reason"), "interrupted");
+  ExpectContains(kept.err, std::to_string(molecules.size()) + " records are done");
+  const auto twice = scratch.Shell(prepare + "$molpot" + run +
+                                   " & sleep 0.5; kill -TERM $!; kill -HUP $!; wait $!");
+  EXPECT_EQ(twice.status, 130);
+  ExpectContains(twice.err, "ended at once; incomplete: ");
+  EXPECT_EQ(scratch.Read("out.sdf"), "old\n");
+}
+
+TEST(Minimize, WhatDidNotConvergeIsMarkedInEveryOutputAndInTheStatus) {
+  const Scratch scratch;
+  const std::string run = "minimize data/imatinib.sdf --json --max-iterations 3 -o ";
+  const auto result = scratch.Molpot(run + "out.sdf --rejects bad.sdf");
+  EXPECT_EQ(result.status, 1);
+  ExpectContains(result.err, "not converged: ");
+  ExpectContains(result.out, "\"reason\":\"");
+  EXPECT_EQ(scratch.Read("bad.sdf"), "");
+  const auto mol = scratch.Molecules("out.sdf").at(0);
+  EXPECT_EQ(QZChem::QZGetSDData(mol, "molpotential.converged"), "no");
+  EXPECT_EQ(QZChem::QZGetSDData(mol, "molpotential.iterations"), "3");
+  EXPECT_NE(QZChem::QZGetSDData(mol, "molpotential.reason"), "");
+  ExpectContains(result.out, "\"energy\":" + QZChem::QZGetSDData(mol, "molpotential.energy"));
+  EXPECT_EQ(scratch.Molpot(run + "out.sdf --accept-unconverged").status, 0);
+  EXPECT_EQ(scratch.Molpot(run + "out.xyz").status, 1);
+  ExpectContains(scratch.Read("out.xyz"), "(not converged)");
+  const auto late = scratch.Molpot("minimize data/decapeptide.sdf -o out.sdf --time-limit 0.05");
+  EXPECT_EQ(late.status, 1);
+  ExpectContains(late.err, "time limit of 0.05 s");
+}
+
+TEST(Failures, JsonSaysWhatStandardErrorSaysAndWhichForceFieldWouldDo) {
+  const Scratch scratch;
+  QZChem::QZGraphMol mol;  // boron trifluoride: there is no such MMFF94 type
+  auto* boron = mol.AddAtom(5);
+  for (int k = 0; k < 3; ++k) {
+    const double angle = 2.0943951 * k;
+    auto* fluorine = mol.AddAtom(9, 1.3 * std::cos(angle), 1.3 * std::sin(angle), 0.0);
+    mol.AddBond(boron, fluorine);
+  }
+  scratch.File("boron.xyz", mol);
+  scratch.File("boron.sdf", mol);
+  const auto result = scratch.Molpot("energy boron.sdf --json");
+  EXPECT_EQ(result.status, 1);
+  for (const std::string& text : {result.out, result.err}) {
+    ExpectContains(text, "no type for atom B 1");
+    ExpectContains(text, "--forcefield uff");
+  }
+  EXPECT_EQ(scratch.Molpot("energy boron.sdf --forcefield UFF").status, 0);
+}
+
+}  // namespace

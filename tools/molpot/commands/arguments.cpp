@@ -1,0 +1,121 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <cmath>
+
+#include "commands/commands.h"
+#include "input/words.h"
+
+namespace Molpot {
+
+namespace {
+
+CLI::Validator Number(const char* what, bool (*isGood)(double)) {
+  return {[what, isGood](std::string& text) {
+            double value = 0.0;
+            const bool isNumber = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
+            return isNumber && isGood(value) ? std::string() : "\"" + text + "\" is no " + what;
+          },
+          ""};
+}
+
+}  // namespace
+
+const CLI::Validator kPositive = Number("positive number", [](double v) { return v > 0.0; });
+const CLI::Validator kFinite = Number("finite number", [](double) { return true; });
+
+void RefuseEmptyArguments(CLI::App& app) {
+  const CLI::Validator notEmpty(
+      [](std::string& text) {
+        const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string::npos;
+        return isBlank ? std::string("the argument is empty") : std::string();
+      },
+      "");
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+    for (CLI::Option* option : command->get_options()) {
+      if (option->get_items_expected_max() > 0) option->check(notEmpty);
+    }
+  }
+}
+
+void Source::AddTo(CLI::App& command, Task& task) {
+  command
+      .add_option("INPUT",
+                  input,
+                  "Molecules: .sdf .mol .mol2 .pdb .xyz, also with .gz; - is standard input")
+      ->required();
+  command.add_option("--input-format",
+                     format,
+                     "Format of the input whatever its name: sdf, mol2, pdb or xyz. Default: by "
+                     "the extension, sdf for standard input");
+  command
+      .add_option(
+          "--forcefield", task.forceField, "Force field: mmff94, mmff94s or uff, in either case")
+      ->check(CLI::IsMember({"mmff94", "mmff94s", "uff"}, CLI::ignore_case))
+      ->capture_default_str();
+  command.add_flag("--add-hydrogens",
+                   task.addHydrogens,
+                   "Add missing hydrogens with coordinates, and make new coordinates for "
+                   "two-dimensional records. Default: such records fail");
+}
+
+void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
+  // One argument holds all that belongs to one restraint, so an option takes exactly one.
+  const auto add = [&](const char* name, std::vector<std::string>& into, const char* help) {
+    command.add_option(name, into, help)
+        ->expected(1)
+        ->allow_extra_args(false)  // else "[C]" would be taken for a list
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->group("Restraints");
+  };
+  add("--restrain",
+      positional,
+      "\"SMARTS [width [strength]]\": hold matched atoms near their start; width in Å (default "
+      "0), strength in kcal/mol/Å² (default 50). May be repeated");
+  add("--restrain-torsion",
+      torsion,
+      "\"i j k l degrees k\": k (φ - φ0)², the angle with its sign, k in kcal/mol/rad². Atom "
+      "numbers count from 1; a "
+      "SMARTS with map numbers 1 to 4 may stand in their place. May be repeated");
+  add("--restrain-distance",
+      distance,
+      "\"i j distance k\": k (r - r0)², Å and kcal/mol/Å². May be repeated");
+  add("--distance-band",
+      band,
+      "\"i j low high k\": k times the squared excess outside low to high, Å and kcal/mol/Å². May "
+      "be repeated");
+  command
+      .add_option(
+          "--freeze",
+          freeze,
+          "SMARTS of atoms that do not move; with redundant coordinates, of atoms whose "
+          "bonds, angles and dihedrals to one another are no variables. Default: all atoms move")
+      ->group("Restraints");
+  if (!constraints) return;
+  add("--constrain-distance",
+      constrainDistance,
+      "\"i j [value]\": keep a distance at a value in Å (default: as it is). May be repeated");
+  add("--constrain-angle",
+      constrainAngle,
+      "\"i j k [degrees]\": keep an angle (default: as it is). May be repeated");
+  add("--constrain-torsion",
+      constrainTorsion,
+      "\"i j k l [degrees]\": keep a torsion, with its sign (default: as it is). May be repeated");
+}
+
+void RestraintArguments::Parse(Task& task) const {
+  for (const auto& text : positional) task.restraints.AddPositional(text);
+  for (const auto& text : torsion) task.restraints.AddTorsion(text);
+  for (const auto& text : distance) task.restraints.AddDistance(text);
+  for (const auto& text : band) task.restraints.AddDistanceBand(text);
+  for (const auto& text : constrainDistance) task.restraints.AddDistanceConstraint(text);
+  for (const auto& text : constrainAngle) task.restraints.AddAngleConstraint(text);
+  for (const auto& text : constrainTorsion) task.restraints.AddTorsionConstraint(text);
+  if (!freeze.empty()) {
+    std::vector<std::string> words = Words(freeze);
+    task.freeze.emplace("--freeze", words.front());
+    words.erase(words.begin());
+    ExpectEnd("--freeze", words);
+  }
+}
+
+}  // namespace Molpot

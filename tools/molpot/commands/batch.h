@@ -1,0 +1,29 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <string>
+
+#include "commands/commands.h"
+#include "output/report.h"
+
+namespace Molpot {
+
+/// What `minimize` and `energy` share: records stream through, each with one outcome.
+struct RunArguments {
+  Source source;
+  Task task;
+  RestraintArguments restraints;
+  ReportOptions report;
+  std::string coordinates;
+  unsigned int threads = 1;
+  bool keepPartial = false;
+};
+
+/// Adds -j, --rejects and --json.
+void AddRunOptions(CLI::App& command, RunArguments& args);
+
+/// Runs all records. Returns the exit status; throws UsageError.
+int RunRecords(RunArguments& args);
+
+}  // namespace Molpot

@@ -1,0 +1,115 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <cstdio>
+#include <memory>
+
+#include "commands/commands.h"
+#include "input/errors.h"
+#include "input/records.h"
+#include "output/console.h"
+#include "output/tables.h"
+#include "run/energy.h"
+
+namespace Molpot {
+namespace {
+
+using QZMolPotential::QZCheckFunc;
+using QZMolPotential::QZDerivativeError;
+
+struct CheckArguments {
+  Source source;
+  Task task;
+  RestraintArguments restraints;
+  double step = 1e-5;
+  double tolerance = 1e-4;
+};
+
+// "atom 3 y" of a Cartesian variable.
+std::string VariableName(unsigned int variable) {
+  return "atom " + std::to_string(variable / 3 + 1) + " " + "xyz"[variable % 3];
+}
+
+void Print(const char* what, const QZDerivativeError& worst, bool isHessian) {
+  const std::string where =
+      isHessian ? VariableName(worst.variable) + ", " + VariableName(worst.otherVariable)
+                : VariableName(worst.variable);
+  std::printf("    %s: worst at %s, %.9g where differences give %.9g, relative error %.1e\n",
+              what,
+              where.c_str(),
+              worst.analytic,
+              worst.numeric,
+              worst.error);
+}
+
+// Checks one function, prints what was found, and tells whether it passes.
+bool CheckOne(const CheckArguments& args,
+              const char* name,
+              QZMolPotential::QZMolFunc1& function,
+              const std::vector<double>& x) {
+  QZCheckFunc checker;
+  checker.SetStep(args.step);
+  checker.SetLength(static_cast<unsigned int>(x.size()));
+  const auto result = checker.Check(function, x.data());
+  const bool passes = result.Passes(args.tolerance);
+  std::printf(
+      "  %s: %.6f kcal/mol%s\n", name, result.energy, passes ? "" : ", ABOVE THE TOLERANCE");
+  Print("gradient", result.gradient, /*isHessian=*/false);
+  if (result.hasHessian) {
+    Print("Hessian", result.hessian, /*isHessian=*/true);
+  } else {
+    std::printf("    Hessian: %s\n", result.hessianFailed ? "failed" : "none");
+  }
+  return passes;
+}
+
+bool CheckRecord(const CheckArguments& args, Outcome& record) {
+  Prepare(args.task, record.mol);
+  Energy energy(args.task, record.mol);
+  energy.SetUp(record.mol);
+  std::vector<double> x(std::size_t{3} * record.mol.AtomIndexBound());
+  record.mol.GetCoords(x.data());
+  CheckStandardOutput();
+  std::printf("%s\n", RecordName(record).c_str());
+  bool passes = CheckOne(args, "assembled function", energy.Function(), x);
+  for (const auto& held : energy.Held()) {
+    const std::string name = held.option + ", " + held.what;
+    passes = CheckOne(args, name.c_str(), *held.function, x) && passes;
+  }
+  return passes;
+}
+
+int Check(CheckArguments& args) {
+  args.restraints.Parse(args.task);
+  unsigned int failed = 0;
+  for (Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
+    try {
+      if (!CheckRecord(args, record)) ++failed;
+    } catch (const RecordError& error) {
+      ++failed;
+      PrintMessage(args.source.input + ": " + RecordName(record) + ": " + error.what());
+    }
+  }
+  return failed > 0 ? kSomeFailed : kAllGood;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Action& action) {
+  auto args = std::make_shared<CheckArguments>();
+  CLI::App& command = *app.add_subcommand(
+      "check", "Compare analytic derivatives with finite differences at each molecule's geometry");
+  args->source.AddTo(command, args->task);
+  args->restraints.AddTo(command, /*constraints=*/false);
+  command.add_option("--step", args->step, "Step of the differences, relative to max(1, |x|)")
+      ->check(kPositive)
+      ->capture_default_str();
+  command
+      .add_option("--tolerance",
+                  args->tolerance,
+                  "Largest relative error that passes; above it the exit status is 1")
+      ->check(kPositive)
+      ->capture_default_str();
+  command.callback([args, &action] { action = [args] { return Check(*args); }; });
+}
+
+}  // namespace Molpot

@@ -1,0 +1,100 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <cstdio>
+#include <memory>
+
+#include "commands/commands.h"
+#include "input/records.h"
+#include "output/console.h"
+#include "output/tables.h"
+#include "run/record.h"
+
+namespace Molpot {
+namespace {
+
+struct CompareArguments {
+  Source source;
+  Task task;
+  RestraintArguments restraints;
+};
+
+// Why a coordinate system says nothing about this job; "" when it does.
+std::string NotComparable(const Task& task, Coordinates kind) {
+  if (task.freeze.has_value() && !CanFreeze(kind)) return "cannot hold the frozen atoms";
+  if (kind == Coordinates::Quaternion && task.restraints.Empty()) {
+    return "moving the whole molecule does not change its energy; give it a restraint";
+  }
+  return {};
+}
+
+unsigned int CompareRecord(const Task& task, const Outcome& record) {
+  CheckStandardOutput();
+  std::printf("%s, %u atoms\n", RecordName(record).c_str(), record.mol.NumAtoms());
+  std::printf("  %-11s %9s %10s %11s %9s %14s %10s\n",
+              "coordinates",
+              "variables",
+              "iterations",
+              "evaluations",
+              "time/s",
+              "energy",
+              "gradient");
+  unsigned int done = 0;
+  for (const auto& [name, kind] : CoordinateNames()) {
+    std::string reason = NotComparable(task, kind);
+    Outcome outcome;
+    if (reason.empty()) {
+      Task one = task;
+      one.coordinates = kind;
+      outcome.mol = record.mol;
+      Run(one, outcome);
+      reason = outcome.error;
+    }
+    if (!reason.empty()) {
+      std::printf("  %-11s -: %s\n", name.c_str(), reason.c_str());
+      continue;
+    }
+    ++done;
+    std::printf("  %-11s %9u %10u %11u %9.3f %14.5f %10.1e%s\n",
+                name.c_str(),
+                outcome.numVariables,
+                outcome.optimizer.iterations,
+                outcome.optimizer.evaluations,
+                outcome.seconds,
+                outcome.energy,
+                outcome.optimizer.gradientNorm,
+                outcome.optimizer.converged ? "" : "  not converged");
+  }
+  return done;
+}
+
+int Compare(CompareArguments& args) {
+  args.task.minimise = true;
+  args.restraints.Parse(args.task);
+  unsigned int failed = 0;
+  for (const Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
+    if (CompareRecord(args.task, record) == 0) ++failed;
+  }
+  return failed > 0 ? kSomeFailed : kAllGood;
+}
+
+}  // namespace
+
+void AddCompare(CLI::App& app, Action& action) {
+  auto args = std::make_shared<CompareArguments>();
+  CLI::App& command = *app.add_subcommand(
+      "compare", "Minimise each molecule in every coordinate system that applies");
+  args->source.AddTo(command, args->task);
+  args->restraints.AddTo(command, /*constraints=*/false);
+  command
+      .add_option("--max-iterations", args->task.optimizer.maxIterations, "Iterations a molecule")
+      ->capture_default_str();
+  command
+      .add_option("--gradient-tolerance",
+                  args->task.optimizer.gradientTolerance,
+                  "RMS gradient of convergence, kcal/mol a unit of the variables (Å, radians)")
+      ->check(kPositive)
+      ->capture_default_str();
+  command.callback([args, &action] { action = [args] { return Compare(*args); }; });
+}
+
+}  // namespace Molpot

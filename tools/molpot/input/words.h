@@ -1,0 +1,17 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Molpot {
+
+/// Blank-separated words of one argument.
+std::vector<std::string> Words(const std::string& text);
+/// Takes the next word as a finite number; `what` stands in the UsageError.
+double TakeNumber(const std::string& option, const char* what, std::vector<std::string>& words);
+/// Throws UsageError when words are left over.
+void ExpectEnd(const std::string& option, const std::vector<std::string>& words);
+
+}  // namespace Molpot

@@ -1,0 +1,50 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "output/json.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Molpot {
+
+std::string JsonLine(const Outcome& outcome, bool minimised) {
+  nlohmann::ordered_json json;
+  json["record"] = outcome.record;
+  json["title"] = outcome.title;
+  if (!outcome.error.empty()) {
+    json["error"] = outcome.error;
+  } else {
+    if (minimised) json["initial_energy"] = outcome.initialEnergy;
+    json["energy"] = outcome.energy;
+    json["components"] = nlohmann::ordered_json::array();
+    for (const Component& component : outcome.components) {
+      json["components"].push_back({{"name", component.name}, {"energy", component.energy}});
+    }
+    for (const Interaction& term : outcome.interactions) {
+      json["interactions"].push_back(
+          {{"name", term.name}, {"atoms", term.atoms}, {"energy", term.energy}});
+    }
+    if (minimised) {
+      json["gradient_norm"] = outcome.optimizer.gradientNorm;
+      json["iterations"] = outcome.optimizer.iterations;
+      json["evaluations"] = outcome.optimizer.evaluations;
+      json["coordinates"] = outcome.coordinates;
+      for (const auto& [name, method] : MethodNames()) {
+        if (method == outcome.optimizer.method) json["method"] = name;
+      }
+      json["converged"] = outcome.optimizer.converged;
+      json["reason"] = outcome.reason;
+    }
+    for (const HeldReport& held : outcome.held) {
+      json["restraints"].push_back({{"option", held.option},
+                                    {"what", held.what},
+                                    {"reached", held.reached},
+                                    {"unit", held.unit},
+                                    {"energy", held.energy}});
+    }
+  }
+  if (!outcome.warnings.empty()) json["warnings"] = outcome.warnings;
+  // Titles come from files and need not be UTF-8.
+  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace Molpot

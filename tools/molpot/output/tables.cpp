@@ -1,0 +1,68 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "output/tables.h"
+
+#include "output/format.h"
+
+namespace Molpot {
+
+std::string RecordName(const Outcome& outcome) {
+  std::string name = "record " + std::to_string(outcome.record);
+  if (!outcome.title.empty()) name += " (" + outcome.title + ")";
+  return name;
+}
+
+std::string MinimisedLine(const Outcome& outcome) {
+  return RecordName(outcome) +
+         Format(": %.4f -> %.4f kcal/mol, %u iterations, %u evaluations, RMS gradient %.1e, %.2f s",
+                outcome.initialEnergy,
+                outcome.energy,
+                outcome.optimizer.iterations,
+                outcome.optimizer.evaluations,
+                outcome.optimizer.gradientNorm,
+                outcome.seconds) +
+         (outcome.IsUnconverged() ? "; not converged: " + outcome.reason : "") + "\n";
+}
+
+std::string ComponentTable(const Outcome& outcome, bool minimised) {
+  std::string text = minimised ? Format("  %-24s %14s %14s\n", "kcal/mol", "before", "after")
+                               : Format("  %-24s %14s\n", "kcal/mol", "energy");
+  const auto row = [&](const std::string& name, double before, double after) {
+    text += minimised ? Format("  %-24s %14.4f %14.4f\n", name.c_str(), before, after)
+                      : Format("  %-24s %14.4f\n", name.c_str(), after);
+  };
+  for (std::size_t k = 0; k < outcome.components.size(); ++k) {
+    row(outcome.components[k].name,
+        outcome.initialComponents[k].energy,
+        outcome.components[k].energy);
+  }
+  row("Total", outcome.initialEnergy, outcome.energy);
+  return text;
+}
+
+std::string InteractionTable(const Outcome& outcome) {
+  std::string text;
+  if (!outcome.interactions.empty()) {
+    text = Format("  %-15s %-27s %10s\n", "highest", "atoms", "kcal/mol");
+  }
+  for (const Interaction& term : outcome.interactions) {
+    std::string atoms;
+    for (const unsigned int number : term.atoms) {
+      const unsigned int element = outcome.mol.GetAtom(number - 1)->GetAtomicNumber();
+      atoms += QZChem::QZGetAtomicSymbol(element) + std::to_string(number) + " ";
+    }
+    text += Format("  %-15s %-27s %10.4f\n", term.name.c_str(), atoms.c_str(), term.energy);
+  }
+  return text;
+}
+
+std::string HeldLines(const Outcome& outcome) {
+  std::string text;
+  for (const HeldReport& held : outcome.held) {
+    text += "  " + held.option + ", " + held.what +
+            Format(": %.4f %s, %.4f kcal/mol\n", held.reached, held.unit.c_str(), held.energy);
+  }
+  return text;
+}
+
+}  // namespace Molpot

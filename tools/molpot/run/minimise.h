@@ -1,0 +1,19 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <vector>
+
+#include "run/energy.h"
+#include "run/task.h"
+
+namespace Molpot {
+
+/// The atoms that --freeze names, 0-based. Throws RecordError when it matches nothing.
+std::vector<unsigned int> FrozenAtoms(const Task& task, const QZChem::QZMolBase& mol);
+
+/// Minimises the record's energy in the task's variables; `outcome` receives geometry, components
+/// and what became of restraints. Throws RecordError.
+void Minimise(const Task& task, Energy& energy, Outcome& outcome);
+
+}  // namespace Molpot

@@ -1,0 +1,90 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "input/restraints.h"
+#include "input/selection.h"
+#include "qzopt/optimizers.h"
+#include "run/coordinates.h"
+
+namespace Molpot {
+
+/// What is computed for every record of a run; immutable while it runs.
+struct Task {
+  std::string forceField = "mmff94";
+  bool addHydrogens = false;
+  bool minimise = false;
+  bool keepTrajectory = false;
+  bool dryRun = false;
+  unsigned int numInteractions = 0;  // listed of every term
+  double timeLimit = 0.0;            // seconds a record; 0: none
+  QZOpt::QZOptOptions optimizer;
+  std::optional<Coordinates> coordinates;
+  std::optional<Pattern> freeze;
+  Restraints restraints;
+};
+
+/// The names of --method.
+const std::map<std::string, QZOpt::QZOptMethod>& MethodNames();
+
+struct Component {
+  std::string name;
+  double energy;
+};
+
+/// A bond, angle, pair, ... of a force-field term.
+struct Interaction {
+  std::string name;
+  std::vector<unsigned int> atoms;  // numbers from 1
+  double energy;
+};
+
+/// What became of a restraint or constraint.
+struct HeldReport {
+  std::string option;
+  std::string what;
+  std::string unit;
+  double reached = 0.0;
+  double energy = 0.0;  // 0 for constraints
+};
+
+/// What became of one record.
+struct Outcome {
+  unsigned int record = 0;
+  std::string title;
+  std::string raw;    // as read
+  std::string error;  // empty: good
+  std::vector<std::string> warnings;
+
+  unsigned int numAtoms = 0;
+  std::string coordinates;  // that it was minimised in
+  unsigned int numVariables = 0;
+  double initialEnergy = 0.0;
+  double energy = 0.0;
+  std::vector<Component> initialComponents;
+  std::vector<Component> components;
+  std::vector<Interaction> interactions;  // term by term, highest energy first
+  QZOpt::QZOptResult optimizer;
+  std::string reason;  // why the minimisation ended
+  std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
+  double seconds = 0.0;  // of its work
+  std::vector<HeldReport> held;
+  std::vector<std::string> matched;  // of a dry run
+  QZChem::QZGraphMol mol;
+  std::string trajectory;
+
+  /// True when it was minimised and the minimiser's criterion, or a constraint, was not met.
+  bool IsUnconverged() const { return !reason.empty() && !optimizer.converged; }
+  /// Seconds since its work began.
+  double Age() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+  }
+};
+
+}  // namespace Molpot

@@ -1,0 +1,82 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "run/watch.h"
+
+#include <limits>
+
+#include "output/console.h"
+#include "output/format.h"
+#include "output/tables.h"
+#include "run/interrupt.h"
+
+namespace Molpot {
+
+namespace {
+
+constexpr double kStatusInterval = 1.0;  // seconds
+
+}  // namespace
+
+Watch::Watch(const Task& task, const Outcome& outcome, Variables& variables)
+    : task_(task), outcome_(outcome), variables_(variables) {
+  if (!task.keepTrajectory) return;
+  frame_ = outcome.mol;
+  stream_ = std::make_unique<QZChem::qzmolostream>(text_, QZChem::QZMolFormat::SDF);
+}
+
+bool Watch::operator()(unsigned int iteration,
+                       unsigned int numVar,
+                       double energy,
+                       const double* x,
+                       unsigned int state) {
+  return (*this)(
+      iteration, numVar, energy, std::numeric_limits<double>::quiet_NaN(), x, nullptr, state);
+}
+
+bool Watch::operator()(unsigned int iteration,
+                       unsigned int /*numVar*/,
+                       double energy,
+                       double gradientNorm,
+                       const double* x,
+                       const double* /*grad*/,
+                       unsigned int /*state*/) {
+  if (stream_ != nullptr && (iteration > 0 || offset_ == 0)) {
+    writeFrame(iteration + offset_, energy, gradientNorm, x);
+  }
+  showProgress(iteration + offset_, energy, gradientNorm);
+  if (IsInterrupted()) {
+    reason_ = "interrupted";
+  } else if (task_.timeLimit > 0.0 && outcome_.Age() > task_.timeLimit) {
+    reason_ = Format("the time limit of %g s was reached", task_.timeLimit);
+  }
+  return reason_.empty();
+}
+
+std::string Watch::Trajectory() {
+  if (stream_ != nullptr) stream_->Close();
+  return text_.str();
+}
+
+void Watch::writeFrame(unsigned int iteration,
+                       double energy,
+                       double gradientNorm,
+                       const double* x) {
+  frame_.SetCoords(variables_.Cartesian(x).data());
+  frame_.SetEnergy(energy);
+  QZChem::QZSetSDData(frame_, "Iteration", std::to_string(iteration));
+  QZChem::QZSetSDData(frame_, "Energy", FullDigits(energy));
+  QZChem::QZSetSDData(frame_, "Gnorm", FullDigits(gradientNorm));
+  stream_->Write(frame_);
+}
+
+void Watch::showProgress(unsigned int iteration, double energy, double gradientNorm) const {
+  if (outcome_.Age() < kStatusInterval || !IsStatusDue(kStatusInterval)) return;
+  ShowStatus(RecordName(outcome_) +
+             Format(": iteration %u, %.4f kcal/mol, RMS gradient %.1e, %.0f s",
+                    iteration,
+                    energy,
+                    gradientNorm,
+                    outcome_.Age()));
+}
+
+}  // namespace Molpot
