@@ -75,6 +75,7 @@ class InternalModelled : public virtual QZOpt::QZFunc1, public QZOpt::QZHessianM
     return f_.GetFComponents(x);
   }
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override {
+    if (hide) return false;
     ++models;
     for (const auto& atoms : internals_) {
       if (isIllDefined(x, atoms)) continue;
@@ -92,6 +93,7 @@ class InternalModelled : public virtual QZOpt::QZFunc1, public QZOpt::QZHessianM
   }
   unsigned int evaluations = 0;
   unsigned int models = 0;
+  bool hide = false;  // the model
 
  private:
   // kcal/mol/Å², kcal/mol/rad², kcal/mol/rad²
@@ -119,19 +121,24 @@ class InternalModelled : public virtual QZOpt::QZFunc1, public QZOpt::QZHessianM
   std::vector<std::vector<unsigned int>> internals_;
 };
 
-/// With a Hessian, by differences.
+/// With a Hessian: the function's own, or by differences.
 class InternalModelled2 : public InternalModelled, public QZOpt::QZFunc2 {
  public:
-  using InternalModelled::InternalModelled;
+  InternalModelled2(QZOpt::QZFunc1& f, const QZChem::QZMolBase& mol)
+      : InternalModelled(f, mol), own_(dynamic_cast<QZOpt::QZFunc2*>(&f)) {}
   using InternalModelled::operator();
   bool operator()(const double* x, double* hessian, double* grad) override {
     ++hessians;
+    if (own_ != nullptr) return (*own_)(x, hessian, grad);
     QZOpt::NumericHessian(*this, x, hessian, 1e-4);
     evaluations -= 2 * NumVar();
     if (grad != nullptr) (*this)(x, grad);
     return true;
   }
   unsigned int hessians = 0;
+
+ private:
+  QZOpt::QZFunc2* own_;
 };
 
 }  // namespace TestSupport

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "constrained_run.h"
+#include "qzopt/hints.h"
 
 namespace QZOpt {
 namespace {
@@ -18,15 +19,28 @@ constexpr double kPenaltyGrowth = 10.0;
 constexpr double kLargestPenaltyGrowth = 1e6;
 // A residual that shrinks less than this calls for a larger penalty.
 constexpr double kSufficientShrinkage = 0.25;
+// The inner minimiser's gradient tolerance, beside the gradient at the start and then beside the
+// last one.
+constexpr double kInnerTolerance = 0.1;
+// Pulls are the same within this.
+constexpr double kSamePull = 1e-6;
+// Constraints of more variables than this stay out of the model: their part of it is dense.
+constexpr std::size_t kMostModelled = 60;
 
-// L(x) = E + sum of (lambda_i c_i + 1/2 mu_i c_i^2) (Hestenes, J. Optim. Theory Appl. 4, 303
-// (1969); Nocedal and Wright, Numerical Optimization, 2nd ed., section 17.3).
-class AugmentedFunction final : public QZFunc1 {
+// L(x) = E + sum of 1/2 mu_i d_i²,   d_i = what c_i + p_i / mu_i is beyond its bounds
+// (Hestenes, J. Optim. Theory Appl. 4, 303 (1969); for bounds Rockafellar, J. Optim. Theory Appl.
+// 12, 555 (1973); Nocedal and Wright, Numerical Optimization, 2nd ed., section 17.3). The new p_i
+// is mu_i d_i, which is minus the multiplier at the solution.
+class AugmentedFunction final : public QZFunc1, public QZHessianModel, public QZRestartable {
  public:
-  AugmentedFunction(ConstrainedProblem& problem, std::vector<double> penalties)
+  explicit AugmentedFunction(ConstrainedProblem& problem)
       : problem_(problem),
-        multipliers_(problem.NumConstraints(), 0.0),
-        penalties_(std::move(penalties)) {}
+        model_(dynamic_cast<QZHessianModel*>(&problem.Func())),
+        restartable_(dynamic_cast<QZRestartable*>(&problem.Func())),
+        pulls_(problem.NumConstraints(), 0.0) {}
+
+  /// Sets the penalties at the problem's latest point.
+  void ChoosePenalties();
 
   unsigned int NumVar() const override { return static_cast<unsigned int>(problem_.NumVar()); }
   double operator()(const double* x) override {
@@ -38,13 +52,38 @@ class AugmentedFunction final : public QZFunc1 {
     return QZSystem::QZMakeEmptyIter<QZFComponent>();
   }
 
-  double& Multiplier(std::size_t i) { return multipliers_[i]; }
-  double& Penalty(std::size_t i) { return penalties_[i]; }
+  /// That of the energy, with the penalties that act.
+  bool AppendModelHessian(const double* x, std::vector<QZMatrixEntry>& entries) override;
+
+  bool Restart(double* x) override {
+    if (restartable_ == nullptr || !restartable_->Restart(x)) return false;
+    problem_.Forget();
+    return true;
+  }
+  // Constraints are known in the function's own variables alone.
+  QZFunc1* FallBack(const double*, std::vector<double>&) override { return nullptr; }
+  const char* FallBackName() const override { return ""; }
+  void ReturnFrom(const double*, double*) override {}
+
+  // At the problem's latest point:
+  /// Whether the pull that is taken differs from the last.
+  bool TakePull(std::size_t i) {
+    const double before = std::exchange(pulls_[i], pull(i));
+    return std::abs(pulls_[i] - before) > kSamePull * std::abs(before);
+  }
+  void RaisePenalty(std::size_t i) { penalties_[i] *= kPenaltyGrowth; }
 
  private:
+  double pull(std::size_t i) const {
+    const double mu = penalties_[i];
+    return mu * problem_.Constraint(i).Excess(problem_.Value(i) + pulls_[i] / mu);
+  }
+
   ConstrainedProblem& problem_;
-  std::vector<double> multipliers_;
-  std::vector<double> penalties_;
+  QZHessianModel* model_;
+  QZRestartable* restartable_;
+  std::vector<double> pulls_;      // p_i
+  std::vector<double> penalties_;  // mu_i
 };
 
 double AugmentedFunction::operator()(const double* x, double* grad) {
@@ -54,14 +93,63 @@ double AugmentedFunction::operator()(const double* x, double* grad) {
   }
   double value = problem_.Energy();
   for (std::size_t j = 0; j < problem_.NumVar(); ++j) grad[j] += problem_.Gradient()[j];
-  for (std::size_t i = 0; i < multipliers_.size(); ++i) {
-    const double c = problem_.Residuals()[i];
-    const double slope = multipliers_[i] + penalties_[i] * c;
-    value += c * (multipliers_[i] + 0.5 * penalties_[i] * c);
+  for (std::size_t i = 0; i < pulls_.size(); ++i) {
+    const double slope = pull(i);
+    if (slope == 0.0) continue;
+    value += 0.5 * slope * slope / penalties_[i];
     const std::vector<double>& row = problem_.Row(i);
     for (std::size_t j = 0; j < row.size(); ++j) grad[j] += slope * row[j];
   }
   return value;
+}
+
+std::vector<unsigned int> NonZeros(const std::vector<double>& row) {
+  std::vector<unsigned int> places;
+  for (unsigned int j = 0; j < row.size(); ++j) {
+    if (row[j] != 0.0) places.push_back(j);
+  }
+  return places;
+}
+
+bool AugmentedFunction::AppendModelHessian(const double* x, std::vector<QZMatrixEntry>& entries) {
+  if (model_ == nullptr || !model_->AppendModelHessian(x, entries)) return false;
+  if (!problem_.Evaluate(x)) return true;
+  for (std::size_t i = 0; i < pulls_.size(); ++i) {
+    if (pull(i) == 0.0) continue;
+    const std::vector<double>& row = problem_.Row(i);
+    const std::vector<unsigned int> places = NonZeros(row);
+    if (places.size() > kMostModelled) continue;
+    for (const unsigned int r : places) {
+      for (const unsigned int c : places) {
+        if (c <= r) entries.push_back({r, c, penalties_[i] * row[r] * row[c]});
+      }
+    }
+  }
+  return true;
+}
+
+void AugmentedFunction::ChoosePenalties() {
+  const std::size_t m = problem_.NumConstraints();
+  std::vector<double> curvatures(m, 0.0);
+  std::vector<QZMatrixEntry> entries;
+  const std::vector<double> x = problem_.X();
+  const bool modelled = model_ != nullptr && model_->AppendModelHessian(x.data(), entries);
+  for (std::size_t i = 0; i < m; ++i) {
+    const std::vector<double>& row = problem_.Row(i);
+    double length2 = 0.0;
+    for (const double entry : row) length2 += entry * entry;
+    double curvature = 0.0;  // aᵀHa / aᵀa
+    if (modelled && length2 > 0.0) {
+      for (const QZMatrixEntry& e : entries) {
+        curvature += (e.row == e.column ? 1.0 : 2.0) * e.value * row[e.row] * row[e.column];
+      }
+      curvature /= length2;
+    } else if (length2 > 0.0) {
+      curvature = std::abs(problem_.CurvatureAlong(i));
+    }
+    const double penalty = length2 > 0.0 ? kPenaltyRatio * curvature / length2 : 0.0;
+    penalties_.push_back(std::isfinite(penalty) && penalty > 0.0 ? penalty : kPenaltyRatio);
+  }
 }
 
 // The inner minimiser's iterations are the run's.
@@ -71,74 +159,62 @@ class InnerCheckpoint final : public QZCheckpoint1 {
   bool operator()(unsigned int, unsigned int, double, const double*, unsigned int) override {
     return true;
   }
-  bool operator()(unsigned int iteration,
+  bool operator()(unsigned int,
                   unsigned int,
                   double,
                   double,
                   const double* x,
                   const double*,
                   unsigned int) override {
-    // Later inner runs start from a point that was an iterate already.
-    const bool known = iteration == 0 && started_;
-    started_ = true;
-    return known || run_.Iterate(x);
+    return run_.Take(x);
   }
 
  private:
   ConstrainedRun& run_;
-  bool started_ = false;
 };
-
-std::vector<double> StartingPenalties(ConstrainedProblem& problem) {
-  std::vector<double> penalties;
-  for (std::size_t i = 0; i < problem.NumConstraints(); ++i) {
-    double length2 = 0.0;
-    for (double entry : problem.Row(i)) length2 += entry * entry;
-    const double curvature = std::abs(problem.CurvatureAlong(i));
-    const double penalty = length2 > 0.0 ? kPenaltyRatio * curvature / length2 : 0.0;
-    penalties.push_back(std::isfinite(penalty) && penalty > 0.0 ? penalty : kPenaltyRatio);
-  }
-  return penalties;
-}
 
 }  // namespace
 
-void ConstrainedRun::SolveAugmented() {
+void ConstrainedRun::SolveAugmented(const std::vector<double>& scales) {
   std::vector<double> x = start();
   if (!problem_.Evaluate(x.data())) {
     message_ = problem_.Failed() ? problem_.Failure() : "the energy is infinite at the start";
     return;
   }
-  AugmentedFunction lagrangian(problem_, StartingPenalties(problem_));
+  AugmentedFunction lagrangian(problem_);
+  lagrangian.ChoosePenalties();
   std::vector<double> growth(problem_.NumConstraints(), 1.0);
   std::vector<double> previous = problem_.Residuals();
   InnerCheckpoint inner(*this);
   QZOptOptions options;
-  options.maxIterations = std::numeric_limits<unsigned int>::max() / 16;
+  // The run's own limits are counted by the problem.
+  options.maxIterations = options.maxEvaluations = std::numeric_limits<unsigned int>::max();
   options.gradientTolerance =
-      std::max(options_.gradientTolerance, 0.1 * RootMeanSquare(problem_.Gradient()));
+      std::max(options_.gradientTolerance, kInnerTolerance * RootMeanSquare(problem_.Gradient()));
   for (int outer = 0; outer < kMaxOuterIterations; ++outer) {
-    QZMinimizer(options).Minimize(lagrangian, x.data(), &inner);
+    QZMinimizer minimizer(options);
+    minimizer.SetScales(scales);
+    minimizer.Minimize(lagrangian, x.data(), &inner);
     if (Ended() || !problem_.Evaluate(x.data())) return;
-    bool stuck = true;  // nothing shrinks and no penalty can grow
+    const std::vector<double> residuals = problem_.Residuals();
+    bool stuck = true;  // nothing shrinks or changes, and no penalty can grow
     for (std::size_t i = 0; i < previous.size(); ++i) {
-      const double c = problem_.Residuals()[i];
-      lagrangian.Multiplier(i) += lagrangian.Penalty(i) * c;
-      const bool shrinks = std::abs(c) <= kSufficientShrinkage * std::abs(previous[i]) ||
-                           std::abs(c) <= problem_.Tolerance(i);
+      const double c = std::abs(residuals[i]);
+      const bool changes = lagrangian.TakePull(i);
+      const bool isMet = c <= problem_.Constraint(i).tolerance;
+      const bool shrinks = isMet || c <= kSufficientShrinkage * std::abs(previous[i]);
       if (!shrinks && growth[i] < kLargestPenaltyGrowth) {
         growth[i] *= kPenaltyGrowth;
-        lagrangian.Penalty(i) *= kPenaltyGrowth;
+        lagrangian.RaisePenalty(i);
         stuck = false;
-      } else if (shrinks && std::abs(c) > problem_.Tolerance(i)) {
+      } else if (isMet ? changes : shrinks) {
         stuck = false;
       }
-      previous[i] = c;
     }
-    const bool tightest = options.gradientTolerance <= options_.gradientTolerance;
-    if (stuck && tightest) return;
+    previous = residuals;
+    if (stuck && options.gradientTolerance <= options_.gradientTolerance) return;
     options.gradientTolerance =
-        std::max(options_.gradientTolerance, 0.1 * options.gradientTolerance);
+        std::max(options_.gradientTolerance, kInnerTolerance * options.gradientTolerance);
   }
 }
 

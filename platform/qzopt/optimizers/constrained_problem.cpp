@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "constrained_problem.h"
 
-#include <Eigen/QR>
 #include <algorithm>
 #include <cmath>
 #include <exception>
@@ -34,7 +33,7 @@ ConstrainedProblem::ConstrainedProblem(QZFunc1& func,
                                        RunLimits& limits)
     : func_(func, limits),
       constraints_(constraints),
-      residuals_(constraints.size()),
+      values_(constraints.size()),
       rows_(constraints.size(), std::vector<double>(func_.NumVar())),
       trialGrad_(func_.NumVar()) {}
 
@@ -58,9 +57,9 @@ bool ConstrainedProblem::evaluateConstraint(std::size_t constraint, const double
   std::vector<double>& row = rows_[constraint];
   std::ranges::fill(row, 0.0);
   try {
-    residuals_[constraint] = func(x, row.data());
+    values_[constraint] = func(x, row.data());
     const double length = Norm(row);
-    if (!std::isfinite(residuals_[constraint]) || !std::isfinite(length)) {
+    if (!std::isfinite(values_[constraint]) || !std::isfinite(length)) {
       return fail(constraint, "is not finite");
     }
     if (length == 0.0) return true;
@@ -81,46 +80,32 @@ bool ConstrainedProblem::evaluateConstraint(std::size_t constraint, const double
 }
 
 bool ConstrainedProblem::fail(std::size_t constraint, const std::string& reason) {
-  x_.clear();  // the residuals are no longer those of the latest point
+  x_.clear();  // the values are no longer those of the latest point
   failure_ = "constraint " + std::to_string(constraint + 1) + " " + reason;
   return false;
 }
 
-std::size_t ConstrainedProblem::WorstConstraint() const {
-  std::size_t worst = 0;
-  double largest = -1.0;
-  for (std::size_t i = 0; i < residuals_.size(); ++i) {
-    const double violation = std::abs(residuals_[i]) / constraints_[i].tolerance;
-    if (violation > largest) {
-      largest = violation;
-      worst = i;
-    }
+std::vector<double> ConstrainedProblem::Residuals() const {
+  std::vector<double> residuals;
+  for (std::size_t i = 0; i < values_.size(); ++i) {
+    residuals.push_back(constraints_[i].Excess(values_[i]));
   }
-  return worst;
+  return residuals;
 }
 
-double ConstrainedProblem::Violation() const {
-  if (residuals_.empty()) return 0.0;
-  const std::size_t worst = WorstConstraint();
-  return std::abs(residuals_[worst]) / constraints_[worst].tolerance;
+MultiplierSign ConstrainedProblem::signOf(std::size_t constraint) const {
+  const ConstraintEntry& entry = constraints_[constraint];
+  const bool atLower = values_[constraint] <= entry.lower + entry.tolerance;
+  const bool atUpper = values_[constraint] >= entry.upper - entry.tolerance;
+  if (atLower && atUpper) return MultiplierSign::Any;
+  if (atLower) return MultiplierSign::NotNegative;
+  return atUpper ? MultiplierSign::NotPositive : MultiplierSign::Zero;
 }
 
-std::vector<double> ConstrainedProblem::ProjectedGradient() const {
-  const auto n = static_cast<Eigen::Index>(NumVar());
-  const auto m = static_cast<Eigen::Index>(NumConstraints());
-  Eigen::MatrixXd normals(n, m);
-  for (Eigen::Index i = 0; i < m; ++i) {
-    const auto row =
-        Eigen::Map<const Eigen::VectorXd>(rows_[static_cast<std::size_t>(i)].data(), n);
-    const double length = row.norm();
-    normals.col(i) = length > 0.0 ? Eigen::VectorXd(row / length) : Eigen::VectorXd::Zero(n);
-  }
-  const auto gradient = Eigen::Map<const Eigen::VectorXd>(grad_.data(), n);
-  std::vector<double> projected(NumVar());
-  // Rank-revealing, since constraints may depend on one another.
-  const Eigen::VectorXd multipliers = normals.completeOrthogonalDecomposition().solve(gradient);
-  Eigen::Map<Eigen::VectorXd>(projected.data(), n) = gradient - normals * multipliers;
-  return projected;
+MultiplierFit ConstrainedProblem::Multipliers() const {
+  std::vector<MultiplierSign> signs;
+  for (std::size_t i = 0; i < values_.size(); ++i) signs.push_back(signOf(i));
+  return FitMultipliers(grad_, rows_, signs);
 }
 
 double ConstrainedProblem::CurvatureAlong(std::size_t constraint) {

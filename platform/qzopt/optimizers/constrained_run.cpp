@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 namespace QZOpt {
 namespace {
@@ -22,8 +23,10 @@ std::string DescribeViolation(std::size_t constraint, double residual, double to
 
 }  // namespace
 
-bool ConstrainedRun::Iterate(const double* x) {
+bool ConstrainedRun::Take(const double* x) {
   if (Ended()) return false;
+  // A run within the run starts from the latest iterate, and reports its end again.
+  if (!latest_.empty() && std::equal(latest_.begin(), latest_.end(), x)) return true;
   if (!problem_.Evaluate(x)) {
     message_ = problem_.Failed()               ? problem_.Failure()
                : problem_.Stopped() != nullptr ? problem_.Stopped()
@@ -31,13 +34,16 @@ bool ConstrainedRun::Iterate(const double* x) {
     return false;
   }
   if (started_) problem_.Limits().CountIteration();
-  Point point;
+  MultiplierFit fit = problem_.Multipliers();
+  Iterate point;
   point.x = problem_.X();
-  point.gradient = problem_.ProjectedGradient();
+  point.gradient = std::move(fit.remainder);
+  point.multipliers = std::move(fit.multipliers);
   point.residuals = problem_.Residuals();
   point.energy = problem_.Energy();
   point.gradientNorm = RootMeanSquare(point.gradient);
-  point.violation = problem_.Violation();
+  point.violation = violation(point.residuals);
+  latest_ = point.x;
   judge(point);
   started_ = true;
   previousEnergy_ = point.energy;
@@ -51,7 +57,7 @@ bool ConstrainedRun::Iterate(const double* x) {
   return !Ended();
 }
 
-void ConstrainedRun::judge(const Point& point) {
+void ConstrainedRun::judge(const Iterate& point) {
   const bool met = point.violation <= 1.0;
   if (met && point.gradientNorm <= options_.gradientTolerance) {
     converged_ = true;
@@ -64,14 +70,14 @@ void ConstrainedRun::judge(const Point& point) {
   }
 }
 
-bool ConstrainedRun::improves(const Point& point) const {
+bool ConstrainedRun::improves(const Iterate& point) const {
   const double violation = std::max(point.violation, 1.0);
   const double bestViolation = std::max(best_.violation, 1.0);
   if (best_.x.empty() || violation != bestViolation) return !(violation > bestViolation);
   return point.energy < best_.energy;
 }
 
-bool ConstrainedRun::report(const Point& point, unsigned int state) {
+bool ConstrainedRun::report(const Iterate& point, unsigned int state) {
   return checkpoint_ == nullptr || (*checkpoint_)(problem_.Limits().Iterations(),
                                                   static_cast<unsigned int>(point.x.size()),
                                                   point.energy,
@@ -81,30 +87,45 @@ bool ConstrainedRun::report(const Point& point, unsigned int state) {
                                                   state);
 }
 
-QZOptResult ConstrainedRun::Finish(double* x, std::vector<double>& residuals) {
+std::vector<double> ConstrainedRun::orNan(const std::vector<double>& values) const {
+  if (!values.empty()) return values;
+  return std::vector<double>(problem_.NumConstraints(), std::numeric_limits<double>::quiet_NaN());
+}
+
+// Residuals beside their tolerances.
+std::size_t ConstrainedRun::worstConstraint(const std::vector<double>& residuals) const {
+  const auto size = [&](std::size_t i) {
+    return std::abs(residuals[i]) / problem_.Constraint(i).tolerance;
+  };
+  std::size_t worst = 0;
+  for (std::size_t i = 1; i < residuals.size(); ++i) {
+    if (size(i) > size(worst)) worst = i;
+  }
+  return worst;
+}
+
+double ConstrainedRun::violation(const std::vector<double>& residuals) const {
+  const std::size_t worst = worstConstraint(residuals);
+  return std::abs(residuals[worst]) / problem_.Constraint(worst).tolerance;
+}
+
+QZOptResult ConstrainedRun::Finish(double* x) {
   if (best_.x.empty()) {
-    residuals.assign(problem_.NumConstraints(), std::numeric_limits<double>::quiet_NaN());
     best_.x = x_;
-  } else {
-    residuals = best_.residuals;
-    if (!reported_) report(best_, 1);
+  } else if (!reported_) {
+    report(best_, 1);
   }
   std::ranges::copy(best_.x, x);
   if (problem_.Failed()) {
     message_ = problem_.Failure();
   } else if (message_.empty() || (!converged_ && best_.violation > 1.0)) {
     const std::string stop = message_.empty() ? "stopped: no further progress" : message_;
-    std::size_t worst = 0;
-    for (std::size_t i = 1; i < residuals.size(); ++i) {
-      const auto violation = [&](std::size_t k) {
-        return std::abs(residuals[k]) / problem_.Tolerance(k);
-      };
-      if (violation(i) > violation(worst)) worst = i;
+    message_ = stop;
+    if (best_.violation > 1.0 && !best_.residuals.empty()) {
+      const std::size_t worst = worstConstraint(best_.residuals);
+      message_ += "; " + DescribeViolation(
+                             worst, best_.residuals[worst], problem_.Constraint(worst).tolerance);
     }
-    message_ =
-        best_.violation > 1.0
-            ? stop + "; " + DescribeViolation(worst, residuals[worst], problem_.Tolerance(worst))
-            : stop;
   }
   const RunLimits& limits = problem_.Limits();
   return {converged_,

@@ -24,37 +24,42 @@ class ConstrainedRun {
         checkpoint_(checkpoint),
         x_(x, x + problem.NumVar()) {}
 
-  /// Sequential quadratic programming from the best point.
-  void SolveQuadratic();
   /// Augmented Lagrangian around the quasi-Newton minimiser from the best point.
-  void SolveAugmented();
+  void SolveAugmented(const std::vector<double>& scales);
   bool Ended() const { return !message_.empty(); }
   /// Settles how a run that ended, or got stuck, is called, and copies the result into `x`.
-  QZOptResult Finish(double* x, std::vector<double>& residuals);
+  QZOptResult Finish(double* x);
+  /// At the result; NaN where there is none.
+  std::vector<double> Residuals() const { return orNan(best_.residuals); }
+  std::vector<double> Multipliers() const { return orNan(best_.multipliers); }
 
   /// Takes `x` as the next iterate. False: the run ends there.
-  bool Iterate(const double* x);
-  ConstrainedProblem& Problem() { return problem_; }
+  bool Take(const double* x);
 
  private:
-  struct Point {
+  struct Iterate {
     std::vector<double> x;
     std::vector<double> gradient;  // projected
     std::vector<double> residuals;
+    std::vector<double> multipliers;
     double energy = std::numeric_limits<double>::quiet_NaN();
     double gradientNorm = std::numeric_limits<double>::quiet_NaN();
     double violation = std::numeric_limits<double>::infinity();
   };
-  void judge(const Point& point);
-  bool report(const Point& point, unsigned int state);
-  bool improves(const Point& point) const;
+  std::vector<double> orNan(const std::vector<double>& values) const;
+  std::size_t worstConstraint(const std::vector<double>& residuals) const;
+  double violation(const std::vector<double>& residuals) const;
+  void judge(const Iterate& point);
+  bool report(const Iterate& point, unsigned int state);
+  bool improves(const Iterate& point) const;
   const std::vector<double>& start() const { return best_.x.empty() ? x_ : best_.x; }
 
   ConstrainedProblem& problem_;
   const QZOptOptions& options_;
   QZCheckpoint1* checkpoint_;
   std::vector<double> x_;  // the start
-  Point best_;
+  Iterate best_;
+  std::vector<double> latest_;
   double previousEnergy_ = std::numeric_limits<double>::infinity();
   bool started_ = false;
   bool converged_ = false;

@@ -21,6 +21,12 @@ constexpr double kLargestFloor = 1.0;
 
 }  // namespace
 
+bool FitsScales(const std::vector<double>& scales, std::size_t n) {
+  return scales.empty() || (scales.size() == n && std::ranges::all_of(scales, [](double scale) {
+                              return scale > 0.0 && std::isfinite(scale);
+                            }));
+}
+
 Metric::Metric(std::size_t n, const std::vector<double>& scales) : n_(n), scales_(scales) {}
 
 bool Metric::TakeModel(QZHessianModel* model, const double* x) {

@@ -11,6 +11,11 @@
 
 namespace QZOpt {
 
+inline constexpr const char* kWrongScales = "there must be one positive scale for each variable";
+
+/// Whether there are no scales, or one positive number for each of the `n` variables.
+bool FitsScales(const std::vector<double>& scales, std::size_t n);
+
 /// The positive definite matrix M in which a minimiser measures steps: the unit matrix, a diagonal
 /// 1 / scale², or a model Hessian. With M = Pᵀ L Lᵀ P the variables y of
 ///   x = x0 + Pᵀ L⁻ᵀ y

@@ -212,11 +212,7 @@ QZMinimizer::QZMinimizer(QZOptOptions options) : options_(options) {}
 
 QZOptResult QZMinimizer::Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) {
   if (f.NumVar() == 0) return WithoutVariables(f, x);
-  const auto isScale = [](double scale) { return scale > 0.0 && std::isfinite(scale); };
-  if (!scales_.empty() &&
-      (scales_.size() != f.NumVar() || !std::ranges::all_of(scales_, isScale))) {
-    return Refused("there must be one positive scale for each variable");
-  }
+  if (!FitsScales(scales_, f.NumVar())) return Refused(kWrongScales);
   if (options_.method == QZOptMethod::Newton && dynamic_cast<QZFunc2*>(&f) == nullptr) {
     return Refused("Newton's method needs a function with a Hessian");
   }

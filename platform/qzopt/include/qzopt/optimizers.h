@@ -93,34 +93,53 @@ class QZ_API QZMinimizer {
   std::vector<double> scales_;
 };
 
-/// Minimises under equality constraints c_i(x) = 0: sequential quadratic programming while the
-/// problem is small, an augmented Lagrangian around `QZMinimizer` beyond, and where the former gets
-/// stuck. Without constraints it is `QZMinimizer`.
-/// Converged: every |c_i| is within its tolerance, and the gradient less its part along the
-/// constraints' gradients within the gradient tolerance; `gradientNorm` and the checkpoint's
-/// gradient are that projection.
-/// A constraint's gradient needs the right direction only: its length is measured. `x`, the
-/// constraints' vectors and their gradients have the function's length, whatever the constraints'
-/// `NumVar` says.
-/// Fails: `converged` false and the reason in `message`, which gives the number (from 1) and the
-/// residual of the constraint that is violated most.
+/// Minimises under constraints c_i(x) = 0 and bounds lower_i <= c_i(x) <= upper_i: an augmented
+/// Lagrangian around `QZMinimizer`'s quasi-Newton method, whatever `method` says, with the
+/// function's model Hessian or the scales. Without constraints it is `QZMinimizer`. A function that
+/// is `QZRestartable` starts afresh where it gets stuck, and never falls back. Converged: every c_i
+/// is within its tolerance of what it may be, and the gradient less what the constraints that are
+/// reached bear of it within the gradient tolerance; `gradientNorm` and the checkpoint's gradient
+/// are that rest. A constraint's gradient needs the right direction only: its length is measured.
+/// `x`, the constraints' vectors and their gradients have the function's length, whatever the
+/// constraints' `NumVar` says. Constraints may depend on one another as long as they can all be
+/// met. Fails: `converged` false and the reason in `message`, which gives the number (from 1) and
+/// the residual of the constraint that is violated most, or the number of the one whose bounds no
+/// value can meet.
 class QZ_API QZConstrainedMinimizer {
  public:
   explicit QZConstrainedMinimizer(QZOptOptions options = {});
 
-  /// `tolerance` is in the units of the constraint's value. The constraint is not owned.
+  /// c(x) = 0. `tolerance` is in the units of the constraint's value. The constraint is not owned.
   void AddConstraint(QZConstrFunc& constraint, double tolerance = 1e-6);
+  /// lower <= c(x) <= upper; either may be infinite, both may be equal. The constraint is not
+  /// owned.
+  void AddBounds(QZConstrFunc& constraint, double lower, double upper, double tolerance = 1e-6);
+  /// As `QZMinimizer::SetScales`.
+  void SetScales(std::vector<double> scales) { scales_ = std::move(scales); }
   /// As `QZMinimizer::Minimize`; `x` ends as the point that violates the constraints least, and
   /// among points that meet them the one of lowest energy.
   QZOptResult Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint = nullptr);
-  /// c_i at the result of the latest run, in the order of addition.
-  std::vector<double> GetResiduals() const;
+  /// At the result of the latest run, in the order of addition: c_i, or for bounds how far c_i is
+  /// outside of them, with its sign. NaN where no point was reached.
+  std::vector<double> GetResiduals() const { return residuals_; }
+  /// At the result of the latest run, in the order of addition: λ with ∇E = Σ λ_i ∇c_i, which is
+  /// dE/dc_i of the minimal energy. Not negative at a lower bound, not positive at an upper one, 0
+  /// between them. Where constraints depend on one another only the sum is determined. NaN where no
+  /// point was reached.
+  std::vector<double> GetMultipliers() const { return multipliers_; }
 
  private:
+  struct Bounds {
+    QZConstrFunc* constraint;
+    double lower;
+    double upper;
+    double tolerance;
+  };
   QZOptOptions options_;
-  std::vector<QZConstrFunc*> constraints_;
-  std::vector<double> tolerances_;
+  std::vector<Bounds> constraints_;
+  std::vector<double> scales_;
   std::vector<double> residuals_;
+  std::vector<double> multipliers_;
 };
 
 }  // namespace QZOpt

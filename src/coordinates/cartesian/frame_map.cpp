@@ -1,0 +1,113 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "coordinates/cartesian/frame_map.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+namespace QZMolPotential {
+namespace {
+
+Vec3 AnyPerpendicular(const Vec3& e) {
+  const Vec3 other = std::abs(e.x) < 0.7 ? Vec3{1.0, 0.0, 0.0} : Vec3{0.0, 1.0, 0.0};
+  const Vec3 normal = Cross(e, other);
+  return (1.0 / Norm(normal)) * normal;
+}
+
+// How many variables are left without overall motion.
+std::size_t NumInternal(std::size_t atoms) {
+  return atoms > 2 ? 3 * atoms - 6 : atoms - 1;
+}
+
+}  // namespace
+
+FrameMap::FrameMap(std::size_t atomIndexBound, std::vector<unsigned int> atoms, bool overallMotion)
+    : CoordinateMap(3 * atomIndexBound),
+      atoms_(std::move(atoms)),
+      overallMotion_(overallMotion),
+      kept_(overallMotion ? 3 * atoms_.size() : NumInternal(atoms_.size())),
+      inside_(3 * atoms_.size()),
+      turned_(3 * atoms_.size()) {}
+
+std::unique_ptr<CoordinateMap> FrameMap::Clone() const {
+  return std::make_unique<FrameMap>(*this);
+}
+
+std::vector<VariableKind> FrameMap::Kinds() const {
+  return std::vector<VariableKind>(NumVar(), VariableKind::Cartesian);
+}
+
+void FrameMap::orient(const double* coords) {
+  constexpr double kApart = 0.1;    // Å
+  constexpr double kBent = 0.2588;  // sin 15°
+  const auto at = [&](std::size_t k) { return LoadAtom(coords, atoms_[k]); };
+  std::size_t second = std::min<std::size_t>(1, atoms_.size() - 1);
+  std::size_t third = std::min<std::size_t>(2, atoms_.size() - 1);
+  const Vec3 first = at(0);
+  for (std::size_t k = 1; k < atoms_.size(); ++k) {
+    if (Norm(at(k) - first) < kApart) continue;
+    second = k;
+    break;
+  }
+  Vec3 e1 = at(second) - first;
+  const double length = Norm(e1);
+  e1 = length > 0.0 ? (1.0 / length) * e1 : Vec3{1.0, 0.0, 0.0};
+  if (third == second) third = 1;
+  double best = 0.0;
+  for (std::size_t k = 1; k < atoms_.size() && best < kBent; ++k) {
+    const Vec3 arm = at(k) - first;
+    const double sine = Norm(Cross(e1, arm)) / std::max(Norm(arm), kApart);
+    if (k == second || sine <= best) continue;
+    best = sine;
+    third = k;
+  }
+  Vec3 e2 = AnyPerpendicular(e1);
+  if (best > 1e-6) {
+    const Vec3 arm = at(third) - first;
+    e2 = arm - Dot(arm, e1) * e1;
+    e2 = (1.0 / Norm(e2)) * e2;
+  }
+  frame_ = {first, {e1, e2, Cross(e1, e2)}};
+  const std::array<std::size_t, 6> removed{
+      0, 1, 2, 3 * second + 1, 3 * second + 2, atoms_.size() > 2 ? 3 * third + 2 : 0};
+  std::size_t count = 0;
+  for (std::size_t j = 0; j < 3 * atoms_.size() && count < kept_.size(); ++j) {
+    if (overallMotion_ || std::ranges::find(removed, j) == removed.end()) kept_[count++] = j;
+  }
+}
+
+bool FrameMap::Start(const double* coords, double* vars) {
+  SetReason("");
+  if (!std::all_of(coords, coords + NumCoords(), [](double x) { return std::isfinite(x); })) {
+    SetReason("coordinates are not finite");
+    return false;
+  }
+  ref_.assign(coords, coords + NumCoords());
+  orient(coords);
+  for (std::size_t k = 0; k < atoms_.size(); ++k) {
+    StoreAtom(inside_.data(), k, frame_.Inside(LoadAtom(coords, atoms_[k])));
+  }
+  for (std::size_t v = 0; v < kept_.size(); ++v) vars[v] = inside_[kept_[v]];
+  ReserveHessian();
+  return true;
+}
+
+bool FrameMap::Place(const double* vars, double* coords) {
+  std::ranges::copy(ref_, coords);
+  for (std::size_t v = 0; v < kept_.size(); ++v) inside_[kept_[v]] = vars[v];
+  for (std::size_t k = 0; k < atoms_.size(); ++k) {
+    StoreAtom(coords, atoms_[k], frame_.Outside(LoadAtom(inside_.data(), k)));
+  }
+  return true;
+}
+
+void FrameMap::PullGradient(const double* cartGrad, double* grad) {
+  for (std::size_t k = 0; k < atoms_.size(); ++k) {
+    StoreAtom(turned_.data(), k, frame_.axes * LoadAtom(cartGrad, atoms_[k]));
+  }
+  for (std::size_t v = 0; v < kept_.size(); ++v) grad[v] += turned_[kept_[v]];
+}
+
+}  // namespace QZMolPotential

@@ -1,0 +1,69 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "coordinates/map.h"
+#include "coordinates/redundant/closest.h"
+#include "coordinates/redundant/pieces.h"
+#include "coordinates/redundant/primitive_set.h"
+
+namespace QZMolPotential {
+
+/// What redundant and delocalised internals have in common: a body geometry y of the moving atoms
+/// from internal coordinates, which keeps every piece where the reference has it, and each piece's
+/// turn and shift from there,
+///   x = R(ω) (y - p) + p + t.
+/// Internal coordinates do not change with ω and t, so that y and the placement are independent.
+/// Variables: those of the body first, then a piece's t and ω.
+class InternalMap : public CoordinateMap {
+ public:
+  std::size_t NumVar() const override { return numVar_; }
+  std::vector<VariableKind> Kinds() const override;
+  bool Start(const double* coords, double* vars) override;
+  bool Place(const double* vars, double* coords) override;
+  void PullGradient(const double* cartGrad, double* grad) override;
+  bool IsPathDependent() const override { return true; }
+
+ protected:
+  explicit InternalMap(const MapRequest& request);
+  void AddCurvature(const double* cartGrad, double* hess) override;
+
+  // The body. Gradients and steps there are 3 an atom, those of fixed atoms without meaning.
+  virtual std::size_t numBodyVars() const = 0;
+  virtual std::vector<VariableKind> bodyKinds() const = 0;
+  virtual bool startBody(double* vars) = 0;
+  /// Moves the body. False: nothing finite.
+  virtual bool placeBody(const double* vars) = 0;
+  virtual const std::vector<double>& bodyCoords() const = 0;
+  /// out (numBodyVars()) += (∂y/∂v)ᵀ g.
+  virtual void pullBody(const double* g, double* out) = 0;
+  /// Adds Σ g ∂²y/∂v∂v.
+  virtual void addBodyCurvature(const double* g, double* hess) = 0;
+
+  /// To be called by constructors: gives the pieces' motions their variables, after the body's.
+  void numberVars();
+  std::size_t numHeldMotions() const;
+
+  std::vector<unsigned char> fixed_;
+  PrimitiveSet set_;
+  std::vector<Piece> pieces_;
+  std::vector<FrameRow> frame_;
+  ClosestGeometry body_;
+  std::vector<double> start_;  // the reference
+
+ private:
+  std::array<double, 3> turnOf(const Piece& piece, const double* vars) const;
+  void turnBack(const double* cartGrad, double* bodyGrad) const;
+
+  std::size_t numVar_ = 0;
+  std::vector<AxisTurn> turns_;     // by piece
+  std::vector<double> lastVars_;    // placed last
+  std::vector<double> lastCoords_;  // where they led
+  std::vector<double> bodyGrad_, pulled_;
+};
+
+}  // namespace QZMolPotential

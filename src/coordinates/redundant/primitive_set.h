@@ -1,0 +1,71 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <vector>
+
+#include "coordinates/redundant/primitive.h"
+
+namespace QZChem {
+class QZMolBase;
+}
+
+namespace QZMolPotential {
+
+/// The internal coordinates of a molecule that involve a moving atom: bonds, valence angles,
+/// dihedrals of bonds, and at atoms of three neighbours a dihedral that tells the atom's place out
+/// of their plane. Angles within some degrees of straight, and dihedrals through them, mean
+/// nothing; there the angle gives way to two bends and the dihedrals to ones that skip the straight
+/// atoms. Both forms have their places in the list wherever an angle may become straight: an atom
+/// of two neighbours by its bond orders or by being wide at the start, any other by being nearly
+/// straight at the start. Which form counts is chosen for a geometry. A straight angle without room
+/// for bends only drops out.
+class PrimitiveSet {
+ public:
+  /// `coords` (3 x atom-index bound) show which angles are wide; `fixed`: nonzero per atom that
+  /// does not move.
+  void Build(const QZChem::QZMolBase& mol,
+             const double* coords,
+             const std::vector<unsigned char>& fixed);
+  /// Chooses the forms for `x`. Angles change form beyond 170° and back below 165°.
+  void Choose(const double* x);
+
+  const std::vector<Primitive>& All() const { return primitives_; }
+
+ private:
+  // A valence angle; `centre` is its middle atom.
+  struct Corner {
+    unsigned int end, centre, otherEnd;
+    bool hasBends = false;
+    bool straight = false;
+  };
+  struct Condition {
+    std::size_t primitive;
+    std::size_t corner;
+    bool straight;
+  };
+
+  void addCorners(const double* x);
+  void addCornerPrimitives();
+  void addDihedrals();
+  void addSkippingDihedrals();
+  void addOutOfPlane();
+  std::size_t cornerOf(unsigned int a, unsigned int centre, unsigned int b) const;
+  std::size_t add(Primitive::Kind kind, const std::array<unsigned int, 4>& atoms);
+  bool addDihedral(unsigned int i, unsigned int a, unsigned int b, unsigned int l);
+  void require(std::size_t corner, bool straight);
+  void chooseReference(Primitive& bend, const double* x) const;
+
+  std::vector<std::vector<unsigned int>> neighbours_;
+  std::vector<unsigned char> fixed_;
+  std::vector<unsigned char> linearByBonds_;
+  std::vector<Corner> corners_;
+  std::map<std::array<unsigned int, 3>, std::size_t> cornerIndex_;
+  std::vector<Primitive> primitives_;
+  std::vector<Condition> conditions_;
+};
+
+}  // namespace QZMolPotential

@@ -1,0 +1,136 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <algorithm>
+#include <string>
+
+#include "coordinates/redundant/curvature.h"
+#include "coordinates/redundant/internal_map.h"
+#include "kernels/packed.h"
+
+namespace QZMolPotential {
+namespace {
+
+/// Redundant internal coordinates: the body is the geometry closest to the variables.
+class RedundantMap final : public InternalMap {
+ public:
+  explicit RedundantMap(const MapRequest& request) : InternalMap(request) { numberVars(); }
+  std::unique_ptr<CoordinateMap> Clone() const override {
+    return std::make_unique<RedundantMap>(*this);
+  }
+
+ private:
+  std::size_t numBodyVars() const override { return set_.All().size(); }
+  std::vector<VariableKind> bodyKinds() const override {
+    std::vector<VariableKind> kinds;
+    for (const Primitive& p : set_.All()) {
+      kinds.push_back(p.kind == Primitive::Kind::Bond       ? VariableKind::Length
+                      : p.kind == Primitive::Kind::Dihedral ? VariableKind::Dihedral
+                                                            : VariableKind::Angle);
+    }
+    return kinds;
+  }
+
+  bool startBody(double* vars) override {
+    std::ranges::copy(body_.Values(), vars);
+    lambda_.assign(NumCoords(), 0.0);
+    unit_.assign(numBodyVars(), 0.0);
+    image_.assign(numBodyVars(), 0.0);
+    return true;
+  }
+
+  bool placeBody(const double* vars) override {
+    ++placed_;
+    const auto route = body_.Seek(vars);
+    if (route == ClosestGeometry::Route::Step) {
+      SetReason("a linear step in place of the back-transformation, " + std::to_string(++steps_) +
+                " of " + std::to_string(placed_));
+    }
+    return route != ClosestGeometry::Route::Failed;
+  }
+
+  const std::vector<double>& bodyCoords() const override { return body_.Y(); }
+
+  // g_q = W B M⁻¹ g.
+  void pullBody(const double* g, double* out) override {
+    std::copy_n(g, NumCoords(), lambda_.begin());
+    body_.Solve(lambda_.data());
+    for (std::size_t i = 0; i < numBodyVars(); ++i) {
+      if (set_.All()[i].active) out[i] += body_.Sign(i) * body_.Weight(i) * along(i, lambda_);
+    }
+  }
+
+  double along(std::size_t i, const std::vector<double>& v) const {
+    const Primitive& p = body_.Primitives()[i];
+    double sum = 0.0;
+    for (std::size_t k = 0; k < p.NumAtoms(); ++k) {
+      sum += Dot(body_.Row(i)[k], LoadAtom(v.data(), p.atoms[k]));
+    }
+    return sum;
+  }
+
+  // The stationary point of Σ ½ w (q* - q(y))², differentiated twice: with λ = M⁻¹ g, the change
+  // a_u = ∂y/∂q*_u and rows d_i = w_i ∂²q_i λ,
+  //   Σ g ∂²y/∂u∂v = d_v·a_u - a_v·s_u,
+  //   s_u = Σ_i [b_i (d_i·a_u) + d_i (b_i·a_u - δ_iu) + w_i (b_i·λ) ∂²q_i a_u].
+  // Third derivatives of q, which come with q* - q, are left out.
+  void addBodyCurvature(const double* g, double* hess) override {
+    const auto& primitives = body_.Primitives();
+    std::vector<double> lambda(g, g + NumCoords());
+    body_.Solve(lambda.data());
+    std::vector<PrimitiveRow> d(primitives.size());
+    BlockHessian bent;
+    SetCurvaturePattern(primitives, fixed_, bent);
+    for (std::size_t i = 0; i < primitives.size(); ++i) {
+      if (!primitives[i].active) continue;
+      const double w = body_.Weight(i);
+      d[i] = CurvatureAlong(primitives[i], body_.Y().data(), lambda.data(), w);
+      MovingSink sink(bent, fixed_);
+      AddPrimitive(sink, nullptr, primitives[i], body_.Y().data(), w * along(i, lambda), 0.0);
+    }
+    const auto dot = [&](std::size_t i, const std::vector<double>& v) {
+      double sum = 0.0;
+      for (std::size_t k = 0; k < primitives[i].NumAtoms(); ++k) {
+        sum += Dot(d[i][k], LoadAtom(v.data(), primitives[i].atoms[k]));
+      }
+      return sum;
+    };
+    std::vector<double> a(NumCoords());
+    std::vector<double> s(NumCoords());
+    for (std::size_t u = 0; u < primitives.size(); ++u) {
+      if (!primitives[u].active) continue;
+      std::ranges::fill(a, 0.0);
+      unit_[u] = body_.Sign(u);
+      body_.AddWeighted(unit_.data(), a.data());
+      body_.Solve(a.data());
+      std::ranges::fill(s, 0.0);
+      bent.Multiply(a.data(), s.data());
+      for (std::size_t i = 0; i < primitives.size(); ++i) {
+        if (!primitives[i].active) continue;
+        const double bentAlong = dot(i, a);
+        const double left = along(i, a) - unit_[i];
+        image_[i] = body_.Sign(i) * bentAlong;
+        for (std::size_t k = 0; k < primitives[i].NumAtoms(); ++k) {
+          AddToAtom(s.data(), primitives[i].atoms[k], bentAlong * body_.Row(i)[k] + left * d[i][k]);
+        }
+      }
+      unit_[u] = 0.0;
+      for (double& value : s) value = -value;
+      pullBody(s.data(), image_.data());
+      for (std::size_t v = 0; v <= u; ++v) hess[PackedIndex(u, v)] += image_[v];
+      std::ranges::fill(image_, 0.0);
+    }
+  }
+
+  std::vector<double> lambda_, unit_, image_;
+  unsigned int placed_ = 0;
+  unsigned int steps_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<CoordinateMap> MakeRedundantMap(const MapRequest& request, std::string& reason) {
+  reason.clear();
+  return std::make_unique<RedundantMap>(request);
+}
+
+}  // namespace QZMolPotential
