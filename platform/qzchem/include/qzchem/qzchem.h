@@ -5,6 +5,7 @@
 #include "qzchem/atom.h"
 #include "qzchem/geometry.h"
 #include "qzchem/io.h"
+#include "qzchem/mass.h"
 #include "qzchem/mol.h"
 #include "qzchem/perceived.h"
 #include "qzchem/predicates.h"
