@@ -20,10 +20,9 @@
 //   }
 //   #endif
 //
-// Code in HWY_NAMESPACE must not call inline functions from elsewhere in its loops: the compiler
-// could keep one copy of such a function, built for a set that the processor lacks. Templates and
-// `constexpr` arithmetic of the standard library count among these; `std::sqrt` and the like, which
-// become one instruction, do not. Processors without any of the sets take the scalar one.
+// Functions from elsewhere stay code for the baseline: what a loop calls is either so small that it
+// is inlined or written between the two macros as well. Processors without any of the sets take
+// scalar code.
 
 // No #pragma once: read again for each set.
 #if defined(MOLPOTENTIAL_KERNELS_SIMD_H_) == defined(HWY_TARGET_TOGGLE)

@@ -1,7 +1,7 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-// Non-bonded terms of MMFF94 with RDKit's as the peer, which computes its energy before its gradient
-// since the gradient reuses the distances.
+// Non-bonded terms of MMFF94 with RDKit's as the peer, which computes its energy before its
+// gradient since the gradient reuses the distances.
 #include <ForceField/ForceField.h>
 #include <GraphMol/FileParsers/MolSupplier.h>
 #include <GraphMol/ForceFieldHelpers/MMFF/AtomTyper.h>
@@ -69,9 +69,9 @@ Subject Read(const std::string& name, unsigned int copies) {
     const unsigned int n = single->getNumAtoms();
     for (unsigned int c = 1; c < copies; ++c) {
       for (unsigned int i = 0; i < n; ++i) {
-        positions[c * n + i] = single->getConformer().getAtomPos(i) +
-                               RDGeom::Point3D(16.0 * (c % side), 16.0 * (c / side % side),
-                                               16.0 * (c / side / side));
+        positions[c * n + i] =
+            single->getConformer().getAtomPos(i) +
+            RDGeom::Point3D(16.0 * (c % side), 16.0 * (c / side % side), 16.0 * (c / side / side));
       }
     }
   }
@@ -268,8 +268,8 @@ void FreeAtomsInHost(benchmark::State& state) {
       xCut.insert(xCut.end(), &x[3 * i], &x[3 * i] + 3);
     }
     cut.indexBound = static_cast<unsigned int>(cut.atoms.size());
-    for (auto [from, to] : {std::pair{&input.excluded, &cut.excluded},
-                            std::pair{&input.oneFour, &cut.oneFour}}) {
+    for (auto [from, to] :
+         {std::pair{&input.excluded, &cut.excluded}, std::pair{&input.oneFour, &cut.oneFour}}) {
       for (const auto& [a, b] : *from) {
         if (near[a] && near[b]) to->push_back({number[a], number[b]});
       }

@@ -200,9 +200,8 @@ bool QZStandardFF::Setup(const QZChem::QZMolBase& mol) {
     auto* term = dynamic_cast<QZForceFieldTerm*>(comp.first);
     if (term == nullptr || term->GetForceField() != kind_) {
       complete = comp.first->Setup(mol) && complete;
-    } else if (!term->impl_->Bind(mol, perception)) {
-      Clear();
-      return false;
+    } else {
+      term->impl_->Bind(mol, perception);
     }
   }
   SetNumVar(perception->NumVar());

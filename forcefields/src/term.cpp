@@ -9,7 +9,6 @@
 
 #include "choose.h"
 #include "molpotential/interaction.h"
-#include "perception/rdkit_uff.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
@@ -18,25 +17,27 @@ using Kind = QZForceFieldTermKind;
 
 namespace {
 
-// The evaluator of the terms of one kind; null when the force field has no such kind.
-std::unique_ptr<TermEvaluator> MakeMmff(QZForceFieldTermKind term,
-                                        const QZChem::QZMolBase& mol,
-                                        const Selection& selection,
-                                        const std::shared_ptr<const Perception>& from) {
-  const auto bonded = [&]<class K>(const BondedArrays<K>& all) -> std::unique_ptr<TermEvaluator> {
+// The evaluator of the bonded terms of one kind; null when the force field has no such kind.
+std::unique_ptr<TermEvaluator> MakeBonded(QZForceFieldTermKind term,
+                                          const QZChem::QZMolBase& mol,
+                                          const Selection& selection,
+                                          const std::shared_ptr<const Perception>& from) {
+  const auto make = [&]<class K>(const BondedArrays<K>& all) -> std::unique_ptr<TermEvaluator> {
     return std::make_unique<BondedEvaluator<K>>(Chosen(mol, selection, from, all));
   };
+  const MmffParameters* const mmff = from->mmff.get();
+  const UffParameters* const uff = from->uff.get();
   switch (term) {
     case Kind::Stretch:
-      return bonded(from->mmff->stretch);
+      return mmff != nullptr ? make(mmff->stretch) : make(uff->stretch);
     case Kind::Bend:
-      return bonded(from->mmff->bend);
+      return mmff != nullptr ? make(mmff->bend) : make(uff->bend);
     case Kind::StretchBend:
-      return bonded(from->mmff->stretchBend);
+      return mmff != nullptr ? make(mmff->stretchBend) : nullptr;
     case Kind::OutOfPlane:
-      return bonded(from->mmff->outOfPlane);
+      return mmff != nullptr ? make(mmff->outOfPlane) : make(uff->inversion);
     case Kind::Torsion:
-      return bonded(from->mmff->torsion);
+      return mmff != nullptr ? make(mmff->torsion) : make(uff->torsion);
     case Kind::VanDerWaals:
     case Kind::Electrostatics:
       break;
@@ -60,16 +61,9 @@ QZForceFieldTerm::Impl::Impl(const Impl& other)
 
 std::unique_ptr<TermEvaluator> QZForceFieldTerm::Impl::Make(
     const QZChem::QZMolBase& mol,
-    const std::shared_ptr<const Perception>& from,
-    bool& failed) const {
-  if (kind == QZForceFieldKind::UFF) {
-    const auto uff = UffPerception::Make(mol);
-    failed = uff == nullptr;
-    return failed ? nullptr : MakeUffTerm(*uff, term, selection);
-  }
-  if (!IsPairs()) {
-    return MakeMmff(term, mol, selection, from);
-  }
+    const std::shared_ptr<const Perception>& from) const {
+  if (!IsPairs()) return MakeBonded(term, mol, selection, from);
+  if (term == Kind::Electrostatics && kind == QZForceFieldKind::UFF) return nullptr;
   PairInput input = from->pairs;
   input.dielectric = dielectric;
   input.distanceDependent = distanceDependent;
@@ -104,16 +98,12 @@ bool QZForceFieldTerm::Impl::IsPairs() const {
   return term == Kind::VanDerWaals || term == Kind::Electrostatics;
 }
 
-bool QZForceFieldTerm::Impl::Bind(const QZChem::QZMolBase& mol,
+void QZForceFieldTerm::Impl::Bind(const QZChem::QZMolBase& mol,
                                   std::shared_ptr<const Perception> from) {
   Unbind();
-  bool failed = false;
-  auto made = Make(mol, from, failed);
-  if (failed) return false;
-  whole = std::move(made);
+  whole = Make(mol, from);
   perception = std::move(from);
   if (verbose) Print(mol);
-  return true;
 }
 
 void QZForceFieldTerm::Impl::Unbind() {
@@ -269,8 +259,7 @@ QZSystem::QZIterBase<QZInteraction>* QZForceFieldTerm::GetInteractions(
   std::unique_ptr<TermEvaluator> made;
   TermEvaluator* terms = impl_->Active();
   if (from != impl_->perception) {
-    bool failed = false;
-    made = impl_->Make(mol, from, failed);
+    made = impl_->Make(mol, from);
     terms = made.get();
   }
   std::vector<QZInteraction> all;
@@ -291,9 +280,12 @@ QZSystem::QZIterBase<QZInteraction>* QZForceFieldTerm::GetInteractions(
 
 bool QZForceFieldTerm::Setup(const QZChem::QZMolBase& mol) {
   auto perception = Perception::Find(mol, impl_->kind);
-  if (perception != nullptr) return impl_->Bind(mol, std::move(perception));
-  Clear();
-  return false;
+  if (perception == nullptr) {
+    Clear();
+    return false;
+  }
+  impl_->Bind(mol, std::move(perception));
+  return true;
 }
 
 void QZForceFieldTerm::Clear() {

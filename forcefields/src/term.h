@@ -21,15 +21,13 @@ struct QZForceFieldTerm::Impl {
 
   unsigned int Category() const;
   bool Owns(unsigned int which, unsigned int category) const;
-  /// What the selection accepts on `mol`; null when the force field lacks the term. `failed` is set
-  /// when it has it but cannot be used.
+  /// What the selection accepts on `mol`; null when the force field lacks the term.
   std::unique_ptr<TermEvaluator> Make(const QZChem::QZMolBase& mol,
-                                      const std::shared_ptr<const Perception>& from,
-                                      bool& failed) const;
+                                      const std::shared_ptr<const Perception>& from) const;
   bool IsPairs() const;
   const char* Name() const;
-  /// Prints the contributions when asked to. False, and not set up, without parameters.
-  bool Bind(const QZChem::QZMolBase& mol, std::shared_ptr<const Perception> from);
+  /// Prints the contributions when asked to.
+  void Bind(const QZChem::QZMolBase& mol, std::shared_ptr<const Perception> from);
   void Unbind();
   /// What is computed: null when the term is not set up or the force field lacks it.
   TermEvaluator* Active() const { return restricted != nullptr ? restricted.get() : whole.get(); }

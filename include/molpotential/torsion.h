@@ -2,37 +2,41 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include <cstddef>
-#include <utility>
-#include <vector>
+#include <memory>
 
 #include "molpotential/adaptor.h"
 
-namespace QZChem {
-class QZBondBase;
-}
-
 namespace QZMolPotential {
 
-/// Rotatable torsions (radians) as variables; bond lengths and angles never change. A torsion
-/// a-b-c-d stands on the bond b-c that is single, not in a ring, and at both ends has another
-/// neighbour besides hydrogen, so that methyls and hydroxyls do not turn. The atoms of its smaller
-/// side move, c being on that side; the first of them, c itself, stands on the axis and is left out
-/// of the moving set.
-/// `OptVarToFuncVar` always starts from the geometry of `Setup`, not from its last result: each
-/// torsion turns its moving set about b-c by the difference from its value then, the axis taken
-/// where the other turns have left it. Moving sets are nested or disjoint, hence the order of the
-/// turns does not matter and one torsion never changes the value of another.
+/// Rotatable torsions (radians) as variables; bond lengths and angles never change.
+///   x = (turns of the moving sets) x_ref,   set k turned by φ_k - φ_k,ref about b_k-c_k
+///   dE/dφ_k = e·Σ (x_i - x_c) x g_i over the moving set,  e = (x_c - x_b)/|x_c - x_b|
+/// A torsion a-b-c-d stands on the bond b-c that is single, not in a ring, and at both ends has
+/// another neighbour besides hydrogen, so that methyls and hydroxyls do not turn. The atoms of its
+/// smaller side move, c being on that side; the first of them, c itself, stands on the axis and is
+/// left out of the moving set.
+/// `OptVarToFuncVar` always starts from the geometry of `Setup`, not from its last result: the axes
+/// are taken where the other turns have left them. Moving sets are nested or disjoint, hence the
+/// order of the turns does not matter and one torsion never changes the value of another.
+/// Frame: that of `Setup`; the larger side of each torsion rests.
 /// Keeps nothing of the molecule. Molecules must have no holes in their atom indices: only the
 /// first N indices are read and written, others keep their places of `Setup`. Copies: deep, but for
 /// the caller's array of fixed atoms.
-/// Cost: O(N) a conversion or gradient; `Setup` and `FixAtoms` O(N log N).
+/// Cost: O(N) a conversion or gradient; `Setup` and `FixAtoms` O(N log N). Conversions allocate
+/// nothing. Source: Abe, Braun, Noguti & Go, Comput. Chem. 8, 239 (1984), for the derivatives.
 class QZ_API QZTorsionAdaptor final : public QZFixMolAdaptor1 {
  public:
+  QZTorsionAdaptor();
+  QZTorsionAdaptor(const QZTorsionAdaptor& other);
+  QZTorsionAdaptor(QZTorsionAdaptor&& other) noexcept;
+  QZTorsionAdaptor& operator=(const QZTorsionAdaptor& other);
+  QZTorsionAdaptor& operator=(QZTorsionAdaptor&& other) noexcept;
+  ~QZTorsionAdaptor() override;
+
   /// False for a molecule without atoms; true, with no variables, for one without torsions.
   bool Setup(const QZChem::QZMolBase& mol) override;
-  unsigned int NumFuncVar() const override { return 3 * numAtoms_; }
-  unsigned int NumOptVar() const override { return numOptVar_; }
+  unsigned int NumFuncVar() const override;
+  unsigned int NumOptVar() const override;
   /// The dihedrals of the active torsions (`torsions`, NumOptVar() doubles, out) at `coords` (3N).
   bool FuncVarToOptVar(const double* coords, double* torsions) override;
   /// `torsions` (NumOptVar(), in) into `coords` (3N, out), which become the current coordinates.
@@ -57,46 +61,8 @@ class QZ_API QZTorsionAdaptor final : public QZFixMolAdaptor1 {
   void FixAtoms(int*& atoms) override;
 
  private:
-  struct Torsion {
-    unsigned int a, b, c, d;
-    double length;     // of b-c at Setup, Å
-    int activity = 1;  // 0: no variable
-
-    void TurnRound() {
-      std::swap(a, d);
-      std::swap(b, c);
-    }
-  };
-
-  static bool isRotor(const QZChem::QZBondBase& bond);
-  Torsion makeTorsion(const QZChem::QZBondBase& bond) const;
-  void walk(const QZChem::QZMolBase& mol);
-  std::size_t childOf(const Torsion& torsion) const;
-  std::vector<std::size_t> sumBelow(std::vector<std::size_t> weights) const;
-  std::size_t sumOfSide(const std::vector<std::size_t>& below, const Torsion& torsion) const;
-  void nestMovingSets();
-  const double* at(const double* coords, unsigned int atom) const;
-
-  unsigned int numAtoms_ = 0;
-  unsigned int numOptVar_ = 0;
-  std::vector<Torsion> torsions_;
-  std::vector<Torsion> setupTorsions_;
-  std::vector<double> coords_;
-  std::vector<double> refCoords_;
-  std::vector<double> values_;
-  std::vector<double> refValues_;
-  // A spanning forest of the molecule: a rotatable bond is in every one, between an atom and its
-  // parent. Roots are their own parents.
-  std::vector<std::size_t> walk_;  // atoms, parents first
-  std::vector<std::size_t> parent_;
-  std::vector<std::size_t> root_;
-  std::vector<std::size_t> sizes_;  // of an atom with all that hang on it
-  // The forest of the active torsions' moving sets; torsions_.size() stands for none.
-  std::vector<std::size_t> innermost_;    // per atom: the torsion of the smallest set it is in
-  std::vector<std::size_t> outwards_;     // active torsions, smaller sets first
-  std::vector<std::size_t> surrounding_;  // per torsion: the next larger set around its own
-  std::vector<double> work_;              // 12 a torsion
-  int* fixedAtoms_ = nullptr;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace QZMolPotential

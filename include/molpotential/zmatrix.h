@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include <array>
+#include <memory>
 #include <vector>
 
 #include "molpotential/adaptor.h"
@@ -10,30 +10,40 @@
 
 namespace QZMolPotential {
 
-class EarlierAtoms;
-
-/// Z-matrix variables: for each atom k its distance to an earlier atom b (Å), the angle k-b-a and
-/// the signed dihedral k-b-a-d (radians). b is the nearest earlier atom at `Setup`, a and d are
-/// what b refers to. Variables stand in the order r1; r2, θ2; then r, θ, φ of each atom k >= 3.
+/// Z-matrix variables: for each atom k its distance r to an earlier atom b (Å), the angle θ = k-b-a
+/// and the signed dihedral φ = k-b-a-d (radians).
+///   x_k = x_b + r (-cos θ e + sin θ (cos φ m + sin φ n))
+///   e = (x_b - x_a)/|x_b - x_a|,  n = (x_a - x_d) x e, normalised,  m = n x e
+/// b is the nearest earlier atom at `Setup`, a and d are what b refers to. Variables stand in the
+/// order r1; r2, θ2; then r, θ, φ of each atom k >= 3.
 ///   number of variables: 3N - 6 for N > 2 atoms, otherwise 1
 /// A molecule of one atom reports one variable too, which is always 0: callers rely on it.
+/// Frame: coordinates come out in one of their own, atom 0 at the origin, atom 1 on x, atom 2 in
+/// the xy-plane; `QZCoordinateFunc` keeps the frame of its start.
 ///
 /// Where b-a-d is straight (beyond 15° of it), d is chosen anew at each conversion from Cartesian
 /// coordinates: the values of the dihedral before and after belong to different references. A bond
 /// angle that a conversion finds within 0.001 of straight makes the atom's dihedral 0 and
 /// undefined: it stays a variable with gradient 0 until the angle bends again, and the atom comes
-/// back up to 0.001 r from where it was. Angles that vary may pass 0 and straight. Cartesian
-/// coordinates come out in a frame of their own: atom 0 at the origin, atom 1 on x, atom 2 in the
-/// xy-plane. Molecules must have no holes in their atom indices: the first N indices are taken.
-/// Buffers are sized by the index bound, so that a hole never overflows them. Copies: deep, but for
-/// the caller's array of fixed atoms. Cost: O(N) a conversion or gradient; `Setup` O(N) for
-/// molecules of usual density.
+/// back up to 0.001 r from where it was. Angles that vary may pass 0 and straight. Molecules must
+/// have no holes in their atom indices: the first N indices are taken. Buffers are sized by the
+/// index bound, so that a hole never overflows them. Copies: deep, but for the caller's array of
+/// fixed atoms. Cost: O(N) a conversion or gradient; `Setup` O(N) for molecules of usual density.
+/// Source: Parsons, Holmes, Rojas, Tsai & Strauss, J. Comput. Chem. 26, 1063 (2005), for the
+/// placement.
 class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
  public:
+  QZZmatAdaptor();
+  QZZmatAdaptor(const QZZmatAdaptor& other);
+  QZZmatAdaptor(QZZmatAdaptor&& other) noexcept;
+  QZZmatAdaptor& operator=(const QZZmatAdaptor& other);
+  QZZmatAdaptor& operator=(QZZmatAdaptor&& other) noexcept;
+  ~QZZmatAdaptor() override;
+
   /// False for a molecule without atoms. Starts afresh: no atom is fixed.
   bool Setup(const QZChem::QZMolBase& mol) override;
-  unsigned int NumFuncVar() const override { return 3 * numAtoms_; }
-  unsigned int NumOptVar() const override { return freeCount_; }
+  unsigned int NumFuncVar() const override;
+  unsigned int NumOptVar() const override;
   /// What the variables are.
   std::vector<QZInternalKind> GetKinds() const;
   /// `coords` (3N, in) become the current coordinates; `vars` (NumOptVar(), out).
@@ -58,29 +68,8 @@ class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
   void FixAtoms(int*& atoms) override;
 
  private:
-  struct Row {
-    std::array<unsigned int, 3> partner{1, 2, 3};  // b, a, d
-    std::array<double, 3> value{};                 // r, θ, φ
-    std::array<int, 3> mask{};                     // 1 free, 0 fixed, -1 an undefined dihedral
-  };
-
-  static unsigned int valuesOf(std::size_t atom);
-  template <class Visit>
-  void forEachFree(Visit visit) const;
-  void writeFree(double* vars) const;
-  void constructBADtable();
-  void xyz2int(const double* coords);
-  void rechooseDihedral(const double* coords, unsigned int k, EarlierAtoms& earlier);
-  static void markUndefined(Row& row);
-  void int2xyz();
-  void countFree();
-
-  unsigned int numAtoms_ = 0;
-  unsigned int freeCount_ = 0;
-  std::vector<Row> rows_;
-  std::vector<double> coords_;
-  std::vector<double> adjoint_;  // scratch of the gradient
-  int* fixedAtoms_ = nullptr;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace QZMolPotential

@@ -8,8 +8,8 @@
 #include <span>
 #include <vector>
 
-#include "linalg/dense_kernels.h"
 #include "kernels/packed.h"
+#include "linalg/dense_kernels.h"
 #include "linalg/tridiagonal.h"
 #include "molpotential/linalg.h"
 #include "qzsystem/error.h"

@@ -15,44 +15,39 @@ class GolubKahan {
   /// `leftCount`, min(m, n) .. m, is how many left vectors are wanted.
   GolubKahan(std::size_t m, std::size_t n, std::size_t leftCount);
 
+  /// Sizes, and where everything stands.
+  struct Workspace {
+    std::size_t m;
+    std::size_t n;
+    std::size_t leftCount;
+    std::size_t count;  // of singular values
+    std::size_t leftSteps;
+    std::size_t rightSteps;
+    double* x;
+    double* u;
+    double* v;
+    double* s;
+    double* e;           // superdiagonal, e[k] between k and k + 1
+    double* leftFactor;  // -2/|u|² of the reflectors, later cosines and sines of a sweep
+    double* rightFactor;
+    double* work;  // m + 4 count
+  };
+
   /// m*n, to be filled by the caller, column after column; destroyed by `Compute`.
-  double* Matrix() { return x_; }
+  double* Matrix() { return w_.x; }
   /// False when an element is not finite or a value needs more than 30 sweeps.
   bool Compute();
 
   /// The min(m+1, n) singular values, not negative, not sorted.
-  std::span<const double> Values() const { return {s_, count_}; }
+  std::span<const double> Values() const { return {w_.s, w_.count}; }
   /// Where the k-th largest value stands, and its vectors; all left and right vectors are listed.
   std::span<const std::size_t> Order() const { return order_; }
-  const double* Left(std::size_t k) const { return u_ + k * m_; }
-  const double* Right(std::size_t k) const { return v_ + k * n_; }
+  const double* Left(std::size_t k) const { return w_.u + k * w_.m; }
+  const double* Right(std::size_t k) const { return w_.v + k * w_.n; }
 
  private:
-  void bidiagonalise();
-  void reflectRows(std::size_t k);
-  void makeLeft();
-  void makeRight();
-  bool diagonalise();
-  void deflate(std::size_t l, std::size_t last);
-  void split(std::size_t l, std::size_t last);
-  void sweep(std::size_t l, std::size_t last);
-  void sort();
-
-  std::size_t m_;
-  std::size_t n_;
-  std::size_t leftCount_;
-  std::size_t count_;  // of singular values
-  std::size_t leftSteps_;
-  std::size_t rightSteps_;
+  Workspace w_;
   std::vector<double> store_;
-  double* x_;
-  double* u_;
-  double* v_;
-  double* s_;
-  double* e_;           // superdiagonal, e[k] between k and k + 1
-  double* leftFactor_;  // -2/|u|² of the reflectors, later cosines and sines of a sweep
-  double* rightFactor_;
-  double* work_;  // m + 4 count
   std::vector<std::size_t> order_;
 };
 

@@ -8,20 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "linalg/dense_kernels.h"
-#include "kernels/packed.h"
 #include "kernels/vec3.h"
+#include "linalg/rows.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
-
-void matxvec(double* y, double* a, double* x, int n) {
-  for (std::size_t i = 0; i < static_cast<std::size_t>(std::max(n, 0)); ++i) {
-    const double* row = a + PackedIndex(i, 0);
-    y[i] = Dense::Dot(row, x, i + 1);
-    Dense::Axpy(x[i], row, y, i);
-  }
-}
 
 namespace {
 
@@ -51,20 +42,6 @@ void SwapRows(double* a, std::size_t n, std::size_t i, std::size_t j) {
 void SwapColumns(double* a, std::size_t n, std::size_t i, std::size_t j) {
   if (i == j) return;
   for (std::size_t row = 0; row < n; ++row) std::swap(a[row * n + i], a[row * n + j]);
-}
-
-/// One Gauss-Jordan step on the pivot (k, k), in place: afterwards column k is that of the inverse.
-void Eliminate(double* a, std::size_t n, std::size_t k) {
-  double* pivotRow = a + k * n;
-  const double inverse = 1.0 / pivotRow[k];
-  Dense::Scale(inverse, pivotRow, n);
-  pivotRow[k] = inverse;
-  for (std::size_t i = 0; i < n; ++i) {
-    if (i == k) continue;
-    double* row = a + i * n;
-    const double factor = std::exchange(row[k], 0.0);
-    Dense::Axpy(-factor, pivotRow, row, n);
-  }
 }
 
 }  // namespace

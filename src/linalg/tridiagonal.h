@@ -29,6 +29,11 @@ double TridiagonalNorm(std::span<const double> d, std::span<const double> e);
 /// needs more than 60 sweeps.
 bool TridiagonalEigenvalues(std::span<double> d, std::span<double> e, double norm);
 
+/// Takes the components along `others` (orthonormal) out of x and normalises it. Returns its norm
+/// before; 0 when nothing but rounding was left. Repeated while much is taken away, since what is
+/// left then still holds rounding errors of what was.
+double Orthogonalise(std::span<double> x, std::span<const double* const> others);
+
 /// Eigenvectors of T by inverse iteration.
 class InverseIteration {
  public:
@@ -48,7 +53,6 @@ class InverseIteration {
   void factorise(std::size_t begin, std::size_t end, double shift);
   bool solve(std::span<double> x, bool forward) const;
   void randomise(std::span<double> x);
-  double orthogonalise(std::span<double> x, std::span<const double* const> others) const;
   void iterate(std::span<double> x, std::span<const double* const> others);
 
   std::span<const double> d_;

@@ -152,7 +152,7 @@ bool InverseIteration::solve(std::span<double> x, bool forward) const {
     next2 = next;
     next = value;
     if (std::abs(value) > kTooLarge) {
-      Dense::Scale(1.0 / kTooLarge, x.data(), n);
+      for (double& element : x) element *= 1.0 / kTooLarge;
       next *= 1.0 / kTooLarge;
       next2 *= 1.0 / kTooLarge;
       scaled = true;
@@ -170,29 +170,6 @@ void InverseIteration::randomise(std::span<double> x) {
   }
 }
 
-/// Takes the components along `others` (orthonormal) out of x and normalises it. Returns its norm
-/// before; 0 when nothing but rounding was left. Repeated while much is taken away, since what is
-/// left then still holds rounding errors of what was.
-double InverseIteration::orthogonalise(std::span<double> x,
-                                       std::span<const double* const> others) const {
-  const std::size_t n = x.size();
-  Dense::Scale(1.0 / Dense::MaxAbs(x.data(), n), x.data(), n);
-  const double start = std::sqrt(Dense::Dot(x.data(), x.data(), n));
-  double before = start;
-  for (int round = 0; round < 4 && !others.empty(); ++round) {
-    for (const double* other : others) {
-      Dense::Axpy(-Dense::Dot(other, x.data(), n), other, x.data(), n);
-    }
-    const double after = std::sqrt(Dense::Dot(x.data(), x.data(), n));
-    if (!(after > 100.0 * kEpsilon * start)) return 0.0;
-    const bool done = after > 0.5 * before;
-    before = after;
-    if (done) break;
-  }
-  Dense::Scale(1.0 / before, x.data(), n);
-  return start;
-}
-
 void InverseIteration::iterate(std::span<double> x, std::span<const double* const> others) {
   constexpr int kMaxRounds = 8;
   const std::size_t n = x.size();
@@ -203,9 +180,9 @@ void InverseIteration::iterate(std::span<double> x, std::span<const double* cons
   for (int round = 0; round < kMaxRounds; ++round) {
     const bool scaled = solve(x, /*forward=*/round > 0);
     const double largest = Dense::MaxAbs(x.data(), n);
-    if (orthogonalise(x, others) == 0.0) {
+    if (Orthogonalise(x, others) == 0.0) {
       randomise(x);
-      orthogonalise(x, others);
+      Orthogonalise(x, others);
       converged = false;
       continue;
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <numbers>
 
 #include "kernels/angle.h"
@@ -11,9 +12,27 @@
 
 namespace QZMolPotential {
 
+/// An angle θ away from 0 and π by its cosine: a third of the work of `VectorAngle`, and as
+/// accurate while `IsBent`.
+struct BentAngle : VectorCosine {
+  using VectorCosine::VectorCosine;
+  /// sin² θ below which digits of 1 - cos² θ are missed.
+  static constexpr double kBent = 1e-4;
+
+  double SineSquare() const { return 1.0 - cosine * cosine; }
+  /// False for NaN too.
+  bool IsBent() const { return SineSquare() > kBent; }
+  double Angle() const { return std::acos(cosine); }
+  /// Of f(θ) with slope f'.
+  VectorGradients Gradient(double first) const {
+    return VectorCosine::Gradient(-first / std::sqrt(SineSquare()));
+  }
+};
+
 /// The angle of atoms A-B-C from its arms.
-inline VectorAngle AngleAt(const double* x, const std::array<unsigned int, 3>& atoms) {
-  return {Arm(x, atoms[1], atoms[0]), Arm(x, atoms[1], atoms[2])};
+template <class Angle>
+Angle AngleAt(const double* x, const std::array<unsigned int, 3>& atoms) {
+  return Angle(Arm(x, atoms[1], atoms[0]), Arm(x, atoms[1], atoms[2]));
 }
 
 /// Angle bending of MMFF94, cubic in Δ = θ - θ0, or a cosine at linear centres:
@@ -36,41 +55,61 @@ struct MmffBend {
   static constexpr double kCubic = -0.006981317 * 180.0 / std::numbers::pi;
 
   static double Energy(const Params& p, const double* x, const Atoms& atoms) {
-    return Value(p, AngleAt(x, atoms));
+    const auto angle = AngleAt<BentAngle>(x, atoms);
+    if (p.isLinear) return p.k * (1.0 + angle.cosine);
+    return Value(p, angle.IsBent() ? angle.Angle() : AngleAt<VectorAngle>(x, atoms).Angle());
   }
   static double Gradient(const Params& p, const double* x, const Atoms& atoms, double* grad) {
-    const VectorAngle angle = AngleAt(x, atoms);
-    AddAngleGradient(grad, atoms, angle, Slopes(p, angle));
-    return Value(p, angle);
+    const auto angle = AngleAt<BentAngle>(x, atoms);
+    if (p.isLinear) {
+      AddAngleGradient(grad, atoms, angle.VectorCosine::Gradient(p.k));
+      return p.k * (1.0 + angle.cosine);
+    }
+    if (angle.IsBent()) {
+      const double theta = angle.Angle();
+      AddAngleGradient(grad, atoms, angle.Gradient(First(p, theta)));
+      return Value(p, theta);
+    }
+    const auto inLine = AngleAt<VectorAngle>(x, atoms);
+    const double theta = inLine.Angle();
+    AddAngleGradient(
+        grad, atoms, inLine.Gradient(inLine.Slopes(First(p, theta), Second(p, theta))));
+    return Value(p, theta);
   }
   template <HessianSink Sink>
   static void Hessian(
       const Params& p, const double* x, const Atoms& atoms, double* grad, Sink& sink) {
-    const VectorAngle angle = AngleAt(x, atoms);
-    AddAngleDerivatives(sink, grad, atoms, angle, Slopes(p, angle));
+    if (p.isLinear) {
+      AddAngleCosineDerivatives(sink, grad, atoms, AngleAt<VectorCosine>(x, atoms), p.k, 0.0);
+      return;
+    }
+    const auto angle = AngleAt<VectorAngle>(x, atoms);
+    const double theta = angle.Angle();
+    AddAngleDerivatives(sink, grad, atoms, angle, First(p, theta), Second(p, theta));
   }
   /// The Hessian's positive part: the curvature along θ, at a linear centre as of a straight angle.
   template <HessianSink Sink>
   static void Model(const Params& p, const double* x, const Atoms& atoms, Sink& sink) {
-    VectorAngle angle = AngleAt(x, atoms);
-    AngleSlopes slopes{0.0, std::max(0.0, Slopes(p, angle).second), 0.0};
+    auto angle = AngleAt<VectorAngle>(x, atoms);
+    AngleSlopes slopes{0.0, std::max(0.0, Second(p, angle.Angle())), 0.0};
     if (p.isLinear) {
       slopes = {0.0, p.k, -p.k};
       angle.cosine = -1.0;
     }
-    AddAngleDerivatives(sink, nullptr, atoms, angle, slopes);
+    AddAngleCurvature(sink, atoms, angle.Curvature(slopes));
   }
 
  private:
-  static double Value(const Params& p, const VectorAngle& angle) {
-    if (p.isLinear) return p.k * (1.0 + angle.cosine);
-    const double d = angle.Angle() - p.theta0;
+  static double Value(const Params& p, double theta) {
+    const double d = theta - p.theta0;
     return 0.5 * p.k * d * d * (1.0 + kCubic * d);
   }
-  static AngleSlopes Slopes(const Params& p, const VectorAngle& angle) {
-    if (p.isLinear) return angle.OfCosine(p.k, 0.0);
-    const double d = angle.Angle() - p.theta0;
-    return angle.OfAngle(p.k * d * (1.0 + 1.5 * kCubic * d), p.k * (1.0 + 3.0 * kCubic * d));
+  static double First(const Params& p, double theta) {
+    const double d = theta - p.theta0;
+    return p.k * d * (1.0 + 1.5 * kCubic * d);
+  }
+  static double Second(const Params& p, double theta) {
+    return p.k * (1.0 + 3.0 * kCubic * (theta - p.theta0));
   }
 };
 

@@ -25,53 +25,55 @@ struct MmffStretchBend {
   };
 
   static double Energy(const Params& p, const double* x, const Atoms& atoms) {
-    const VectorAngle angle = AngleAt(x, atoms);
-    return Stretched(p, angle) * (angle.Angle() - p.theta0);
+    const auto angle = AngleAt<BentAngle>(x, atoms);
+    if (angle.IsBent()) return Stretched(p, angle) * (angle.Angle() - p.theta0);
+    return Stretched(p, angle) * (AngleAt<VectorAngle>(x, atoms).Angle() - p.theta0);
   }
   static double Gradient(const Params& p, const double* x, const Atoms& atoms, double* grad) {
-    const VectorAngle angle = AngleAt(x, atoms);
+    const auto angle = AngleAt<BentAngle>(x, atoms);
     const double stretched = Stretched(p, angle);
-    const double bent = angle.Angle() - p.theta0;
-    addGradient(grad, atoms, p, angle, stretched, bent);
+    double bent;
+    VectorGradients g;
+    if (angle.IsBent()) {
+      bent = angle.Angle() - p.theta0;
+      g = angle.Gradient(stretched);
+    } else {
+      const auto inLine = AngleAt<VectorAngle>(x, atoms);
+      bent = inLine.Angle() - p.theta0;
+      g = inLine.Gradient(inLine.Slopes(stretched, 0.0));
+    }
+    g.u += (bent * p.k1) * angle.unitU;
+    g.v += (bent * p.k2) * angle.unitV;
+    AddAngleGradient(grad, atoms, g);
     return stretched * bent;
   }
   /// H = S ∇²θ + Δθ ∇²S + ∇S ⊗ ∇θ + ∇θ ⊗ ∇S, S = k1 Δr1 + k2 Δr2, over the arms u and v.
   template <HessianSink Sink>
   static void Hessian(
       const Params& p, const double* x, const Atoms& atoms, double* grad, Sink& sink) {
-    const VectorAngle angle = AngleAt(x, atoms);
+    const auto angle = AngleAt<VectorAngle>(x, atoms);
     const double stretched = Stretched(p, angle);
     const double bent = angle.Angle() - p.theta0;
-    if (grad != nullptr) addGradient(grad, atoms, p, angle, stretched, bent);
-    auto h = angle.Curvature(angle.OfAngle(stretched, 0.0));
-    const auto theta = angle.Gradient(angle.OfAngle(1.0, 0.0));
+    const auto theta = angle.Gradient(angle.Slopes(1.0, 0.0));
     const Vec3 su = p.k1 * angle.unitU;
     const Vec3 sv = p.k2 * angle.unitV;
+    if (grad != nullptr) {
+      AddAngleGradient(
+          grad, atoms, {stretched * theta.u + bent * su, stretched * theta.v + bent * sv});
+    }
+    auto h = angle.Curvature(angle.Slopes(stretched, 0.0));
     h.uu = h.uu + SymmetricOuter(su, theta.u) + along(angle.unitU, bent * p.k1 * angle.perU);
     h.vv = h.vv + SymmetricOuter(sv, theta.v) + along(angle.unitV, bent * p.k2 * angle.perV);
     h.vu = h.vu + Outer(sv, theta.u) + Outer(theta.v, su);
-    AddCentred<2>(sink, {atoms[0], atoms[2]}, atoms[1], {{{h.uu, {}}, {h.vu, h.vv}}});
+    AddAngleCurvature(sink, atoms, h);
   }
   /// A coupling has no positive part of its own.
   template <HessianSink Sink>
   static void Model(const Params&, const double*, const Atoms&, Sink&) {}
 
  private:
-  static double Stretched(const Params& p, const VectorAngle& angle) {
+  static double Stretched(const Params& p, const VectorCosine& angle) {
     return p.k1 * (1.0 / angle.perU - p.r01) + p.k2 * (1.0 / angle.perV - p.r02);
-  }
-  static void addGradient(double* grad,
-                          const Atoms& atoms,
-                          const Params& p,
-                          const VectorAngle& angle,
-                          double stretched,
-                          double bent) {
-    const auto bend = angle.Gradient(angle.OfAngle(stretched, 0.0));
-    const Vec3 gu = bend.u + (bent * p.k1) * angle.unitU;
-    const Vec3 gv = bend.v + (bent * p.k2) * angle.unitV;
-    AddToAtom(grad, atoms[0], gu);
-    AddToAtom(grad, atoms[1], -gu - gv);
-    AddToAtom(grad, atoms[2], gv);
   }
   // s (1 - û⊗û): the curvature of a length, times a slope over the length.
   static Mat3 along(const Vec3& unit, double s) { return Identity(s) - Outer(s * unit, unit); }

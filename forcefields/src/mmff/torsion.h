@@ -3,11 +3,24 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 
 #include "kernels/dihedral_hessian.h"
 #include "mmff/arm.h"
 
 namespace QZMolPotential {
+
+/// The dihedral of atoms A-B-C-D.
+inline DihedralCosine DihedralAt(const double* x, const std::array<unsigned int, 4>& atoms) {
+  return {LoadAtom(x, atoms[0]),
+          LoadAtom(x, atoms[1]),
+          LoadAtom(x, atoms[2]),
+          LoadAtom(x, atoms[3])};
+}
+/// Three atoms in line, so that the dihedral means nothing; NaN passes on to the energy.
+inline bool IsFlat(const DihedralCosine& d) {
+  return d.product < DihedralCosine::kDegenerate;
+}
 
 /// Torsion of MMFF94 about the bond B-C of atoms A-B-C-D, three-fold in φ:
 ///   E = 1/2 (V1 (1 + cos φ) + V2 (1 - cos 2φ) + V3 (1 + cos 3φ))
@@ -26,11 +39,11 @@ struct MmffTorsion {
   };
 
   static double Energy(const Params& p, const double* x, const Atoms& atoms) {
-    const DihedralCosine d = At(x, atoms);
+    const DihedralCosine d = DihedralAt(x, atoms);
     return Value(p, IsFlat(d) ? 1.0 : d.cosine);
   }
   static double Gradient(const Params& p, const double* x, const Atoms& atoms, double* grad) {
-    const DihedralCosine d = At(x, atoms);
+    const DihedralCosine d = DihedralAt(x, atoms);
     if (IsFlat(d)) return Value(p, 1.0);
     const double slope = First(p, d.cosine);
     const auto g = d.Gradient();
@@ -40,7 +53,7 @@ struct MmffTorsion {
   template <HessianSink Sink>
   static void Hessian(
       const Params& p, const double* x, const Atoms& atoms, double* grad, Sink& sink) {
-    const DihedralCosine d = At(x, atoms);
+    const DihedralCosine d = DihedralAt(x, atoms);
     if (IsFlat(d)) return;
     const double c = d.cosine;
     AddDihedralCosineDerivatives<false>(sink, grad, atoms, d, First(p, c), Second(p, c));
@@ -48,7 +61,7 @@ struct MmffTorsion {
   /// The Hessian's positive part: the curvature along φ where it is positive.
   template <HessianSink Sink>
   static void Model(const Params& p, const double* x, const Atoms& atoms, Sink& sink) {
-    const DihedralCosine d = At(x, atoms);
+    const DihedralCosine d = DihedralAt(x, atoms);
     if (IsFlat(d)) return;
     const double c = d.cosine;
     const double curvature = Second(p, c) * (1.0 - c * c) - First(p, c) * c;
@@ -56,12 +69,6 @@ struct MmffTorsion {
   }
 
  private:
-  static DihedralCosine At(const double* x, const Atoms& atoms) {
-    return {
-        LoadAtom(x, atoms[0]), LoadAtom(x, atoms[1]), LoadAtom(x, atoms[2]), LoadAtom(x, atoms[3])};
-  }
-  // Three atoms in line; NaN passes on to the energy.
-  static bool IsFlat(const DihedralCosine& d) { return d.product < DihedralCosine::kDegenerate; }
   // cos 2φ = 2c² - 1 and cos 3φ = 4c³ - 3c.
   static double Value(const Params& p, double c) {
     return 0.5 * (p.v1 * (1.0 + c) + p.v3) + p.v2 * (1.0 - c * c) + p.v3 * c * (2.0 * c * c - 1.5);

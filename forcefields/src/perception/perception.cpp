@@ -85,6 +85,13 @@ std::shared_ptr<const Perception> Perceive(const QZChem::QZMolBase& mol, QZForce
       pairs.types = mmff.pairTypes;
       pairs.numTypes = mmff.numPairTypes;
       pairs.table = mmff.pairTable;
+    } else {
+      perception->uff = PerceiveUff(mol, graph, perception->error);
+      if (perception->uff == nullptr) return perception;
+      pairs.types = perception->uff->pairTypes;
+      pairs.numTypes = perception->uff->numPairTypes;
+      pairs.table = perception->uff->pairTable;
+      pairs.potential = PairPotential::LennardJones;
     }
   } catch (const std::exception& error) {
     perception->error = error.what();
@@ -116,6 +123,9 @@ std::shared_ptr<const Perception> Perception::FindParameters(const QZChem::QZMol
   }
   auto perception = std::static_pointer_cast<const Perception>(QZChem::QZGetPerceived(
       mol, TagOf(kind), [&]() -> QZChem::QZPerceived { return Perceive(mol, kind); }));
+  if (perception->uff != nullptr && perception->uff->dependsOnCoordinates) {
+    perception = Perceive(mol, kind);
+  }
   if (perception->error.empty()) return perception;
   QZThrow.Warning("%s: molecule %s: %s", name, mol.GetTitle(), perception->error.c_str());
   return nullptr;

@@ -9,13 +9,14 @@
 #include "forcefields/term.h"
 #include "pairs/input.h"
 #include "perception/mmff.h"
+#include "perception/uff.h"
 #include "qzchem/mol.h"
 
 namespace QZMolPotential {
 
 /// A molecule as one force field sees it: types, charges and parameters, found once and kept with
-/// the molecule, for its copies, for every function and thread. It refers to atoms and bonds by
-/// index. Immutable.
+/// the molecule, for its copies, for every function and thread; where UFF's depend on coordinates
+/// they are found at every call. It refers to atoms and bonds by index. Immutable.
 struct Perception {
   /// Null and a warning when the force field cannot be used with `mol` as it stands.
   static std::shared_ptr<const Perception> Find(const QZChem::QZMolBase& mol,
@@ -28,6 +29,7 @@ struct Perception {
 
   std::string error;                           // why there are no parameters; "" when there are
   std::unique_ptr<const MmffParameters> mmff;  // null for UFF
+  std::unique_ptr<const UffParameters> uff;    // null for MMFF94 and MMFF94s
   PairInput pairs;                             // of all atoms, without cutoff
 };
 

@@ -83,8 +83,7 @@ void AddPrimitive(
           sink, grad, {a[0], a[1]}, PointDistance(at(0), at(1)), first, second);
     case Primitive::Kind::Angle: {
       const VectorAngle angle(at(0) - at(1), at(2) - at(1));
-      return AddAngleDerivatives(
-          sink, grad, {a[0], a[1], a[2]}, angle, angle.Slopes(first, second));
+      return AddAngleDerivatives(sink, grad, {a[0], a[1], a[2]}, angle, first, second);
     }
     case Primitive::Kind::Dihedral:
       return AddDihedralDerivatives(

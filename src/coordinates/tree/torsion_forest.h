@@ -48,6 +48,8 @@ class TorsionForest {
   /// The lengths of the axes are taken anew from `coords`.
   void MeasureAxes(const double* coords);
 
+  /// The molecule's atoms, parents first.
+  const std::vector<std::size_t>& Atoms() const { return walk_; }
   const std::vector<Torsion>& Torsions() const { return torsions_; }
   std::size_t NumTorsions() const { return torsions_.size(); }
   std::size_t NumActive() const { return outwards_.size(); }

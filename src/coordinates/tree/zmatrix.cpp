@@ -3,12 +3,14 @@
 #include "molpotential/zmatrix.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
+#include <utility>
 
-#include "coordinates/tree/zmatrix_frame.h"
 #include "coordinates/tree/zmatrix_neighbours.h"
+#include "coordinates/tree/zmatrix_rows.h"
 #include "kernels/dihedral.h"
 #include "qzchem/mol.h"
 #include "qzchem/topology.h"
@@ -29,243 +31,276 @@ double AngleAt(const Vec3& p, const Vec3& q, const Vec3& r) {
   return std::atan2(Norm(Cross(u, v)), Dot(u, v));
 }
 
-// The normal about which the angle from `toA` to `arm` grows; it does not turn over with the arm
-// where the angle passes 0 or π (`sine` < 0). In line the plane is the xy-plane, as where the first
-// three atoms are placed, or any other.
-Vec3 PlaneNormal(const Vec3& toA, const Vec3& arm, double sine) {
-  Vec3 normal = sine < 0.0 ? Cross(arm, toA) : Cross(toA, arm);
-  if (!(Norm(normal) > 1e-12 * Norm(toA) * Norm(arm))) {
-    normal = Cross(toA, {0.0, 1.0, 0.0});
-    if (!(Norm(normal) > 1e-6 * Norm(toA))) normal = Cross(toA, {0.0, 0.0, 1.0});
-  }
-  const double length = Norm(normal);
-  return length > 0.0 ? (1.0 / length) * normal : Vec3{0.0, 0.0, 1.0};
+// How many of the three values atom k has.
+unsigned int ValuesOf(std::size_t atom) {
+  return static_cast<unsigned int>(std::min<std::size_t>(atom, 3));
 }
 
 }  // namespace
 
-// How many of the three values atom k has.
-unsigned int QZZmatAdaptor::valuesOf(std::size_t atom) {
-  return static_cast<unsigned int>(std::min<std::size_t>(atom, 3));
+// The rows in the order of the atoms. Atom 0 is at the origin, atom 1 along the first axis, atom 2
+// in the plane of the first two.
+struct QZZmatAdaptor::State {
+  struct Row {
+    std::array<unsigned int, 3> partner{1, 2, 3};  // b, a, d
+    std::array<double, 3> value{};                 // r, θ, φ
+    std::array<int, 3> mask{};                     // 1 free, 0 fixed, -1 an undefined dihedral
+  };
+
+  template <class Visit>
+  void ForEachFree(Visit visit) const;
+  void WriteFree(double* vars) const;
+  void CountFree();
+  void ConstructBADtable();
+  void Xyz2int(const double* x);
+  void RechooseDihedral(const double* x, unsigned int k, EarlierAtoms& earlier);
+  static void MarkUndefined(Row& row);
+  void Int2xyz();
+  ZmatRow Placing(std::size_t k) const;
+  ZmatAxes AxesOf() const;
+  void SweepBack(double* grad);
+
+  unsigned int numAtoms = 0;
+  unsigned int freeCount = 0;
+  std::vector<Row> rows;
+  std::vector<double> coords;
+  std::vector<Vec3> points;  // of a conversion or gradient
+  std::vector<Vec3> forces;
+  int* fixedAtoms = nullptr;
+};
+
+QZZmatAdaptor::QZZmatAdaptor() : state_(std::make_unique<State>()) {}
+QZZmatAdaptor::QZZmatAdaptor(const QZZmatAdaptor& other)
+    : QZFixMolAdaptor1(other), state_(std::make_unique<State>(*other.state_)) {}
+QZZmatAdaptor::QZZmatAdaptor(QZZmatAdaptor&& other) noexcept
+    : QZFixMolAdaptor1(), state_(std::move(other.state_)) {
+  other.state_ = std::make_unique<State>();
+}
+QZZmatAdaptor& QZZmatAdaptor::operator=(const QZZmatAdaptor& other) {
+  *state_ = *other.state_;
+  return *this;
+}
+QZZmatAdaptor& QZZmatAdaptor::operator=(QZZmatAdaptor&& other) noexcept {
+  state_.swap(other.state_);
+  return *this;
+}
+QZZmatAdaptor::~QZZmatAdaptor() = default;
+
+unsigned int QZZmatAdaptor::NumFuncVar() const {
+  return 3 * state_->numAtoms;
+}
+unsigned int QZZmatAdaptor::NumOptVar() const {
+  return state_->freeCount;
 }
 
 // Calls visit(row, which) for the variables in their order. A lone atom's one variable is a
 // distance that nothing depends on.
 template <class Visit>
-void QZZmatAdaptor::forEachFree(Visit visit) const {
-  if (numAtoms_ == 1 && rows_[0].mask[kDistance] != 0) visit(std::size_t{0}, kDistance);
-  for (std::size_t k = 1; k < numAtoms_; ++k) {
-    for (unsigned int which = 0; which < valuesOf(k); ++which) {
-      if (rows_[k].mask[which] != 0) visit(k, static_cast<int>(which));
+void QZZmatAdaptor::State::ForEachFree(Visit visit) const {
+  if (numAtoms == 1 && rows[0].mask[kDistance] != 0) visit(std::size_t{0}, std::size_t{kDistance});
+  for (std::size_t k = 1; k < numAtoms; ++k) {
+    for (std::size_t which = 0; which < ValuesOf(k); ++which) {
+      if (rows[k].mask[which] != 0) visit(k, which);
     }
   }
 }
 
-void QZZmatAdaptor::writeFree(double* vars) const {
-  forEachFree(
-      [&](std::size_t k, int which) { *vars++ = rows_[k].value[static_cast<std::size_t>(which)]; });
+void QZZmatAdaptor::State::WriteFree(double* vars) const {
+  ForEachFree([&](std::size_t k, std::size_t which) { *vars++ = rows[k].value[which]; });
 }
 
-void QZZmatAdaptor::countFree() {
-  freeCount_ = 0;
-  forEachFree([this](std::size_t, int) { ++freeCount_; });
+void QZZmatAdaptor::State::CountFree() {
+  freeCount = 0;
+  ForEachFree([this](std::size_t, std::size_t) { ++freeCount; });
 }
 
 std::vector<QZInternalKind> QZZmatAdaptor::GetKinds() const {
   constexpr std::array kinds{QZInternalKind::Bond, QZInternalKind::Angle, QZInternalKind::Dihedral};
   std::vector<QZInternalKind> result;
-  forEachFree(
-      [&](std::size_t, int which) { result.push_back(kinds[static_cast<std::size_t>(which)]); });
+  state_->ForEachFree([&](std::size_t, std::size_t which) { result.push_back(kinds[which]); });
   return result;
 }
 
 bool QZZmatAdaptor::Setup(const QZChem::QZMolBase& mol) {
-  numAtoms_ = mol.NumAtoms();
-  fixedAtoms_ = nullptr;
-  rows_.assign(numAtoms_, Row{});
-  coords_.assign(std::size_t{3} * mol.AtomIndexBound(), 0.0);
-  adjoint_.assign(coords_.size(), 0.0);
-  freeCount_ = 0;
-  if (numAtoms_ == 0) return false;
-  for (std::size_t k = 0; k < numAtoms_; ++k) {
-    const unsigned int count = k == 0 && numAtoms_ == 1 ? 1 : valuesOf(k);
-    std::fill_n(rows_[k].mask.begin(), count, 1);
+  *state_ = State();
+  State& s = *state_;
+  s.numAtoms = mol.NumAtoms();
+  s.rows.resize(s.numAtoms);
+  s.coords.assign(std::size_t{3} * mol.AtomIndexBound(), 0.0);
+  s.points.resize(mol.AtomIndexBound());
+  s.forces.resize(mol.AtomIndexBound());
+  if (s.numAtoms == 0) return false;
+  for (std::size_t k = 0; k < s.numAtoms; ++k) {
+    const unsigned int count = k == 0 && s.numAtoms == 1 ? 1 : ValuesOf(k);
+    std::fill_n(s.rows[k].mask.begin(), count, 1);
   }
-  countFree();
-  mol.GetCoords(coords_.data());
-  constructBADtable();
-  xyz2int(coords_.data());
+  s.CountFree();
+  mol.GetCoords(s.coords.data());
+  s.ConstructBADtable();
+  s.Xyz2int(s.coords.data());
   return true;
 }
 
-void QZZmatAdaptor::constructBADtable() {
+void QZZmatAdaptor::State::ConstructBADtable() {
   constexpr double kFarthest2 = 1e10;  // Å²
-  EarlierAtoms earlier(coords_.data());
-  for (unsigned int k = 1; k < numAtoms_; ++k) {
-    auto& partner = rows_[k].partner;
+  EarlierAtoms earlier(coords.data());
+  for (unsigned int k = 1; k < numAtoms; ++k) {
+    auto& partner = rows[k].partner;
     earlier.AddUpTo(k);
     partner[0] = earlier.Nearest(
-        LoadAtom(coords_.data(), k), kFarthest2, 0, [](unsigned int) { return true; });
-    if (k > 1) partner[1] = rows_[partner[0]].partner[0];
-    if (k > 2) partner[2] = rows_[partner[0]].partner[1];
+        LoadAtom(coords.data(), k), kFarthest2, 0, [](unsigned int) { return true; });
+    if (k > 1) partner[1] = rows[partner[0]].partner[0];
+    if (k > 2) partner[2] = rows[partner[0]].partner[1];
   }
 }
 
 // An undefined dihedral stays in its place among the variables; a fixed one stays fixed.
-void QZZmatAdaptor::markUndefined(Row& row) {
+void QZZmatAdaptor::State::MarkUndefined(Row& row) {
   if (row.mask[kDihedral] == 0) return;
   row.mask[kDihedral] = row.value[kAngle] >= kStraight ? -1 : 1;
 }
 
 // Where b-a-d is nearly straight, d becomes the nearest earlier atom to a that is not in line with
 // them, if there is one.
-void QZZmatAdaptor::rechooseDihedral(const double* coords, unsigned int k, EarlierAtoms& earlier) {
+void QZZmatAdaptor::State::RechooseDihedral(const double* x,
+                                            unsigned int k,
+                                            EarlierAtoms& earlier) {
   constexpr double kFarthest2 = 1000.0;  // Å²
-  auto& [b, a, d] = rows_[k].partner;
-  const Vec3 pa = LoadAtom(coords, a);
-  const Vec3 pb = LoadAtom(coords, b);
-  const double angle = AngleAt(pb, pa, LoadAtom(coords, d));
+  auto& [b, a, d] = rows[k].partner;
+  const Vec3 pa = LoadAtom(x, a);
+  const Vec3 pb = LoadAtom(x, b);
+  const double angle = AngleAt(pb, pa, LoadAtom(x, d));
   if (angle >= 15.0 * kDegree && angle <= 165.0 * kDegree) return;
   earlier.AddUpTo(k);
-  const std::array<unsigned int, 3> taken = rows_[k].partner;
+  const std::array<unsigned int, 3> taken = rows[k].partner;
   for (const double least : {15.0 * kDegree, 5.0 * kDegree}) {
     const auto bent = [&](unsigned int j) {
       if (std::ranges::find(taken, j) != taken.end()) return false;
-      const double bend = AngleAt(pb, pa, LoadAtom(coords, j));
+      const double bend = AngleAt(pb, pa, LoadAtom(x, j));
       return bend > least && bend < std::numbers::pi - least;
     };
     d = earlier.Nearest(pa, kFarthest2, d, bent);
-    const Vec3 off = LoadAtom(coords, d) - pa;
+    const Vec3 off = LoadAtom(x, d) - pa;
     if (d != taken[2] && Dot(off, off) <= kFarthest2 - 1.0) return;
   }
 }
 
-void QZZmatAdaptor::xyz2int(const double* coords) {
-  EarlierAtoms earlier(coords);  // filled only when a partner is chosen anew
-  for (unsigned int k = 1; k < numAtoms_; ++k) {
-    Row& row = rows_[k];
-    const Vec3 p = LoadAtom(coords, k);
-    const Vec3 pb = LoadAtom(coords, row.partner[0]);
+void QZZmatAdaptor::State::Xyz2int(const double* x) {
+  EarlierAtoms earlier(x);  // filled only when a partner is chosen anew
+  for (unsigned int k = 1; k < numAtoms; ++k) {
+    Row& row = rows[k];
+    const Vec3 p = LoadAtom(x, k);
+    const Vec3 pb = LoadAtom(x, row.partner[0]);
     row.value[kDistance] = Norm(p - pb);
     if (k < 2) continue;
-    const Vec3 pa = LoadAtom(coords, row.partner[1]);
+    const Vec3 pa = LoadAtom(x, row.partner[1]);
     row.value[kAngle] = AngleAt(p, pb, pa);
     if (k < 3) continue;
-    markUndefined(row);
+    MarkUndefined(row);
     if (row.value[kAngle] >= kStraight) {
       row.value[kDihedral] = 0.0;
       continue;
     }
-    rechooseDihedral(coords, k, earlier);
-    row.value[kDihedral] =
-        DihedralCosine(p, pb, pa, LoadAtom(coords, row.partner[2])).SignedAngle();
+    RechooseDihedral(x, k, earlier);
+    row.value[kDihedral] = DihedralCosine(p, pb, pa, LoadAtom(x, row.partner[2])).SignedAngle();
   }
 }
 
-void QZZmatAdaptor::int2xyz() {
-  double* x = coords_.data();
-  std::fill(coords_.begin(), coords_.end(), 0.0);
-  if (numAtoms_ > 1) x[3] = rows_[1].value[kDistance];
-  if (numAtoms_ > 2) {
-    const Row& row = rows_[2];
-    const double xb = x[3 * row.partner[0]];
-    const double angle = xb > 0.0 ? std::numbers::pi - row.value[kAngle] : row.value[kAngle];
-    x[6] = xb + row.value[kDistance] * std::cos(angle);
-    x[7] = row.value[kDistance] * std::sin(angle);
+// Atom 1 in line with the first axis, atom 2 on the side of the second.
+ZmatRow QZZmatAdaptor::State::Placing(std::size_t k) const {
+  ZmatRow row;
+  row.atom = static_cast<unsigned int>(k);
+  row.partner = rows[k].partner;
+  if (k == 1) {
+    row.form = ZmatRow::Form::Straight;
+    row.partner = {row.partner[0], ZmatRow::kAxis, ZmatRow::kAxis + 1};
   }
-  for (std::size_t k = 3; k < numAtoms_; ++k) {
-    Row& row = rows_[k];
+  if (k == 2) row.partner[2] = ZmatRow::kAxis + 1;
+  return row;
+}
+
+// The axes of the frame in which the points stand: the first along atom 1, the second towards atom
+// 2 or, with atom 2 in line, towards y or z.
+ZmatAxes QZZmatAdaptor::State::AxesOf() const {
+  ZmatAxes axes;
+  const double r1 = numAtoms > 1 ? rows[1].value[kDistance] : 0.0;
+  if (r1 != 0.0) axes.axis[0] = (1.0 / r1) * (points[1] - points[0]);
+  if (numAtoms < 3) return axes;
+  const Row& row = rows[2];
+  const Vec3 along = points[row.partner[0]] - points[row.partner[1]];
+  const Vec3 arm = points[2] - points[row.partner[0]];
+  const auto across = [&](const Vec3& v) {
+    return v - (Dot(v, along) / Dot(along, along)) * along;
+  };
+  // The angle grows towards the second axis, and does not turn over with the arm where it passes 0
+  // or π.
+  const double side = row.value[kDistance] * std::sin(row.value[kAngle]) < 0.0 ? -1.0 : 1.0;
+  Vec3 second = side * across(arm);
+  if (!(Norm(second) > 1e-12 * Norm(arm))) {
+    second = across({0.0, 1.0, 0.0});
+    if (!(Norm(second) > 1e-6)) second = across({0.0, 0.0, 1.0});
+  }
+  if (Norm(second) > 0.0) axes.axis[1] = (1.0 / Norm(second)) * second;
+  axes.axis[2] = Cross(axes.axis[0], axes.axis[1]);
+  return axes;
+}
+
+void QZZmatAdaptor::State::Int2xyz() {
+  std::ranges::fill(coords, 0.0);
+  points[0] = {};
+  const ZmatAxes axes;
+  PlacedRow<double> placed;
+  for (std::size_t k = 1; k < numAtoms; ++k) {
+    Row& row = rows[k];
     // Only a conversion from Cartesian coordinates makes a dihedral undefined: an angle that the
     // caller takes past straight keeps it.
-    if (row.mask[kDihedral] < 0) markUndefined(row);
-    const auto [b, a, d] = row.partner;
-    const Vec3 pb = LoadAtom(x, b);
-    const ZmatFrame frame(pb, LoadAtom(x, a), LoadAtom(x, d));
-    StoreAtom(
-        x, k, pb + row.value[kDistance] * frame.Direction(row.value[kAngle], row.value[kDihedral]));
+    if (k > 2 && row.mask[kDihedral] < 0) MarkUndefined(row);
+    points[k] = PlaceRow(Placing(k), axes, row.value.data(), points.data(), placed);
+    StoreAtom(coords.data(), k, points[k]);
   }
+}
+
+// Derivatives with respect to the values of each row, from the last atom to the first, written in
+// the variables' order.
+void QZZmatAdaptor::State::SweepBack(double* grad) {
+  const ZmatAxes axes = AxesOf();
+  double* write = grad + freeCount;
+  for (std::size_t k = numAtoms; k-- > 1;) {
+    const Row& row = rows[k];
+    const ZmatRow placing = Placing(k);
+    const PlacedRow<double> placed(placing, axes, row.value.data(), points.data());
+    const auto slopes = SweepRow(placing, axes, placed, forces.data());
+    for (std::size_t which = ValuesOf(k); which-- > 0;) {
+      if (row.mask[which] != 0) *--write = row.mask[which] > 0 ? slopes[which] : 0.0;
+    }
+  }
+  if (numAtoms == 1 && freeCount == 1) grad[0] = 0.0;
 }
 
 bool QZZmatAdaptor::FuncVarToOptVar(const double* coords, double* vars) {
-  std::copy_n(coords, NumFuncVar(), coords_.begin());
-  xyz2int(coords);
-  writeFree(vars);
+  std::copy_n(coords, NumFuncVar(), state_->coords.begin());
+  state_->Xyz2int(coords);
+  state_->WriteFree(vars);
   return true;
 }
 
 bool QZZmatAdaptor::OptVarToFuncVar(const double* vars, double* coords) {
-  forEachFree(
-      [&](std::size_t k, int which) { rows_[k].value[static_cast<std::size_t>(which)] = *vars++; });
-  int2xyz();
-  std::copy_n(coords_.begin(), NumFuncVar(), coords);
+  State& s = *state_;
+  if (s.numAtoms == 0) return true;
+  s.ForEachFree([&](std::size_t k, std::size_t which) { s.rows[k].value[which] = *vars++; });
+  s.Int2xyz();
+  std::copy_n(s.coords.begin(), NumFuncVar(), coords);
   return true;
 }
 
-// The chain rule backwards through the placement of the atoms, last atom first: f_k, the gradient
-// that atom k has gathered, gives the derivatives with respect to its own three values, and moves
-// on to the atoms that place it. With τ = (p - b) x f:
-//   b gains f + u,  a gains -u - v,  d gains v,
-//   v = (τ·e / h) n,  u = τ x e / L - (τ·e) (d - a)·e / (h L) n
-// since a turn of the frame by ω about b does the work τ·ω, and ω follows from b, a and d.
 bool QZZmatAdaptor::FuncGradToOptGrad(const double* coords, double* cartGrad, double* grad) {
-  const double* x = coords != nullptr ? coords : coords_.data();
-  std::copy_n(cartGrad, NumFuncVar(), adjoint_.begin());
-  // Derivatives with respect to the values of each row, filled from the last atom to the first and
-  // then written in the variables' order.
-  double* write = grad + freeCount_;
-  const auto put = [&](std::size_t k, const std::array<double, 3>& derivative) {
-    for (unsigned int which = valuesOf(k); which-- > 0;) {
-      const int mask = rows_[k].mask[which];
-      if (mask != 0) *--write = mask > 0 ? derivative[which] : 0.0;
-    }
-  };
-  for (std::size_t k = numAtoms_; k-- > 3;) {
-    const Row& row = rows_[k];
-    const auto [b, a, d] = row.partner;
-    const double r = row.value[kDistance];
-    const double theta = row.value[kAngle];
-    const double phi = row.value[kDihedral];
-    const ZmatFrame frame(LoadAtom(x, b), LoadAtom(x, a), LoadAtom(x, d));
-    const Vec3 direction = frame.Direction(theta, phi);
-    const Vec3 f = LoadAtom(adjoint_.data(), k);
-    put(k,
-        {Dot(f, direction),
-         r * Dot(f, frame.ThetaDerivative(theta, phi)),
-         r * Dot(f, Cross(frame.e, direction))});
-    const Vec3 torque = Cross(r * direction, f);
-    Vec3 u;
-    Vec3 v;
-    if (frame.length > 0.0) u = (1.0 / frame.length) * Cross(torque, frame.e);
-    if (frame.height > 0.0 && frame.length > 0.0) {
-      const double twist = Dot(torque, frame.e) / frame.height;
-      v = twist * frame.n;
-      u -= (twist * frame.along / frame.length) * frame.n;
-    }
-    AddToAtom(adjoint_.data(), b, f + u);
-    AddToAtom(adjoint_.data(), a, -u - v);
-    AddToAtom(adjoint_.data(), d, v);
+  State& s = *state_;
+  const double* x = coords != nullptr ? coords : s.coords.data();
+  for (std::size_t i = 0; i < s.numAtoms; ++i) {
+    s.points[i] = LoadAtom(x, i);
+    s.forces[i] = LoadAtom(cartGrad, i);
   }
-  if (numAtoms_ > 2) {
-    // Within the plane of the first three atoms, from the centre of the angle outwards.
-    const auto [b, a, d] = rows_[2].partner;
-    const Vec3 pb = LoadAtom(x, b);
-    const Vec3 pa = LoadAtom(x, a);
-    const Vec3 arm = LoadAtom(x, 2) - pb;
-    const Vec3 f = LoadAtom(adjoint_.data(), 2);
-    const auto [r, theta, unused] = rows_[2].value;
-    const Vec3 normal = PlaneNormal(pa - pb, arm, r * std::sin(theta));
-    put(2, {r != 0.0 ? Dot(f, arm) / r : 0.0, Dot(f, Cross(normal, arm)), 0.0});
-    AddToAtom(adjoint_.data(), b, f);
-    // Turning about the first bond's own direction is no variable, nor is turning that bond.
-  }
-  if (numAtoms_ > 1) {
-    const Vec3 axis = LoadAtom(x, 1) - LoadAtom(x, 0);
-    const double r = rows_[1].value[kDistance];
-    const Vec3 f = LoadAtom(adjoint_.data(), 1);
-    put(1, {r != 0.0 ? Dot(f, axis) / r : f.x, 0.0, 0.0});
-  } else if (freeCount_ == 1) {
-    grad[0] = 0.0;
-  }
+  s.SweepBack(grad);
   return true;
 }
 
@@ -274,27 +309,27 @@ bool QZZmatAdaptor::OptGradToFuncGrad(const double* /*optGrad*/, double* /*funcG
 }
 
 bool QZZmatAdaptor::GetAdaptedVariables(double* coords) const {
-  if (numAtoms_ == 0 || coords == nullptr) return false;
-  std::copy_n(coords_.begin(), NumFuncVar(), coords);
+  if (state_->numAtoms == 0 || coords == nullptr) return false;
+  std::copy_n(state_->coords.begin(), NumFuncVar(), coords);
   return true;
 }
 
 void QZZmatAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const {
-  if (numAtoms_ == 0) {
+  if (state_->numAtoms == 0) {
     QZSystem::QZThrow.Warning("QZZmatAdaptor has not been setup propely");
     return;
   }
-  if (vars != nullptr) writeFree(vars);
+  if (vars != nullptr) state_->WriteFree(vars);
   std::printf("\nInternal Z-matrix coordinates:\n");
   std::printf("atom  distance   angle     dihedral\n        [A]      [deg]      [deg]\n");
   // Right-aligned under the headings: distance ends in column 14, angle in 22, dihedral in 35.
   constexpr int kWidth[3] = {10, 8, 13};
-  for (std::size_t k = 0; k < numAtoms_; ++k) {
+  for (std::size_t k = 0; k < state_->numAtoms; ++k) {
     const QZChem::QZAtomBase* atom = mol.GetAtom(static_cast<unsigned int>(k));
     const char* symbol = QZChem::QZGetAtomicSymbol(atom != nullptr ? atom->GetAtomicNumber() : 0);
     std::printf("%-4s", symbol);
-    for (unsigned int which = 0; which < valuesOf(k); ++which) {
-      const double value = rows_[k].value[which];
+    for (unsigned int which = 0; which < ValuesOf(k); ++which) {
+      const double value = state_->rows[k].value[which];
       if (which == kDistance) {
         std::printf("%*.5f", kWidth[which], value);
       } else {
@@ -308,19 +343,19 @@ void QZZmatAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& mol, double* va
 
 void QZZmatAdaptor::FixAtoms(int*& atoms) {
   if (atoms == nullptr) return;
-  fixedAtoms_ = atoms;
-  const auto fixed = [this](std::size_t atom) { return fixedAtoms_[atom] < 0; };
-  if (numAtoms_ == 1) rows_[0].mask[kDistance] = fixed(0) ? 0 : 1;
-  for (std::size_t k = 1; k < numAtoms_; ++k) {
-    Row& row = rows_[k];
+  state_->fixedAtoms = atoms;
+  const auto fixed = [this](std::size_t atom) { return state_->fixedAtoms[atom] < 0; };
+  if (state_->numAtoms == 1) state_->rows[0].mask[kDistance] = fixed(0) ? 0 : 1;
+  for (std::size_t k = 1; k < state_->numAtoms; ++k) {
+    State::Row& row = state_->rows[k];
     bool allFixed = fixed(k);
-    for (unsigned int which = 0; which < valuesOf(k); ++which) {
+    for (unsigned int which = 0; which < ValuesOf(k); ++which) {
       allFixed = allFixed && fixed(row.partner[which]);
       row.mask[which] = allFixed ? 0 : 1;
     }
-    if (k > 2) markUndefined(row);
+    if (k > 2) State::MarkUndefined(row);
   }
-  countFree();
+  state_->CountFree();
 }
 
 }  // namespace QZMolPotential
