@@ -88,6 +88,14 @@ TEST(NormalModes, DiatomicHasTheClosedForm) {
   for (const double carbon : {0.0, 13.00335}) {
     QZNormalModesOptions options;
     options.masses = {carbon};
+    if (carbon > 0.0) {
+      // The same through the atom's own isotope.
+      QZChem::QZGraphMol labelled = mol;
+      labelled.GetAtom(0)->SetIsotope(13);
+      EXPECT_NEAR(QZComputeNormalModes(f, labelled, x.data()).frequencies.at(0),
+                  QZComputeNormalModes(f, mol, x.data(), options).frequencies.at(0),
+                  1e-3);
+    }
     const double mass = carbon > 0.0 ? carbon : 12.011;
     const double expected = kWavenumber * std::sqrt(k * (1.0 / mass + 1.0 / 15.999));
     const QZNormalModes modes = QZComputeNormalModes(f, mol, x.data(), options);

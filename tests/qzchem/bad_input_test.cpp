@@ -8,9 +8,9 @@
 #include <string>
 #include <tuple>
 
-#include "support/records_text.h"
 #include "support/capture.h"
 #include "support/molecules.h"
+#include "support/records_text.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "support/records_text.h"
 #include "support/capture.h"
 #include "support/molecules.h"
+#include "support/records_text.h"
 
 namespace {
 
@@ -161,16 +161,33 @@ TEST(Files, PathsChooseFormatAndCompression) {
   }
 }
 
-TEST(Files, PdbKeepsResiduesAndReadsModelsOneByOne) {
-  const std::string model =
-      "MODEL        1\n"
-      "ATOM      1  N   GLY A   7       0.000   0.000   0.000  1.00 12.50           N  \n"
-      "ATOM      2  CA  GLY A   7       1.458   0.000   0.000  1.00 12.50           C  \nENDMDL\n";
-  const auto reading = ReadAll("HEADER    T\n" + model + model + "END\n", PDB);
-  EXPECT_EQ(reading.records.size(), 2U);
-  ASSERT_EQ(reading.molecules.size(), 2U);
-  EXPECT_EQ(reading.molecules[1].NumBonds(), 1U);
-  const QZGraphMol copy = reading.molecules[1];
+TEST(Files, PdbKeepsResiduesAndReadsTheModelAskedFor) {
+  const auto model = [](const char* number, const char* x) {
+    return std::string("MODEL        ") + number +
+           "\nATOM      1  N   GLY A   7       0.000   0.000   0.000  1.00 12.50           N  \n"
+           "ATOM      2  CA AGLY A   7       1.458   0.000   0.000  0.60 12.50           C  \n"
+           "ATOM      3  CA BGLY A   7       1.45" +
+           x + "   0.900   0.000  0.40 12.50           C  \nENDMDL\n";
+  };
+  const std::string text = "HEADER    T\n" + model("1", "1") + model("2", "2") + "END\n";
+  const auto read = [&text](unsigned int number, char location) {
+    std::istringstream in(text);
+    qzmolistream stream(in, PDB);
+    stream.SetModel(number);
+    stream.SetAlternateLocation(location);
+    return ReadAll(stream);
+  };
+  MessageCapture messages;
+  EXPECT_EQ(read(0, 0).records.size(), 2U);
+  const auto first = read(1, 0);
+  ASSERT_EQ(first.molecules.size(), 1U);
+  EXPECT_NE(first.records[0].note.find("2 models, the first is used"), std::string::npos);
+  EXPECT_NE(first.records[0].note.find("alternate locations in 1 residues (first: GLY 7)"),
+            std::string::npos);
+  EXPECT_EQ(first.molecules[0].NumBonds(), 1U);
+  EXPECT_DOUBLE_EQ(Coords(first.molecules[0])[3], 1.458);
+  EXPECT_DOUBLE_EQ(Coords(read(2, 'B').molecules.at(0))[3], 1.452);
+  const QZGraphMol copy = first.molecules[0];
   EXPECT_NE(Written(copy, PDB).find("CA  GLY A   7"), std::string::npos);
 }
 

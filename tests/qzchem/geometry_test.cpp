@@ -9,8 +9,8 @@
 #include <random>
 #include <vector>
 
-#include "support/records_text.h"
 #include "support/molecules.h"
+#include "support/records_text.h"
 
 namespace {
 

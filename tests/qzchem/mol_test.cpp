@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "support/records_text.h"
 #include "support/capture.h"
 #include "support/molecules.h"
+#include "support/records_text.h"
 
 namespace {
 
@@ -233,6 +233,38 @@ TEST(SubSearch, MatchesInPatternOrderAlsoAcrossHoles) {
   const QZGraphMol chain = CarbonChain(3000);
   EXPECT_EQ(Matches("CC", chain).size(), 2999U) << "more than a thousand";
   EXPECT_EQ(Matches("[CH3]", chain).size(), 2U) << "hydrogens that valence asks for count";
+}
+
+TEST(SubSearch, MapNumbersAreThoseOfThePatternsOwnAtoms) {
+  const QZGraphMol mol = FromSmiles("CCO");
+  QZSubSearch search;
+  ASSERT_TRUE(search.Init("[#6;$([#6:7]):2]-[#6:1]", false));
+  EXPECT_EQ(search.GetMapIndices(), (Indices{2, 1}));
+  EXPECT_TRUE(search.HasMaps(2));
+  std::vector<Indices> groups;
+  std::string error;
+  EXPECT_TRUE(search.MatchMapped(mol, 2, groups, error)) << error;
+  EXPECT_EQ(groups, (std::vector<Indices>{{1, 0}}));
+  for (const char* smarts : {"[$([C:1][C:2])]", "[C:1][C:1]", "[C:1][C:3]", "[C:1][C:2][O:3]"}) {
+    ASSERT_TRUE(search.Init(smarts, false));
+    EXPECT_FALSE(search.MatchMapped(mol, 2, groups, error)) << smarts;
+  }
+}
+
+TEST(SubSearch, PatternsThatExplodeEndAtALimit) {
+  const QZGraphMol mol = CarbonChain(60);
+  QZSubSearch search;
+  MessageCapture messages;
+  for (const char* smarts : {"*.*.*.*", "[$(*.*.*.*)]"}) {
+    ASSERT_TRUE(search.Init(smarts, false));
+    Indices atoms;
+    std::string error;
+    if (search.MatchAtoms(mol, atoms, error)) continue;  // a recursive one may end at its first
+    EXPECT_NE(error.find("1000000 ways"), std::string::npos) << error;
+    EXPECT_TRUE(atoms.empty());
+    for (const auto& match : QZRange(search.Match(mol, true))) FAIL() << match.NumAtoms();
+  }
+  EXPECT_EQ(messages.Warnings().size(), 1U);
 }
 
 TEST(SubSearch, BadPatternsAndSmilesSayWhyAndChangeNothing) {

@@ -73,7 +73,8 @@ void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
       "0), strength in kcal/mol/Å² (default 50). May be repeated");
   add("--restrain-torsion",
       torsion,
-      "\"i j k l degrees k\": 0.5 k (cos φ - cos φ0)², k in kcal/mol. Atom numbers count from 1; a "
+      "\"i j k l degrees k\": k (φ - φ0)², the angle with its sign, k in kcal/mol/rad². Atom "
+      "numbers count from 1; a "
       "SMARTS with map numbers 1 to 4 may stand in their place. May be repeated");
   add("--restrain-distance",
       distance,
@@ -98,7 +99,7 @@ void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
       "\"i j k [degrees]\": keep an angle (default: as it is). May be repeated");
   add("--constrain-torsion",
       constrainTorsion,
-      "\"i j k l [degrees]\": keep the cosine of a torsion (default: as it is). May be repeated");
+      "\"i j k l [degrees]\": keep a torsion, with its sign (default: as it is). May be repeated");
 }
 
 void RestraintArguments::Parse(Task& task) const {

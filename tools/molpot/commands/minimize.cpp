@@ -68,6 +68,12 @@ void AddMinimize(CLI::App& app, Action& action) {
   command.add_flag("--table", args->report.table, "Print the energy components before and after");
   command.add_flag("--dry-run", task.dryRun, "List what every selection matches, and stop");
   command
+      .add_option("--method",
+                  task.optimizer.method,
+                  "auto, quasi-newton (gradients alone) or newton (second derivatives)")
+      ->transform(CLI::CheckedTransformer(MethodNames(), CLI::ignore_case))
+      ->default_str("auto");
+  command
       .add_option("--time-limit",
                   task.timeLimit,
                   "Seconds a record, after which it ends where it stands, not converged. Default: "

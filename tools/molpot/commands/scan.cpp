@@ -112,7 +112,7 @@ class Scan {
   const Task& task_;
   QZChem::QZGraphMol& mol_;
   std::vector<unsigned int> atoms_;
-  std::unique_ptr<QZMolPotential::QZMolFunc1> field_;
+  std::unique_ptr<QZMolPotential::QZStandardFF> field_;
   QZConstr::QZTorsionAngleRestraint hold_;
   QZMolPotential::QZGenericFF sum_;
 };

@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "input/restraints.h"
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
 #include <optional>
 #include <set>
 
+#include "input/signed_torsion.h"
 #include "input/words.h"
 
 namespace Molpot {
@@ -159,10 +161,10 @@ void Restraints::AddTorsion(const std::string& argument) {
   ExpectEnd(kOption, words);
   makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
     for (const Group& g : Resolve(kOption, atoms, mol)) {
-      auto held = MakeHeld<HeldRestraint>(
-          kOption, g, "target ±" + Number(std::abs(degrees)) + "°", "°", TorsionOf(g));
-      auto restraint = std::make_unique<QZConstr::QZTorsionHarmConstr>(k, degrees * kDegree);
-      restraint->SetSingleTorsion(g[0], g[1], g[2], g[3]);
+      auto held =
+          MakeHeld<HeldRestraint>(kOption, g, "target " + Number(degrees) + "°", "°", TorsionOf(g));
+      auto restraint = std::make_unique<QZConstr::QZTorsionAngleRestraint>(k, degrees * kDegree);
+      restraint->SetTorsion(g[0], g[1], g[2], g[3]);
       held.function = std::move(restraint);
       SetUpAndKeep(std::move(held), mol, all);
     }
@@ -240,6 +242,12 @@ std::unique_ptr<QZMolPotential::QZMolConstr> MakeConstraint(const QZMolBase& mol
   return MakeConstraint<Constraint>(mol, g, target, std::make_index_sequence<N>());
 }
 
+std::unique_ptr<QZMolPotential::QZMolConstr> MakeTorsionConstraint(const QZMolBase& /*mol*/,
+                                                                   const Group& g,
+                                                                   std::optional<double> target) {
+  return std::make_unique<SignedTorsionConstraint>(std::array{g[0], g[1], g[2], g[3]}, target);
+}
+
 std::function<void(const QZMolBase&, std::vector<HeldConstraint>&)> ParseConstraint(
     const ConstraintKind& kind, const std::string& argument) {
   std::vector<std::string> words = Words(argument);
@@ -294,17 +302,16 @@ void Restraints::AddAngleConstraint(const std::string& argument) {
 }
 
 void Restraints::AddTorsionConstraint(const std::string& argument) {
-  constraintMakers_.push_back(
-      ParseConstraint({"--constrain-torsion",
-                       4,
-                       "angle",
-                       "°",
-                       kDegree,
-                       -360.0,
-                       360.0,
-                       &TorsionOf,
-                       &MakeConstraint<QZMolPotential::QZDihedralConstr, 4>},
-                      argument));
+  constraintMakers_.push_back(ParseConstraint({"--constrain-torsion",
+                                               4,
+                                               "angle",
+                                               "°",
+                                               kDegree,
+                                               -360.0,
+                                               360.0,
+                                               &TorsionOf,
+                                               &MakeTorsionConstraint},
+                                              argument));
 }
 
 std::vector<HeldRestraint> Restraints::Build(const QZMolBase& mol) const {

@@ -37,7 +37,7 @@ class Restraints {
  public:
   /// "SMARTS [width [strength]]": matched atoms stay near their start; Å and kcal/mol/Å².
   void AddPositional(const std::string& argument);
-  /// "atoms degrees k": 0.5 k (cos φ - cos φ0)², k in kcal/mol.
+  /// "atoms degrees k": k (φ - φ0)², the angle with its sign, k in kcal/mol/rad².
   void AddTorsion(const std::string& argument);
   /// "atoms distance k": k (r - r0)², Å and kcal/mol/Å².
   void AddDistance(const std::string& argument);

@@ -27,6 +27,10 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
       json["gradient_norm"] = outcome.optimizer.gradientNorm;
       json["iterations"] = outcome.optimizer.iterations;
       json["evaluations"] = outcome.optimizer.evaluations;
+      json["coordinates"] = outcome.coordinates;
+      for (const auto& [name, method] : MethodNames()) {
+        if (method == outcome.optimizer.method) json["method"] = name;
+      }
       json["converged"] = outcome.optimizer.converged;
       json["reason"] = outcome.reason;
     }

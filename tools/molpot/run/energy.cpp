@@ -11,10 +11,9 @@
 namespace Molpot {
 
 using QZChem::QZMolBase;
-using QZMolPotential::QZMolFunc1;
 using QZSystem::QZRange;
 
-std::unique_ptr<QZMolFunc1> MakeForceField(const std::string& name) {
+std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const std::string& name) {
   QZMolPotential::QZForceFieldKind kind{};
   if (!QZMolPotential::QZFindForceField(name.c_str(), kind)) {
     throw UsageError("--forcefield: there is no force field \"" + name + "\"");
@@ -27,7 +26,14 @@ Energy::Energy(const Task& task, const QZMolBase& mol)
       field_(MakeForceField(task.forceField)),
       restraints_(task.restraints.Build(mol)) {
   sum_.Add(*field_, /*own=*/false);
-  for (auto& restraint : restraints_) sum_.Add(*restraint.function, /*own=*/false);
+  for (auto& restraint : restraints_) {
+    auto* withHessian = dynamic_cast<QZMolPotential::QZMolFunc2*>(restraint.function.get());
+    if (withHessian != nullptr) {
+      sum_.Add(*withHessian, /*own=*/false);
+    } else {
+      sum_.Add(*restraint.function, /*own=*/false);
+    }
+  }
 }
 
 void Energy::SetUp(const QZMolBase& mol) {

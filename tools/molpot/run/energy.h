@@ -6,13 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "forcefields/forcefields.h"
 #include "molpotential/molpotential.h"
 #include "run/task.h"
 
 namespace Molpot {
 
 /// The force field of a name that --forcefield accepts.
-std::unique_ptr<QZMolPotential::QZMolFunc1> MakeForceField(const std::string& name);
+std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const std::string& name);
 
 /// Force field and restraints summed. Owns its parts.
 class Energy {
@@ -20,7 +21,7 @@ class Energy {
   Energy(const Task& task, const QZChem::QZMolBase& mol);
   /// Binds everything to the molecule. Throws RecordError with all that the library says.
   void SetUp(const QZChem::QZMolBase& mol);
-  QZMolPotential::QZMolFunc1& Function() { return sum_; }
+  QZMolPotential::QZMolFunc2& Function() { return sum_; }
   const std::vector<HeldRestraint>& Held() const { return restraints_; }
   /// Takes back the selections that an adaptor made, so that every term counts again.
   bool Unrestrict(const QZChem::QZMolBase& mol);
@@ -33,9 +34,9 @@ class Energy {
 
  private:
   std::string forceField_;
-  std::unique_ptr<QZMolPotential::QZMolFunc1> field_;
+  std::unique_ptr<QZMolPotential::QZStandardFF> field_;
   std::vector<HeldRestraint> restraints_;
-  QZMolPotential::QZGenericFF sum_;
+  QZMolPotential::QZGenericFF2 sum_;
 };
 
 }  // namespace Molpot

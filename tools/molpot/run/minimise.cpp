@@ -51,6 +51,15 @@ QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
 
 }  // namespace
 
+const std::map<std::string, QZOpt::QZOptMethod>& MethodNames() {
+  static const std::map<std::string, QZOpt::QZOptMethod> names = {
+      {"auto", QZOpt::QZOptMethod::Auto},
+      {"quasi-newton", QZOpt::QZOptMethod::QuasiNewton},
+      {"newton", QZOpt::QZOptMethod::Newton},
+  };
+  return names;
+}
+
 std::vector<unsigned int> FrozenAtoms(const Task& task, const QZMolBase& mol) {
   if (!task.freeze.has_value()) return {};
   std::vector<unsigned int> atoms = task.freeze->Atoms(mol);
@@ -70,6 +79,7 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
     throw RecordError("the energy function refuses the starting coordinates");
   }
   std::vector<double> x = variables->Start(coords);
+  outcome.coordinates = CoordinateName(ChosenCoordinates(task));
   outcome.numVariables = static_cast<unsigned int>(x.size());
 
   Watch watch(task, outcome, *variables);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,9 @@ struct Task {
   std::optional<Pattern> freeze;
   Restraints restraints;
 };
+
+/// The names of --method.
+const std::map<std::string, QZOpt::QZOptMethod>& MethodNames();
 
 struct Component {
   std::string name;
@@ -59,6 +63,7 @@ struct Outcome {
   std::vector<std::string> warnings;
 
   unsigned int numAtoms = 0;
+  std::string coordinates;  // that it was minimised in
   unsigned int numVariables = 0;
   double initialEnergy = 0.0;
   double energy = 0.0;

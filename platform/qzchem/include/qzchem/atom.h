@@ -24,6 +24,13 @@ class QZ_API QZAtomBase : public QZSystem::QZBase {
   unsigned int GetAtomicNumber() const { return atomicNumber_; }
   int GetFormalCharge() const { return formalCharge_; }
   void SetFormalCharge(int charge);
+  /// The mass number of an isotope, 2 for deuterium; 0 is the element as it occurs.
+  unsigned int GetIsotope() const { return isotope_; }
+  void SetIsotope(unsigned int isotope);
+  /// Unpaired electrons that the record states, 2 also for a carbene. They take the place of
+  /// hydrogens.
+  unsigned int GetRadicalElectrons() const { return radicalElectrons_; }
+  void SetRadicalElectrons(unsigned int electrons);
   /// The atom-map number of a pattern or reaction; 0 is none.
   unsigned int GetMapIndex() const { return mapIndex_; }
   void SetMapIndex(unsigned int map) { mapIndex_ = map; }
@@ -48,6 +55,9 @@ class QZ_API QZAtomBase : public QZSystem::QZBase {
   unsigned int atomicNumber_ = 0;
   int formalCharge_ = 0;
   unsigned int mapIndex_ = 0;
+  unsigned int isotope_ = 0;
+  unsigned int radicalElectrons_ = 0;
+  bool hasUnknownOrders_ = false;  // bonds made by distances, without their orders
   std::vector<QZBondBase*> bonds_;
 };
 
@@ -59,6 +69,8 @@ class QZ_API QZBondBase : public QZSystem::QZBase {
   unsigned int GetIndex() const { return index_; }
   /// 1, 2 or 3; aromatic systems are stored Kekulé.
   unsigned int GetOrder() const { return order_; }
+  /// Fails: false for another order than 1, 2 or 3.
+  bool SetOrder(unsigned int order);
   QZAtomBase* GetBegin() const { return begin_; }
   QZAtomBase* GetEnd() const { return end_; }
   /// The atom at the other end; null when `atom` is not on the bond.

@@ -10,14 +10,15 @@
 
 namespace QZChem {
 
-enum class QZMolFormat { SDF, MOL2, PDB, XYZ };
+enum class QZMolFormat { SDF, MOL2, PDB, XYZ, SMILES };
 
-/// The format of a file name by its extension (.sdf .sd .mol .mol2 .pdb .ent .xyz, each also with
-/// .gz behind it). Fails: false for another extension.
+/// The format of a file name by its extension (.sdf .sd .mol .mol2 .pdb .ent .xyz .smi .smiles,
+/// each also with .gz behind it). Fails: false for another extension.
 QZ_API bool QZFormatFromPath(const std::string& path, QZMolFormat& format);
 
 /// Writes molecules one after the other. SDF records of more than 999 atoms are V3000. A path
-/// ending in .gz is compressed.
+/// ending in .gz is compressed. A title or a line of SD data that would break the format is written
+/// with a blank before it, control characters as blanks, each with a Warning.
 class QZ_API qzmolostream {
  public:
   /// `out` is not owned and must outlive the stream.
@@ -29,23 +30,33 @@ class QZ_API qzmolostream {
   qzmolostream& operator=(const qzmolostream&) = delete;
   virtual ~qzmolostream();
 
+  /// True while the output can take molecules: a molecule that the format cannot hold changes
+  /// nothing, a full disk does.
   explicit operator bool() const;
-  /// Writes one molecule; false when it could not be written.
+  /// Writes one molecule. Fails: false with a Warning; where the stream is still true, this
+  /// molecule alone is not written.
   virtual bool Write(const QZGraphMol& mol);
   /// Completes the output and closes a file that the stream opened; false when anything was lost.
-  /// The destructor calls it.
+  /// The destructor calls it, and warns then.
   virtual bool Close();
+  /// Why the last molecule was not written, or the file not opened; "" when it was.
+  const std::string& GetError() const;
 
  private:
   struct Data;
   std::unique_ptr<Data> data_;
 };
 
-/// Reads molecules one after the other; files ending in .gz are decompressed.
+/// Reads molecules one after the other; what begins as gzip does is decompressed, whatever its
+/// name. Bonds of PDB residues that are neither standard nor complete, and those of XYZ, come
+/// without orders: see `QZTemplates`. SMILES (a line each, the title behind it) come with hydrogens
+/// and coordinates made by `QZMakeCoordinates`.
 class QZ_API qzmolistream {
  public:
   /// `in` is not owned and must outlive the stream. `name` stands in messages.
-  qzmolistream(std::istream& in, QZMolFormat format, const char* name = "input");
+  explicit qzmolistream(std::istream& in,
+                        QZMolFormat format = QZMolFormat::SDF,
+                        const char* name = "input");
   /// Opens a file, format from the extension. Fails: the stream is false.
   explicit qzmolistream(const char* path);
   qzmolistream(const char* path, QZMolFormat format);
@@ -55,6 +66,18 @@ class QZ_API qzmolistream {
 
   explicit operator bool() const;
   const std::string& GetName() const;
+  /// Why the file cannot be opened or read on: "is a directory", "No such file or directory"; ""
+  /// for a stream that is true.
+  std::string GetError() const;
+
+  /// Which model of a PDB record is read, from 1; 0: every model is a record of its own. Default 1,
+  /// with a Warning where there are others. Set before the first record.
+  void SetModel(unsigned int model);
+  /// Which alternate location ('A', 'B', ...) of PDB atoms is read; 0, the default: the first that
+  /// a residue has. A Warning tells of others.
+  void SetAlternateLocation(char location);
+  /// False: SMILES come without coordinates, for callers that make their own. Default true.
+  void SetMakeCoordinates(bool make);
 
  private:
   friend struct QZRecordReader;
@@ -68,6 +91,7 @@ struct QZRecordInfo {
   unsigned int number = 0;
   std::string raw;
   std::string error;
+  std::string note = {};  // what a user should know of a good record; a Warning tells it too
 };
 
 /// The next record, good or bad; `mol` is replaced when it is good. False at the end.

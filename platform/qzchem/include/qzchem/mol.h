@@ -88,7 +88,8 @@ class QZ_API QZGraphMol : public QZMolBase {
 };
 
 /// SD data: named texts written with the molecule, in order of first setting. Getting what is
-/// absent yields "".
+/// absent yields "". A record may hold a tag several times, and all are written; the first is what
+/// is got, and setting leaves one.
 QZ_API bool QZSetSDData(QZMolBase& mol, const std::string& tag, const std::string& value);
 QZ_API std::string QZGetSDData(const QZMolBase& mol, const std::string& tag);
 QZ_API bool QZHasSDData(const QZMolBase& mol, const std::string& tag);

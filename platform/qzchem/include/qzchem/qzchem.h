@@ -3,12 +3,16 @@
 #pragma once
 
 #include "qzchem/atom.h"
+#include "qzchem/conformers.h"
 #include "qzchem/geometry.h"
 #include "qzchem/io.h"
+#include "qzchem/locale.h"
 #include "qzchem/mass.h"
 #include "qzchem/mol.h"
 #include "qzchem/perceived.h"
 #include "qzchem/predicates.h"
+#include "qzchem/residue.h"
+#include "qzchem/selection.h"
 #include "qzchem/subsearch.h"
 #include "qzchem/topology.h"
 #include "qzsystem/qzsystem.h"

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -43,9 +44,28 @@ class QZ_API QZSubSearch {
   bool IsValid() const;
   /// Why the last `Init` failed, as the parser puts it; "" after success.
   const char* GetError() const;
+  /// The map number of each of the pattern's atoms, 0 for none: `[C:2]-O-[N:1]` has {2, 0, 1}. What
+  /// stands inside a recursive `$(...)` is no atom of the pattern.
+  std::vector<unsigned int> GetMapIndices() const;
+  /// True when each of the map numbers 1 to `count` marks exactly one of the pattern's atoms and no
+  /// atom has a larger one.
+  bool HasMaps(unsigned int count) const;
   /// Matches in `mol`; `unique` keeps one of those over the same atoms. Never null; owned by the
-  /// caller. Empty without a pattern.
+  /// caller. Empty without a pattern, and with a Warning when there are more than
+  /// `kMaxMatches` of them.
   QZSystem::QZIterBase<QZMatchBase>* Match(const QZMolBase& mol, bool unique) const;
+  /// For each unique match the indices of the atoms mapped 1 to `count`, in the order of their map
+  /// numbers. Fails: false with a message in `error` when `HasMaps(count)` is false or there are
+  /// more than `kMaxMatches` matches; `groups` is then empty.
+  bool MatchMapped(const QZMolBase& mol,
+                   unsigned int count,
+                   std::vector<std::vector<unsigned int>>& groups,
+                   std::string& error) const;
+  /// The indices, ascending, of all atoms that any match covers. Fails as `MatchMapped`.
+  bool MatchAtoms(const QZMolBase& mol, std::vector<unsigned int>& atoms, std::string& error) const;
+
+  /// A pattern of several parts, such as `*.*.*.*`, can match in more ways than memory holds.
+  static constexpr unsigned int kMaxMatches = 1000000;
 
  private:
   struct Data;

@@ -1,29 +1,32 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 #include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "files/line_source.h"
-#include "qzchem/topology.h"
+#include "files/line_text.h"
 #include "files/rdkit_files.h"
 #include "files/records.h"
 #include "files/sybyl.h"
+#include "perception/elements.h"
+#include "qzchem/residue.h"
+#include "qzchem/topology.h"
 
 namespace QZChem {
 namespace {
 
 constexpr std::string_view kStart = "@<TRIPOS>MOLECULE";
 
-template <class... Arguments>
-void Append(std::string& text, const char* format, Arguments... arguments) {
-  char line[256];
-  const int length = std::snprintf(line, sizeof line, format, arguments...);
-  text.append(line, static_cast<std::size_t>(std::clamp(length, 0, 255)));
+// A word of the format: no blanks, not empty.
+std::string Word(std::string text, const char* fallback) {
+  std::ranges::replace(text, ' ', '_');
+  return text.empty() ? fallback : text;
 }
 
 void AppendAtom(const QZMolBase& mol,
@@ -32,37 +35,154 @@ void AppendAtom(const QZMolBase& mol,
                 std::string& text) {
   double xyz[3];
   mol.GetCoords(&atom, xyz);
-  const std::string name = QZGetAtomicSymbol(atom.GetAtomicNumber()) + std::to_string(number);
-  Append(text,
-         "%7u %-8s %11.4f %11.4f %11.4f %-6s 1 MOL %8.4f\n",
-         number,
-         name.c_str(),
-         xyz[0],
-         xyz[1],
-         xyz[2],
-         SybylType(atom).c_str(),
-         static_cast<double>(atom.GetFormalCharge()));
+  const char* symbol = QZGetAtomicSymbol(atom.GetAtomicNumber());
+  const QZResidue* residue = QZGetResidue(atom);
+  const std::string name =
+      residue != nullptr ? Word(residue->atomName, symbol) : symbol + std::to_string(number);
+  const bool isHydrogen = atom.GetAtomicNumber() == 1;
+  std::string type = SybylType(atom);
+  if (isHydrogen && atom.GetIsotope() == 2) type = 'D';
+  if (isHydrogen && atom.GetIsotope() == 3) type = 'T';
+  AppendFormatted(text,
+                  "%7u %-8s %11.4f %11.4f %11.4f %-6s %d %s %8.4f\n",
+                  number,
+                  name.c_str(),
+                  xyz[0],
+                  xyz[1],
+                  xyz[2],
+                  type.c_str(),
+                  residue != nullptr ? residue->number : 1,
+                  residue != nullptr ? Word(residue->name, "MOL").c_str() : "MOL",
+                  static_cast<double>(atom.GetFormalCharge()));
 }
 
-// RDKit guesses charges from valences, which tell nothing about a lone ion: there the charge column
-// counts.
-void ReadIonCharges(std::string_view text, QZMolBase& mol) {
-  constexpr std::string_view kAtoms = "@<TRIPOS>ATOM\n";
-  const std::size_t start = text.find(kAtoms);
-  if (start == std::string_view::npos) return;
-  std::istringstream lines{std::string(text.substr(start + kAtoms.size()))};
-  for (auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
-    std::string line;
-    if (!std::getline(lines, line)) return;
-    if (atom.GetDegree() > 0) continue;
-    std::istringstream words(line);
-    std::string skipped;
-    double charge = 0.0;
-    for (int column = 0; column < 8; ++column) words >> skipped;
-    if (words >> charge && std::fabs(charge) < 8.0) {
-      atom.SetFormalCharge(static_cast<int>(std::lround(charge)));
+std::vector<std::string> Words(std::string_view line) {
+  std::istringstream in{std::string(line)};
+  std::vector<std::string> words;
+  for (std::string word; in >> word;) words.push_back(std::move(word));
+  return words;
+}
+
+template <class Number>
+bool ToNumber(const std::string& word, Number& value) {
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+  return error == std::errc() && end == word.data() + word.size();
+}
+
+// The lines of a record by section, checked where the parser would take their word for it.
+class Mol2Record {
+ public:
+  /// "" or what is wrong.
+  std::string Read(const std::string& text) {
+    std::istringstream in(text);
+    std::string section;
+    for (std::string line; std::getline(in, line);) {
+      ++numLines_;
+      if (line.starts_with("@<TRIPOS>")) {
+        section = TrimmedRight(line);
+        inSection_ = 0;
+      } else if (section == kStart) {
+        if (++inSection_ == 2 && !readCounts(line)) {
+          return "The counts line asks for more atoms or bonds than the record has lines";
+        }
+      } else if (const std::string_view filled = Trimmed(line);
+                 filled.empty() || filled.starts_with('#')) {
+        continue;
+      } else if (section == "@<TRIPOS>ATOM" && atoms_.size() < numAtoms_) {
+        atoms_.push_back(Words(line));
+        if (!atoms_.back().empty()) ids_.insert(atoms_.back()[0]);
+        const bool isHeavyHydrogen =
+            atoms_.back().size() > 5 && (atoms_.back()[5] == "D" || atoms_.back()[5] == "T");
+        hasIsotopes_ = hasIsotopes_ || isHeavyHydrogen;
+      } else if (section == "@<TRIPOS>BOND" && numSeen_ < numBonds_) {
+        if (std::string fault = faultOfBond(line); !fault.empty()) return fault;
+      }
+    }
+    if (numAtoms_ > numLines_ || numBonds_ > numLines_) {
+      return "The counts line asks for more atoms or bonds than the record has lines";
+    }
+    return "";
+  }
+  bool HasIsotopes() const { return hasIsotopes_; }
+
+  // What RDKit leaves out: residues, isotopes, and the charge of a lone ion, which its guess by
+  // valences cannot know.
+  void Complete(QZMolBase& mol) const {
+    for (auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+      if (atom.GetIndex() >= atoms_.size()) return;
+      const std::vector<std::string>& words = atoms_[atom.GetIndex()];
+      if (words.size() < 6) continue;
+      if (const unsigned int isotope = IsotopeOf(words[5]); isotope != 0) {
+        atom.SetIsotope(isotope);
+      }
+      double charge = 0.0;
+      if (atom.GetDegree() == 0 && words.size() > 8 && ToNumber(words[8], charge) &&
+          std::fabs(charge) < 8.0) {
+        atom.SetFormalCharge(static_cast<int>(std::lround(charge)));
+      }
+      if (words.size() < 8) continue;
+      QZResidue residue;
+      residue.atomName = words[1];
+      residue.name = words[7];
+      if (!ToNumber(words[6], residue.number)) residue.number = 0;
+      // Residues of macromolecules carry their number in their name too: "ALA12".
+      const std::string number = std::to_string(residue.number);
+      if (residue.name.size() > number.size() && residue.name.ends_with(number)) {
+        residue.name.resize(residue.name.size() - number.size());
+      }
+      QZSetResidue(atom, residue);
     }
   }
+
+ private:
+  bool readCounts(const std::string& line) {
+    const std::vector<std::string> words = Words(line);
+    constexpr std::size_t kMost = kMaxRecordBytes;
+    if (!words.empty() && !ToNumber(words[0], numAtoms_) && words[0].size() > 9) return false;
+    if (words.size() > 1 && !ToNumber(words[1], numBonds_) && words[1].size() > 9) return false;
+    return numAtoms_ < kMost && numBonds_ < kMost;
+  }
+  std::string faultOfBond(const std::string& line) {
+    const std::vector<std::string> words = Words(line);
+    const std::string name = "Bond " + std::to_string(++numSeen_);
+    if (words.size() < 4) return name + ": its line is cut short";
+    for (const std::size_t k : {1, 2}) {
+      if (!ids_.contains(words[k])) return name + ": there is no atom " + words[k];
+    }
+    if (words[1] == words[2]) return name + " joins atom " + words[1] + " to itself";
+    const std::string& type = words[3];
+    if (type == "1" || type == "2" || type == "3" || type == "am" || type == "ar") return "";
+    return name + " has the type \"" + type + "\", which is no bond order";
+  }
+
+  std::size_t numLines_ = 0;
+  std::size_t inSection_ = 0;
+  std::size_t numAtoms_ = 0;
+  std::size_t numBonds_ = 0;
+  std::size_t numSeen_ = 0;
+  std::vector<std::vector<std::string>> atoms_;
+  std::unordered_set<std::string> ids_;
+  bool hasIsotopes_ = false;
+};
+
+// Deuterium and tritium as hydrogen, which is all that RDKit knows here.
+std::string WithoutIsotopes(const std::string& text) {
+  std::istringstream in(text);
+  std::string result;
+  for (std::string line; std::getline(in, line);) {
+    const std::vector<std::string> words = Words(line);
+    if (words.size() > 5 && IsotopeOf(words[5]) != 0) {
+      // Behind the coordinates; names may have the same letter.
+      std::size_t at = 0;
+      for (int k = 0; k < 5; ++k) {
+        at = line.find_first_not_of(" \t", at);
+        at = std::min(line.find_first_of(" \t", at), line.size());
+      }
+      line[line.find_first_not_of(" \t", at)] = 'H';
+    }
+    result += line + "\n";
+  }
+  return result;
 }
 
 }  // namespace
@@ -70,18 +190,26 @@ void ReadIonCharges(std::string_view text, QZMolBase& mol) {
 std::string ReadMol2(const std::string& text, QZGraphMol& mol) {
   const std::size_t start = text.find(kStart);
   if (start == std::string::npos) return "The record has no \"" + std::string(kStart) + "\" line";
-  std::string error = ParseMol2Block(text.substr(start), mol);
+  std::string block = text.substr(start);
+  Mol2Record record;
+  if (std::string fault = record.Read(block); !fault.empty()) return fault;
+  if (record.HasIsotopes()) block = WithoutIsotopes(block);
+  std::string error = ParseMol2Block(block, mol);
   if (!error.empty()) return error;
   mol.SetTitle(std::string(Trimmed(mol.GetTitle())).c_str());
-  ReadIonCharges(text, mol);
+  record.Complete(mol);
   return "";
 }
 
-std::string WriteMol2(const QZGraphMol& mol, std::ostream& out) {
-  std::string title = mol.GetTitle();
-  std::ranges::replace_if(
-      title, [](char c) { return c == '\n' || c == '\r'; }, ' ');
-  if (title.empty()) title = "unnamed";  // RDKit takes an empty line for the end of the block
+std::string WriteMol2(const QZGraphMol& mol,
+                      std::string title,
+                      std::ostream& out,
+                      std::string& note) {
+  if (title.starts_with("@<TRIPOS>") || title.starts_with('#')) {
+    title = std::string(" ").append(title);
+    note = "its title would break the format and is written with a blank before it";
+  }
+  if (Trimmed(title).empty()) title = "unnamed";  // RDKit takes an empty line for the block's end
   const auto isCharged = [](const QZAtomBase& atom) { return atom.GetFormalCharge() != 0; };
   bool hasCharges = false;
   std::string atoms;
@@ -95,12 +223,12 @@ std::string WriteMol2(const QZGraphMol& mol, std::ostream& out) {
   std::string bonds;
   next = 0;
   for (const auto& bond : QZSystem::QZRange(mol.GetBonds())) {
-    Append(bonds,
-           "%6u %5u %5u %u\n",
-           ++next,
-           numbers[bond.GetBegin()->GetIndex()],
-           numbers[bond.GetEnd()->GetIndex()],
-           bond.GetOrder());
+    AppendFormatted(bonds,
+                    "%6u %5u %5u %u\n",
+                    ++next,
+                    numbers[bond.GetBegin()->GetIndex()],
+                    numbers[bond.GetEnd()->GetIndex()],
+                    bond.GetOrder());
   }
   out << kStart << '\n'
       << title << '\n'

@@ -3,15 +3,44 @@
 #include "files/rdkit_files.h"
 
 #include <GraphMol/FileParsers/FileParsers.h>
+#include <GraphMol/MolOps.h>
 #include <GraphMol/RWMol.h>
+#include <GraphMol/SmilesParse/SmilesWrite.h>
 
 #include <exception>
 #include <memory>
+#include <stdexcept>
 
 #include "perception/rdkit_bridge.h"
 #include "perception/rdkit_log.h"
+#include "perception/stereo.h"
 
 namespace QZChem {
+std::string FaultOf(const RDKit::RWMol& parsed) {
+  for (const RDKit::Atom* atom : parsed.atoms()) {
+    if (atom->hasQuery() && atom->getAtomicNum() != 0) {
+      return "Atom " + std::to_string(atom->getIdx() + 1) + " is a query, not an element";
+    }
+  }
+  for (const RDKit::Bond* bond : parsed.bonds()) {
+    switch (bond->getBondType()) {
+      case RDKit::Bond::SINGLE:
+      case RDKit::Bond::DOUBLE:
+      case RDKit::Bond::TRIPLE:
+      case RDKit::Bond::AROMATIC:
+        if (!bond->hasQuery()) continue;
+        break;
+      default:
+        break;
+    }
+    return "Bond " + std::to_string(bond->getIdx() + 1) + " (atoms " +
+           std::to_string(bond->getBeginAtomIdx() + 1) + " and " +
+           std::to_string(bond->getEndAtomIdx() + 1) +
+           ") has a type that is not single, double, triple or aromatic";
+  }
+  return "";
+}
+
 namespace {
 
 // Runs one of RDKit's parsers and takes over what it made; "" or the parser's reason.
@@ -21,15 +50,11 @@ std::string Parse(Parser parse, QZGraphMol& mol) {
   try {
     const std::unique_ptr<RDKit::RWMol> parsed(parse());
     if (parsed == nullptr) return reason.Get("The record cannot be read");
-    for (const RDKit::Atom* atom : parsed->atoms()) {
-      if (atom->hasQuery() && atom->getAtomicNum() != 0) {
-        return "Atom " + std::to_string(atom->getIdx() + 1) + " is a query, not an element";
-      }
-    }
+    if (std::string fault = FaultOf(*parsed); !fault.empty()) return fault;
     FromRDKit(*parsed, mol);
     return "";
   } catch (const std::exception& error) {
-    return OneLine(error.what());
+    return InUsersWords(error.what());
   }
 }
 
@@ -40,7 +65,7 @@ std::string Write(Writer write, std::string& text) {
     text = write();
     return "";
   } catch (const std::exception& error) {
-    return OneLine(error.what());
+    return InUsersWords(error.what());
   }
 }
 
@@ -57,11 +82,6 @@ std::string ParseMolBlock(const std::string& block, QZGraphMol& mol) {
 
 std::string ParseMol2Block(const std::string& block, QZGraphMol& mol) {
   return Parse([&] { return RDKit::Mol2BlockToMol(block, /*sanitize=*/false, /*removeHs=*/false); },
-               mol);
-}
-
-std::string ParsePdbBlock(const std::string& block, QZGraphMol& mol) {
-  return Parse([&] { return RDKit::PDBBlockToMol(block, /*sanitize=*/false, /*removeHs=*/false); },
                mol);
 }
 
@@ -83,8 +103,16 @@ std::string MakeMolBlock(const QZGraphMol& mol, bool v3000, std::string& block) 
       block);
 }
 
-std::string MakePdbBlock(const QZGraphMol& mol, std::string& block) {
-  return Write([&] { return RDKit::MolToPDBBlock(*ToRDKitUnperceived(mol).mol); }, block);
+std::string MakeSmiles(const QZGraphMol& mol, std::string& smiles) {
+  return Write(
+      [&] {
+        QZRDKitMol converted = QZToRDKit(mol, /*coordinates=*/true);
+        if (!converted.error.empty()) throw std::runtime_error(converted.error);
+        AssignStereo(mol, *converted.mol);
+        RDKit::MolOps::removeHs(*converted.mol);
+        return RDKit::MolToSmiles(*converted.mol);
+      },
+      smiles);
 }
 
 }  // namespace QZChem

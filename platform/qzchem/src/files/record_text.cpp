@@ -82,18 +82,22 @@ bool IsPdbTrailer(std::string_view line) {
          std::ranges::any_of(kTrailers, [line](auto name) { return line.starts_with(name); });
 }
 
-bool NextPdbText(LineSource& in, std::string& raw) {
+bool NextPdbText(LineSource& in, bool splitModels, std::string& raw) {
   bool hasAtoms = false;
   bool isClosed = false;  // by ENDMDL or END
+  bool hasEnded = false;  // by END
   std::string line;
   while (!IsFull(raw) && in.Read(line)) {
     const bool startsModel = line.starts_with("MODEL ");
-    if (hasAtoms && (startsModel || (isClosed && !IsPdbTrailer(line)))) {
+    const bool isNext = startsModel ? splitModels || hasEnded : isClosed && !IsPdbTrailer(line);
+    if (hasAtoms && isNext) {
       in.Unread(std::move(line));
       return true;
     }
     if (IsPdbAtom(line)) hasAtoms = true;
-    if (TrimmedRight(line) == "END" || line.starts_with("ENDMDL")) isClosed = true;
+    if (startsModel) isClosed = false;
+    if (TrimmedRight(line) == "END") hasEnded = isClosed = true;
+    if (line.starts_with("ENDMDL")) isClosed = true;
     raw += line;
   }
   return !raw.empty();
@@ -124,18 +128,30 @@ bool NextXyzText(LineSource& in, std::string& raw) {
   return true;
 }
 
+// A line; blank ones go with the next.
+bool NextSmilesText(LineSource& in, std::string& raw) {
+  std::string line;
+  while (in.Read(line)) {
+    raw += line;
+    if (!Trimmed(line).empty()) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
-bool NextRecordText(LineSource& in, QZMolFormat format, std::string& raw) {
+bool NextRecordText(LineSource& in, const RecordFormat& format, std::string& raw) {
   raw.clear();
   const auto next = [&] {
-    switch (format) {
+    switch (format.kind) {
       case QZMolFormat::MOL2:
         return NextMol2Text(in, raw);
       case QZMolFormat::PDB:
-        return NextPdbText(in, raw);
+        return NextPdbText(in, format.model == 0, raw);
       case QZMolFormat::XYZ:
         return NextXyzText(in, raw);
+      case QZMolFormat::SMILES:
+        return NextSmilesText(in, raw);
       case QZMolFormat::SDF:
         break;
     }

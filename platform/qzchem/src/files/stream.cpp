@@ -1,10 +1,9 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 #include <algorithm>
-#include <boost/iostreams/device/file.hpp>
-#include <boost/iostreams/filter/gzip.hpp>
-#include <boost/iostreams/filtering_stream.hpp>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -12,11 +11,12 @@
 #include <ostream>
 #include <string_view>
 
+#include "files/gzip.h"
 #include "files/line_source.h"
-#include "qzchem/io.h"
-#include "qzsystem/error.h"
 #include "files/record_text.h"
 #include "files/records.h"
+#include "qzchem/io.h"
+#include "qzsystem/error.h"
 
 namespace QZChem {
 
@@ -31,8 +31,15 @@ std::string LowerCase(std::string_view text) {
   return result;
 }
 
+constexpr const char* kUnknownExtension = "the extension names no format";
+
 bool IsCompressed(const std::string& path) {
   return LowerCase(path).ends_with(".gz");
+}
+
+// errno of the call before, in words.
+std::string SystemReason() {
+  return errno != 0 ? std::strerror(errno) : "it cannot be opened";
 }
 
 }  // namespace
@@ -49,30 +56,37 @@ bool QZFormatFromPath(const std::string& path, QZMolFormat& format) {
     format = QZMolFormat::PDB;
   } else if (extension == ".xyz") {
     format = QZMolFormat::XYZ;
+  } else if (extension == ".smi" || extension == ".smiles") {
+    format = QZMolFormat::SMILES;
   } else {
     return false;
   }
   return true;
 }
 
-// --- qzmolostream
-
 struct qzmolostream::Data {
   QZMolFormat format = QZMolFormat::SDF;
+  std::string path;
   std::ofstream file;
-  std::unique_ptr<boost::iostreams::filtering_ostream> compressor;  // into `file`
-  std::ostream* out = nullptr;                                      // null: not open
+  std::unique_ptr<GzipWriter> compressor;  // into `file`
+  std::unique_ptr<std::ostream> compressed;
+  std::ostream* out = nullptr;  // null: not open
   bool hasFailed = false;
+  std::string error;
 
-  void Open(const char* path, bool compress) {
-    file.open(path, std::ios::binary | std::ios::trunc);
-    if (!file) return;
+  void Open(const char* name, bool compress) {
+    path = name;
+    errno = 0;
+    file.open(name, std::ios::binary | std::ios::trunc);
+    if (!file) {
+      error = SystemReason();
+      return;
+    }
     out = &file;
     if (!compress) return;
-    compressor = std::make_unique<boost::iostreams::filtering_ostream>();
-    compressor->push(boost::iostreams::gzip_compressor());
-    compressor->push(file);
-    out = compressor.get();
+    compressor = std::make_unique<GzipWriter>(*file.rdbuf());
+    compressed = std::make_unique<std::ostream>(compressor.get());
+    out = compressed.get();
   }
 };
 
@@ -83,7 +97,9 @@ qzmolostream::qzmolostream(std::ostream& out, QZMolFormat format)
 }
 
 qzmolostream::qzmolostream(const char* path) : data_(std::make_unique<Data>()) {
-  if (path != nullptr && QZFormatFromPath(path, data_->format)) {
+  if (path == nullptr || !QZFormatFromPath(path, data_->format)) {
+    data_->error = kUnknownExtension;
+  } else {
     data_->Open(path, IsCompressed(path));
   }
 }
@@ -95,33 +111,41 @@ qzmolostream::qzmolostream(const char* path, QZMolFormat format, bool compress)
 }
 
 qzmolostream::~qzmolostream() {
-  qzmolostream::Close();
+  if (data_->out == nullptr || qzmolostream::Close() || data_->path.empty()) return;
+  QZThrow.Warning("%s: writing failed, the file is not complete", data_->path.c_str());
 }
 
 qzmolostream::operator bool() const {
   return data_->out != nullptr && !data_->hasFailed && static_cast<bool>(*data_->out);
 }
 
+const std::string& qzmolostream::GetError() const {
+  return data_->error;
+}
+
 bool qzmolostream::Write(const QZGraphMol& mol) {
-  if (!*this) return false;
-  const std::string error = WriteRecord(data_->format, mol, *data_->out);
-  if (!error.empty()) {
-    QZThrow.Warning("Molecule \"%s\" is not written: %s", mol.GetTitle(), error.c_str());
+  if (!*this) {
+    data_->error =
+        data_->out == nullptr ? "the output is not open" : "the output cannot be written";
     return false;
   }
-  return static_cast<bool>(*data_->out);
+  std::string note;
+  data_->error = WriteRecord(data_->format, mol, *data_->out, note);
+  if (data_->error.empty() && !*data_->out) data_->error = "the output cannot be written";
+  if (!data_->error.empty()) {
+    QZThrow.Warning("Molecule \"%s\" is not written: %s", mol.GetTitle(), data_->error.c_str());
+    return false;
+  }
+  if (!note.empty()) QZThrow.Warning("Molecule \"%s\": %s", mol.GetTitle(), note.c_str());
+  return true;
 }
 
 bool qzmolostream::Close() {
   if (data_->out == nullptr) return !data_->hasFailed;
-  data_->out->flush();
+  if (data_->compressor == nullptr) data_->out->flush();
   data_->hasFailed = data_->hasFailed || !*data_->out;
   data_->out = nullptr;
-  try {
-    data_->compressor.reset();  // writes the trailer
-  } catch (const std::exception&) {
-    data_->hasFailed = true;
-  }
+  if (data_->compressor != nullptr && !data_->compressor->Finish()) data_->hasFailed = true;
   if (data_->file.is_open()) {
     data_->file.close();
     data_->hasFailed = data_->hasFailed || !data_->file;
@@ -129,80 +153,122 @@ bool qzmolostream::Close() {
   return !data_->hasFailed;
 }
 
-// --- qzmolistream
-
 struct qzmolistream::Data {
-  QZMolFormat format = QZMolFormat::SDF;
+  RecordFormat format;
   std::string name;
   std::ifstream file;
-  std::unique_ptr<boost::iostreams::filtering_istreambuf> decompressor;  // from `file`
+  std::istream* source = nullptr;            // null: not open
+  std::unique_ptr<GzipReader> decompressor;  // from `source`
   std::unique_ptr<std::istream> decompressed;
-  std::unique_ptr<LineSource> lines;  // null: not open
+  std::unique_ptr<LineSource> lines;  // null: nothing was read yet
+  std::string error;
   unsigned int records = 0;
   bool saidConnected = false;
   bool hasEnded = false;
 
   void Open(const char* path) {
-    if (path == nullptr) return;
     name = path;
     // A directory can be opened but not read.
-    if (std::error_code error; std::filesystem::is_directory(path, error)) return;
-    file.open(path, std::ios::binary);
-    if (!file) return;
-    if (!IsCompressed(name)) {
-      lines = std::make_unique<LineSource>(file);
+    if (std::error_code ignored; std::filesystem::is_directory(path, ignored)) {
+      error = "is a directory";
       return;
     }
-    decompressor = std::make_unique<boost::iostreams::filtering_istreambuf>();
-    decompressor->push(boost::iostreams::gzip_decompressor());
-    decompressor->push(file);
-    decompressed = std::make_unique<std::istream>(decompressor.get());
-    lines = std::make_unique<LineSource>(*decompressed);
+    errno = 0;
+    file.open(path, std::ios::binary);
+    if (file) {
+      source = &file;
+    } else {
+      error = SystemReason();
+    }
+  }
+  // At the first record, since looking at a terminal or pipe waits for it.
+  void Start() {
+    if (lines != nullptr || source == nullptr) return;
+    std::istream* in = source;
+    try {
+      if (source->rdbuf() != nullptr && IsGzip(*source->rdbuf())) {
+        decompressor = std::make_unique<GzipReader>(*source->rdbuf());
+        decompressed = std::make_unique<std::istream>(decompressor.get());
+        in = decompressed.get();
+      }
+    } catch (const std::exception&) {
+      // A stream that cannot be read says so at its first line.
+    }
+    lines = std::make_unique<LineSource>(*in);
   }
 };
 
 qzmolistream::qzmolistream(std::istream& in, QZMolFormat format, const char* name)
     : data_(std::make_unique<Data>()) {
-  data_->format = format;
+  data_->format.kind = format;
   data_->name = name != nullptr ? name : "input";
-  data_->lines = std::make_unique<LineSource>(in);
+  data_->source = &in;
 }
 
 qzmolistream::qzmolistream(const char* path) : data_(std::make_unique<Data>()) {
-  if (path != nullptr && QZFormatFromPath(path, data_->format)) data_->Open(path);
+  if (path == nullptr || !QZFormatFromPath(path, data_->format.kind)) {
+    data_->name = path != nullptr ? path : "";
+    data_->error = kUnknownExtension;
+    if (std::error_code ignored; path != nullptr && std::filesystem::is_directory(path, ignored)) {
+      data_->error = "is a directory";
+    }
+  } else {
+    data_->Open(path);
+  }
 }
 
 qzmolistream::qzmolistream(const char* path, QZMolFormat format) : data_(std::make_unique<Data>()) {
-  data_->format = format;
-  data_->Open(path);
+  data_->format.kind = format;
+  if (path != nullptr) data_->Open(path);
 }
 
 qzmolistream::~qzmolistream() = default;
 
 qzmolistream::operator bool() const {
-  return data_->lines != nullptr && data_->lines->GetError().empty();
+  return data_->source != nullptr && GetError().empty();
 }
 
 const std::string& qzmolistream::GetName() const {
   return data_->name;
 }
 
+std::string qzmolistream::GetError() const {
+  return data_->lines != nullptr ? data_->lines->GetError() : data_->error;
+}
+
+void qzmolistream::SetModel(unsigned int model) {
+  data_->format.model = model;
+}
+
+void qzmolistream::SetAlternateLocation(char location) {
+  data_->format.alternate = location;
+}
+
+void qzmolistream::SetMakeCoordinates(bool make) {
+  data_->format.makeCoordinates = make;
+}
+
 struct QZRecordReader {
   static bool Next(qzmolistream& in, QZGraphMol& mol, QZRecordInfo& info) {
     qzmolistream::Data& data = *in.data_;
+    data.Start();
     if (data.lines == nullptr || data.hasEnded) return false;
     info.error.clear();
+    info.note.clear();
     const bool hasText = NextRecordText(*data.lines, data.format, info.raw);
     // Data that end too early are told once, with what came before as the record.
     data.hasEnded = !data.lines->GetError().empty();
     if (!hasText && !data.hasEnded) return false;
     info.number = ++data.records;
     info.error = data.lines->GetError();
-    if (info.error.empty()) info.error = ReadRecord(data.format, info.raw, mol);
-    if (info.error.empty() && data.format == QZMolFormat::XYZ && !data.saidConnected) {
+    if (!info.error.empty()) return true;
+    info.error = ReadRecord(data.format, info.raw, mol, info.note);
+    if (info.error.empty() && data.format.kind == QZMolFormat::XYZ && !data.saidConnected) {
       data.saidConnected = true;
-      QZThrow.Warning("%s: XYZ has no bonds; atoms close enough were joined by single bonds",
-                      data.name.c_str());
+      info.note = "XYZ has no bonds; atoms close enough were joined by single bonds";
+    }
+    if (info.error.empty() && !info.note.empty()) {
+      QZThrow.Warning("%s, record %u: %s", data.name.c_str(), info.number, info.note.c_str());
     }
     return true;
   }

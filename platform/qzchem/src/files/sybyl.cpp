@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "topology/mol_impl.h"
 #include "qzchem/topology.h"
+#include "topology/mol_impl.h"
 
 namespace QZChem {
 namespace {

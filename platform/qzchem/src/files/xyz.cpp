@@ -1,17 +1,16 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include <algorithm>
 #include <charconv>
-#include <cstdio>
-#include <locale>
 #include <ostream>
 #include <sstream>
 #include <string>
 
-#include "perception/elements.h"
 #include "files/line_source.h"
-#include "qzchem/topology.h"
+#include "files/line_text.h"
 #include "files/records.h"
+#include "perception/elements.h"
+#include "perception/residues.h"
+#include "qzchem/topology.h"
 
 namespace QZChem {
 namespace {
@@ -50,7 +49,7 @@ std::string ReadAtom(std::string_view line, QZGraphMol& mol) {
     const std::string word = TakeWord(line);
     if (!ToDouble(word, value)) return "\"" + word + "\" is no coordinate";
   }
-  mol.AddAtom(element, xyz[0], xyz[1], xyz[2]);
+  mol.AddAtom(element, xyz[0], xyz[1], xyz[2])->SetIsotope(IsotopeOf(symbol));
   return "";
 }
 
@@ -80,27 +79,20 @@ std::string ReadXyz(const std::string& text, QZGraphMol& mol) {
     if (!fault.empty()) return "Atom " + std::to_string(i + 1) + ": " + fault;
   }
   ConnectByDistance(mol);
+  MarkUnknownOrders(mol);
   SetDimension(mol, Dimension::Three);
   return "";
 }
 
-std::string WriteXyz(const QZGraphMol& mol, std::ostream& out) {
-  std::string title = mol.GetTitle();
-  std::ranges::replace(title, '\n', ' ');
+std::string WriteXyz(const QZGraphMol& mol, const std::string& title, std::ostream& out) {
   std::string text = std::to_string(mol.NumAtoms()) + "\n" + title + "\n";
   for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
     double xyz[3];
     mol.GetCoords(&atom, xyz);
-    char line[128];
-    const int length = std::snprintf(line,
-                                     sizeof line,
-                                     "%-2s %15.8f %15.8f %15.8f\n",
-                                     QZGetAtomicSymbol(atom.GetAtomicNumber()),
-                                     xyz[0],
-                                     xyz[1],
-                                     xyz[2]);
-    if (length < 0 || length >= static_cast<int>(sizeof line)) return "A coordinate is too large";
-    text.append(line, static_cast<std::size_t>(length));
+    const char* symbol = QZGetAtomicSymbol(atom.GetAtomicNumber());
+    if (atom.GetAtomicNumber() == 1 && atom.GetIsotope() == 2) symbol = "D";
+    if (atom.GetAtomicNumber() == 1 && atom.GetIsotope() == 3) symbol = "T";
+    AppendFormatted(text, "%-2s %15.8f %15.8f %15.8f\n", symbol, xyz[0], xyz[1], xyz[2]);
   }
   out << text;
   return "";

@@ -4,11 +4,11 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <unordered_map>
 #include <vector>
 
-#include "perception/elements.h"
 #include "files/records.h"
+#include "geometry/cells.h"
+#include "perception/elements.h"
 
 namespace QZChem {
 namespace {
@@ -25,40 +25,21 @@ struct Point {
   std::array<double, 3> xyz;
 };
 
-using Cell = std::array<long long, 3>;
-
-struct CellHash {
-  std::size_t operator()(const Cell& cell) const {
-    std::size_t hash = 0;
-    for (const long long k : cell)
-      hash = hash * 0x9E3779B97F4A7C15ULL + static_cast<std::size_t>(k);
-    return hash ^ (hash >> 32);
-  }
-};
-
 // Bonding partners of every atom with a lower number, through cells as wide as the longest bond.
 class Neighbourhood {
  public:
-  explicit Neighbourhood(const std::vector<Point>& points) : points_(points) {
-    double radius = 0.0;
-    for (const Point& point : points) radius = std::max(radius, point.radius);
-    width_ = 2.0 * radius + kTolerance;
-    for (std::size_t i = 0; i < points.size(); ++i) cells_[cellOf(points[i])].push_back(i);
+  explicit Neighbourhood(const std::vector<Point>& points)
+      : points_(points), cells_(LongestBond(points)) {
+    for (std::size_t i = 0; i < points.size(); ++i) cells_.Add(i, points[i].xyz.data());
   }
 
   template <class Visit>
   void ForEachBond(Visit visit) const {
     for (std::size_t i = 0; i < points_.size(); ++i) {
-      const Cell centre = cellOf(points_[i]);
       std::vector<std::size_t> partners;
-      for (int k = 0; k < 27; ++k) {
-        const auto found =
-            cells_.find({centre[0] + k % 3 - 1, centre[1] + k / 3 % 3 - 1, centre[2] + k / 9 - 1});
-        if (found == cells_.end()) continue;
-        for (const std::size_t j : found->second) {
-          if (j < i && areBonded(points_[i], points_[j])) partners.push_back(j);
-        }
-      }
+      cells_.ForEachNear(points_[i].xyz.data(), [&](std::size_t j) {
+        if (j < i && areBonded(points_[i], points_[j])) partners.push_back(j);
+      });
       std::ranges::sort(partners);
       for (const std::size_t j : partners) visit(j, i);
     }
@@ -69,14 +50,10 @@ class Neighbourhood {
   }
 
  private:
-  Cell cellOf(const Point& point) const {
-    Cell cell;
-    for (std::size_t k = 0; k < 3; ++k) {
-      // Kept where every double has its own cell and neighbours can be counted.
-      const double scaled = std::floor(point.xyz[k] / width_);
-      cell[k] = static_cast<long long>(std::clamp(scaled, -1e15, 1e15));
-    }
-    return cell;
+  static double LongestBond(const std::vector<Point>& points) {
+    double radius = 0.0;
+    for (const Point& point : points) radius = std::max(radius, point.radius);
+    return 2.0 * radius + kTolerance;
   }
   static bool areBonded(const Point& a, const Point& b) {
     const double r = Distance(a, b);
@@ -84,13 +61,12 @@ class Neighbourhood {
   }
 
   const std::vector<Point>& points_;
-  double width_;
-  std::unordered_map<Cell, std::vector<std::size_t>, CellHash> cells_;
+  Cells cells_;
 };
 
 }  // namespace
 
-void ConnectByDistance(QZGraphMol& mol) {
+void ConnectByDistance(QZGraphMol& mol, BondRule mayBond, const void* data) {
   std::vector<Point> points;
   for (auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
     Point& point = points.emplace_back(&atom, CovalentRadius(atom.GetAtomicNumber()));
@@ -108,14 +84,18 @@ void ConnectByDistance(QZGraphMol& mol) {
     const double r = Neighbourhood::Distance(points[hydrogen], points[other]);
     if (best == kNone || r < Neighbourhood::Distance(points[hydrogen], points[best])) best = other;
   };
+  const auto isAllowed = [&](std::size_t i, std::size_t j) {
+    return mayBond == nullptr || mayBond(*points[i].atom, *points[j].atom, data);
+  };
   neighbourhood.ForEachBond([&](std::size_t i, std::size_t j) {
+    if (!isAllowed(i, j)) return;
     if (isHydrogen(i)) offer(i, j);
     if (isHydrogen(j)) offer(j, i);
   });
   neighbourhood.ForEachBond([&](std::size_t i, std::size_t j) {
     if (isHydrogen(i) && partnerOf[i] != j) return;
     if (isHydrogen(j) && partnerOf[j] != i) return;
-    mol.AddBond(points[i].atom, points[j].atom);
+    if (isAllowed(i, j)) mol.AddBond(points[i].atom, points[j].atom);
   });
 }
 

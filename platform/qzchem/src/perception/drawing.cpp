@@ -86,7 +86,6 @@ void AssignDrawnStereo(const QZMolBase& mol, RDKit::RWMol& converted) {
     RDKit::Atom* centre = converted.getAtomWithIdx(next++);
     if (HasWedge(atom)) centre->setChiralTag(Handedness(atom, converted.getConformer(), *centre));
   }
-  RDKit::MolOps::detectBondStereochemistry(converted);
   RDKit::MolOps::assignStereochemistry(converted, /*cleanIt=*/true, /*force=*/true);
 }
 

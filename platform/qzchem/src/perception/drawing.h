@@ -17,8 +17,8 @@ int GetWedge(const QZBondBase& bond);
 /// The sum of the wedges that begin at an atom.
 int SumOfWedges(const QZAtomBase& atom);
 
-/// Takes the handedness of centres and double bonds from a drawing, its wedges and its coordinates,
-/// which `converted`, made from `mol`, has.
+/// Takes the handedness of centres from a drawing, its wedges and its coordinates, which
+/// `converted`, made from `mol`, has.
 void AssignDrawnStereo(const QZMolBase& mol, RDKit::RWMol& converted);
 
 }  // namespace QZChem

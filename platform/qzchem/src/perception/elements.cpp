@@ -49,6 +49,11 @@ unsigned int AtomicNumberOf(std::string_view symbol) {
   return found == kSymbols.end() ? 0 : static_cast<unsigned int>(found - kSymbols.begin());
 }
 
+unsigned int IsotopeOf(std::string_view symbol) {
+  if (symbol == "D" || symbol == "d") return 2;
+  return symbol == "T" || symbol == "t" ? 3 : 0;
+}
+
 double CovalentRadius(unsigned int atomicNumber) {
   return atomicNumber < kCovalentRadii.size() ? kCovalentRadii[atomicNumber]
                                               : kCovalentRadii.back();

@@ -6,13 +6,13 @@
 #include <exception>
 #include <optional>
 
+#include "files/records.h"
 #include "perception/drawing.h"
-#include "topology/mol_impl.h"
-#include "qzchem/io.h"
-#include "qzsystem/error.h"
 #include "perception/rdkit_bridge.h"
 #include "perception/rdkit_log.h"
-#include "files/records.h"
+#include "qzchem/io.h"
+#include "qzsystem/error.h"
+#include "topology/mol_impl.h"
 #include "topology/topology.h"
 
 namespace QZChem {
@@ -62,7 +62,7 @@ int QZAddHydrogens(QZGraphMol& mol) {
       return TakeHydrogens(converted, isDrawing, mol);
     }
   } catch (const std::exception& error) {
-    reason = OneLine(error.what());
+    reason = InUsersWords(error.what());
   }
   QZSystem::QZThrow.Warning(
       "Hydrogens cannot be added to molecule \"%s\": %s", mol.GetTitle(), reason.c_str());

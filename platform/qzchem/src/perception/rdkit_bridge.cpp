@@ -11,6 +11,7 @@
 #include "perception/elements.h"
 #include "perception/rdkit_log.h"
 #include "perception/rings.h"
+#include "qzchem/locale.h"
 #include "qzchem/perceived.h"
 
 namespace QZChem {
@@ -57,7 +58,11 @@ bool IsComplete(RDKit::RWMol& mol) {
   for (const RDKit::Atom* atom : mol.atoms()) {
     if (atom->getNumImplicitHs() > 0) return false;
   }
-  for (RDKit::Atom* atom : mol.atoms()) atom->setNoImplicit(true);
+  std::vector<unsigned int> given;
+  for (RDKit::Atom* atom : mol.atoms()) {
+    given.push_back(atom->getNumRadicalElectrons());
+    atom->setNoImplicit(true);
+  }
   RDKit::MolOps::assignRadicals(mol);
   bool hasRadicals = false;
   for (const RDKit::Atom* atom : mol.atoms()) {
@@ -66,12 +71,13 @@ bool IsComplete(RDKit::RWMol& mol) {
   if (!hasRadicals) return true;
   for (RDKit::Atom* atom : mol.atoms()) {
     atom->setNoImplicit(false);
-    atom->setNumRadicalElectrons(0);
+    atom->setNumRadicalElectrons(given[atom->getIdx()]);
   }
   return false;
 }
 
 QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens) {
+  const QZClassicNumbers numbers;
   QZRDKitMol result = ConvertToRDKit(mol, coordinates, implyHydrogens);
   std::string reason;
   try {
@@ -79,7 +85,7 @@ QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens
     result.isComplete = !implyHydrogens || IsComplete(*result.mol);
     return result;
   } catch (const std::exception& error) {
-    reason = OneLine(error.what());
+    reason = InUsersWords(error.what());
   }
   result =
       ConvertToRDKit(mol, coordinates, implyHydrogens);  // without what the failure left behind
@@ -102,6 +108,8 @@ QZRDKitMol ConvertToRDKit(const QZMolBase& mol, bool coordinates, bool implyHydr
     const unsigned int number = atom.GetAtomicNumber();
     auto* copy = new RDKit::Atom(number <= kMaxAtomicNumber ? static_cast<int>(number) : 0);
     copy->setFormalCharge(atom.GetFormalCharge());
+    copy->setIsotope(atom.GetIsotope());
+    copy->setNumRadicalElectrons(atom.GetRadicalElectrons());
     copy->setNoImplicit(!implyHydrogens);
     rdkitIndex[atom.GetIndex()] = result.mol->addAtom(copy, false, true);
     result.atomIndices.push_back(atom.GetIndex());

@@ -40,11 +40,14 @@ unsigned int RDKitMolTag();
 
 // The following are the platform's own.
 
-/// Atoms, bonds, charges, coordinates, title and residues as they are; nothing is perceived.
+/// Atoms, isotopes, radicals, bonds, charges, coordinates and title as they are; nothing is
+/// perceived.
 QZRDKitMol ToRDKitUnperceived(const QZMolBase& mol);
-/// Replaces `mol` by what RDKit holds: atoms in order with charges, map numbers and residues, bonds
-/// as single, double or triple (other bonds become single, aromatic ones are Kekulised), the first
-/// conformer and the name. Throws what RDKit throws when there is no Kekulé structure.
+
+/// Replaces `mol` by what RDKit holds: atoms in order with charges, isotopes, radicals and map
+/// numbers, bonds as single, double or triple (other bonds become single, aromatic ones are
+/// Kekulised), the first conformer and the name. Throws what RDKit throws when there is no Kekulé
+/// structure.
 void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol);
 
 }  // namespace QZChem

@@ -1,11 +1,11 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 #include <GraphMol/MolOps.h>
-#include <GraphMol/MonomerInfo.h>
 #include <GraphMol/RWMol.h>
 
 #include "perception/drawing.h"
 #include "perception/rdkit_bridge.h"
+#include "perception/stereo.h"
 
 namespace QZChem {
 namespace {
@@ -28,12 +28,6 @@ bool HasAromaticBonds(const RDKit::ROMol& mol) {
   return false;
 }
 
-// Residues of a macromolecule, kept from reading to writing as tagged data of its atoms.
-unsigned int ResidueTag() {
-  static const unsigned int tag = QZSystem::QZGetTag("QZChem residue");
-  return tag;
-}
-
 // 1 for a wedge, -1 for a dash, by the marks that RDKit's parser leaves on a bond.
 int WedgeOf(const RDKit::Bond& bond) {
   int mark = 0;
@@ -48,11 +42,6 @@ int WedgeOf(const RDKit::Bond& bond) {
 QZRDKitMol ToRDKitUnperceived(const QZMolBase& mol) {
   QZRDKitMol result = ConvertToRDKit(mol, /*coordinates=*/true, /*implyHydrogens=*/true);
   result.mol->setProp(RDKit::common_properties::_Name, std::string(mol.GetTitle()));
-  for (unsigned int i = 0; i < result.atomIndices.size(); ++i) {
-    const auto* residue =
-        mol.GetAtom(result.atomIndices[i])->GetData<RDKit::AtomPDBResidueInfo>(ResidueTag());
-    if (residue != nullptr) result.mol->getAtomWithIdx(i)->setMonomerInfo(residue->copy());
-  }
   result.mol->updatePropertyCache(false);
   return result;
 }
@@ -72,16 +61,17 @@ void FromRDKit(RDKit::RWMol& source, QZGraphMol& mol) {
         result.AddAtom(static_cast<unsigned int>(atom->getAtomicNum()), place.x, place.y, place.z);
     copy->SetFormalCharge(atom->getFormalCharge());
     copy->SetMapIndex(static_cast<unsigned int>(atom->getAtomMapNum()));
-    if (const auto* residue =
-            dynamic_cast<const RDKit::AtomPDBResidueInfo*>(atom->getMonomerInfo())) {
-      copy->SetData(ResidueTag(), *residue);
-    }
+    copy->SetIsotope(atom->getIsotope());
+    copy->SetRadicalElectrons(atom->getNumRadicalElectrons());
+    KeepStereo(*atom, *copy);
   }
   for (const RDKit::Bond* bond : source.bonds()) {
     QZBondBase* copy = result.AddBond(result.GetAtom(bond->getBeginAtomIdx()),
                                       result.GetAtom(bond->getEndAtomIdx()),
                                       BondOrder(bond->getBondType()));
-    if (copy != nullptr) SetWedge(*copy, WedgeOf(*bond));
+    if (copy == nullptr) continue;
+    SetWedge(*copy, WedgeOf(*bond));
+    KeepStereo(*bond, *copy);
   }
   std::string name;
   if (source.getPropIfPresent(RDKit::common_properties::_Name, name)) result.SetTitle(name.c_str());

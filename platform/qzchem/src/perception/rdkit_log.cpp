@@ -4,10 +4,13 @@
 
 #include <RDGeneral/RDLog.h>
 
+#include <array>
 #include <cctype>
 #include <memory>
 #include <ostream>
+#include <sstream>
 #include <streambuf>
+#include <string_view>
 
 namespace QZChem {
 namespace {
@@ -79,6 +82,53 @@ std::string OneLine(const std::string& text) {
     }
   }
   while (!line.empty() && line.back() == ' ') line.pop_back();
+  return line;
+}
+
+namespace {
+
+// The words of `text` behind `mark`; "" when it does not occur.
+std::string Behind(const std::string& text, std::string_view mark) {
+  const std::size_t at = text.find(mark);
+  return at == std::string::npos ? "" : text.substr(at + mark.size());
+}
+
+// Atom numbers, counted from 0 there and from 1 here.
+std::string FromOne(const std::string& numbers) {
+  std::istringstream words(numbers);
+  std::string result;
+  for (unsigned int number = 0; words >> number;) {
+    result += (result.empty() ? "" : " ") + std::to_string(number + 1);
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string InUsersWords(const std::string& text) {
+  const std::string line = OneLine(text);
+  if (const std::string rest = Behind(line, "valence for atom # "); !rest.empty()) {
+    std::istringstream words(rest);
+    unsigned int atom = 0;
+    std::string element;
+    int valence = 0;
+    words >> atom >> element >> valence;
+    if (element.ends_with(',')) element.pop_back();
+    return "Atom " + std::to_string(atom + 1) + " (" + element + ") has valence " +
+           std::to_string(valence) + ", more than its element and charge permit";
+  }
+  if (const std::string rest = Behind(line, "Unkekulized atoms: "); !rest.empty()) {
+    return "The aromatic bonds of atoms " + FromOne(rest) +
+           " cannot be drawn as single and double bonds";
+  }
+  if (const std::string rest = Behind(line, "non-ring atom "); !rest.empty()) {
+    return "Atom " + FromOne(rest) + " is aromatic but in no ring";
+  }
+  constexpr std::array<std::string_view, 8> kInsides = {
+      "std::", "Violation", "Invariant", "_pin", "->", "idx", "boost", "getAtomWithIdx"};
+  for (const std::string_view word : kInsides) {
+    if (line.find(word) != std::string::npos) return "The record contradicts itself";
+  }
   return line;
 }
 

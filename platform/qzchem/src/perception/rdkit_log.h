@@ -25,5 +25,8 @@ class RDKitErrorText {
 
 /// A third party's message in one line.
 std::string OneLine(const std::string& text);
+/// The same in the words of this library's users: atoms counted from 1, nothing of the other
+/// library's insides.
+std::string InUsersWords(const std::string& text);
 
 }  // namespace QZChem

@@ -34,6 +34,25 @@ void QZAtomBase::SetFormalCharge(int charge) {
   mol_->InvalidateTopology();
 }
 
+void QZAtomBase::SetIsotope(unsigned int isotope) {
+  if (isotope == isotope_) return;
+  isotope_ = isotope;
+  mol_->InvalidateTopology();
+}
+
+void QZAtomBase::SetRadicalElectrons(unsigned int electrons) {
+  if (electrons == radicalElectrons_) return;
+  radicalElectrons_ = electrons;
+  mol_->InvalidateTopology();
+}
+
+bool QZBondBase::SetOrder(unsigned int order) {
+  if (order < 1 || order > 3) return false;
+  if (order != order_) mol_->InvalidateTopology();
+  order_ = order;
+  return true;
+}
+
 unsigned int QZAtomBase::GetHeavyDegree() const {
   return static_cast<unsigned int>(std::ranges::count_if(bonds_, [this](const QZBondBase* bond) {
     return bond->GetNeighbour(this)->GetAtomicNumber() != 1;
@@ -357,6 +376,9 @@ bool QZSetSDData(QZMolBase& mol, const std::string& tag, const std::string& valu
   const auto found = std::ranges::find(data, tag, &std::pair<std::string, std::string>::first);
   if (found != data.end()) {
     found->second = value;
+    data.erase(std::remove_if(
+                   found + 1, data.end(), [&tag](const auto& item) { return item.first == tag; }),
+               data.end());
   } else {
     data.emplace_back(tag, value);
   }

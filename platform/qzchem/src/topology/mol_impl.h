@@ -61,6 +61,9 @@ struct QZMolAccess {
   static const QZMolImpl& Impl(const QZMolBase& mol) { return *mol.impl_; }
   static const QZMolImpl& Impl(const QZAtomBase& atom) { return *atom.mol_; }
   static const std::vector<QZBondBase*>& Bonds(const QZAtomBase& atom) { return atom.bonds_; }
+  /// True for an atom whose bonds were found by distances, so that their orders are not known.
+  static bool HasUnknownOrders(const QZAtomBase& atom) { return atom.hasUnknownOrders_; }
+  static void SetUnknownOrders(QZAtomBase& atom, bool unknown) { atom.hasUnknownOrders_ = unknown; }
 };
 
 }  // namespace QZChem

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "perception/elements.h"
-#include "topology/mol_impl.h"
 #include "qzchem/topology.h"
+#include "topology/mol_impl.h"
 
 namespace QZChem {
 namespace {

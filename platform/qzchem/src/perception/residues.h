@@ -1,0 +1,30 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "qzchem/mol.h"
+
+namespace QZChem {
+
+/// The atoms of each residue, in order of first appearance; atoms without a residue form one.
+std::vector<std::vector<QZAtomBase*>> GroupByResidue(const QZMolBase& mol);
+
+/// True for the names of amino acids, nucleotides, water and common ions, whose chemistry is known.
+bool IsStandardResidue(std::string_view name);
+/// The same without water and ions: residues whose atoms are named by their place.
+bool IsPolymerResidue(std::string_view name);
+
+/// Sets orders and charges of a standard residue whose bonds are there: those usual in water at pH
+/// 7, or where the residue has hydrogens, those that agree with them. False with nothing changed
+/// when its name or one of its heavy atoms is not known. `note` receives what a user should know.
+bool AssignStandardResidue(const std::vector<QZAtomBase*>& residue, std::string& note);
+
+/// Marks the atoms of residues, or without residues of components, whose valences the bonds do not
+/// complete: bonds found by distances have no orders. What has a multiple bond was given orders.
+void MarkUnknownOrders(QZMolBase& mol);
+
+}  // namespace QZChem
