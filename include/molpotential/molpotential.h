@@ -25,6 +25,7 @@
 #include "molpotential/linalg.h"
 #include "molpotential/molfunc.h"
 #include "molpotential/nearnbrgrid.h"
+#include "molpotential/normalmodes.h"
 #include "molpotential/optvarfunc.h"
 #include "molpotential/quaternion.h"
 #include "molpotential/record.h"
