@@ -14,5 +14,6 @@
 #include "qzchem/residue.h"
 #include "qzchem/selection.h"
 #include "qzchem/subsearch.h"
+#include "qzchem/templates.h"
 #include "qzchem/topology.h"
 #include "qzsystem/qzsystem.h"

@@ -100,12 +100,12 @@ class PdbRecord {
       append(note, std::to_string(numModels_) + " models, the first is used");
     }
     if (!alternate_.empty()) {
-      append(
-          note,
-          "alternate locations in " + std::to_string(alternate_.size()) +
-              " residues (first: " + firstAlternate_ + "), " +
-              (format_.alternate == 0 ? std::string("the first of each is used")
-                                      : "\"" + std::string(1, format_.alternate) + "\" is used"));
+      const std::string used = format_.alternate == 0
+                                   ? std::string("the first of each is used")
+                                   : std::string(1, format_.alternate) + " is used";
+      append(note,
+             "alternate locations in " + std::to_string(alternate_.size()) +
+                 " residues (first: " + firstAlternate_ + "), " + used);
     }
   }
   static void append(std::string& note, const std::string& what) {
@@ -150,7 +150,7 @@ class PdbRecord {
     for (std::size_t k = 0; k < 3; ++k) {
       const std::string_view column = Columns(line, 31 + 8 * k, 8);
       if (!ToNumber(column, xyz[k]))
-        return "\"" + std::string(Trimmed(column)) + "\" is no coordinate";
+        return std::string("\"").append(Trimmed(column)).append("\" is no coordinate");
     }
     std::string symbol(Trimmed(Columns(line, 77, 2)));
     // Columns 73 to 80 of old files hold an identifier and a line number: "1HPV  57".
