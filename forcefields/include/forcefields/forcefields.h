@@ -2,5 +2,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "forcefields/host.h"
 #include "forcefields/standard.h"
 #include "forcefields/term.h"
