@@ -19,7 +19,7 @@ using QZConstr::AtomIndices;
 
 // What all constraints hold: the atoms, and a target that is given or measured.
 template <std::size_t N>
-struct Target {
+struct GivenOrMeasured {
   AtomIndices<N> atoms;
   bool measureAtSetup;
   double target;
@@ -45,12 +45,12 @@ struct Target {
 };
 
 template <std::size_t N>
-struct CosineTarget : Target<N> {
+struct CosineTarget : GivenOrMeasured<N> {
   double cosTarget = std::cos(this->target);
 
   template <class Measure>
   bool SetUp(const QZChem::QZMolBase& mol, const char* what, Measure measure) {
-    if (!Target<N>::SetUp(mol, what, measure)) return false;
+    if (!GivenOrMeasured<N>::SetUp(mol, what, measure)) return false;
     cosTarget = std::cos(this->target);
     return true;
   }
@@ -63,7 +63,7 @@ VectorCosine AngleAt(const double* x, const AtomIndices<3>& atoms) {
 
 }  // namespace
 
-struct QZDistanceConstr::Data : Target<2> {};
+struct QZDistanceConstr::Data : GivenOrMeasured<2> {};
 struct QZAngleConstr::Data : CosineTarget<3> {};
 struct QZDihedralConstr::Data : CosineTarget<4> {};
 

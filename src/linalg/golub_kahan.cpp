@@ -25,12 +25,12 @@ inline Dense::Reflector ReflectorOf(double* x, std::size_t n) {
 }
 
 /// Cosine and sine of the rotation that takes (f, g) to (r, 0); none for f = g = 0.
-struct Rotation {
+struct PlaneRotation {
   double c = 1.0;
   double s = 0.0;
   double r = 0.0;
 
-  Rotation(double f, double g) {
+  PlaneRotation(double f, double g) {
     constexpr double kSafe = 1e-280;  // above, the squares have not lost digits to underflow
     const double square = f * f + g * g;
     r = square > kSafe ? std::sqrt(square) : std::hypot(f, g);
@@ -165,7 +165,7 @@ void GolubKahanSteps::deflate(std::size_t l, std::size_t last) {
   double f = e[last - 1];
   e[last - 1] = 0.0;
   for (std::size_t j = last; j-- > l;) {
-    const Rotation turn(s[j], f);
+    const PlaneRotation turn(s[j], f);
     s[j] = turn.r;
     if (j > l) {
       f = -turn.s * e[j - 1];
@@ -180,7 +180,7 @@ void GolubKahanSteps::split(std::size_t l, std::size_t last) {
   double f = e[l - 1];
   e[l - 1] = 0.0;
   for (std::size_t j = l; j <= last; ++j) {
-    const Rotation turn(s[j], f);
+    const PlaneRotation turn(s[j], f);
     s[j] = turn.r;
     f = -turn.s * e[j];
     e[j] *= turn.c;
@@ -212,13 +212,13 @@ void GolubKahanSteps::sweep(std::size_t l, std::size_t last) {
   double* leftC = rightS + count;
   double* leftS = leftC + count;
   for (std::size_t j = l; j < last; ++j) {
-    const Rotation right(f, g);
+    const PlaneRotation right(f, g);
     if (j > l) e[j - 1] = right.r;
     f = right.c * s[j] + right.s * e[j];
     e[j] = right.c * e[j] - right.s * s[j];
     g = right.s * s[j + 1];
     s[j + 1] *= right.c;
-    const Rotation left(f, g);
+    const PlaneRotation left(f, g);
     s[j] = left.r;
     f = left.c * e[j] + left.s * s[j + 1];
     s[j + 1] = left.c * s[j + 1] - left.s * e[j];

@@ -143,7 +143,7 @@ bool QZZmatAdaptor::Setup(const QZChem::QZMolBase& mol) {
 
 void QZZmatAdaptor::State::ConstructBADtable() {
   constexpr double kFarthest2 = 1e10;  // Å²
-  EarlierAtoms earlier(coords.data());
+  EarlierAtoms earlier(coords.data(), numAtoms);
   for (unsigned int k = 1; k < numAtoms; ++k) {
     auto& partner = rows[k].partner;
     earlier.AddUpTo(k);
@@ -186,7 +186,7 @@ void QZZmatAdaptor::State::RechooseDihedral(const double* x,
 }
 
 void QZZmatAdaptor::State::Xyz2int(const double* x) {
-  EarlierAtoms earlier(x);  // filled only when a partner is chosen anew
+  EarlierAtoms earlier(x, numAtoms);  // filled only when a partner is chosen anew
   for (unsigned int k = 1; k < numAtoms; ++k) {
     Row& row = rows[k];
     const Vec3 p = LoadAtom(x, k);

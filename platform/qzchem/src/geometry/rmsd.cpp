@@ -1,12 +1,12 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include <Eigen/Eigenvalues>
-#include <Eigen/Geometry>
+#include <Eigen/Core>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
 
+#include "kernels/superpose.h"
 #include "qzchem/geometry.h"
 
 namespace QZChem {
@@ -16,20 +16,17 @@ using Eigen::Matrix3d;
 using Eigen::Vector3d;
 using Points = Eigen::Map<const Eigen::Matrix3Xd>;
 
-// The rotation that brings points onto others best, from their covariance S = sum p_b p_aᵀ: the
-// eigenvector of the largest eigenvalue of Horn's 4 x 4 matrix is its quaternion, so that a
-// reflection cannot come out.
+// The rotation that brings points b onto points a best, from S = sum p_b p_aᵀ.
 Matrix3d BestRotation(const Matrix3d& s) {
-  Eigen::Matrix4d n;
-  n << s(0, 0) + s(1, 1) + s(2, 2), s(1, 2) - s(2, 1), s(2, 0) - s(0, 2), s(0, 1) - s(1, 0),
-      s(1, 2) - s(2, 1), s(0, 0) - s(1, 1) - s(2, 2), s(0, 1) + s(1, 0), s(2, 0) + s(0, 2),
-      s(2, 0) - s(0, 2), s(0, 1) + s(1, 0), s(1, 1) - s(0, 0) - s(2, 2), s(1, 2) + s(2, 1),
-      s(0, 1) - s(1, 0), s(2, 0) + s(0, 2), s(1, 2) + s(2, 1), s(2, 2) - s(0, 0) - s(1, 1);
-  const Eigen::SelfAdjointEigenSolver<Eigen::Matrix4d> solver(n);
-  // Where no rotation is better than none, as for a single point, none is made.
-  if (n(0, 0) >= solver.eigenvalues()(3)) return Matrix3d::Identity();
-  const Eigen::Vector4d q = solver.eigenvectors().col(3);
-  return Eigen::Quaterniond(q(0), q(1), q(2), q(3)).normalized().toRotationMatrix();
+  const Matrix3d columns = s.transpose();  // stored by columns: s by rows
+  const auto row = [&columns](std::size_t i) {
+    return QZMolPotential::LoadAtom(columns.data(), i);
+  };
+  const auto best = QZMolPotential::BestRotation({row(0), row(1), row(2)});
+  Matrix3d r;
+  r << best.row0.x, best.row0.y, best.row0.z, best.row1.x, best.row1.y, best.row1.z, best.row2.x,
+      best.row2.y, best.row2.z;
+  return r;
 }
 
 void Store(const Matrix3d& r, const Vector3d& t, double* rotation, double* translation) {
