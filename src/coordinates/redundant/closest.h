@@ -47,7 +47,7 @@ class ClosestGeometry {
   double Sign(std::size_t i) const { return signs_[i]; }
   /// v (3 an atom) becomes M⁻¹ v; entries of fixed atoms 0.
   void Solve(double* v);
-  /// M⁻¹ Bᵀ W t + the same for the frame rows is what `Solve` makes of this: v += Bᵀ W t.
+  /// v += Bᵀ W t, of which `Solve` makes ∂y/∂q* t.
   void AddWeighted(const double* t, double* v) const;
 
  private:

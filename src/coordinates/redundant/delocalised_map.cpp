@@ -22,6 +22,8 @@ using Eigen::VectorXd;
 
 // Eigenvalues of G below this part of the largest are zero.
 constexpr double kZero = 1e-10;
+// Motions that the pieces' turns stand for may be seen a little; beyond this part they are more.
+constexpr double kWeak = 1e-2;
 // A step that moves no coordinate by more than this (Å) ends the search for a geometry.
 constexpr double kClose = 1e-10;
 constexpr double kCloseEnough = 1e-6;
@@ -97,11 +99,16 @@ class DelocalisedMap final : public InternalMap {
   VectorXd wanted_, target_, residual_, step_, dual_, image_, correction_;
   unsigned int placed_ = 0;
   unsigned int linear_ = 0;
+  // Work of the Hessian; empty before the first one.
+  BlockHessian bent_;
+  std::vector<double> pulled_, full_, product_;
+  MatrixXd changes_, curved_, sum_;
 };
 
 bool DelocalisedMap::startBody(double* vars) {
   const auto n = static_cast<Index>(3 * atoms_.size());
   const auto count = static_cast<Index>(primitives().size());
+  pulled_.clear();
   y_ = start_;
   goodY_ = y_;
   q_ = Eigen::Map<const VectorXd>(body_.Values().data(), count);
@@ -129,9 +136,13 @@ bool DelocalisedMap::startBody(double* vars) {
   const VectorXd& values = eigen.eigenvalues();
   const double limit = n > 0 ? kZero * values[n - 1] : 0.0;
   rank_ = std::count_if(values.begin(), values.end(), [limit](double v) { return v > limit; });
-  if (rank_ > static_cast<Index>(numBody_)) {
-    SetReason("the geometry has another number of internal degrees of freedom than at setup");
-    return false;
+  const auto room = static_cast<Index>(numBody_);
+  if (rank_ > room) {
+    if (values[n - room - 1] > kWeak * values[n - 1]) {
+      SetReason("the geometry has another number of internal degrees of freedom than at setup");
+      return false;
+    }
+    rank_ = room;
   }
   const auto z = eigen.eigenvectors().rightCols(rank_);
   combination_ = (b * z).transpose();
@@ -308,35 +319,38 @@ void DelocalisedMap::pullBody(const double* g, double* out) {
 // -Aᵀ (Σ c ∂²q) A, A = ∂y/∂s and c = D U g_s / κ.
 void DelocalisedMap::addBodyCurvature(const double* g, double* hess) {
   factor();
-  std::vector<double> pulled(numBody_, 0.0);
-  pullBody(g, pulled.data());
-  const auto slope = Eigen::Map<const VectorXd>(pulled.data(), rank_);
-  BlockHessian bent;
-  SetCurvaturePattern(primitives(), fixed_, bent);
-  MovingSink sink(bent, fixed_);
+  if (pulled_.empty()) {  // the first Hessian since the start
+    SetCurvaturePattern(primitives(), fixed_, bent_);
+    pulled_.resize(numBody_);
+    full_.assign(NumCoords(), 0.0);
+    product_.resize(NumCoords());
+  }
+  std::ranges::fill(pulled_, 0.0);
+  pullBody(g, pulled_.data());
+  const auto slope = Eigen::Map<const VectorXd>(pulled_.data(), rank_);
+  bent_.SetZero();
+  MovingSink sink(bent_, fixed_);
   for (std::size_t i = 0; i < primitives().size(); ++i) {
     if (!primitives()[i].active) continue;
     const double c = weight(i) * combination_.col(static_cast<Index>(i)).dot(slope);
     AddPrimitive(sink, nullptr, primitives()[i], y_.data(), c, 0.0);
   }
-  const MatrixXd a = factor_.solve(MatrixXd::Identity(jacobian_.rows(), rank_));
-  std::vector<double> v(NumCoords(), 0.0);
-  std::vector<double> product(NumCoords());
-  MatrixXd curved(a.rows(), rank_);
+  changes_ = factor_.solve(MatrixXd::Identity(jacobian_.rows(), rank_));
+  curved_.resize(changes_.rows(), rank_);
   for (Index u = 0; u < rank_; ++u) {
     for (std::size_t k = 0; k < atoms_.size(); ++k) {
-      StoreAtom(v.data(), atoms_[k], LoadAtom(a.col(u).data(), k));
+      StoreAtom(full_.data(), atoms_[k], LoadAtom(changes_.col(u).data(), k));
     }
-    std::ranges::fill(product, 0.0);
-    bent.Multiply(v.data(), product.data());
+    std::ranges::fill(product_, 0.0);
+    bent_.Multiply(full_.data(), product_.data());
     for (std::size_t k = 0; k < atoms_.size(); ++k) {
-      StoreAtom(curved.col(u).data(), k, LoadAtom(product.data(), atoms_[k]));
+      StoreAtom(curved_.col(u).data(), k, LoadAtom(product_.data(), atoms_[k]));
     }
   }
-  const MatrixXd sum = a.transpose() * curved;
+  sum_.noalias() = changes_.transpose() * curved_;
   for (Index u = 0; u < rank_; ++u) {
     for (Index w = 0; w <= u; ++w) {
-      hess[PackedIndex(static_cast<std::size_t>(u), static_cast<std::size_t>(w))] -= sum(u, w);
+      hess[PackedIndex(static_cast<std::size_t>(u), static_cast<std::size_t>(w))] -= sum_(u, w);
     }
   }
 }

@@ -98,6 +98,7 @@ bool InternalMap::Start(const double* coords, double* vars) {
   turns_.assign(pieces_.size(), AxisTurn{});
   for (std::size_t k = 0; k < pieces_.size(); ++k) turns_[k].Set(axesOf(pieces_[k]), {});
   isPlaced_ = false;
+  ReserveHessian();
   return true;
 }
 

@@ -14,8 +14,9 @@ namespace {
 
 // Turns that move the atoms by less than this (squared Å per squared radian) are none.
 constexpr double kNoMotion = 1e-4;
-// Turns whose effect on the coordinates is below this part of what they move are not seen.
-constexpr double kUnseen = 1e-10;
+// Turns whose effect on all coordinates (squared Å or radians per squared radian) is below this are
+// not seen: those about fixed atoms in line to within some six degrees.
+constexpr double kUnseen = 1e-2;
 constexpr std::size_t kFrameAtoms = 24;
 
 // Σ (-s)^n / (2n + m)!, of which cos √s, sin √s / √s and (1 - cos √s)/s are those of m = 0, 1, 2,
@@ -24,8 +25,7 @@ std::array<double, 3> series(double s, int m) {
   double term = 1.0;
   for (int k = 2; k <= m; ++k) term /= k;
   std::array<double, 3> sum{term, 0.0, 0.0};
-  // `term` is (-1)^n s^(n-2) / (2n + m)! from here on, but for the powers that are missing.
-  double coefficient = term;
+  double coefficient = term;                   // (-1)^n / (2n + m)!
   std::array<double, 3> power{1.0, 0.0, 0.0};  // s^n, s^(n-1), s^(n-2)
   for (int n = 1; n <= 60; ++n) {
     coefficient /= -static_cast<double>((2 * n + m - 1) * (2 * n + m));
@@ -178,9 +178,8 @@ void FindMotions(const std::vector<Primitive>& primitives,
     if (!piece.Translates()) {
       // The projector on the turns that the coordinates do not see.
       const Axes3 axes(seen[k]);
-      const double limit = kUnseen * std::max(spread.trace(), 1.0);
       for (Eigen::Index i = 0; i < 3; ++i) {
-        if (axes.values[i] <= limit) continue;
+        if (axes.values[i] <= kUnseen) continue;
         unseen -= axes.vectors.col(i) * axes.vectors.col(i).transpose();
       }
     }

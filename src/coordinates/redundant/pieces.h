@@ -48,7 +48,7 @@ struct FrameRow {
 /// The pieces by order of their lowest atom. `fixed`: nonzero per atom that does not move.
 std::vector<Piece> FindPieces(const std::vector<Primitive>& primitives,
                               const std::vector<unsigned char>& fixed);
-/// Pivots and axes of the pieces at `x`, no more than `turnSlots` where `keepSlots`.
+/// Pivots and axes of the pieces at `x`.
 void FindMotions(const std::vector<Primitive>& primitives,
                  const double* x,
                  std::vector<Piece>& pieces);

@@ -5,8 +5,8 @@
 
 #include <random>
 
-#include "molpotential/redundant.h"
 #include "coordinates/redundant/reference.h"
+#include "molpotential/redundant.h"
 #include "support/contract.h"
 #include "support/molecules.h"
 
