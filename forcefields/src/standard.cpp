@@ -114,25 +114,29 @@ void QZStandardFF::joinPairs() {
 }
 
 // Null when they have pairs of their own, or when one of the two was removed.
-PairTerm* QZStandardFF::joint(QZForceFieldTerm* term) const {
+std::pair<PairTerm*, PairTerm*> QZStandardFF::joint() const {
   const auto isHere = [this](const QZForceFieldTerm* f) {
     return std::ranges::any_of(GetComps(), [f](const auto& comp) { return comp.first == f; });
   };
-  return isHere(vanDerWaals_) && isHere(electrostatics_) ? term->impl_->ActivePairs() : nullptr;
+  if (!isHere(vanDerWaals_) || !isHere(electrostatics_)) return {};
+  PairTerm* first = vanDerWaals_->impl_->ActivePairs();
+  PairTerm* second = electrostatics_->impl_->ActivePairs();
+  if (first == nullptr || second == nullptr || !first->SharesWith(*second)) return {};
+  return {first, second};
 }
 
 double QZStandardFF::operator()(const double* x) {
-  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  const PairTerm::Joint both(joint());
   return QZGenericFF2::operator()(x);
 }
 
 double QZStandardFF::operator()(const double* x, double* grad) {
-  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  const PairTerm::Joint both(joint());
   return QZGenericFF2::operator()(x, grad);
 }
 
 bool QZStandardFF::operator()(const double* x, double* hessian, double* grad) {
-  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  const PairTerm::Joint both(joint());
   return QZGenericFF2::operator()(x, hessian, grad);
 }
 
@@ -146,27 +150,15 @@ bool QZStandardFF::AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEnt
 bool QZStandardFF::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
   constexpr double kFloor = 5.0;  // kcal/mol/Å², about what pairs and other soft terms add
   if (NumVar() == 0) return false;
-  for (const auto& comp : GetComps()) {
-    auto* model = dynamic_cast<QZOpt::QZHessianModel*>(comp.first);
-    if (model != nullptr) model->AppendModelHessian(x, entries);
-  }
+  QZGenericFF2::AppendModelHessian(x, entries);
   for (unsigned int i = 0; i < NumVar(); ++i) entries.push_back({i, i, kFloor});
   return true;
 }
 
-bool QZStandardFF::IsFrameInvariant() const {
-  return std::ranges::all_of(GetComps(),
-                             [](const auto& comp) { return QZIsFrameInvariant(*comp.first); });
-}
-
 bool QZStandardFF::Freeze(const unsigned char* fixed) {
-  if (NumVar() == 0) return false;
-  for (const auto& comp : GetComps()) {
-    auto* freezable = dynamic_cast<QZFreezable*>(comp.first);
-    if (freezable != nullptr) freezable->Freeze(fixed);
-  }
-  joinPairs();
-  return true;
+  const bool frozen = NumVar() != 0 && QZGenericFF2::Freeze(fixed);
+  if (frozen) joinPairs();
+  return frozen;
 }
 
 void QZStandardFF::SetDielectric(double constant, bool distanceDependent) {
