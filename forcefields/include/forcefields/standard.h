@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -52,14 +53,18 @@ class QZ_API QZStandardFF final : public QZGenericFF2 {
   QZStandardFF* CreateCopy() const override { return new QZStandardFF(*this); }
 
  private:
+  struct Angles;
   std::vector<QZForceFieldTerm*> terms() const;
   void joinPairs();
   std::pair<PairTerm*, PairTerm*> joint() const;
+  void joinAngles();
+  Angles* jointAngles() const;
 
   QZForceFieldKind kind_;
   // The terms of pairs that share their evaluator; null when they differ.
   QZForceFieldTerm* vanDerWaals_ = nullptr;
   QZForceFieldTerm* electrostatics_ = nullptr;
+  std::unique_ptr<Angles> angles_;  // bends and stretch-bends in one pass; null when they differ
 };
 
 /// Bytes that one `QZStandardFF` holds once it is set up on `mol`, and what is kept with `mol` for
