@@ -111,9 +111,10 @@ TEST(Mmff, DielectricAndCutoffAreOptions) {
     ExpectSame(ff, reference, x);
   }
   const double all = ff(x.data());
-  ff.SetCutoff(100.0);
+  // Electrostatics fades from 0 on, by the cube of the distance over the cutoff.
+  ff.SetCutoff(1e4);
   ASSERT_TRUE(ff.Setup(mol));
-  EXPECT_NEAR(ff(x.data()), all, 1e-9);
+  EXPECT_NEAR(ff(x.data()), all, 1e-6);
   ff.SetCutoff(6.0, 2.0);
   ASSERT_TRUE(ff.Setup(mol));
   EXPECT_GT(std::abs(ff(x.data()) - all), 1e-3);

@@ -107,16 +107,16 @@ QZ_API unsigned int QZWriteMolecule(qzmolostream& out, QZGraphMol& mol);
 QZ_API bool QZSmilesToMol(QZGraphMol& mol, const char* smiles);
 
 /// Adds the hydrogens that valence asks for, at positions made from the heavy atoms' geometry,
-/// after the existing atoms; those of a drawing stay in its plane. Returns how many were added, or
-/// -1 with a Warning when valence cannot be perceived.
+/// after the existing atoms, in the residues of the atoms that carry them; those of a drawing stay
+/// in its plane. Returns how many were added, or -1 with a Warning when valence cannot be perceived
+/// or bond orders are not known (`QZHasBondOrders`).
 QZ_API int QZAddHydrogens(QZGraphMol& mol);
 /// Replaces all coordinates by three-dimensional ones made from the bonds (distance geometry, fixed
-/// seed). Handedness is that of the record read, by a drawing's wedges or by 3D coordinates;
-/// without either, as from SMILES, it is left to chance. Hydrogens should be explicit. Fails: false
-/// with a Warning, coordinates unchanged.
+/// seed), as the first of `QZMakeConformers`. Hydrogens should be explicit. Fails: false with a
+/// Warning, coordinates unchanged, also when stereochemistry would change.
 QZ_API bool QZMakeCoordinates(QZGraphMol& mol);
-/// True when hydrogens that valence asks for are missing; so it is where bond orders are, as in a
-/// molecule read from XYZ.
+/// True when hydrogens that valence asks for are missing. Also true when bond orders are unknown,
+/// for example after reading benzene from XYZ; `QZFindMissing` tells which atom and why.
 QZ_API bool QZLacksHydrogens(const QZMolBase& mol);
 /// True when the coordinates are those of a drawing. They never are unless all atoms have the same
 /// z. Then an SDF record decides by its 2D or 3D mark, XYZ and PDB records are always 3D, so that

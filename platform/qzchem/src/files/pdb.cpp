@@ -100,12 +100,12 @@ class PdbRecord {
       append(note, std::to_string(numModels_) + " models, the first is used");
     }
     if (!alternate_.empty()) {
-      append(
-          note,
-          "alternate locations in " + std::to_string(alternate_.size()) +
-              " residues (first: " + firstAlternate_ + "), " +
-              (format_.alternate == 0 ? std::string("the first of each is used")
-                                      : "\"" + std::string(1, format_.alternate) + "\" is used"));
+      const std::string used = format_.alternate == 0
+                                   ? std::string("the first of each is used")
+                                   : std::string(1, format_.alternate) + " is used";
+      append(note,
+             "alternate locations in " + std::to_string(alternate_.size()) +
+                 " residues (first: " + firstAlternate_ + "), " + used);
     }
   }
   static void append(std::string& note, const std::string& what) {
@@ -126,7 +126,8 @@ class PdbRecord {
     } else if (line.starts_with("CONECT")) {
       readConnections(line);
     } else if (line.starts_with("COMPND") && line.size() > 10 && title_.empty()) {
-      title_ = Trimmed(line.substr(10));
+      const bool isNumbered = line.size() == 80 && IsDigit(line[79]);  // old files, as above
+      title_ = Trimmed(isNumbered ? line.substr(10, 60) : line.substr(10));
     }
     return "";
   }
@@ -150,7 +151,7 @@ class PdbRecord {
     for (std::size_t k = 0; k < 3; ++k) {
       const std::string_view column = Columns(line, 31 + 8 * k, 8);
       if (!ToNumber(column, xyz[k]))
-        return "\"" + std::string(Trimmed(column)) + "\" is no coordinate";
+        return std::string("\"").append(Trimmed(column)).append("\" is no coordinate");
     }
     std::string symbol(Trimmed(Columns(line, 77, 2)));
     // Columns 73 to 80 of old files hold an identifier and a line number: "1HPV  57".

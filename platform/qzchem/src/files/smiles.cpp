@@ -1,5 +1,7 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
+#include "files/smiles.h"
+
 #include <GraphMol/MolOps.h>
 #include <GraphMol/PeriodicTable.h>
 #include <GraphMol/RWMol.h>
@@ -37,7 +39,6 @@ void DropRadicalsOfMetals(RDKit::RWMol& parsed) {
 
 }  // namespace
 
-// "" or why there is no molecule.
 std::string ParseSmiles(const std::string& smiles, QZGraphMol& mol) {
   const QZClassicNumbers numbers;
   const RDKitErrorText reason;

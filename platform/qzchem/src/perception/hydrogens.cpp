@@ -11,6 +11,9 @@
 #include "perception/rdkit_bridge.h"
 #include "perception/rdkit_log.h"
 #include "qzchem/io.h"
+#include "qzchem/locale.h"
+#include "qzchem/residue.h"
+#include "qzchem/templates.h"
 #include "qzsystem/error.h"
 #include "topology/mol_impl.h"
 #include "topology/topology.h"
@@ -30,6 +33,17 @@ std::optional<double> CommonHeight(const QZMolBase& mol) {
   return height;
 }
 
+// "HA" for the hydrogen of "CA", "HB1" and so on where there are several.
+std::string NameOfHydrogen(const QZAtomBase& carrier, const std::string& carrierName) {
+  std::string name = "H";
+  if (carrierName.size() > 1) name += carrierName.substr(1);
+  const unsigned int number = carrier.GetDegree() - carrier.GetHeavyDegree();
+  if (name.size() < 4 && number > 0 && carrierName != "N" && carrierName != "O") {
+    name += std::to_string(number);
+  }
+  return name.substr(0, 4);
+}
+
 // Appends what RDKit has beyond the atoms it was given; returns how many.
 int TakeHydrogens(const QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) {
   const double height = isDrawing ? CommonHeight(mol).value_or(0.0) : 0.0;
@@ -44,33 +58,44 @@ int TakeHydrogens(const QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) 
     QZBondBase* bond = mol.AddBond(centre, copy);
     // Against the drawn wedges: where it went in the plane says nothing about handedness.
     if (isDrawing) SetWedge(*bond, wedges > 0 ? -1 : (wedges < 0 ? 1 : 0));
+    if (const QZResidue* residue = QZGetResidue(*centre); residue != nullptr) {
+      QZResidue own = *residue;
+      own.atomName = NameOfHydrogen(*centre, own.atomName);
+      QZSetResidue(*copy, own);
+    }
   }
   return static_cast<int>(converted.mol->getNumAtoms() - numGiven);
+}
+
+// Adds what is missing and counts it; "" or why it cannot be told what is.
+std::string Complete(QZGraphMol& mol, int& count) {
+  const QZClassicNumbers numbers;
+  try {
+    const bool isDrawing = QZLooksTwoDimensional(mol);
+    const QZRDKitMol converted = ToRDKitWithImpliedHydrogens(mol, /*coordinates=*/true);
+    if (!converted.error.empty()) return converted.error;
+    converted.mol->getConformer().set3D(!isDrawing);
+    RDKit::MolOps::addHs(*converted.mol, /*explicitOnly=*/false, /*addCoords=*/true);
+    count = TakeHydrogens(converted, isDrawing, mol);
+    return "";
+  } catch (const std::exception& error) {
+    return InUsersWords(error.what());
+  }
 }
 
 }  // namespace
 
 int QZAddHydrogens(QZGraphMol& mol) {
-  std::string reason;
-  try {
-    const bool isDrawing = QZLooksTwoDimensional(mol);
-    QZRDKitMol converted = ToRDKitWithImpliedHydrogens(mol, /*coordinates=*/true);
-    reason = std::move(converted.error);
-    if (reason.empty()) {
-      converted.mol->getConformer().set3D(!isDrawing);
-      RDKit::MolOps::addHs(*converted.mol, /*explicitOnly=*/false, /*addCoords=*/true);
-      return TakeHydrogens(converted, isDrawing, mol);
-    }
-  } catch (const std::exception& error) {
-    reason = InUsersWords(error.what());
-  }
+  int count = 0;
+  const std::string reason = QZHasBondOrders(mol) ? Complete(mol, count) : QZFindMissing(mol);
+  if (reason.empty()) return count;
   QZSystem::QZThrow.Warning(
       "Hydrogens cannot be added to molecule \"%s\": %s", mol.GetTitle(), reason.c_str());
   return -1;
 }
 
 bool QZLacksHydrogens(const QZMolBase& mol) {
-  return QZMolAccess::Impl(mol).Topology()->impliedHydrogens > 0;
+  return !QZHasBondOrders(mol) || QZMolAccess::Impl(mol).Topology()->impliedHydrogens > 0;
 }
 
 bool QZLooksTwoDimensional(const QZMolBase& mol) {

@@ -163,15 +163,6 @@ bool IsComplete(const std::vector<QZAtomBase*>& atoms) {
          std::ranges::all_of(atoms, [](const QZAtomBase* atom) { return OpenValence(*atom) == 0; });
 }
 
-std::vector<std::vector<QZAtomBase*>> GroupByComponent(const QZMolBase& mol) {
-  std::vector<unsigned int> parts(mol.AtomIndexBound());
-  std::vector<std::vector<QZAtomBase*>> groups(QZDetermineComponents(mol, parts.data()));
-  for (auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
-    groups[parts[atom.GetIndex()] - 1].push_back(&atom);
-  }
-  return groups;
-}
-
 }  // namespace
 
 std::vector<std::vector<QZAtomBase*>> GroupByResidue(const QZMolBase& mol) {
@@ -196,6 +187,15 @@ std::vector<std::vector<QZAtomBase*>> GroupByResidue(const QZMolBase& mol) {
     }
     groups[group].push_back(&atom);
     previous = residue;
+  }
+  return groups;
+}
+
+std::vector<std::vector<QZAtomBase*>> GroupByComponent(const QZMolBase& mol) {
+  std::vector<unsigned int> parts(mol.AtomIndexBound());
+  std::vector<std::vector<QZAtomBase*>> groups(QZDetermineComponents(mol, parts.data()));
+  for (auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    groups[parts[atom.GetIndex()] - 1].push_back(&atom);
   }
   return groups;
 }

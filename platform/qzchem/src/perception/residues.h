@@ -13,6 +13,9 @@ namespace QZChem {
 /// The atoms of each residue, in order of first appearance; atoms without a residue form one.
 std::vector<std::vector<QZAtomBase*>> GroupByResidue(const QZMolBase& mol);
 
+/// The atoms of each connected part.
+std::vector<std::vector<QZAtomBase*>> GroupByComponent(const QZMolBase& mol);
+
 /// True for the names of amino acids, nucleotides, water and common ions, whose chemistry is known.
 bool IsStandardResidue(std::string_view name);
 /// The same without water and ions: residues whose atoms are named by their place.
