@@ -73,6 +73,8 @@ class TermEvaluator {
   /// False: none.
   virtual bool Model(const double* x, Entries& entries) = 0;
   virtual void ForEach(const double* x, const Visit& visit) = 0;
+  /// Where its terms come from, by which two evaluators of the same are told; null: its own.
+  virtual const void* Source() const { return nullptr; }
 };
 
 /// Terms of kind `K`. Copies share the arrays.
@@ -116,6 +118,7 @@ class BondedEvaluator final : public TermEvaluator {
       visit(atoms, K::Energy(p, x, atoms), p.Values());
     });
   }
+  const void* Source() const override { return arrays_.get(); }
 
  private:
   template <class Term>

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "bonded.h"
 #include "pairs/evaluator.h"
@@ -37,11 +38,16 @@ class PairTerm final : public TermEvaluator {
   /// True when the pairs of `other` are the same; from then on both use one evaluator.
   bool ShareWith(PairTerm& other);
 
+  bool SharesWith(const PairTerm& other) const { return pairs_ == other.pairs_; }
+
   /// While it lives, the first of two terms that share an evaluator computes both and the second
   /// nothing, so that their sum takes one pass. Null terms: nothing changes.
   class Joint {
    public:
-    Joint(PairTerm* first, PairTerm* second) : first_(first), second_(second) { swap(); }
+    explicit Joint(std::pair<PairTerm*, PairTerm*> terms)
+        : first_(terms.first), second_(terms.second) {
+      swap();
+    }
     Joint(const Joint&) = delete;
     Joint& operator=(const Joint&) = delete;
     ~Joint() { swap(); }

@@ -95,9 +95,71 @@ std::vector<QZForceFieldTerm*> QZStandardFF::terms() const {
   return found;
 }
 
+// Bends and stretch-bends of one molecule, all of them, by one evaluator.
+struct QZStandardFF::Angles {
+  QZForceFieldTerm* bend = nullptr;
+  QZForceFieldTerm* stretchBend = nullptr;
+  std::shared_ptr<const Perception> perception;
+  std::unique_ptr<TermEvaluator> both;
+  std::unique_ptr<TermEvaluator> none;
+
+  // While it lives, the bend term computes both and the other nothing. Null: nothing changes.
+  class Joint {
+   public:
+    explicit Joint(Angles* angles) : angles_(angles) { swap(); }
+    Joint(const Joint&) = delete;
+    Joint& operator=(const Joint&) = delete;
+    ~Joint() { swap(); }
+
+   private:
+    void swap() {
+      if (angles_ == nullptr) return;
+      angles_->bend->impl_->restricted.swap(angles_->both);
+      angles_->stretchBend->impl_->restricted.swap(angles_->none);
+    }
+    Angles* angles_;
+  };
+};
+
+void QZStandardFF::joinAngles() {
+  angles_.reset();
+  auto joined = std::make_unique<Angles>();
+  for (QZForceFieldTerm* term : terms()) {
+    if (term->GetTerm() == Kind::Bend) joined->bend = term;
+    if (term->GetTerm() == Kind::StretchBend) joined->stretchBend = term;
+  }
+  if (joined->bend == nullptr || joined->stretchBend == nullptr) return;
+  joined->perception = joined->bend->impl_->perception;
+  if (joined->perception == nullptr || joined->perception->mmff == nullptr) return;
+  const MmffParameters& mmff = *joined->perception->mmff;
+  if (mmff.angle.Size() == 0) return;
+  joined->both = std::make_unique<BondedEvaluator<MmffAngle>>(
+      std::shared_ptr<const BondedArrays<MmffAngle>>(joined->perception, &mmff.angle));
+  joined->none = std::make_unique<BondedEvaluator<MmffAngle>>(
+      std::make_shared<const BondedArrays<MmffAngle>>());
+  angles_ = std::move(joined);
+}
+
+// Null when they are selected, frozen or bound to something else, or one was removed.
+QZStandardFF::Angles* QZStandardFF::jointAngles() const {
+  if (angles_ == nullptr) return nullptr;
+  int found = 0;
+  for (const auto& comp : GetComps()) {
+    found += comp.first == angles_->bend || comp.first == angles_->stretchBend ? 1 : 0;
+  }
+  if (found != 2) return nullptr;
+  const TermEvaluator* bend = angles_->bend->impl_->Active();
+  const TermEvaluator* cross = angles_->stretchBend->impl_->Active();
+  const MmffParameters& mmff = *angles_->perception->mmff;
+  const bool same = bend != nullptr && cross != nullptr && bend->Source() == &mmff.bend &&
+                    cross->Source() == &mmff.stretchBend;
+  return same ? angles_.get() : nullptr;
+}
+
 // Van der Waals and electrostatics of the same pairs take one pass over them, where both terms use
 // one evaluator.
 void QZStandardFF::joinPairs() {
+  joinAngles();
   vanDerWaals_ = nullptr;
   electrostatics_ = nullptr;
   QZForceFieldTerm* first = nullptr;
@@ -114,25 +176,32 @@ void QZStandardFF::joinPairs() {
 }
 
 // Null when they have pairs of their own, or when one of the two was removed.
-PairTerm* QZStandardFF::joint(QZForceFieldTerm* term) const {
+std::pair<PairTerm*, PairTerm*> QZStandardFF::joint() const {
   const auto isHere = [this](const QZForceFieldTerm* f) {
     return std::ranges::any_of(GetComps(), [f](const auto& comp) { return comp.first == f; });
   };
-  return isHere(vanDerWaals_) && isHere(electrostatics_) ? term->impl_->ActivePairs() : nullptr;
+  if (!isHere(vanDerWaals_) || !isHere(electrostatics_)) return {};
+  PairTerm* first = vanDerWaals_->impl_->ActivePairs();
+  PairTerm* second = electrostatics_->impl_->ActivePairs();
+  if (first == nullptr || second == nullptr || !first->SharesWith(*second)) return {};
+  return {first, second};
 }
 
 double QZStandardFF::operator()(const double* x) {
-  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  const PairTerm::Joint pairs(joint());
+  const Angles::Joint angles(jointAngles());
   return QZGenericFF2::operator()(x);
 }
 
 double QZStandardFF::operator()(const double* x, double* grad) {
-  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  const PairTerm::Joint pairs(joint());
+  const Angles::Joint angles(jointAngles());
   return QZGenericFF2::operator()(x, grad);
 }
 
 bool QZStandardFF::operator()(const double* x, double* hessian, double* grad) {
-  const PairTerm::Joint both(joint(vanDerWaals_), joint(electrostatics_));
+  const PairTerm::Joint pairs(joint());
+  const Angles::Joint angles(jointAngles());
   return QZGenericFF2::operator()(x, hessian, grad);
 }
 
@@ -146,27 +215,15 @@ bool QZStandardFF::AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEnt
 bool QZStandardFF::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
   constexpr double kFloor = 5.0;  // kcal/mol/Å², about what pairs and other soft terms add
   if (NumVar() == 0) return false;
-  for (const auto& comp : GetComps()) {
-    auto* model = dynamic_cast<QZOpt::QZHessianModel*>(comp.first);
-    if (model != nullptr) model->AppendModelHessian(x, entries);
-  }
+  QZGenericFF2::AppendModelHessian(x, entries);
   for (unsigned int i = 0; i < NumVar(); ++i) entries.push_back({i, i, kFloor});
   return true;
 }
 
-bool QZStandardFF::IsFrameInvariant() const {
-  return std::ranges::all_of(GetComps(),
-                             [](const auto& comp) { return QZIsFrameInvariant(*comp.first); });
-}
-
 bool QZStandardFF::Freeze(const unsigned char* fixed) {
-  if (NumVar() == 0) return false;
-  for (const auto& comp : GetComps()) {
-    auto* freezable = dynamic_cast<QZFreezable*>(comp.first);
-    if (freezable != nullptr) freezable->Freeze(fixed);
-  }
-  joinPairs();
-  return true;
+  const bool frozen = NumVar() != 0 && QZGenericFF2::Freeze(fixed);
+  if (frozen) joinPairs();
+  return frozen;
 }
 
 void QZStandardFF::SetDielectric(double constant, bool distanceDependent) {

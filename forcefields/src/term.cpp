@@ -60,8 +60,7 @@ QZForceFieldTerm::Impl::Impl(const Impl& other)
       restricted(other.restricted != nullptr ? other.restricted->Copy() : nullptr) {}
 
 std::unique_ptr<TermEvaluator> QZForceFieldTerm::Impl::Make(
-    const QZChem::QZMolBase& mol,
-    const std::shared_ptr<const Perception>& from) const {
+    const QZChem::QZMolBase& mol, const std::shared_ptr<const Perception>& from) const {
   if (!IsPairs()) return MakeBonded(term, mol, selection, from);
   if (term == Kind::Electrostatics && kind == QZForceFieldKind::UFF) return nullptr;
   PairInput input = from->pairs;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "molpotential/ffparams.h"
+#include "molpotential/freezable.h"
 #include "molpotential/funclist.h"
 #include "molpotential/invariance.h"
 #include "qzopt/hints.h"
@@ -51,6 +52,7 @@ class QZ_API QZFFParamsList {
 template <class F>
 class QZ_API QZForceFieldImpl : public virtual F,
                                 public QZFrameQuery,
+                                public QZFreezable,
                                 public QZOpt::QZHessianModel {
  public:
   /// Appends a component. Fails: false for one that is there already and for the force field
@@ -93,6 +95,8 @@ class QZ_API QZForceFieldImpl : public virtual F,
   bool IsFrameInvariant() const override;
   /// The sum of the models of those components that have one; false when none has.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
+  /// Handed to every component that offers it; true when one accepted.
+  bool Freeze(const unsigned char* fixed) override;
 
  protected:
   QZForceFieldImpl() = default;

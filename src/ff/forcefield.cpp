@@ -189,6 +189,16 @@ bool QZForceFieldImpl<F>::AppendModelHessian(const double* x,
   return any;
 }
 
+template <class F>
+bool QZForceFieldImpl<F>::Freeze(const unsigned char* fixed) {
+  bool any = false;
+  for (const auto& comp : GetComps()) {
+    auto* freezable = dynamic_cast<QZFreezable*>(comp.first);
+    any = (freezable != nullptr && freezable->Freeze(fixed)) || any;
+  }
+  return any;
+}
+
 template class QZForceFieldImpl<QZMolFunc1>;
 template class QZForceFieldImpl<QZMolFunc2>;
 

@@ -277,6 +277,41 @@ TEST(Mmff, FreezingLeavesOutWhatCannotChange) {
   }
 }
 
+// Terms that the sum computes together part when one of them is bound to something else.
+TEST(Mmff, TheSumIsThatOfItsComponentsWhateverBecomesOfThem) {
+  const auto mol = DataMolecule("penicillin_g");
+  const auto x = Coords(mol);
+  const auto expectSum = [&](QZStandardFF& ff) {
+    double sum = 0.0;
+    std::vector<double> expected(x.size(), 0.0);
+    for (QZMolFunc2* term : ff.QZGenericFFImpl2::GetComponentPotentials()) {
+      sum += (*term)(x.data(), expected.data());
+    }
+    std::vector<double> g(x.size(), 0.0);
+    EXPECT_NEAR(ff(x.data(), g.data()), sum, 1e-10 * std::abs(sum));
+    EXPECT_NEAR(ff(x.data()), sum, 1e-10 * std::abs(sum));
+    EXPECT_LT(LargestDifference(g, expected), 1e-9);
+  };
+  QZStandardFF ff(Kind::MMFF94);
+  ASSERT_TRUE(ff.Setup(mol));
+  expectSum(ff);
+  const auto terms = ff.QZGenericFFImpl2::GetComponentPotentials();
+  const auto few = AtomsWhere([](unsigned int i) { return i < 9; });
+  for (const std::size_t which : {2, 6}) {
+    QZMolFunc2& term = *terms[which];
+    term.Set(QZChem::QZUnaryToBinaryOr<QZChem::QZAtomBase>(few), 4);
+    term.Set(QZChem::QZUnaryToBinaryOr<QZChem::QZBondBase>(BondPred(few)), 32);
+    ASSERT_TRUE(term.Setup(mol));
+    expectSum(ff);
+  }
+  ASSERT_TRUE(ff.Setup(mol));
+  expectSum(ff);
+  QZStandardFF copy(ff);
+  ASSERT_TRUE(ff.Remove(*terms[5]) && ff.Remove(*terms[1]));
+  expectSum(ff);
+  expectSum(copy);
+}
+
 TEST(Mmff, EvaluationAllocatesNothingAndBindingAgainPerceivesNothing) {
   auto mol = DataMolecule("imatinib");
   std::vector<double> x = Coords(mol);

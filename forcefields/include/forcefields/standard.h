@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "forcefields/term.h"
@@ -20,8 +22,7 @@ class PairTerm;
 /// `Setup` for want of types nothing is set up.
 /// Copies: deep, usable on another thread. Units, selections and failures: see `QZForceFieldTerm`.
 /// Cost: as its terms; van der Waals and electrostatics of the same pairs take one pass over them.
-class QZ_API QZStandardFF final : public QZGenericFF2,
-                                  public QZFreezable {
+class QZ_API QZStandardFF final : public QZGenericFF2 {
  public:
   explicit QZStandardFF(QZForceFieldKind kind);
   QZStandardFF(const QZStandardFF& other);
@@ -48,21 +49,22 @@ class QZ_API QZStandardFF final : public QZGenericFF2,
   bool AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries);
   /// The components' models and, on the diagonal, a floor of 5 kcal/mol/Å².
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
-  /// True when every added function says so too.
-  bool IsFrameInvariant() const override;
-  /// Also handed to added functions that offer it.
   bool Freeze(const unsigned char* fixed) override;
   QZStandardFF* CreateCopy() const override { return new QZStandardFF(*this); }
 
  private:
+  struct Angles;
   std::vector<QZForceFieldTerm*> terms() const;
   void joinPairs();
-  PairTerm* joint(QZForceFieldTerm* term) const;
+  std::pair<PairTerm*, PairTerm*> joint() const;
+  void joinAngles();
+  Angles* jointAngles() const;
 
   QZForceFieldKind kind_;
   // The terms of pairs that share their evaluator; null when they differ.
   QZForceFieldTerm* vanDerWaals_ = nullptr;
   QZForceFieldTerm* electrostatics_ = nullptr;
+  std::unique_ptr<Angles> angles_;  // bends and stretch-bends in one pass; null when they differ
 };
 
 /// Bytes that one `QZStandardFF` holds once it is set up on `mol`, and what is kept with `mol` for

@@ -99,7 +99,7 @@ struct MmffBend {
     AddAngleCurvature(sink, atoms, angle.Curvature(slopes));
   }
 
- private:
+  // Of θ at a centre that is not linear.
   static double Value(const Params& p, double theta) {
     const double d = theta - p.theta0;
     return 0.5 * p.k * d * d * (1.0 + kCubic * d);

@@ -71,10 +71,12 @@ struct MmffStretchBend {
   template <HessianSink Sink>
   static void Model(const Params&, const double*, const Atoms&, Sink&) {}
 
- private:
+  /// S.
   static double Stretched(const Params& p, const VectorCosine& angle) {
     return p.k1 * (1.0 / angle.perU - p.r01) + p.k2 * (1.0 / angle.perV - p.r02);
   }
+
+ private:
   // s (1 - û⊗û): the curvature of a length, times a slope over the length.
   static Mat3 along(const Vec3& unit, double s) { return Identity(s) - Outer(s * unit, unit); }
 };

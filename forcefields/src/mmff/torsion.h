@@ -12,10 +12,8 @@ namespace QZMolPotential {
 
 /// The dihedral of atoms A-B-C-D.
 inline DihedralCosine DihedralAt(const double* x, const std::array<unsigned int, 4>& atoms) {
-  return {LoadAtom(x, atoms[0]),
-          LoadAtom(x, atoms[1]),
-          LoadAtom(x, atoms[2]),
-          LoadAtom(x, atoms[3])};
+  return {
+      LoadAtom(x, atoms[0]), LoadAtom(x, atoms[1]), LoadAtom(x, atoms[2]), LoadAtom(x, atoms[3])};
 }
 /// Three atoms in line, so that the dihedral means nothing; NaN passes on to the energy.
 inline bool IsFlat(const DihedralCosine& d) {

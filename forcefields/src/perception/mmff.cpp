@@ -42,6 +42,7 @@ class Collector {
   void pairTypes();
   void stretch(const RDKit::Bond& bond, unsigned int index);
   void angles(unsigned int centre);
+  void joinAngles();
   void outOfPlane(unsigned int centre);
   void torsions(const RDKit::Bond& bond, unsigned int index);
   bool turns(unsigned int atom) const;
@@ -72,6 +73,7 @@ void Collector::Collect(unsigned int indexBound) {
     angles(centre);
     outOfPlane(centre);
   }
+  joinAngles();
 }
 
 void Collector::atoms(unsigned int indexBound) {
@@ -142,6 +144,21 @@ void Collector::angles(unsigned int centre) {
       }
     }
   }
+}
+
+// Each stretch-bend term has its bend, as both come in the same order.
+void Collector::joinAngles() {
+  const auto& bends = out_.bend;
+  const auto& crosses = out_.stretchBend;
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < bends.Size(); ++i) {
+    const bool both = next < crosses.Size() && crosses.atoms[next] == bends.atoms[i];
+    const MmffStretchBend::Params none{};
+    out_.angle.Add(
+        bends.atoms[i], {bends.params[i], both ? crosses.params[next] : none}, bends.bonds[i]);
+    next += both ? 1 : 0;
+  }
+  if (next != crosses.Size()) out_.angle = {};
 }
 
 void Collector::outOfPlane(unsigned int centre) {

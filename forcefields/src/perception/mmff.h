@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bonded.h"
+#include "mmff/angle.h"
 #include "mmff/bend.h"
 #include "mmff/out_of_plane.h"
 #include "mmff/stretch.h"
@@ -21,6 +22,7 @@ struct MmffParameters {
   BondedArrays<MmffStretch> stretch;
   BondedArrays<MmffBend> bend;
   BondedArrays<MmffStretchBend> stretchBend;
+  BondedArrays<MmffAngle> angle;  // the same as the two; empty when they do not go together
   BondedArrays<MmffOutOfPlane> outOfPlane;
   BondedArrays<MmffTorsion> torsion;
   std::vector<unsigned int> torsionBonds;  // index of the middle bond, ascending
