@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "pairs/evaluator.h"
+#include "support/allocations.h"
 
 namespace QZMolPotential {
 namespace {
@@ -339,6 +340,23 @@ TEST(Pairs, CoordinatesThatAreNotNumbersShowInTheEnergy) {
           << c.name << target;
       EXPECT_EQ(evaluator.Energy(c.system.x.data(), c.terms).Sum(), before) << c.name << target;
     });
+  }
+}
+
+// The first call makes room; with a cutoff so do new lists.
+TEST(Pairs, EvaluationAllocatesNothing) {
+  for (const Case& c : Cases()) {
+    PairEvaluator evaluator(c.system.input);
+    const double* x = c.system.x.data();
+    Reals grad(c.system.x.size(), 0.0);
+    Reals hessian(grad.size() * (grad.size() + 1) / 2, 0.0);
+    const auto all = [&] {
+      evaluator.Energy(x, c.terms);
+      evaluator.Gradient(x, c.terms, grad.data());
+      evaluator.Hessian(x, c.terms, hessian.data(), grad.data());
+    };
+    all();
+    EXPECT_EQ(TestSupport::AllocationsOf(all), 0) << c.name;
   }
 }
 

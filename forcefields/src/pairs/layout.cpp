@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace QZMolPotential {
 namespace {
@@ -100,7 +101,9 @@ void PairLayout::place(const PairInput& input) {
   for (std::uint32_t i = 0; i < input.NumAtoms(); ++i) {
     if (active_[i] != 0) (isMobile(input, i) ? mobile : others).push_back(i);
   }
-  std::ranges::stable_sort(mobile, {}, [&](std::uint32_t i) { return input.types[i]; });
+  std::ranges::sort(mobile, [&](std::uint32_t i, std::uint32_t j) {
+    return std::pair(input.types[i], i) < std::pair(input.types[j], j);
+  });
   const auto rounded = [&](std::size_t n) { return isCut_ ? RoundUp(n) : n; };
   numMobileSlots_ = rounded(mobile.size());
   numSlots_ = numMobileSlots_ + rounded(others.size());
