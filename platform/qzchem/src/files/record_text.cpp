@@ -55,16 +55,23 @@ bool NextSdfText(LineSource& in, std::string& raw) {
 }
 
 bool NextMol2Text(LineSource& in, std::string& raw) {
+  bool hasAtoms = false;
+  bool hasBonds = false;
   bool isOpen = false;
   std::string line;
   while (!IsFull(raw) && in.Read(line)) {
-    if (line.starts_with("@<TRIPOS>MOLECULE")) {
-      if (isOpen) {
-        in.Unread(std::move(line));
-        return true;
-      }
-      isOpen = true;
+    const bool startsBonds = line.starts_with("@<TRIPOS>BOND");
+    const bool startsAtoms = line.starts_with("@<TRIPOS>ATOM");
+    const bool startsRecord = line.starts_with("@<TRIPOS>MOLECULE");
+    // Two lists of atoms or bonds: a line between them that begins a record is damaged.
+    const bool isRepeat = (startsAtoms && hasAtoms) || (startsBonds && hasBonds);
+    if (isRepeat || (startsRecord && (isOpen || hasAtoms || hasBonds))) {
+      in.Unread(std::move(line));
+      return true;
     }
+    isOpen = isOpen || startsRecord;
+    hasAtoms = hasAtoms || startsAtoms;
+    hasBonds = hasBonds || startsBonds;
     raw += line;
   }
   return !raw.empty();
