@@ -67,7 +67,7 @@ struct Subject {
   }
   /// Differences of RDKit's energy.
   std::vector<double> Slopes(std::vector<double> x) const {
-    constexpr double kStep = 1e-4;
+    constexpr double kStep = 1e-5;
     std::vector<double> slopes;
     for (double& value : x) {
       const double at = value;
@@ -124,7 +124,8 @@ TEST(Uff, TermsAreRDKitsTermByTerm) {
       subject.field->calcEnergy(x.data());
       subject.field->calcGrad(x.data(), wanted.data());
       // At pyramidal centres RDKit's gradient is not that of its energy, which is followed.
-      const bool isPyramidal = std::string_view(smiles).find_first_of("P[") == 1;
+      const bool isPyramidal = std::string_view(smiles).starts_with("CP(") ||
+                               std::string_view(smiles).starts_with("C[As]");
       if (isPyramidal) wanted = subject.Slopes(x);
       const double tolerance = isPyramidal ? 1e-6 : 1e-8;
       for (std::size_t k = 0; k < x.size(); ++k) {

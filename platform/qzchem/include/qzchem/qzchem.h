@@ -7,6 +7,7 @@
 #include "qzchem/geometry.h"
 #include "qzchem/io.h"
 #include "qzchem/locale.h"
+#include "qzchem/mass.h"
 #include "qzchem/mol.h"
 #include "qzchem/perceived.h"
 #include "qzchem/predicates.h"

@@ -1,0 +1,29 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "forcefields/host.h"
+#include "forcefields/standard.h"
+#include "perception/perception.h"
+
+namespace QZMolPotential {
+
+/// What functions in one host share. Immutable.
+struct QZHostField::Data {
+  QZChem::QZGraphMol mol;
+  std::vector<double> coords;  // by atom index
+  std::shared_ptr<const Perception> perception;
+  QZStandardFF forceField;  // set up on `mol`; evaluated through copies only
+};
+
+/// Kept with a joined molecule: where its host atoms begin and which they are.
+struct HostAtoms {
+  unsigned int ligandBound = 0;
+  std::vector<unsigned int> atoms;  // the host's indices
+};
+unsigned int HostAtomsTag();
+
+}  // namespace QZMolPotential

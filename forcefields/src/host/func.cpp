@@ -1,0 +1,260 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "host/field.h"
+#include "kernels/packed.h"
+#include "pairs/evaluator.h"
+#include "perception/cross.h"
+#include "qzsystem/error.h"
+
+namespace QZMolPotential {
+namespace {
+
+constexpr unsigned int kRigid = std::numeric_limits<unsigned int>::max();
+
+}  // namespace
+
+/// The coordinates that the parts are computed from: the ligand's by atom index, the host's behind
+/// them. Variables are the ligand's and those of flexible host atoms.
+struct QZHostFunc::Impl {
+  explicit Impl(const QZHostField& of) : field(of), ligand(of.GetOptions().forceField) {}
+  Impl(const Impl& other)
+      : field(other.field),
+        ligand(other.ligand),
+        between(other.between != nullptr ? std::make_unique<PairEvaluator>(*other.between)
+                                         : nullptr),
+        host(other.host != nullptr ? std::make_unique<QZStandardFF>(*other.host) : nullptr),
+        ligandBound(other.ligandBound),
+        flexible(other.flexible),
+        variable(other.variable),
+        x(other.x),
+        grad(other.grad),
+        entries(other.entries) {}
+
+  bool IsBound() const { return between != nullptr; }
+  unsigned int NumAtoms() const { return ligandBound + static_cast<unsigned int>(flexible.size()); }
+  void Load(const double* vars) {
+    std::copy_n(vars, 3 * std::size_t{ligandBound}, x.begin());
+    for (std::size_t f = 0; f < flexible.size(); ++f) {
+      std::copy_n(vars + 3 * (ligandBound + f), 3, &x[3 * std::size_t{ligandBound + flexible[f]}]);
+    }
+  }
+  void Unload(double* out) const {
+    for (std::size_t k = 0; k < 3 * std::size_t{ligandBound}; ++k) out[k] += grad[k];
+    for (std::size_t f = 0; f < flexible.size(); ++f) {
+      for (std::size_t k = 0; k < 3; ++k) {
+        out[3 * (ligandBound + f) + k] += grad[3 * std::size_t{ligandBound + flexible[f]} + k];
+      }
+    }
+  }
+  double* HostPart(std::vector<double>& values) const {
+    return values.data() + 3 * std::size_t{ligandBound};
+  }
+  /// Entries of the host's matrix that are of variables, from `first` on; the others are dropped.
+  void MapHostEntries(std::vector<QZOpt::QZMatrixEntry>& from, std::size_t first) const;
+  Energies Evaluate(const double* vars, double* gradient);
+
+  QZHostField field;
+  QZStandardFF ligand;
+  std::unique_ptr<PairEvaluator> between;  // null: not set up
+  std::unique_ptr<QZStandardFF> host;      // null without flexible atoms
+  unsigned int ligandBound = 0;
+  std::vector<unsigned int> flexible;
+  std::vector<unsigned int> variable;  // atom's place among the variables by its place in `x`
+  std::vector<double> x;
+  std::vector<double> grad;
+  std::vector<QZOpt::QZMatrixEntry> entries;
+};
+
+void QZHostFunc::Impl::MapHostEntries(std::vector<QZOpt::QZMatrixEntry>& from,
+                                      std::size_t first) const {
+  std::size_t kept = first;
+  for (std::size_t k = first; k < from.size(); ++k) {
+    QZOpt::QZMatrixEntry entry = from[k];
+    const unsigned int i = variable[ligandBound + entry.row / 3];
+    const unsigned int j = variable[ligandBound + entry.column / 3];
+    if (i == kRigid || j == kRigid) continue;
+    entry.row = 3 * i + entry.row % 3;
+    entry.column = 3 * j + entry.column % 3;
+    if (entry.row < entry.column) std::swap(entry.row, entry.column);
+    from[kept++] = entry;
+  }
+  from.resize(kept);
+}
+
+QZHostFunc::Energies QZHostFunc::Impl::Evaluate(const double* vars, double* gradient) {
+  Energies energies;
+  Load(vars);
+  PairEnergies pairs;
+  if (gradient == nullptr) {
+    energies.ligand = ligand(x.data());
+    pairs = between->Energy(x.data(), {});
+    if (host != nullptr) energies.host = (*host)(HostPart(x));
+  } else {
+    std::ranges::fill(grad, 0.0);
+    energies.ligand = ligand(x.data(), grad.data());
+    pairs = between->Gradient(x.data(), {}, grad.data());
+    if (host != nullptr) energies.host = (*host)(HostPart(x), HostPart(grad));
+    Unload(gradient);
+  }
+  energies.vanDerWaals = pairs.vanDerWaals;
+  energies.electrostatics = pairs.electrostatics;
+  return energies;
+}
+
+QZHostFunc::QZHostFunc(const QZHostField& field) : impl_(std::make_unique<Impl>(field)) {}
+QZHostFunc::QZHostFunc(const QZHostFunc& other) : impl_(std::make_unique<Impl>(*other.impl_)) {}
+QZHostFunc& QZHostFunc::operator=(const QZHostFunc& other) {
+  if (this != &other) impl_ = std::make_unique<Impl>(*other.impl_);
+  return *this;
+}
+QZHostFunc::~QZHostFunc() = default;
+
+bool QZHostFunc::Setup(const QZChem::QZMolBase& mol) {
+  Clear();
+  const auto& data = impl_->field.data_;
+  if (data == nullptr) {
+    QZSystem::QZThrow.Warning("A ligand has no host: its field is not set up");
+    return false;
+  }
+  const auto* atoms = mol.GetData<HostAtoms>(HostAtomsTag());
+  const bool isJoined = atoms != nullptr;
+  if (isJoined && mol.AtomIndexBound() != atoms->ligandBound + atoms->atoms.size()) {
+    QZSystem::QZThrow.Warning("Atoms were deleted from or added to a ligand joined with its host");
+    return false;
+  }
+  const QZHostOptions& options = impl_->field.GetOptions();
+  const QZChem::QZGraphMol part = isJoined ? QZHostField::LigandOf(mol) : QZChem::QZGraphMol();
+  const QZChem::QZMolBase& ligand = isJoined ? part : mol;
+  impl_->ligand.SetDielectric(options.dielectric, options.distanceDependent);
+  const auto perception = Perception::Find(ligand, options.forceField);
+  if (perception == nullptr || !impl_->ligand.Setup(ligand)) return false;
+
+  const unsigned int hostBound = data->mol.AtomIndexBound();
+  impl_->ligandBound = isJoined ? atoms->ligandBound : mol.AtomIndexBound();
+  PairInput input = PairsBetween(*perception, *data->perception, options.forceField);
+  input.dielectric = options.dielectric;
+  input.distanceDependent = options.distanceDependent;
+  input.cutoff.distance = options.cutoff;
+  input.cutoff.width = options.cutoffWidth;
+  if (isJoined) {
+    impl_->flexible = atoms->atoms;
+    impl_->host = std::make_unique<QZStandardFF>(data->forceField);
+    std::vector<unsigned char> fixed(hostBound, 1);
+    for (const unsigned int atom : impl_->flexible) fixed[atom] = 0;
+    impl_->host->Freeze(fixed.data());
+  }
+  impl_->variable.assign(impl_->ligandBound + hostBound, kRigid);
+  for (unsigned int i = 0; i < impl_->ligandBound; ++i) impl_->variable[i] = i;
+  for (unsigned int f = 0; f < impl_->flexible.size(); ++f) {
+    impl_->variable[impl_->ligandBound + impl_->flexible[f]] = impl_->ligandBound + f;
+  }
+  impl_->x.assign(3 * std::size_t{impl_->ligandBound}, 0.0);
+  impl_->x.insert(impl_->x.end(), data->coords.begin(), data->coords.end());
+  impl_->grad.assign(impl_->x.size(), 0.0);
+  impl_->between = std::make_unique<PairEvaluator>(std::move(input));
+  return true;
+}
+
+void QZHostFunc::Clear() {
+  impl_->ligand.Clear();
+  impl_->between.reset();
+  impl_->host.reset();
+  impl_->flexible.clear();
+  impl_->ligandBound = 0;
+}
+
+QZHostFunc::Energies QZHostFunc::GetEnergies(const double* x) {
+  return impl_->IsBound() ? impl_->Evaluate(x, nullptr) : Energies();
+}
+
+const std::vector<unsigned int>& QZHostFunc::GetFlexibleAtoms() const {
+  return impl_->flexible;
+}
+
+unsigned int QZHostFunc::NumVar() const {
+  return impl_->IsBound() ? 3 * impl_->NumAtoms() : 0;
+}
+
+double QZHostFunc::operator()(const double* x) {
+  return GetEnergies(x).Sum();
+}
+
+double QZHostFunc::operator()(const double* x, double* grad) {
+  return impl_->IsBound() ? impl_->Evaluate(x, grad).Sum() : 0.0;
+}
+
+bool QZHostFunc::operator()(const double* x, double* hessian, double* grad) {
+  if (!impl_->IsBound() || hessian == nullptr) return false;
+  if (grad != nullptr) impl_->Evaluate(x, grad);
+  impl_->Load(x);
+  // The ligand's variables come first: its Hessian is the upper left of the whole.
+  if (!impl_->ligand(impl_->x.data(), hessian, nullptr)) return false;
+  const std::vector<unsigned int>& variable = impl_->variable;
+  const auto add = [&](unsigned int i, unsigned int j, const double* h) {
+    if (variable[i] == kRigid || variable[j] == kRigid) return;
+    const Mat3 block{{h[0], h[1], h[2]}, {h[1], h[3], h[4]}, {h[2], h[4], h[5]}};
+    if (i == j) {
+      AddDiagonalBlock(hessian, variable[i], block);
+    } else {
+      AddMixedBlock(hessian, variable[i], variable[j], block);
+    }
+  };
+  impl_->between->HessianBlocks(impl_->x.data(), {}, add, nullptr);
+  if (impl_->host == nullptr) return true;
+  auto& entries = impl_->entries;
+  entries.clear();
+  if (!impl_->host->AppendHessian(impl_->HostPart(impl_->x), entries)) return false;
+  impl_->MapHostEntries(entries, 0);
+  for (const auto& entry : entries) hessian[PackedIndex(entry.row, entry.column)] += entry.value;
+  return true;
+}
+
+QZSystem::QZIterBase<QZOpt::QZFComponent>* QZHostFunc::GetFComponents(const double* x) {
+  const Energies energies = x != nullptr ? GetEnergies(x) : Energies();
+  std::vector<QZOpt::QZFComponent> terms;
+  for (const auto& term : QZSystem::QZRange(impl_->ligand.GetFComponents(x))) {
+    terms.push_back(term);
+  }
+  terms.emplace_back("Interaction Van der Waals", energies.vanDerWaals);
+  terms.emplace_back("Interaction Electrostatics", energies.electrostatics);
+  terms.emplace_back("Host", energies.host);
+  return new QZSystem::QZVectorIter<QZOpt::QZFComponent>(std::move(terms));
+}
+
+QZSystem::QZIterBase<QZInteraction>* QZHostFunc::GetInteractions(const QZChem::QZMolBase& mol,
+                                                                 const double* coords,
+                                                                 unsigned int selector) const {
+  if (mol.GetData<HostAtoms>(HostAtomsTag()) != nullptr) {
+    return QZMolFunc2::GetInteractions(mol, coords, selector);
+  }
+  return impl_->ligand.GetInteractions(mol, coords, selector);
+}
+
+bool QZHostFunc::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
+  if (!impl_->IsBound()) return false;
+  impl_->Load(x);
+  if (!impl_->ligand.AppendModelHessian(impl_->x.data(), entries)) return false;
+  if (impl_->host == nullptr) return true;
+  const std::size_t first = entries.size();
+  impl_->host->AppendModelHessian(impl_->HostPart(impl_->x), entries);
+  impl_->MapHostEntries(entries, first);
+  return true;
+}
+
+bool QZHostFunc::Freeze(const unsigned char* fixed) {
+  if (!impl_->IsBound()) return false;
+  impl_->ligand.Freeze(fixed);
+  if (impl_->host == nullptr) return true;
+  std::vector<unsigned char> ofHost(impl_->variable.size() - impl_->ligandBound, 1);
+  for (std::size_t f = 0; f < impl_->flexible.size(); ++f) {
+    ofHost[impl_->flexible[f]] = fixed != nullptr ? fixed[impl_->ligandBound + f] : 0;
+  }
+  return impl_->host->Freeze(ofHost.data());
+}
+
+}  // namespace QZMolPotential
