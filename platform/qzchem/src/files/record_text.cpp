@@ -47,6 +47,8 @@ bool NextSdfText(LineSource& in, std::string& raw) {
       }
       return true;
     }
+    // A molecule whose counts line is damaged has ended here all the same.
+    if (countsLines == 0 && line.starts_with("M  END")) countsLines = 1;
     if (text.starts_with(">")) inItem = true;
     starts.push_back(raw.size());
     raw += line;
