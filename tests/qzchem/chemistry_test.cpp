@@ -44,7 +44,7 @@ std::string AsResidue(QZGraphMol mol, const std::string& name) {
     QZResidue residue;
     residue.name = name;
     residue.number = 401;
-    residue.chain = "B";
+    residue.chain = std::string("B");
     residue.isHetero = true;
     residue.atomName = QZGetAtomicSymbol(atom.GetAtomicNumber());
     QZSetResidue(atom, residue);
@@ -99,9 +99,9 @@ TEST(Chemistry, StandardResiduesHaveTheirUsualCharges) {
     ++number;
     for (std::string word; words >> word; ++index) {
       QZResidue residue;
-      residue.name = name;
+      residue.name = std::string(name);
       residue.number = number;
-      residue.chain = "A";
+      residue.chain = std::string("A");
       residue.atomName = word;
       QZSetResidue(*named.GetAtom(index), residue);
     }
@@ -110,7 +110,7 @@ TEST(Chemistry, StandardResiduesHaveTheirUsualCharges) {
     if (atom.GetAtomicNumber() != 1) continue;
     QZResidue residue;
     for (const auto& carrier : QZRange(atom.GetNeighbours())) residue = *QZGetResidue(carrier);
-    residue.atomName = 'H';
+    residue.atomName = QZGetAtomicSymbol(1);
     QZSetResidue(atom, residue);
   }
   // PDB without charges, with and without hydrogens.

@@ -41,7 +41,7 @@ std::string Good(QZMolFormat format, const char* title, std::mt19937& rng) {
     return all;
   }();
   // The long chain is rare: it takes most of the time and has nothing new but V3000.
-  const std::size_t pick = rng() % 40;
+  const std::size_t pick = format == SMILES ? 1 : rng() % 40;
   QZGraphMol mol = molecules[pick == 0 ? 3 : (pick % 7 + 4) % molecules.size()];
   mol.SetTitle(title);
   QZSetSDData(mol, "Name", "value\nmore");
@@ -139,7 +139,8 @@ TEST(Fuzz, MutantsBetweenGoodRecordsHurtNoOneElse) {
     const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
     longest = std::max(longest, spent.count());
     EXPECT_LT(spent.count(), 10.0);
-    EXPECT_EQ(reading.titles.find("before;"), 0U);
+    EXPECT_EQ(reading.titles.find("before;"), 0U)
+        << reading.titles << "\n" << reading.records[0].error << "\n" << mutant;
     EXPECT_TRUE(reading.titles.ends_with("after;")) << reading.titles << "\n" << mutant;
     for (const QZRecordInfo& record : reading.records) {
       numRefused += record.error.empty() ? 0 : 1;

@@ -22,10 +22,10 @@ QZGraphMol TwoResidues() {
   for (auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
     QZResidue residue;
     const bool isFirst = atom.GetIndex() < 3;
-    residue.name = isFirst ? "HOH" : "478";
+    residue.name = std::string(isFirst ? "HOH" : "478");
     residue.number = isFirst ? 45 : 46;
     residue.insertionCode = isFirst ? ' ' : 'B';
-    residue.chain = isFirst ? "A" : "b";
+    residue.chain = std::string(isFirst ? "A" : "b");
     QZSetResidue(atom, residue);
   }
   return mol;

@@ -16,6 +16,7 @@
 
 #include "perception/perception.h"
 #include "perception/rdkit_bridge.h"
+#include "qzchem/locale.h"
 
 namespace QZMolPotential {
 namespace {
@@ -221,9 +222,18 @@ std::unique_ptr<const MmffParameters> PerceiveMmff(const QZChem::QZMolBase& mol,
                                                    const AtomGraph& graph,
                                                    bool isStatic,
                                                    std::string& error) {
+  // The parameters are parsed at first use, by the program's locale.
+  const QZChem::QZClassicNumbers numbers;
   const auto perceived = QZChem::PerceivedRDKitMol(mol);
   if (!perceived->error.empty()) {
     error = "its chemistry is not understood: " + perceived->error;
+    return nullptr;
+  }
+  // A hydrogen takes its type from its one neighbour; with two the typing does not return.
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    if (atom.GetAtomicNumber() != 1 || atom.GetDegree() < 2) continue;
+    error = "hydrogen " + std::to_string(atom.GetIndex() + 1) + " has " +
+            std::to_string(atom.GetDegree()) + " bonds";
     return nullptr;
   }
   // Typing marks the molecule with MMFF's own aromaticity.

@@ -47,6 +47,8 @@ bool NextSdfText(LineSource& in, std::string& raw) {
       }
       return true;
     }
+    // A molecule whose counts line is damaged has ended here all the same.
+    if (countsLines == 0 && line.starts_with("M  END")) countsLines = 1;
     if (text.starts_with(">")) inItem = true;
     starts.push_back(raw.size());
     raw += line;
@@ -55,16 +57,23 @@ bool NextSdfText(LineSource& in, std::string& raw) {
 }
 
 bool NextMol2Text(LineSource& in, std::string& raw) {
+  bool hasAtoms = false;
+  bool hasBonds = false;
   bool isOpen = false;
   std::string line;
   while (!IsFull(raw) && in.Read(line)) {
-    if (line.starts_with("@<TRIPOS>MOLECULE")) {
-      if (isOpen) {
-        in.Unread(std::move(line));
-        return true;
-      }
-      isOpen = true;
+    const bool startsBonds = line.starts_with("@<TRIPOS>BOND");
+    const bool startsAtoms = line.starts_with("@<TRIPOS>ATOM");
+    const bool startsRecord = line.starts_with("@<TRIPOS>MOLECULE");
+    // Two lists of atoms or bonds: a line between them that begins a record is damaged.
+    const bool isRepeat = (startsAtoms && hasAtoms) || (startsBonds && hasBonds);
+    if (isRepeat || (startsRecord && (isOpen || hasAtoms || hasBonds))) {
+      in.Unread(std::move(line));
+      return true;
     }
+    isOpen = isOpen || startsRecord;
+    hasAtoms = hasAtoms || startsAtoms;
+    hasBonds = hasBonds || startsBonds;
     raw += line;
   }
   return !raw.empty();
@@ -90,14 +99,16 @@ bool NextPdbText(LineSource& in, bool splitModels, std::string& raw) {
   while (!IsFull(raw) && in.Read(line)) {
     const bool startsModel = line.starts_with("MODEL ");
     const bool isNext = startsModel ? splitModels || hasEnded : isClosed && !IsPdbTrailer(line);
-    if (hasAtoms && isNext) {
+    // A header where an end was lost.
+    const bool isHeader = line.starts_with("HEADER") || line.starts_with("COMPND");
+    if (hasAtoms && (isNext || isHeader)) {
       in.Unread(std::move(line));
       return true;
     }
     if (IsPdbAtom(line)) hasAtoms = true;
     if (startsModel) isClosed = false;
-    if (TrimmedRight(line) == "END") hasEnded = isClosed = true;
-    if (line.starts_with("ENDMDL")) isClosed = true;
+    if (hasAtoms && TrimmedRight(line) == "END") hasEnded = isClosed = true;
+    if (hasAtoms && line.starts_with("ENDMDL")) isClosed = true;
     raw += line;
   }
   return !raw.empty();
@@ -111,12 +122,40 @@ std::size_t LoneCount(std::string_view line) {
   return error == std::errc() && end == text.data() + text.size() ? count : 0;
 }
 
+// A symbol and three more words.
+bool LooksLikeXyzAtom(std::string_view line) {
+  std::size_t words = 0;
+  for (line = Trimmed(line); !line.empty(); line = Trimmed(line)) {
+    line.remove_prefix(std::min(line.find_first_of(" \t"), line.size()));
+    ++words;
+  }
+  return words >= 4;
+}
+
+// Whether the number just read stands for nothing, since another count and its comment follow
+// instead of a comment and atoms.
+bool IsStrayCount(LineSource& in) {
+  std::string comment;
+  if (!in.Read(comment)) return false;
+  bool isStray = false;
+  if (LoneCount(comment) > 0) {
+    std::string line;
+    if (in.Read(line)) {
+      isStray = !LooksLikeXyzAtom(line);
+      in.Unread(std::move(line));
+    }
+  }
+  in.Unread(std::move(comment));
+  return isStray;
+}
+
 bool NextXyzText(LineSource& in, std::string& raw) {
   std::string line;
   while (in.Read(line) && TrimmedRight(line).empty()) raw += line;
   if (line.empty()) return !raw.empty();
   const std::size_t count = LoneCount(line);
   raw += line;
+  if (count > 0 && IsStrayCount(in)) return true;
   if (count > 0 && in.Read(line)) raw += line;  // the comment, whatever it is
   for (std::size_t i = 0; (count == 0 || i < count) && !IsFull(raw) && in.Read(line); ++i) {
     if (LoneCount(line) > 0) {

@@ -26,6 +26,9 @@
 namespace QZChem {
 namespace {
 
+// Perceiving stereochemistry and making coordinates of more takes minutes.
+constexpr std::size_t kLongestSmiles = 800;
+
 // RDKit calls lone metal ions radicals by the count of their electrons.
 void DropRadicalsOfMetals(RDKit::RWMol& parsed) {
   constexpr int kAnyValence = -1;
@@ -70,6 +73,9 @@ std::string ReadSmiles(const std::string& text, bool makeCoordinates, QZGraphMol
   const std::string_view line = Trimmed(text);
   const std::size_t end = std::min(line.find_first_of(" \t"), line.size());
   const std::string smiles(line.substr(0, end));
+  if (smiles.size() > kLongestSmiles) {
+    return "The SMILES is longer than " + std::to_string(kLongestSmiles) + " characters";
+  }
   if (std::string error = ParseSmiles(smiles, mol); !error.empty()) {
     return "No molecule from SMILES \"" + smiles + "\": " + error;
   }
