@@ -9,6 +9,7 @@
 #include "output/console.h"
 #include "output/format.h"
 #include "output/progress.h"
+#include "run/coordinates.h"
 #include "run/interrupt.h"
 #include "run/pipeline.h"
 
@@ -31,21 +32,47 @@ void CheckFiles(RunArguments& args) {
   add("--trajectory", report.trajectory, /*isText=*/true);
   add("--rejects", report.rejects, /*isText=*/true);
   if (report.json) outputs.push_back({"--json", "-"});
-  RequireDistinct({{"the input", args.source.input}}, outputs);
+  RequireDistinct(InputFiles(args.source), outputs);
 }
 
 }  // namespace
 
+void ChooseCoordinates(const std::string& name, Task& task) {
+  if (!name.empty()) {
+    QZMolPotential::QZCoordinates kind{};
+    QZMolPotential::QZFindCoordinates(name.c_str(), kind);
+    task.coordinates = kind;
+  }
+  const bool holds = task.HoldsAtoms();
+  if (name == "subset" && !holds)
+    throw UsageError("--coordinates subset: needs --freeze or --move");
+  if (holds && task.coordinates.has_value()) {
+    const std::string reason = WhyNotFixed(*task.coordinates);
+    if (!reason.empty()) throw UsageError("--coordinates: " + reason);
+  }
+  const bool isPlain = task.coordinates.value_or(QZMolPotential::QZCoordinates::Cartesian) ==
+                       QZMolPotential::QZCoordinates::Cartesian;
+  if (task.restraints.HasConstraints() && (holds || !isPlain)) {
+    throw UsageError(
+        "--constrain-...: constraints need cartesian coordinates and no --freeze or --move");
+  }
+}
+
 int RunRecords(RunArguments& args) {
   CheckFiles(args);
-  const auto input = OpenInput(args.source.input, args.source.format);
-  args.report.source = args.source.input == "-" ? "standard input" : args.source.input;
+  args.source.Parse(args.task);
+  args.source.makeCoordinates = args.task.numConformers == 0;
+  if (args.task.partialCharges && args.task.forceField == "uff") {
+    throw UsageError("--partial-charges: uff has none");
+  }
+  Input input(args.source);
+  args.report.source = args.source.Name();
   args.report.minimised = args.task.minimise;
   const InterruptGuard guard;
   Report report(args.report);
   Summary summary;
-  Progress progress(args.source.input);
-  const bool interrupted = RunAll(args.task, *input, args.threads, [&](Outcome& outcome) {
+  Progress progress(args.source.path);
+  const bool interrupted = RunAll(args.task, input, args.threads, [&](Outcome& outcome) {
     report.Write(outcome);
     summary.Add(outcome);
     progress.Show(outcome, summary);
@@ -59,7 +86,7 @@ int RunRecords(RunArguments& args) {
   }
   CheckStandardOutput();
   report.Commit();
-  if (summary.Done() == 0) throw UsageError(args.source.input + ": holds no records");
+  if (summary.Done() == 0) throw UsageError(args.source.Name() + ": holds no records");
   const bool misses = summary.Unconverged() > 0 && !args.report.acceptUnconverged;
   return summary.Failed() > 0 || misses ? kSomeFailed : kAllGood;
 }
@@ -72,6 +99,9 @@ void AddRunOptions(CLI::App& command, RunArguments& args) {
                      args.report.rejects,
                      "File for the records that failed, unchanged; - is standard output. Default: "
                      "none");
+  command.add_flag("--partial-charges",
+                   args.task.partialCharges,
+                   "Write the force field's partial charges: SD data and JSON");
   command.add_flag(
       "--json", args.report.json, "One JSON object a record and line on standard output");
 }

@@ -11,7 +11,7 @@ namespace Molpot {
 
 /// What `minimize` and `energy` share: records stream through, each with one outcome.
 struct RunArguments {
-  Source source;
+  SourceArguments source;
   Task task;
   RestraintArguments restraints;
   ReportOptions report;
@@ -19,6 +19,9 @@ struct RunArguments {
   unsigned int threads = 1;
   bool keepPartial = false;
 };
+
+/// Decides what options alone decide about the variables. Throws UsageError.
+void ChooseCoordinates(const std::string& name, Task& task);
 
 /// Adds -j, --rejects and --json.
 void AddRunOptions(CLI::App& command, RunArguments& args);

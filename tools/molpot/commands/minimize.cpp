@@ -5,6 +5,8 @@
 #include "commands/batch.h"
 #include "commands/commands.h"
 #include "input/errors.h"
+#include "run/coordinates.h"
+#include "run/minimise.h"
 
 namespace Molpot {
 namespace {
@@ -14,18 +16,7 @@ int Minimize(RunArguments& args) {
   task.minimise = true;
   task.keepTrajectory = !args.report.trajectory.empty() && !task.dryRun;
   args.restraints.Parse(task);
-  for (const auto& [name, kind] : CoordinateNames()) {
-    if (name == args.coordinates) task.coordinates = kind;
-  }
-  if (task.freeze.has_value() && task.coordinates.has_value() && !CanFreeze(*task.coordinates)) {
-    throw UsageError("--freeze: " + args.coordinates +
-                     " coordinates cannot hold atoms; subset, redundant, zmatrix and torsion can");
-  }
-  if (task.restraints.HasConstraints() &&
-      (task.freeze.has_value() ||
-       task.coordinates.value_or(Coordinates::Cartesian) != Coordinates::Cartesian)) {
-    throw UsageError("--constrain-...: constraints need cartesian coordinates and no --freeze");
-  }
+  ChooseCoordinates(args.coordinates, task);
   if (task.dryRun) {
     args.report.molecules.clear();
     args.report.trajectory.clear();
@@ -41,17 +32,16 @@ void AddMinimize(CLI::App& app, Action& action) {
   auto args = std::make_shared<RunArguments>();
   CLI::App& command = *app.add_subcommand("minimize", "Minimise the energy of every molecule");
   Task& task = args->task;
-  args->source.AddTo(command, task);
+  AddSource(command, args->source, task);
   command.add_option("-o,--output",
                      args->report.molecules,
                      "Minimised molecules, format by the extension; - is standard output (SDF)");
-  std::vector<std::string> names;
-  for (const auto& [name, kind] : CoordinateNames()) names.push_back(name);
   command
       .add_option("--coordinates",
                   args->coordinates,
-                  "Variables of the minimiser. Default: cartesian, subset with --freeze")
-      ->check(CLI::IsMember(names));
+                  "Variables of the minimiser. Positions mean the input's frame in all of them. "
+                  "Default: cartesian")
+      ->check(CLI::IsMember(CoordinateNames()));
   args->restraints.AddTo(command, /*constraints=*/true);
   command.add_option("--max-iterations", task.optimizer.maxIterations, "Iterations a molecule")
       ->capture_default_str();
@@ -87,6 +77,16 @@ void AddMinimize(CLI::App& app, Action& action) {
                    args->keepPartial,
                    "Give outputs their names even when the run was interrupted. Default: they keep "
                    "a temporary name, and older files stay");
+  command
+      .add_option(
+          "--conformers",
+          task.numConformers,
+          "Make up to that many conformers of every record, minimise each and write them by "
+          "energy. Default: the record's own coordinates")
+      ->check(CLI::Range(1, 10000));
+  command.add_option("--conformer-rms", task.conformerRms, "Å by which conformers differ at least")
+      ->check(kPositive)
+      ->capture_default_str();
   AddRunOptions(command, *args);
   command.callback([args, &action] { action = [args] { return Minimize(*args); }; });
 }

@@ -35,7 +35,7 @@ struct HeldConstraint : Held {
 /// UsageError; the other operations are const and serve several threads.
 class Restraints {
  public:
-  /// "SMARTS [width [strength]]": matched atoms stay near their start; Å and kcal/mol/Å².
+  /// "SELECTION [width [strength]]": selected atoms stay near their start; Å and kcal/mol/Å².
   void AddPositional(const std::string& argument);
   /// "atoms degrees k": k (φ - φ0)², the angle with its sign, k in kcal/mol/rad².
   void AddTorsion(const std::string& argument);

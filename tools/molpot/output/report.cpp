@@ -24,7 +24,7 @@ void Report::Write(Outcome& outcome) {
   for (const auto& text : outcome.warnings) PrintMessage(where + text);
   if (!outcome.error.empty()) {
     PrintMessage(where + outcome.error);
-    if (rejects_ != nullptr) rejects_->Write(outcome.raw);
+    if (rejects_ != nullptr && outcome.conformer == 0) rejects_->Write(outcome.raw);
   } else if (outcome.IsUnconverged() && !options_.acceptUnconverged) {
     PrintMessage(where + "not converged: " + outcome.reason);
   }
@@ -68,7 +68,7 @@ void Report::writeText(const Outcome& outcome) {
   } else {
     text = options_.minimised ? MinimisedLine(outcome) : RecordName(outcome) + "\n";
     if (options_.table) text += ComponentTable(outcome, options_.minimised);
-    text += InteractionTable(outcome) + HeldLines(outcome);
+    text += InteractionTable(outcome) + ModesTable(outcome) + HeldLines(outcome);
   }
   ClearStatus();
   std::fputs(text.c_str(), people_);

@@ -12,8 +12,11 @@
 
 namespace Molpot {
 
-/// The force field of a name that --forcefield accepts.
-std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const std::string& name);
+/// The force field and options of a task.
+std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const Task& task);
+
+/// Adds a restraint to a sum, with its Hessian where it has one. It is not owned.
+void AddRestraint(const HeldRestraint& held, QZMolPotential::QZGenericFF2& sum);
 
 /// Force field and restraints summed. Owns its parts.
 class Energy {
@@ -23,8 +26,10 @@ class Energy {
   void SetUp(const QZChem::QZMolBase& mol);
   QZMolPotential::QZMolFunc2& Function() { return sum_; }
   const std::vector<HeldRestraint>& Held() const { return restraints_; }
-  /// Takes back the selections that an adaptor made, so that every term counts again.
-  bool Unrestrict(const QZChem::QZMolBase& mol);
+  /// Leaves out the terms whose atoms are all fixed (a flag an atom), or with null none.
+  bool Freeze(const unsigned char* fixed) { return field_->Freeze(fixed); }
+  /// Elementary charges by atom index; empty for a force field without.
+  std::vector<double> PartialCharges() const { return field_->GetPartialCharges(); }
   /// The named terms at Cartesian coordinates.
   std::vector<Component> Components(const double* coords);
   /// The `count` interactions of highest energy of every term, highest first.
@@ -33,7 +38,7 @@ class Energy {
                                    unsigned int count) const;
 
  private:
-  std::string forceField_;
+  Task task_;  // its force field and options
   std::unique_ptr<QZMolPotential::QZStandardFF> field_;
   std::vector<HeldRestraint> restraints_;
   QZMolPotential::QZGenericFF2 sum_;

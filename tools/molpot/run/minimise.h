@@ -9,7 +9,8 @@
 
 namespace Molpot {
 
-/// The atoms that --freeze names, 0-based. Throws RecordError when it matches nothing.
+/// The atoms that --freeze names and --move does not, 0-based. Throws RecordError when a selection
+/// matches nothing.
 std::vector<unsigned int> FrozenAtoms(const Task& task, const QZChem::QZMolBase& mol);
 
 /// Minimises the record's energy in the task's variables; `outcome` receives geometry, components
