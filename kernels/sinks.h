@@ -139,6 +139,22 @@ class BlockHessian {
   std::vector<Mat3> mixed_;
 };
 
+/// Adds `factor` ∇q⊗∇q to `sink`, `gradient` being ∇q over `atoms`: what is positive in the second
+/// derivatives of a convex function of q, near its minimum all of them.
+template <std::size_t K, HessianSink Sink>
+void AddOuterProducts(Sink& sink,
+                      const std::array<unsigned int, K>& atoms,
+                      const std::array<Vec3, K>& gradient,
+                      double factor) {
+  for (std::size_t k = 0; k < K; ++k) {
+    const Vec3 scaled = factor * gradient[k];
+    sink.Diagonal(atoms[k], Outer(scaled, gradient[k]));
+    for (std::size_t l = 0; l < k; ++l) {
+      sink.Mixed(atoms[k], atoms[l], Outer(scaled, gradient[l]));
+    }
+  }
+}
+
 /// Adds to `sink` the second derivatives over K atoms and a centre of a function of the vectors
 /// from the centre to the atoms; `blocks[k][l]`, l <= k, are those over the vectors, rows over k.
 template <std::size_t K, HessianSink Sink>

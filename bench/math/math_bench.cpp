@@ -4,6 +4,7 @@
 // Dense kernels beside Eigen's in the same run. Counters: largest residual of A v = λ v or
 // A = U S Vᵀ and largest deviation from orthonormality, relative to the largest element of A.
 #include <benchmark/benchmark.h>
+#include <lapacke.h>
 
 #include <Eigen/Dense>
 #include <algorithm>
@@ -117,6 +118,85 @@ void EigenSvd(benchmark::State& state) {
   ReportSvd(state, a, solver.singularValues(), solver.matrixU(), solver.matrixV());
 }
 
+// LAPACK on the same matrices. A packed upper triangle by columns is a packed lower one by rows.
+void LapackDivide(benchmark::State& state) {
+  const auto n = static_cast<lapack_int>(state.range(0));
+  const RowMatrix a = Symmetric(n);
+  std::vector<double> packed;
+  for (int i = 0; i < n; ++i) packed.insert(packed.end(), &a(i, 0), &a(i, 0) + i + 1);
+  std::vector<double> work(packed.size());
+  Eigen::VectorXd values(n);
+  Eigen::MatrixXd vectors(n, n);
+  for (auto _ : state) {
+    std::copy(packed.begin(), packed.end(), work.begin());
+    LAPACKE_dspevd(LAPACK_COL_MAJOR, 'V', 'U', n, work.data(), values.data(), vectors.data(), n);
+    benchmark::DoNotOptimize(vectors.data());
+  }
+  ReportEigen(state, a, values, vectors.transpose());
+}
+
+void LapackExpert(benchmark::State& state) {
+  const auto n = static_cast<lapack_int>(state.range(0));
+  const RowMatrix a = Symmetric(n);
+  std::vector<double> packed;
+  for (int i = 0; i < n; ++i) packed.insert(packed.end(), &a(i, 0), &a(i, 0) + i + 1);
+  std::vector<double> work(packed.size());
+  Eigen::VectorXd values(n);
+  Eigen::MatrixXd vectors(n, n);
+  std::vector<lapack_int> failed(packed.size());
+  lapack_int found = 0;
+  for (auto _ : state) {
+    std::copy(packed.begin(), packed.end(), work.begin());
+    LAPACKE_dspevx(LAPACK_COL_MAJOR,
+                   'V',
+                   'A',
+                   'U',
+                   n,
+                   work.data(),
+                   0.0,
+                   0.0,
+                   0,
+                   0,
+                   0.0,
+                   &found,
+                   values.data(),
+                   vectors.data(),
+                   n,
+                   failed.data());
+    benchmark::DoNotOptimize(vectors.data());
+  }
+  ReportEigen(state, a, values, vectors.transpose());
+}
+
+void LapackSvd(benchmark::State& state) {
+  const auto n = static_cast<lapack_int>(state.range(0));
+  const RowMatrix a = Random(n);
+  const Eigen::MatrixXd columns = a;
+  Eigen::MatrixXd work(n, n);
+  Eigen::VectorXd s(n);
+  Eigen::MatrixXd u(n, n);
+  Eigen::MatrixXd vt(n, n);
+  Eigen::VectorXd super(n);
+  for (auto _ : state) {
+    work = columns;
+    LAPACKE_dgesvd(LAPACK_COL_MAJOR,
+                   'A',
+                   'A',
+                   n,
+                   n,
+                   work.data(),
+                   n,
+                   s.data(),
+                   u.data(),
+                   n,
+                   vt.data(),
+                   n,
+                   super.data());
+    benchmark::DoNotOptimize(u.data());
+  }
+  ReportSvd(state, a, s, u, vt.transpose());
+}
+
 void PseudoInverse(benchmark::State& state) {
   const auto n = static_cast<unsigned>(state.range(0));
   const RowMatrix a = SemiDefinite(n);
@@ -131,11 +211,14 @@ void PseudoInverse(benchmark::State& state) {
 using Bdc = Eigen::BDCSVD<Eigen::MatrixXd>;
 using Jacobi = Eigen::JacobiSVD<Eigen::MatrixXd>;
 void Sizes(benchmark::internal::Benchmark* b) {
-  b->Arg(30)->Arg(100)->Arg(300)->Unit(benchmark::kMicrosecond);
+  b->Arg(12)->Arg(30)->Arg(60)->Arg(100)->Arg(300)->Unit(benchmark::kMicrosecond);
 }
 BENCHMARK(OurEigen<QZMolPotential::diagonalize>)->Name("diagonalize")->Apply(Sizes);
 BENCHMARK(OurEigen<QZMolPotential::eigendiagonalize>)->Name("eigendiagonalize")->Apply(Sizes);
 BENCHMARK(EigenSelfAdjoint)->Name("Eigen SelfAdjointEigenSolver")->Apply(Sizes);
+BENCHMARK(LapackDivide)->Name("LAPACK dspevd")->Apply(Sizes);
+BENCHMARK(LapackExpert)->Name("LAPACK dspevx")->Apply(Sizes);
+BENCHMARK(LapackSvd)->Name("LAPACK dgesvd")->Apply(Sizes);
 BENCHMARK_CAPTURE(OurSvd, random, Random)->Name("svd")->Apply(Sizes);
 BENCHMARK(EigenSvd<Bdc>)->Name("Eigen BDCSVD")->Apply(Sizes);
 BENCHMARK(EigenSvd<Jacobi>)

@@ -3,9 +3,9 @@
 // Poses a second in a rigid or partly flexible host, set-up of each pose included:
 //   bench_poses DIRECTORY [FLEXIBLE-DISTANCE]      with what make_poses.py wrote there
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -20,8 +20,9 @@ double Median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
+/// CPU time: the machine may be busy with other things.
 double Seconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+  return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
 }  // namespace
@@ -62,7 +63,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 20; ++i) func(x.data(), grad.data());
     times.push_back((Seconds() - once) / 20.0);
     std::printf(
-        "%-8s %4zu variables %5u evaluations %8.2f ms  own %9.3f  interaction %9.3f -> %9.3f  %s\n",
+        "%-8s %4zu variables %5u evaluations %8.2f ms  own %9.3f  interaction %9.3f -> %9.3f "
+        "(%.3f vdW)  %s\n",
         pose.GetTitle(),
         x.size(),
         result.evaluations,
@@ -70,6 +72,7 @@ int main(int argc, char** argv) {
         after.ligand,
         before.Interaction(),
         after.Interaction(),
+        after.vanDerWaals,
         result.converged ? "" : result.message.c_str());
     total.push_back(done - start);
     setup.push_back(ready - start);

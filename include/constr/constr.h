@@ -5,6 +5,8 @@
 #include "constr/distlimit.h"
 #include "constr/positional.h"
 #include "constr/squarepenalty.h"
+#include "constr/tether.h"
 #include "constr/torsionangle.h"
 #include "constr/torsionharm.h"
+#include "constr/wall.h"
 #include "molpotential/molfunc.h"

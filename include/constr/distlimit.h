@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "molpotential/molfunc.h"
+#include "molpotential/invariance.h"
 #include "molpotential/record.h"
+#include "qzopt/hints.h"
 
 namespace QZConstr {
 
@@ -16,7 +17,9 @@ namespace QZConstr {
 /// every distance is outside, and below `lower` the lower wall acts. Coincident atoms outside the
 /// band divide by zero. Copies: deep. Cost: O(1), nothing allocated; of a Hessian only the entries
 /// of the two atoms are touched.
-class QZ_API QZDistLimitPenalty final : public QZMolPotential::QZMolFunc2 {
+class QZ_API QZDistLimitPenalty final : public QZMolPotential::QZMolFunc2,
+                                        public QZMolPotential::QZFrameQuery,
+                                        public QZOpt::QZHessianModel {
  public:
   /// Keeps the indices of the atoms, not the atoms.
   QZDistLimitPenalty(const QZChem::QZAtomBase& a,
@@ -34,6 +37,12 @@ class QZ_API QZDistLimitPenalty final : public QZMolPotential::QZMolFunc2 {
   void SetUpperLimit(double upper);
   double Get_k() const;
   void Set_k(double k);
+  /// Width (Å) over which a wall's curvature rises from 0 at its limit to 2k, in place of the step;
+  /// 0, the default, for the shape above. With e the excess over the limit and w the onset
+  ///   E = k e³/(3w)  e < w        E = k (e² - w e + w²/3)  e >= w
+  /// False for one that is negative or not finite.
+  double GetOnset() const;
+  bool SetOnset(double onset);
 
   /// Takes the atom-index bound, then fails with a Warning when the molecule lacks an atom; the
   /// bound stays taken and the parameters keep. An atom named twice is never found.
@@ -46,6 +55,10 @@ class QZ_API QZDistLimitPenalty final : public QZMolPotential::QZMolFunc2 {
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
   bool operator()(const double* x, double* hessian, double* grad) override;
+  /// True.
+  bool IsFrameInvariant() const override { return true; }
+  /// The part of the second derivatives that is positive.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Distance Limit Penalty"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
   QZDistLimitPenalty* CreateCopy() const override { return new QZDistLimitPenalty(*this); }

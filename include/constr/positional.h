@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "molpotential/molfunc.h"
+#include "molpotential/invariance.h"
 #include "molpotential/record.h"
+#include "qzopt/hints.h"
 
 namespace QZConstr {
 
@@ -16,7 +17,9 @@ struct PositionRestraintData;
 /// On the sphere itself E and gradient are 0; for n < 1 the gradient is singular just outside.
 /// Copies: deep, exponent included. Cost: O(restrained atoms), one pass, nothing allocated; holds
 /// 4 doubles an atom.
-class QZ_API QZPositionRestraint : public QZMolPotential::QZMolFunc1 {
+class QZ_API QZPositionRestraint : public QZMolPotential::QZMolFunc1,
+                                   public QZMolPotential::QZFrameQuery,
+                                   public QZOpt::QZHessianModel {
  public:
   ~QZPositionRestraint() override;
 
@@ -42,6 +45,10 @@ class QZ_API QZPositionRestraint : public QZMolPotential::QZMolFunc1 {
   using QZMolPotential::QZMolFunc1::operator();
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
+  /// False: its reference points stand still.
+  bool IsFrameInvariant() const override { return false; }
+  /// The part of the second derivatives that is positive.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Constraint Potential"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
 
@@ -56,6 +63,8 @@ class QZ_API QZPositionRestraint : public QZMolPotential::QZMolFunc1 {
   void setStrength(double strength);
   double getExponent() const;
   void setExponent(double exponent);
+  double getOnset() const;
+  bool setOnset(double onset);
 
  private:
   QZMolPotential::QZRecord<PositionRestraintData> data_;
@@ -71,6 +80,12 @@ class QZ_API QZHarmonicPotential final : public QZPositionRestraint {
   void Set_kc(double kc) { setStrength(kc); }
   double Get_dc() const { return getWidth(); }
   void Set_dc(double dc) { setWidth(dc); }
+  /// Width (Å) over which the curvature rises from 0 on the sphere to 2k, in place of the step; 0,
+  /// the default, for the shape above. With e = d - width and w the onset
+  ///   E = k e³/(3w)  e < w        E = k (e² - w e + w²/3)  e >= w
+  /// False for one that is negative or not finite. (A power above 2 needs none.)
+  double GetOnset() const { return getOnset(); }
+  bool SetOnset(double onset) { return setOnset(onset); }
   QZHarmonicPotential* CreateCopy() const override { return new QZHarmonicPotential(*this); }
 };
 

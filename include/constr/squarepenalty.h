@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "molpotential/molfunc.h"
+#include "molpotential/invariance.h"
 #include "molpotential/record.h"
+#include "qzopt/hints.h"
 
 namespace QZConstr {
 
@@ -12,7 +13,9 @@ namespace QZConstr {
 ///   E = k (r - dist0)²     r and dist0 in Å, k in kcal/mol/Å²
 /// Coincident atoms divide by zero: there is no guard. Copies: deep. Cost: O(1), nothing allocated;
 /// of a Hessian only the entries of the two atoms are touched.
-class QZ_API QZDistanceQuadPenalty final : public QZMolPotential::QZMolFunc2 {
+class QZ_API QZDistanceQuadPenalty final : public QZMolPotential::QZMolFunc2,
+                                           public QZMolPotential::QZFrameQuery,
+                                           public QZOpt::QZHessianModel {
  public:
   /// Keeps the indices of the atoms, not the atoms.
   QZDistanceQuadPenalty(const QZChem::QZAtomBase& a,
@@ -39,6 +42,10 @@ class QZ_API QZDistanceQuadPenalty final : public QZMolPotential::QZMolFunc2 {
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
   bool operator()(const double* x, double* hessian, double* grad) override;
+  /// True.
+  bool IsFrameInvariant() const override { return true; }
+  /// The part of the second derivatives that is positive.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Distance Square Penalty"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
   QZDistanceQuadPenalty* CreateCopy() const override { return new QZDistanceQuadPenalty(*this); }
@@ -54,7 +61,9 @@ class QZ_API QZDistanceQuadPenalty final : public QZMolPotential::QZMolFunc2 {
 /// The law is on the cosine: +α0 and -α0 are one target, callers rely on it. Regular at φ = 0 and
 /// π. Degenerate (three atoms in line): E = 0, nothing added. Copies: deep. Cost: O(1), nothing
 /// allocated; of a Hessian only the entries of the four atoms are touched.
-class QZ_API QZDihedralQuadPenalty final : public QZMolPotential::QZMolFunc2 {
+class QZ_API QZDihedralQuadPenalty final : public QZMolPotential::QZMolFunc2,
+                                           public QZMolPotential::QZFrameQuery,
+                                           public QZOpt::QZHessianModel {
  public:
   /// Keeps the indices of the atoms, not the atoms.
   QZDihedralQuadPenalty(const QZChem::QZAtomBase& a,
@@ -83,6 +92,10 @@ class QZ_API QZDihedralQuadPenalty final : public QZMolPotential::QZMolFunc2 {
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
   bool operator()(const double* x, double* hessian, double* grad) override;
+  /// True.
+  bool IsFrameInvariant() const override { return true; }
+  /// The part of the second derivatives that is positive.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Dihedral Square Penalty"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
   QZDihedralQuadPenalty* CreateCopy() const override { return new QZDihedralQuadPenalty(*this); }

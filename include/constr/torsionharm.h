@@ -4,8 +4,9 @@
 
 #include <string>
 
-#include "molpotential/molfunc.h"
+#include "molpotential/invariance.h"
 #include "molpotential/record.h"
+#include "qzopt/hints.h"
 
 namespace QZConstr {
 
@@ -15,7 +16,9 @@ namespace QZConstr {
 /// The law is on the cosine: +φ0 and -φ0 are one target. The factor 1/2 is not in
 /// QZDihedralQuadPenalty. Callers rely on both. Degenerate (three atoms in line): a torsion adds
 /// nothing. Copies: deep. Cost: O(torsions), one pass, nothing allocated.
-class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1 {
+class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1,
+                                         public QZMolPotential::QZFrameQuery,
+                                         public QZOpt::QZHessianModel {
  public:
   QZTorsionHarmConstr(double k, double phi0);
   /// `pattern`: a SMARTS in which four atoms carry map numbers 1 to 4.
@@ -56,6 +59,10 @@ class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1 {
   using QZMolPotential::QZMolFunc1::operator();
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
+  /// True.
+  bool IsFrameInvariant() const override { return true; }
+  /// The part of the second derivatives that is positive.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Torsion Constraint"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
   QZTorsionHarmConstr* CreateCopy() const override { return new QZTorsionHarmConstr(*this); }

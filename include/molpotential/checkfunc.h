@@ -8,7 +8,8 @@ namespace QZMolPotential {
 
 /// The worst entry of an array of derivatives.
 struct QZDerivativeError {
-  /// |analytic - numeric| / max(1, |analytic|, |numeric|); infinite when either is not finite.
+  /// |analytic - numeric|, less the uncertainty of the latter, over max(1, |analytic|, |numeric|);
+  /// infinite when either is not finite.
   double error = 0.0;
   /// Index of the variable; for a Hessian element the larger of its two indices.
   unsigned int variable = 0;
@@ -16,6 +17,8 @@ struct QZDerivativeError {
   unsigned int otherVariable = 0;
   double analytic = 0.0;
   double numeric = 0.0;
+  /// How far `numeric` may be off by its own account; 0 where a single difference was good enough.
+  double uncertainty = 0.0;
 };
 
 struct QZ_API QZCheckFuncResult {
@@ -38,9 +41,14 @@ struct QZ_API QZCheckFuncResult {
 /// Derivative checker: the gradient of a function against central differences of its energy, and
 /// its Hessian, when it is a `QZOpt::QZFunc2`, against central differences of its gradient.
 ///   f'(x) ~ (f(x+h) - f(x-h)) / 2h,  h = step max(1, |x|)
-/// An error around 1e-8 is rounding, one around 1 a mistake in the derivative. At a kink of the
-/// function, or within h of one, the differences mean nothing.
-/// Cost: 2n energies and, for the Hessian, 2n gradients; holds n(n+1)/2 + 4n doubles meanwhile.
+/// Where such a difference and the derivative disagree, as they do beside a straight angle, for
+/// which h is too long, the difference is taken again with ever shorter steps and extrapolated to
+/// none, which tells its own uncertainty as well: only what lies beyond that counts as an error. An
+/// error around 1e-8 is rounding, one around 1 a mistake in the derivative. At a kink of the
+/// function the differences mean nothing, and the uncertainty says so.
+/// Cost: 2n energies and, for the Hessian, 2n gradients, up to ten times as many for the variables
+/// that disagree; holds n(n+1)/2 + 24n doubles meanwhile. Source: Ridders, Adv. Eng. Software 4, 75
+/// (1982).
 class QZ_API QZCheckFunc {
  public:
   QZCheckFunc();
@@ -48,7 +56,8 @@ class QZ_API QZCheckFunc {
   QZCheckFunc& operator=(const QZCheckFunc& other);
   ~QZCheckFunc();
 
-  /// Relative step of the differences, 1e-5 by default. Fails: false when not finite and positive.
+  /// Relative step of the first differences, 1e-5 by default. Fails: false when not finite and
+  /// positive.
   bool SetStep(double step);
   double GetStep() const { return step_; }
   /// Length of the variable and gradient arrays for functions whose NumVar() is not it, such as a

@@ -3,11 +3,12 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "molpotential/forwarding.h"
 
 namespace QZMolPotential {
+
+class Evaluation;
 
 /// Moves every connected component of a molecule as a rigid body: seven variables a component, as
 /// in `QZQuatAdaptor` without centring, in the order of the components' first atoms. Each component
@@ -25,9 +26,10 @@ namespace QZMolPotential {
 /// after which `NumVar()` counts the components bound so far.
 ///
 /// Owns: the wrapped function, with `own`; the components' adaptors never do. Copies share the
-/// function, which is deleted with the last of them, and the components' adaptors until a `GetVar`
-/// gives one of them another reference geometry; they may be evaluated and destroyed in any order,
-/// in one thread.
+/// function, which is deleted with the last of them, and the components' adaptors with their
+/// reference geometry: **a `GetVar` through one copy is seen by the others**, until a `Setup` gives
+/// one of them components of its own. Callers rely on it. They may be evaluated and destroyed in
+/// any order, in one thread.
 /// The gradient is overwritten, not added to. Holds 18n doubles; evaluation allocates nothing.
 class QZ_API QZClusterQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
  public:
@@ -62,25 +64,11 @@ class QZ_API QZClusterQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
 
  private:
   class Part;
-
-  /// Binds the components `first` to `last`, which are all of `mol`, `numbers` being its atoms'
-  /// component numbers. Halves are split off as molecules of their own, so that C components cost
-  /// O(n log C).
-  bool addParts(const QZChem::QZMolBase& mol,
-                const std::vector<unsigned int>& numbers,
-                unsigned int first,
-                unsigned int last);
-  bool addPart(const QZChem::QZMolBase& component);
-  void dropParts();
+  struct Parts;
 
   bool restrictInteractions_ = false;
-  std::vector<std::shared_ptr<Part>> parts_;
-  std::vector<unsigned int> partAtomCounts_;
-  unsigned int totalAtoms_ = 0;
-  std::vector<double> cartCopy_;
-  std::vector<double> clusterVars_;
-  std::vector<double> workCoords_;
-  std::vector<double> workGrad_;
+  std::shared_ptr<Parts> parts_;  // null before Setup
+  std::unique_ptr<Evaluation> work_;
 };
 
 }  // namespace QZMolPotential

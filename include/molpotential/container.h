@@ -5,7 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "molpotential/molfunc.h"
+#include "molpotential/invariance.h"
+#include "qzopt/hints.h"
 
 namespace QZMolPotential {
 
@@ -15,10 +16,15 @@ namespace QZMolPotential {
 /// same variable count, which is taken from the first one and not compared with the others.
 /// Abstract: a derived class supplies `CreateCopy`, and with it what a copy of shared members
 /// means.
+/// **A member that reports fewer variables than it reads makes the arrays too short**: a
+/// `QZDihedralQuadPenalty` reports 12 and writes by atom index all the same. Push a function of the
+/// whole molecule first, and with it the caller's arrays and the sum's own have room.
 /// **The gradient call overwrites `grad`** and `Setup` answers false without doing anything:
 /// callers rely on both. Copies: share the members. Cost: one array of NumVar() doubles, allocated
 /// afresh by every gradient call and kept until the next one.
-class QZ_API QZMolContainerFunc : public virtual QZMolFunc1 {
+class QZ_API QZMolContainerFunc : public virtual QZMolFunc1,
+                                  public QZFrameQuery,
+                                  public QZOpt::QZHessianModel {
  public:
   QZMolContainerFunc() = default;
   QZMolContainerFunc(const QZMolContainerFunc& other);
@@ -42,6 +48,10 @@ class QZ_API QZMolContainerFunc : public virtual QZMolFunc1 {
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
   /// False: the members are set up by the caller.
   bool Setup(const QZChem::QZMolBase& mol) override;
+  /// True when every member says so.
+  bool IsFrameInvariant() const override;
+  /// The sum of the models of those members that have one; false when none has.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
 
  private:
   unsigned int numVar_ = 0;

@@ -2,11 +2,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "molpotential/forwarding.h"
 
 namespace QZMolPotential {
+
+class Evaluation;
 
 /// A molecule of n atoms without overall motion: Cartesian coordinates (Å) in the frame with atom 0
 /// at the origin, atom 1 on the positive x axis and atom 2 in the xy plane, less the six that this
@@ -58,9 +61,9 @@ class QZ_API QZDegFreeAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
   void turnAtom2IntoXY();
 
   unsigned int atomCount_ = 0;
-  std::vector<double> coords_;  // oriented by GetVar, work coordinates of the evaluations
-  std::vector<double> workGrad_;
+  std::vector<double> coords_;  // oriented by GetVar
   std::vector<double> degVars_;
+  std::unique_ptr<Evaluation> work_;
 };
 
 }  // namespace QZMolPotential

@@ -9,7 +9,8 @@
 
 #include "molpotential/ffparams.h"
 #include "molpotential/funclist.h"
-#include "molpotential/molfunc.h"
+#include "molpotential/invariance.h"
+#include "qzopt/hints.h"
 
 namespace QZMolPotential {
 
@@ -48,7 +49,9 @@ class QZ_API QZFFParamsList {
 /// Owns: components added with `own`, and copies of the parameter sets. Copies: deep, see
 /// `QZFuncList`; parameter sets through their `CreateCopy`.
 template <class F>
-class QZ_API QZForceFieldImpl : public virtual F {
+class QZ_API QZForceFieldImpl : public virtual F,
+                                public QZFrameQuery,
+                                public QZOpt::QZHessianModel {
  public:
   /// Appends a component. Fails: false for one that is there already and for the force field
   /// itself.
@@ -86,6 +89,10 @@ class QZ_API QZForceFieldImpl : public virtual F {
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
   void ClearPredicates() override;
   void SetVerbose(bool on) override;
+  /// True when every component says so.
+  bool IsFrameInvariant() const override;
+  /// The sum of the models of those components that have one; false when none has.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
 
  protected:
   QZForceFieldImpl() = default;
@@ -119,7 +126,8 @@ class QZGenericFF2;
 /// A force field of functions with a gradient.
 class QZ_API QZGenericFF : public QZForceField, public QZGenericFFImpl {
  public:
-  QZGenericFF() = default;
+  /// The first one in a process asks the platform's licence hook.
+  QZGenericFF();
   explicit QZGenericFF(const QZGenericFF2& other);
   QZGenericFF(const QZGenericFF&) = default;
   QZGenericFF& operator=(const QZGenericFF&) = default;
@@ -137,7 +145,8 @@ class QZ_API QZGenericFF2 : public virtual QZMolFunc2,
                             public QZForceField,
                             public QZGenericFFImpl2 {
  public:
-  QZGenericFF2() = default;
+  /// The first one in a process asks the platform's licence hook.
+  QZGenericFF2();
   QZGenericFF2(const QZGenericFF2&) = default;
   QZGenericFF2& operator=(const QZGenericFF2&) = default;
   ~QZGenericFF2() override;

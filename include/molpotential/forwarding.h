@@ -14,35 +14,35 @@ namespace QZMolPotential {
 class QZ_API QZWrappedFunc {
  public:
   QZWrappedFunc() = default;
-  QZWrappedFunc(QZMolFunc1& func, bool own) : held_(std::make_shared<Held>(func, own)) {}
+  QZWrappedFunc(QZMolFunc1& func, bool own) : shared_(std::make_shared<Shared>(func, own)) {}
 
   /// Replaces the function. Given the function it already holds, only the flag changes, for every
   /// holder that shares it.
   void Reset(QZMolFunc1& func, bool own) {
     if (&func == Get()) {
-      held_->own = own;
+      shared_->own = own;
     } else {
-      held_ = std::make_shared<Held>(func, own);
+      shared_ = std::make_shared<Shared>(func, own);
     }
   }
-  QZMolFunc1* Get() const { return held_ ? held_->func : nullptr; }
-  QZMolFunc1& operator*() const { return *held_->func; }
-  QZMolFunc1* operator->() const { return held_->func; }
-  bool Owns() const { return held_ && held_->own; }
-  explicit operator bool() const { return held_ != nullptr; }
+  QZMolFunc1* Get() const { return shared_ ? shared_->func : nullptr; }
+  QZMolFunc1& operator*() const { return *shared_->func; }
+  QZMolFunc1* operator->() const { return shared_->func; }
+  bool Owns() const { return shared_ && shared_->own; }
+  explicit operator bool() const { return shared_ != nullptr; }
 
  private:
-  struct Held {
-    Held(QZMolFunc1& f, bool o) : func(&f), own(o) {}
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-    ~Held() {
+  struct Shared {
+    Shared(QZMolFunc1& f, bool o) : func(&f), own(o) {}
+    Shared(const Shared&) = delete;
+    Shared& operator=(const Shared&) = delete;
+    ~Shared() {
       if (own) delete func;
     }
     QZMolFunc1* func;
     bool own;
   };
-  std::shared_ptr<Held> held_;
+  std::shared_ptr<Shared> shared_;
 };
 
 /// The one place where adaptors and wrappers hold and forward to a wrapped function. `Base` is the

@@ -20,10 +20,10 @@ namespace QZMolPotential {
 ///   eigenvectors `nvec` rows of n, out: row k belongs to eigenvalue k; may be null when nvec <= 0
 /// Rows are orthonormal to 1e-8 for equal eigenvalues too and at any scale of the matrix: every
 /// tolerance is relative to it. The sign of a row is as the iteration leaves it.
-/// Fails, before anything is written: false and a Fatal message when n < 2 or nvec > n; false when
-/// an element is not finite. Cost: 4/3 n³ + 2 n² nvec operations, holds O(n) doubles. Source:
-/// Wilkinson, The Algebraic Eigenvalue Problem, ch. 5 (1965); Martin and Wilkinson, Numer. Math.
-/// 12, 377 (1968).
+/// Fails: false and a Fatal message when n < 2 or nvec > n; false and a Warning when an element is
+/// not finite, all before anything is written, or when the eigenvalues do not converge. Cost: 4/3
+/// n³ + 2 n² nvec operations, holds O(n) doubles. Source: Wilkinson, The Algebraic Eigenvalue
+/// Problem, ch. 5 (1965); Martin and Wilkinson, Numer. Math. 12, 377 (1968).
 QZ_API bool diagonalize(double* a, double* eigenvalues, double** eigenvectors, int n, int nvec);
 
 /// The same contract through Eigen's self-adjoint solver; `a` is not modified.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "molpotential/rigid.h"
@@ -10,6 +11,8 @@
 #include "qzopt/function.h"
 
 namespace QZMolPotential {
+
+class Evaluation;
 
 /// Energy and gradient of a Cartesian function in the variables of an optimiser-variable adaptor:
 /// what a minimiser takes. It knows the order in which each adaptor takes the arrays of its
@@ -24,6 +27,9 @@ class QZ_API QZOptVarFunc final : public QZOpt::QZFunc1 {
   QZOptVarFunc(QZOpt::QZFunc1& f, QZZmatAdaptor& a);
   QZOptVarFunc(QZOpt::QZFunc1& f, QZTorsionAdaptor& a);
   QZOptVarFunc(QZOpt::QZFunc1& f, QZRigidAdaptor& a);
+  QZOptVarFunc(const QZOptVarFunc& other);
+  QZOptVarFunc& operator=(const QZOptVarFunc&) = delete;
+  ~QZOptVarFunc() override;
 
   /// `NumOptVar()` of the adaptor, as it stands.
   unsigned int NumVar() const override { return adaptor_.NumOptVar(); }
@@ -38,14 +44,13 @@ class QZ_API QZOptVarFunc final : public QZOpt::QZFunc1 {
   enum class Order { CoordsGradOut, GradOutCoords };
 
   QZOptVarFunc(QZOpt::QZFunc1& f, QZFixMolAdaptor1& a, Order order);
-  void place(const double* x);
+  Evaluation& work();
 
   QZOpt::QZFunc1& function_;
   QZFixMolAdaptor1& adaptor_;
   Order order_;
-  std::vector<double> coords_;
-  std::vector<double> cartGrad_;
   std::vector<double> optGrad_;
+  std::unique_ptr<Evaluation> work_;
 };
 
 }  // namespace QZMolPotential

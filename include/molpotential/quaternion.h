@@ -3,11 +3,14 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <vector>
 
 #include "molpotential/forwarding.h"
 
 namespace QZMolPotential {
+
+class Evaluation;
 
 /// Moves a molecule as a rigid body: seven variables (w, x, y, z, tx, ty, tz), a rotation
 /// quaternion of any length but zero and a translation (Å).
@@ -75,9 +78,8 @@ class QZ_API QZQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
   bool translateRefToGC_ = true;
   unsigned int atomCount_ = 0;
   std::vector<double> refCoords_;
-  mutable std::vector<double> workCoords_;
-  mutable std::vector<double> workGrad_;
   std::array<double, 7> quatVars_{};
+  std::unique_ptr<Evaluation> work_;
 };
 
 }  // namespace QZMolPotential

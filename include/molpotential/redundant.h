@@ -79,10 +79,12 @@ class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> 
   /// Coordinates with these internals, sought from the current ones in ten steps at most; a step
   /// below 1e-5 Å (its Euclidean norm) ends the search. Bond targets are taken by their absolute
   /// value. Fails: false before `Setup`, and without convergence, when `coords` holds the last
-  /// iterate. A step that is not finite is not taken and ends the search.
+  /// iterate. A step that is not finite is not taken and ends the search. Coordinates or variables
+  /// that are not finite, or bonded atoms in one place, end it at once, with a Warning.
   bool AdaptVar(double* coords, const double* vars) const override;
   /// `grad` (NumVar() doubles) is **assigned** from `cartGrad` (3 x AtomIndexBound()). False before
-  /// `Setup`.
+  /// `Setup`, and with a Warning, `grad` not being finite, where B is not: coordinates that are not
+  /// finite, or bonded atoms in one place.
   bool AdaptGrad(double* grad, const double* cartGrad) const;
 
   using QZForwardingAdaptor<QZMolAdaptor>::operator();

@@ -40,22 +40,22 @@ class QZ_API QZRedundantVarFunc final : public QZOpt::QZFunc1 {
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
 
  private:
-  struct Point {
+  struct KnownGeometry {
     std::vector<double> vars;
     std::vector<double> coords;
     double energy = 0.0;
   };
 
   const double* fold(const double* x);
-  std::vector<double> currentCoords() const;
+  void keep(const double* vars, double energy, KnownGeometry& known) const;
   void remember(const double* x, double energy);
 
   QZRedundantInterAdaptor& adaptor_;
   std::vector<QZInternalKind> kinds_;
   std::vector<double> folded_, signs_, grad_;
-  Point start_;
-  Point best_;
-  std::array<Point, 8> recent_;
+  KnownGeometry start_;
+  KnownGeometry best_;
+  std::array<KnownGeometry, 8> recent_;
   std::size_t next_ = 0;
 };
 

@@ -7,8 +7,12 @@
 
 #include "molpotential/bondpred.h"
 #include "molpotential/forwarding.h"
+#include "qzopt/hints.h"
 
 namespace QZMolPotential {
+
+class CartesianMap;
+class Evaluation;
 
 /// Moves some atoms of a molecule while the wrapped function sees all of them: the variables are
 /// the x, y, z (Å) of the m moving atoms, in the molecule's atom order, so `NumVar()` is 3m.
@@ -27,7 +31,8 @@ namespace QZMolPotential {
 /// indices; a packed Hessian of all atoms (3n(3n+1)/2 doubles, no memory touched before the first
 /// Hessian) only over a level-2 function, and where that much cannot be had, the Hessian call
 /// answers false and the other levels work. Evaluation allocates nothing.
-class QZ_API QZSubsetAdaptor : public QZForwardingAdaptor<QZMolAdaptor2> {
+class QZ_API QZSubsetAdaptor : public QZForwardingAdaptor<QZMolAdaptor2>,
+                               public QZOpt::QZHessianModel {
  public:
   QZSubsetAdaptor(QZMolFunc1& func, bool own, bool restrictInteractions);
   QZSubsetAdaptor(QZMolFunc2& func, bool own, bool restrictInteractions);
@@ -59,9 +64,7 @@ class QZ_API QZSubsetAdaptor : public QZForwardingAdaptor<QZMolAdaptor2> {
   /// `grad` (3m doubles) is **added to**. False before `Setup`.
   bool AdaptGrad(double* grad, const double* cartGrad) const;
   /// `hess` (packed, 3m rows) is **assigned** the moving atoms' part of `cartHess` (packed, 3n
-  /// rows). False before `Setup` and without a level-2 function. The block of a pair of atoms is
-  /// copied untransposed, which is exact since atoms come in increasing index order; callers rely
-  /// on it.
+  /// rows). False before `Setup` and without a level-2 function.
   bool AdaptHessian(double* hess, const double* cartHess) const;
 
   using QZForwardingAdaptor<QZMolAdaptor2>::operator();
@@ -70,24 +73,21 @@ class QZ_API QZSubsetAdaptor : public QZForwardingAdaptor<QZMolAdaptor2> {
   /// The gradient is that of a level-1 call made first; `grad` may be null. Fails: false without a
   /// level-2 function, before `Setup`, or when the wrapped Hessian fails.
   bool operator()(const double* vars, double* hess, double* grad) override;
+  /// The moving atoms' part of the function's model, where it has one.
+  bool AppendModelHessian(const double* vars, std::vector<QZOpt::QZMatrixEntry>& entries) override;
 
  protected:
   QZSubsetAdaptor();
 
  private:
-  unsigned int coordCount() const { return 3 * atomCount_; }
-  void allocateHessian();
+  void allocate();
 
   bool restrictInteractions_ = false;
-  unsigned int atomCount_ = 0;
-  std::vector<double> referenceCoords_;
-  std::vector<double> workCoords_;
-  std::vector<double> workGrad_;
-  std::vector<double> reducedVars_;
-  std::unique_ptr<double[]> workHessian_;
   QZMolFunc2* func2_ = nullptr;
   std::unique_ptr<QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>> fixedPred_;
-  std::vector<unsigned int> movingAtoms_;
+  std::unique_ptr<CartesianMap> map_;  // null before Setup
+  std::unique_ptr<Evaluation> work_;
+  std::vector<double> reducedVars_;
 };
 
 }  // namespace QZMolPotential

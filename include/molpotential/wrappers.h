@@ -3,17 +3,25 @@
 #pragma once
 
 #include "molpotential/forwarding.h"
+#include "molpotential/invariance.h"
+#include "qzopt/hints.h"
 
 namespace QZMolPotential {
 
 /// What the wrappers of this header share: binding is forwarded to the wrapped function, except
 /// that `SetupConf` answers true without reaching it, which callers rely on.
-class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2> {
+class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2>,
+                                public QZFrameQuery,
+                                public QZOpt::QZHessianModel {
  public:
   using QZMolFunc2::operator();
   bool SetupConf(const double* coords) override { return QZMolFunc::SetupConf(coords); }
   bool Setup(const QZChem::QZMolBase& mol) override { return wrapped_->Setup(mol); }
   unsigned int NumVar() const override { return wrapped_->NumVar(); }
+  /// The wrapped function's answer.
+  bool IsFrameInvariant() const override { return QZIsFrameInvariant(*wrapped_); }
+  /// The wrapped function's model.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   QZMolFuncWrapper(const QZMolFuncWrapper&) = delete;
   QZMolFuncWrapper& operator=(const QZMolFuncWrapper&) = delete;
 
@@ -61,6 +69,9 @@ class QZ_API QZScaledMolFunc final : public QZMolFuncWrapper {
   QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
                                                        const double* coords,
                                                        unsigned int selector) const override;
+  /// The wrapped function's model, scaled; false for a negative factor, which leaves nothing
+  /// positive.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   QZScaledMolFunc* CreateCopy() const override { return nullptr; }
 
  private:

@@ -19,7 +19,7 @@ using QZConstr::AtomIndices;
 
 // What all constraints hold: the atoms, and a target that is given or measured.
 template <std::size_t N>
-struct Held {
+struct Target {
   AtomIndices<N> atoms;
   bool measureAtSetup;
   double target;
@@ -45,12 +45,12 @@ struct Held {
 };
 
 template <std::size_t N>
-struct HeldCosine : Held<N> {
+struct CosineTarget : Target<N> {
   double cosTarget = std::cos(this->target);
 
   template <class Measure>
   bool SetUp(const QZChem::QZMolBase& mol, const char* what, Measure measure) {
-    if (!Held<N>::SetUp(mol, what, measure)) return false;
+    if (!Target<N>::SetUp(mol, what, measure)) return false;
     cosTarget = std::cos(this->target);
     return true;
   }
@@ -63,9 +63,9 @@ VectorCosine AngleAt(const double* x, const AtomIndices<3>& atoms) {
 
 }  // namespace
 
-struct QZDistanceConstr::Data : Held<2> {};
-struct QZAngleConstr::Data : HeldCosine<3> {};
-struct QZDihedralConstr::Data : HeldCosine<4> {};
+struct QZDistanceConstr::Data : Target<2> {};
+struct QZAngleConstr::Data : CosineTarget<3> {};
+struct QZDihedralConstr::Data : CosineTarget<4> {};
 
 QZDistanceConstr::QZDistanceConstr(const QZChem::QZAtomBase& a, const QZChem::QZAtomBase& b)
     : data_(Data{{{a.GetIndex(), b.GetIndex()}, /*measureAtSetup=*/true, 0.0}}) {}

@@ -2,8 +2,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <array>
+#include <vector>
+
 #include "constr/atoms.h"
 #include "kernels/dihedral.h"
+#include "kernels/sinks.h"
+#include "qzopt/hints.h"
 
 namespace QZConstr {
 
@@ -20,6 +25,15 @@ inline void AddBlocks(double* grad,
                       double scale,
                       const std::array<QZMolPotential::Vec3, 4>& blocks) {
   for (std::size_t k = 0; k < 4; ++k) QZMolPotential::AddToAtom(grad, atoms[k], scale * blocks[k]);
+}
+
+/// Appends `factor` ∇q⊗∇q.
+inline void AppendProducts(std::vector<QZOpt::QZMatrixEntry>& entries,
+                           const AtomIndices<4>& atoms,
+                           const std::array<QZMolPotential::Vec3, 4>& gradient,
+                           double factor) {
+  QZMolPotential::EntrySink<QZOpt::QZMatrixEntry> sink(entries);
+  QZMolPotential::AddOuterProducts(sink, atoms, gradient, factor);
 }
 
 }  // namespace QZConstr

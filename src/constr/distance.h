@@ -2,8 +2,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <algorithm>
+#include <vector>
+
 #include "constr/atoms.h"
 #include "kernels/distance.h"
+#include "qzopt/hints.h"
 
 namespace QZConstr {
 
@@ -20,6 +24,16 @@ struct PairDistance : QZMolPotential::PointDistance {
   double AddGradient(double* grad, const AtomIndices<2>& atoms, double k, double target) const {
     QZMolPotential::AddDistanceGradient(grad, atoms, *this, 2.0 * k * (r - target));
     return Square(k, target);
+  }
+
+  /// Appends what is positive in the second derivatives of f(r) with f' and f''.
+  void AppendModel(std::vector<QZOpt::QZMatrixEntry>& entries,
+                   const AtomIndices<2>& atoms,
+                   double first,
+                   double second) const {
+    QZMolPotential::EntrySink<QZOpt::QZMatrixEntry> sink(entries);
+    QZMolPotential::AddDistanceDerivatives(
+        sink, nullptr, atoms, *this, std::max(first, 0.0), std::max(second, 0.0));
   }
 
   /// Adds the second derivatives to the packed Hessian and, unless `grad` is null, the gradient.

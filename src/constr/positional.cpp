@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "constr/positional.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
 #include "constr/atoms.h"
+#include "constr/onset.h"
 #include "constr/predicatecopy.h"
-#include "kernels/vec3.h"
+#include "kernels/distance.h"
 #include "qzchem/mol.h"
 
 namespace QZConstr {
@@ -28,6 +30,7 @@ struct PositionRestraintData {
   double width;
   double strength;
   double exponent;
+  double onset = 0.0;  // of the square law
   std::vector<PositionRestraint> restraints{};
   PredicateCopy<QZChem::QZAtomBase> atomPred{};
   unsigned int numAtoms = 0;
@@ -45,6 +48,16 @@ struct SquareLaw {
   double k;
   double Energy(double e) const { return k * e * e; }
   Excess operator()(double e) const { return {k * e * e, 2.0 * k * e}; }
+};
+
+struct OnsetLaw {
+  double k;
+  double onset;
+  double Energy(double e) const { return WallLaw(k, e, onset).value; }
+  Excess operator()(double e) const {
+    const WallLaw law(k, e, onset);
+    return {law.value, law.first};
+  }
 };
 
 struct PowerLaw {
@@ -128,6 +141,15 @@ void QZPositionRestraint::setExponent(double exponent) {
   data_->exponent = exponent;
 }
 
+double QZPositionRestraint::getOnset() const {
+  return data_->onset;
+}
+bool QZPositionRestraint::setOnset(double onset) {
+  if (!std::isfinite(onset) || onset < 0.0) return false;
+  data_->onset = onset;
+  return true;
+}
+
 const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>* QZPositionRestraint::GetPred() const {
   return data_->atomPred.Get();
 }
@@ -176,6 +198,7 @@ unsigned int QZPositionRestraint::NumVar() const {
 double QZPositionRestraint::operator()(const double* x) {
   const PositionRestraintData& data = *data_;
   if (data.exponent == 2.0) {
+    if (data.onset > 0.0) return Sum(data, x, OnsetLaw{data.strength, data.onset});
     if (data.width == 0.0) return SumSprings<false>(data, x, nullptr);
     return Sum(data, x, SquareLaw{data.strength});
   }
@@ -185,10 +208,34 @@ double QZPositionRestraint::operator()(const double* x) {
 double QZPositionRestraint::operator()(const double* x, double* grad) {
   const PositionRestraintData& data = *data_;
   if (data.exponent == 2.0) {
+    if (data.onset > 0.0) return Sum(data, x, grad, OnsetLaw{data.strength, data.onset});
     if (data.width == 0.0) return SumSprings<true>(data, x, grad);
     return Sum(data, x, grad, SquareLaw{data.strength});
   }
   return Sum(data, x, grad, PowerLaw{data.strength, data.exponent});
+}
+
+bool QZPositionRestraint::AppendModelHessian(const double* x,
+                                             std::vector<QZOpt::QZMatrixEntry>& entries) {
+  const PositionRestraintData& data = *data_;
+  QZMolPotential::EntrySink<QZOpt::QZMatrixEntry> sink(entries);
+  for (const PositionRestraint& restraint : data.restraints) {
+    const QZMolPotential::PointDistance d(LoadAtom(x, restraint.atomIndex), restraint.reference);
+    const double e = d.r - data.width;
+    // On the reference point itself the restraint without a width is a spring in all directions.
+    if (d.r == 0.0 && data.width == 0.0 && data.exponent == 2.0 && data.onset == 0.0) {
+      sink.Diagonal(restraint.atomIndex,
+                    QZMolPotential::Identity(std::max(2.0 * data.strength, 0.0)));
+      continue;
+    }
+    if (!(e > 0.0)) continue;
+    const double n = data.exponent;
+    const WallLaw square(data.strength, e, data.onset);
+    const double first = n == 2.0 ? square.first : n * data.strength * std::pow(e, n - 1.0);
+    const double second = n == 2.0 ? square.second : (n - 1.0) * first / e;
+    sink.Diagonal(restraint.atomIndex, d.Curvature(std::max(first, 0.0), std::max(second, 0.0)));
+  }
+  return true;
 }
 
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZPositionRestraint::GetFComponents(const double* x) {

@@ -70,6 +70,14 @@ bool QZDistanceQuadPenalty::operator()(const double* x, double* hessian, double*
   return true;
 }
 
+bool QZDistanceQuadPenalty::AppendModelHessian(const double* x,
+                                               std::vector<QZOpt::QZMatrixEntry>& entries) {
+  const Data& d = *data_;
+  const PairDistance pair(x, d.atoms);
+  pair.AppendModel(entries, d.atoms, 2.0 * d.k * (pair.r - d.dist0), 2.0 * d.k);
+  return true;
+}
+
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZDistanceQuadPenalty::GetFComponents(const double* x) {
   return MakeComponent(*this, "Distance Square Penalty", x);
 }
@@ -143,6 +151,14 @@ bool QZDihedralQuadPenalty::operator()(const double* x, double* hessian, double*
   QZMolPotential::PackedSink sink(hessian);
   QZMolPotential::AddDihedralCosineDerivatives(
       sink, grad, data_->atoms, dihedral, slope, curvature);
+  return true;
+}
+
+bool QZDihedralQuadPenalty::AppendModelHessian(const double* x,
+                                               std::vector<QZOpt::QZMatrixEntry>& entries) {
+  const auto dihedral = CosineAt(x, data_->atoms);
+  if (dihedral.IsDegenerate() || !(data_->k > 0.0)) return true;
+  AppendProducts(entries, data_->atoms, dihedral.Gradient(), 2.0 * data_->k);
   return true;
 }
 

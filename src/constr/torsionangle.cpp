@@ -6,14 +6,30 @@
 #include <numbers>
 
 #include "constr/dihedral_atoms.h"
+#include "constr/onset.h"
+#include "kernels/dihedral_hessian.h"
 #include "qzchem/mol.h"
 
 namespace QZConstr {
 
 namespace {
 
-double Difference(double phi, double phi0) {
-  return std::remainder(phi - phi0, 2.0 * std::numbers::pi);
+bool IsWidth(double value) {
+  return std::isfinite(value) && value >= 0.0;
+}
+
+// Energy, slope and curvature over φ.
+WallLaw LawAt(const QZMolPotential::DihedralCosine& angle,
+              double k,
+              double phi0,
+              double width,
+              double onset) {
+  const double d = std::remainder(angle.SignedAngle() - phi0, 2.0 * std::numbers::pi);
+  WallLaw law(k, std::abs(d) - width, onset);
+  law.first = std::copysign(law.first, d);
+  // Without a flat bottom the minimum has the curvature of both sides.
+  if (d == 0.0 && width == 0.0 && onset == 0.0) law.second = 2.0 * k;
+  return law;
 }
 
 }  // namespace
@@ -33,18 +49,45 @@ bool QZTorsionAngleRestraint::Setup(const QZChem::QZMolBase& mol) {
   return true;
 }
 
+bool QZTorsionAngleRestraint::SetWidth(double width) {
+  if (!IsWidth(width)) return false;
+  width_ = width;
+  return true;
+}
+
+bool QZTorsionAngleRestraint::SetOnset(double onset) {
+  if (!IsWidth(onset)) return false;
+  onset_ = onset;
+  return true;
+}
+
 double QZTorsionAngleRestraint::operator()(const double* x) {
-  const double d = Difference(CosineAt(x, atoms_).SignedAngle(), phi0_);
-  return k_ * d * d;
+  return LawAt(CosineAt(x, atoms_), k_, phi0_, width_, onset_).value;
 }
 
 double QZTorsionAngleRestraint::operator()(const double* x, double* grad) {
   const QZMolPotential::DihedralCosine angle = CosineAt(x, atoms_);
-  const double d = Difference(angle.SignedAngle(), phi0_);
-  if (!angle.IsDegenerate()) {
-    AddBlocks(grad, atoms_, 2.0 * k_ * d, angle.AngleGradient());
+  const WallLaw law = LawAt(angle, k_, phi0_, width_, onset_);
+  if (!angle.IsDegenerate()) AddBlocks(grad, atoms_, law.first, angle.AngleGradient());
+  return law.value;
+}
+
+bool QZTorsionAngleRestraint::operator()(const double* x, double* hessian, double* grad) {
+  const QZMolPotential::DihedralCosine angle = CosineAt(x, atoms_);
+  const WallLaw law = LawAt(angle, k_, phi0_, width_, onset_);
+  QZMolPotential::PackedSink sink(hessian);
+  QZMolPotential::AddDihedralDerivatives(sink, grad, atoms_, angle, law.first, law.second);
+  return true;
+}
+
+bool QZTorsionAngleRestraint::AppendModelHessian(const double* x,
+                                                 std::vector<QZOpt::QZMatrixEntry>& entries) {
+  const QZMolPotential::DihedralCosine angle = CosineAt(x, atoms_);
+  const double curvature = LawAt(angle, k_, phi0_, width_, onset_).second;
+  if (!angle.IsDegenerate() && curvature > 0.0) {
+    AppendProducts(entries, atoms_, angle.AngleGradient(), curvature);
   }
-  return k_ * d * d;
+  return true;
 }
 
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZTorsionAngleRestraint::GetFComponents(

@@ -162,6 +162,16 @@ double QZTorsionHarmConstr::operator()(const double* x, double* grad) {
   return energy;
 }
 
+bool QZTorsionHarmConstr::AppendModelHessian(const double* x,
+                                             std::vector<QZOpt::QZMatrixEntry>& entries) {
+  if (!(data_->k > 0.0)) return true;
+  for (const AtomIndices<4>& atoms : data_->torsions) {
+    const auto dihedral = CosineAt(x, atoms);
+    if (!dihedral.IsDegenerate()) AppendProducts(entries, atoms, dihedral.Gradient(), data_->k);
+  }
+  return true;
+}
+
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZTorsionHarmConstr::GetFComponents(const double* x) {
   return MakeComponent(*this, "Torsion Constraint", x);
 }

@@ -19,6 +19,16 @@ namespace QZMolPotential {
 /// variables, clear, call, turn the gradient. Holds the Cartesian work arrays.
 class Evaluation {
  public:
+  Evaluation() = default;
+  /// A copy has no Hessian until it is resized.
+  Evaluation(const Evaluation& other) : coords_(other.coords_), grad_(other.grad_) {}
+  Evaluation& operator=(const Evaluation& other) {
+    coords_ = other.coords_;
+    grad_ = other.grad_;
+    hessian_.reset();
+    return *this;
+  }
+
   /// With `hessian` a packed Hessian is reserved; no memory of it is touched before it is used.
   void Resize(std::size_t numCoords, bool hessian) {
     coords_.assign(numCoords, 0.0);
@@ -28,6 +38,13 @@ class Evaluation {
     const std::size_t size = PackedSize(numCoords);
     if (hessian && size < kMost) hessian_.reset(new (std::nothrow) double[size]);
   }
+  /// The arrays without a Hessian, as they are where they have that length.
+  void Fit(std::size_t numCoords) {
+    coords_.resize(numCoords);
+    grad_.resize(numCoords);
+  }
+  void DropHessian() { hessian_.reset(); }
+  bool HasHessian() const { return hessian_ != nullptr; }
   std::vector<double>& Coords() { return coords_; }
   std::vector<double>& Grad() { return grad_; }
 
@@ -37,7 +54,7 @@ class Evaluation {
     if (!place(coords_.data())) return std::numeric_limits<double>::quiet_NaN();
     return func(coords_.data());
   }
-  /// `pull(const double* cartGrad)` turns the gradient; not called where `place` is false.
+  /// `pull(double* cartGrad)` turns the gradient; not called where `place` is false.
   template <class Place, class Pull>
   double Gradient(QZOpt::QZFunc1& func, Place place, Pull pull) {
     if (!place(coords_.data())) return std::numeric_limits<double>::quiet_NaN();
@@ -46,15 +63,15 @@ class Evaluation {
     pull(grad_.data());
     return energy;
   }
-  /// The Hessian call of `func` without a gradient of the caller's; false too without the memory.
-  /// `pull(const double* cartHess, const double* cartGrad)` answers whether it could turn them.
+  /// The Hessian call of `func`; false without the memory. `pull(bool ok, const double* cartHess,
+  /// const double* cartGrad)` gets what the call answered and gives the final answer.
   template <class Place, class Pull>
   bool Hessian(QZOpt::QZFunc2& func, Place place, Pull pull) {
     if (!hessian_ || !place(coords_.data())) return false;
     std::ranges::fill(grad_, 0.0);
     std::fill_n(hessian_.get(), PackedSize(coords_.size()), 0.0);
-    if (!func(coords_.data(), hessian_.get(), grad_.data())) return false;
-    return pull(hessian_.get(), grad_.data());
+    const bool ok = func(coords_.data(), hessian_.get(), grad_.data());
+    return pull(ok, hessian_.get(), grad_.data());
   }
 
   double Energy(QZOpt::QZFunc1& func, CoordinateMap& map, const double* vars) {
@@ -73,11 +90,21 @@ class Evaluation {
     return Hessian(
         func,
         [&](double* x) { return map.Place(vars, x); },
-        [&](const double* h, const double* g) {
-          if (!map.PullHessian(h, g, hess)) return false;
+        [&](bool ok, const double* h, const double* g) {
+          if (!ok || !map.PullHessian(h, g, hess)) return false;
           if (grad != nullptr) map.PullGradient(g, grad);
           return true;
         });
+  }
+  /// JᵀMJ of the function's model Hessian, where it has one. Allocates.
+  bool Model(QZOpt::QZFunc1& func,
+             CoordinateMap& map,
+             const double* vars,
+             std::vector<QZOpt::QZMatrixEntry>& entries) {
+    auto* const model = dynamic_cast<QZOpt::QZHessianModel*>(&func);
+    std::vector<QZOpt::QZMatrixEntry> cart;
+    return model != nullptr && map.Place(vars, coords_.data()) &&
+           model->AppendModelHessian(coords_.data(), cart) && map.PullModel(cart, entries);
   }
 
  private:

@@ -68,7 +68,7 @@ class CoordinateMap {
   virtual std::unique_ptr<CoordinateMap> Clone() const = 0;
 
  protected:
-  explicit CoordinateMap(std::size_t numCoords) : numCoords_(numCoords) {}
+  explicit CoordinateMap(std::size_t numCoords);
   /// Work arrays are reserved anew, not copied.
   CoordinateMap(const CoordinateMap& other);
   CoordinateMap& operator=(const CoordinateMap&) = delete;
@@ -76,14 +76,20 @@ class CoordinateMap {
   /// **Adds** Σ g_i ∂²x_i/∂v∂v to the packed `hess`; for maps that are content with the
   /// `PullHessian` here. Nothing for linear ones.
   virtual void AddCurvature(const double* cartGrad, double* hess);
+  /// The Cartesian coordinates that depend on variables at all; all of them if never called.
+  void SetMoving(std::vector<unsigned int> coordinates) { moving_ = std::move(coordinates); }
   /// To be called by `Start` of maps that use the `PullHessian` here: reserves its arrays.
   void ReserveHessian();
   void SetReason(std::string reason) { reason_ = std::move(reason); }
 
  private:
+  template <class Element>
+  void sandwich(Element element, double* hess);
+
   std::size_t numCoords_;
   std::string reason_;
-  std::unique_ptr<double[]> pulled_;  // NumVar() rows of NumCoords(): JᵀH
+  std::vector<unsigned int> moving_;
+  std::unique_ptr<double[]> pulled_;  // NumVar() rows of JᵀH, over `moving_`
   std::unique_ptr<double[]> column_;  // NumCoords() and NumVar()
 };
 

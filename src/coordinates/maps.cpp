@@ -7,11 +7,10 @@
 
 #include "coordinates/cartesian/cartesian_map.h"
 #include "coordinates/cartesian/frame_map.h"
+#include "coordinates/tree/screw_layouts.h"
 #include "coordinates/tree/zmatrix_map.h"
+#include "molpotential/bondpred.h"
 #include "molpotential/internalkind.h"
-#include "qzchem/mol.h"
-#include "qzchem/predicates.h"
-#include "qzchem/topology.h"
 
 namespace QZMolPotential {
 
@@ -48,62 +47,7 @@ std::unique_ptr<CoordinateMap> MakeRigidMap(const MapRequest& request) {
   return std::make_unique<ScrewMap>(std::move(layout));
 }
 
-void AddTorsions(const MapRequest& request, ScrewLayout& layout) {
-  std::vector<double> coords(3 * request.fixed.size());
-  request.mol->GetCoords(coords.data());
-  layout.forest.Build(*request.mol, coords.data(), QZChem::QZIsRotor());
-}
-
-std::vector<unsigned char> FixedAtoms(const MapRequest& request) {
-  std::vector<unsigned char> fixed = request.fixed;
-  for (unsigned int i = 0; i < fixed.size(); ++i) {
-    if (request.mol->GetAtom(i) == nullptr) fixed[i] = 0;
-  }
-  return fixed;
-}
-
-std::unique_ptr<CoordinateMap> MakeTorsionMap(const MapRequest& request) {
-  ScrewLayout layout = ComponentLayout(request);
-  std::ranges::fill(layout.units, ScrewLayout::Unit::Still);
-  AddTorsions(request, layout);
-  const std::vector<unsigned char> fixed = FixedAtoms(request);
-  layout.forest.Hold(fixed);
-  layout.forest.RestLargestPieces(fixed);
-  return std::make_unique<ScrewMap>(std::move(layout));
-}
-
-// A component with a fixed atom stays whole: its torsions have fixed atoms on both sides.
-std::unique_ptr<CoordinateMap> MakeTorsionRigidMap(const MapRequest& request) {
-  ScrewLayout layout = ComponentLayout(request);
-  AddTorsions(request, layout);
-  std::vector<unsigned char> fixed(request.fixed.size(), 0);
-  for (std::size_t i = 0; i < fixed.size(); ++i) {
-    const unsigned int unit = layout.unitOf[i];
-    fixed[i] = unit != ScrewLayout::kNone && layout.units[unit] == ScrewLayout::Unit::Still ? 1 : 0;
-  }
-  layout.forest.Hold(fixed);
-  layout.forest.RestLargestPieces(fixed);
-  return std::make_unique<ScrewMap>(std::move(layout));
-}
-
 }  // namespace
-
-ScrewLayout ComponentLayout(const MapRequest& request) {
-  std::vector<unsigned int> parts(request.fixed.size());
-  const unsigned int count = QZChem::QZDetermineComponents(*request.mol, parts.data());
-  ScrewLayout layout;
-  layout.units.assign(count, ScrewLayout::Unit::Body);
-  layout.unitOf.resize(parts.size());
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    layout.unitOf[i] = parts[i] == 0 ? ScrewLayout::kNone : parts[i] - 1;
-    if (parts[i] != 0 && request.fixed[i] != 0) {
-      layout.units[parts[i] - 1] = ScrewLayout::Unit::Still;
-    }
-  }
-  std::vector<double> coords(3 * parts.size(), 0.0);
-  layout.forest.Build(*request.mol, coords.data(), [](const auto&) { return false; });
-  return layout;
-}
 
 std::unique_ptr<CoordinateMap> MakeMap(QZCoordinates kind,
                                        const MapRequest& request,
@@ -128,9 +72,9 @@ std::unique_ptr<CoordinateMap> MakeMap(QZCoordinates kind,
     case QZCoordinates::ZMatrix:
       return MakeZmatrixMap(request, reason);
     case QZCoordinates::Torsion:
-      return MakeTorsionMap(request);
+      return MakeTorsionMap(request, QZTorsionPred2());
     case QZCoordinates::TorsionRigid:
-      return MakeTorsionRigidMap(request);
+      return MakeTorsionRigidMap(request, QZTorsionPred2());
   }
   reason = "unknown coordinates";
   return nullptr;

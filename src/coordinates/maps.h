@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "coordinates/map.h"
-#include "coordinates/tree/screw_map.h"
 #include "molpotential/coordinates.h"
 
 namespace QZMolPotential {
@@ -16,10 +15,6 @@ namespace QZMolPotential {
 std::unique_ptr<CoordinateMap> MakeMap(QZCoordinates kind,
                                        const MapRequest& request,
                                        std::string& reason);
-
-/// One unit a connected component, without torsions: still where it holds a fixed atom, else a
-/// body. Holes belong to none.
-ScrewLayout ComponentLayout(const MapRequest& request);
 
 /// 1/√k of typical force constants, one for each variable; all 1 where all are Cartesian.
 std::vector<double> ScalesOf(const std::vector<VariableKind>& kinds);

@@ -3,11 +3,14 @@
 #include "molpotential/optvarfunc.h"
 
 #include <algorithm>
+#include <cstddef>
+
+#include "coordinates/evaluation.h"
 
 namespace QZMolPotential {
 
 QZOptVarFunc::QZOptVarFunc(QZOpt::QZFunc1& f, QZFixMolAdaptor1& a, Order order)
-    : function_(f), adaptor_(a), order_(order) {}
+    : function_(f), adaptor_(a), order_(order), work_(std::make_unique<Evaluation>()) {}
 
 QZOptVarFunc::QZOptVarFunc(QZOpt::QZFunc1& f, QZZmatAdaptor& a)
     : QZOptVarFunc(f, a, Order::CoordsGradOut) {}
@@ -16,35 +19,41 @@ QZOptVarFunc::QZOptVarFunc(QZOpt::QZFunc1& f, QZTorsionAdaptor& a)
 QZOptVarFunc::QZOptVarFunc(QZOpt::QZFunc1& f, QZRigidAdaptor& a)
     : QZOptVarFunc(f, a, Order::GradOutCoords) {}
 
+QZOptVarFunc::QZOptVarFunc(const QZOptVarFunc& other)
+    : QZOptVarFunc(other.function_, other.adaptor_, other.order_) {}
+QZOptVarFunc::~QZOptVarFunc() = default;
+
 // Functions of a molecule with holes have more variables than the adaptor fills.
-void QZOptVarFunc::place(const double* x) {
-  coords_.resize(std::max(adaptor_.NumFuncVar(), function_.NumVar()));
-  adaptor_.OptVarToFuncVar(x, coords_.data());
+Evaluation& QZOptVarFunc::work() {
+  work_->Fit(std::max(adaptor_.NumFuncVar(), function_.NumVar()));
+  return *work_;
 }
 
 double QZOptVarFunc::operator()(const double* x) {
-  place(x);
-  return function_(coords_.data());
+  return work().Energy(function_,
+                       [&](double* coords) { return adaptor_.OptVarToFuncVar(x, coords); });
 }
 
 double QZOptVarFunc::operator()(const double* x, double* grad) {
-  place(x);
-  cartGrad_.assign(coords_.size(), 0.0);
+  Evaluation& evaluation = work();
   optGrad_.resize(adaptor_.NumOptVar());
-  const double energy = function_(coords_.data(), cartGrad_.data());
-  if (order_ == Order::CoordsGradOut) {
-    adaptor_.FuncGradToOptGrad(coords_.data(), cartGrad_.data(), optGrad_.data());
-  } else {
-    adaptor_.FuncGradToOptGrad(cartGrad_.data(), optGrad_.data(), coords_.data());
-  }
-  for (std::size_t i = 0; i < optGrad_.size(); ++i) grad[i] += optGrad_[i];
-  return energy;
+  const auto pull = [&](double* cartGrad) {
+    if (order_ == Order::CoordsGradOut) {
+      adaptor_.FuncGradToOptGrad(evaluation.Coords().data(), cartGrad, optGrad_.data());
+    } else {
+      adaptor_.FuncGradToOptGrad(cartGrad, optGrad_.data(), evaluation.Coords().data());
+    }
+    for (std::size_t i = 0; i < optGrad_.size(); ++i) grad[i] += optGrad_[i];
+  };
+  return evaluation.Gradient(
+      function_, [&](double* coords) { return adaptor_.OptVarToFuncVar(x, coords); }, pull);
 }
 
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZOptVarFunc::GetFComponents(const double* x) {
   if (x == nullptr) return function_.GetFComponents(nullptr);
-  place(x);
-  return function_.GetFComponents(coords_.data());
+  double* const coords = work().Coords().data();
+  adaptor_.OptVarToFuncVar(x, coords);
+  return function_.GetFComponents(coords);
 }
 
 }  // namespace QZMolPotential

@@ -54,7 +54,7 @@ std::size_t FilterHosts(const HostPoints& in,
   }
   // Without a branch, since which hosts are in reach is unpredictable.
   for (; j < in.size; ++j) {
-    const Point p = in.At(j);
+    const GridPoint p = in.At(j);
     for (std::size_t k = 0; k < 3; ++k) out.x[k][written] = p[k];
     out.atom[written] = in.atom[j];
     written += static_cast<std::size_t>(MayReach(p, box, reach2));

@@ -21,7 +21,7 @@ inline double Outside(double x, double low, double high) {
 
 /// Whether a centre in `box` may have `p` in reach: the test at the nearest point of the box.
 /// Rounding is monotonic, so no host that passes at a centre inside is lost.
-inline bool MayReach(const Point& p, const CentreBox& box, double reach2) {
+inline bool MayReach(const GridPoint& p, const CentreBox& box, double reach2) {
   const double dx = Outside(p[0], box.low[0], box.high[0]);
   const double dy = Outside(p[1], box.low[1], box.high[1]);
   const double dz = Outside(p[2], box.low[2], box.high[2]);

@@ -2,6 +2,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "molpotential/forcefield.h"
 
+#include <algorithm>
+#include <mutex>
+
+#include "frame/license.h"
 #include "func/components.h"
 #include "molpotential/interaction.h"
 #include "molpotential/wrappers.h"
@@ -10,8 +14,6 @@
 namespace QZMolPotential {
 
 using QZSystem::QZThrow;
-
-// --- QZFFParamsList
 
 QZFFParamsList::QZFFParamsList(const QZFFParamsList& other) {
   sets_.reserve(other.sets_.size());
@@ -29,8 +31,6 @@ bool QZFFParamsList::Add(const QZFFParams& params) {
   sets_.push_back(std::move(copy));
   return true;
 }
-
-// --- QZForceFieldImpl
 
 template <class F>
 bool QZForceFieldImpl<F>::Add(F& func, bool own) {
@@ -175,17 +175,37 @@ void QZForceFieldImpl<F>::SetVerbose(bool on) {
   for (const auto& comp : GetComps()) comp.first->SetVerbose(on);
 }
 
+template <class F>
+bool QZForceFieldImpl<F>::IsFrameInvariant() const {
+  return std::ranges::all_of(GetComps(),
+                             [](const auto& comp) { return QZIsFrameInvariant(*comp.first); });
+}
+
+template <class F>
+bool QZForceFieldImpl<F>::AppendModelHessian(const double* x,
+                                             std::vector<QZOpt::QZMatrixEntry>& entries) {
+  bool any = false;
+  for (const auto& comp : GetComps()) any = AppendModel(*comp.first, x, entries) || any;
+  return any;
+}
+
 template class QZForceFieldImpl<QZMolFunc1>;
 template class QZForceFieldImpl<QZMolFunc2>;
 
-// --- QZGenericFF
+QZGenericFF::QZGenericFF() {
+  static std::once_flag asked;
+  UseLicensed("QZGenericFF", asked);
+}
 
 QZGenericFF::QZGenericFF(const QZGenericFF2& other)
     : QZForceField(other), QZGenericFFImpl(static_cast<const QZGenericFFImpl2&>(other)) {}
 
 QZGenericFF::~QZGenericFF() = default;
 
-// --- QZGenericFF2
+QZGenericFF2::QZGenericFF2() {
+  static std::once_flag asked;
+  UseLicensed("QZGenericFF2", asked);
+}
 
 QZGenericFF2::~QZGenericFF2() = default;
 

@@ -13,7 +13,7 @@ namespace {
 // The least edge in Å: about that of the blocks of grid cells that hosts are collected for.
 constexpr double kEdge = 4.0;
 
-bool IsFinite(const Point& p) {
+bool IsFinite(const GridPoint& p) {
   return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
 }
 
@@ -28,17 +28,17 @@ double Outwards(double face, double reach, double sign) {
 HostBins::HostBins(const HostPoints& hosts, const CentreBox& around, double reach2)
     : reach2_(reach2), reach_(std::sqrt(reach2)) {
   for (std::size_t i = 0; i < hosts.size; ++i) {
-    const Point p = hosts.At(i);
+    const GridPoint p = hosts.At(i);
     if (IsFinite(p) && MayReach(p, around, reach2)) hosts_.Append(p, hosts.atom[i]);
   }
   cells_.Build(hosts_.size, std::max(kEdge, reach_ / 2.0), [this](std::size_t i) {
-    const Point p = hosts_.At(i);
+    const GridPoint p = hosts_.At(i);
     return Vec3{p[0], p[1], p[2]};
   });
 }
 
 void HostBins::Collect(const CentreBox& box, HostPoints& out) {
-  const auto corner = [this](const Point& face, double sign) {
+  const auto corner = [this](const GridPoint& face, double sign) {
     return Vec3{Outwards(face[0], reach_, sign),
                 Outwards(face[1], reach_, sign),
                 Outwards(face[2], reach_, sign)};

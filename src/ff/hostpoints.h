@@ -9,12 +9,12 @@
 
 namespace QZMolPotential {
 
-using Point = std::array<double, 3>;
+using GridPoint = std::array<double, 3>;
 
 /// A box of cell centres, faces included.
 struct CentreBox {
-  Point low;
-  Point high;
+  GridPoint low;
+  GridPoint high;
 };
 
 /// Points with their atom indices as one array a component, for loops over all of them. The arrays
@@ -29,12 +29,12 @@ struct HostPoints {
     for (auto& component : x) component.resize(count);
     atom.resize(count);
   }
-  void Append(const Point& point, unsigned int index) {
+  void Append(const GridPoint& point, unsigned int index) {
     if (size == atom.size()) MakeRoom(std::max<std::size_t>(64, 2 * size));
     for (std::size_t k = 0; k < 3; ++k) x[k][size] = point[k];
     atom[size++] = index;
   }
-  Point At(std::size_t i) const { return {x[0][i], x[1][i], x[2][i]}; }
+  GridPoint At(std::size_t i) const { return {x[0][i], x[1][i], x[2][i]}; }
 };
 
 }  // namespace QZMolPotential

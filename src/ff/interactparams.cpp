@@ -82,8 +82,6 @@ void QZInteractParams::Clear() {
   params_.fill(0.0);
 }
 
-// --- QZStretchParams
-
 unsigned int QZStretchParams::GetAtomIndex1() const {
   return bond_->GetBegin()->GetIndex();
 }
@@ -98,8 +96,6 @@ bool QZStretchParams::IsValid(const AtomPredicate& pred) const {
 bool QZStretchParams::IsValid(const QZSystem::QZUnaryPredicate<QZBondBase>& pred) const {
   return pred(*bond_);
 }
-
-// --- QZBendParams
 
 QZBendParams::QZBendParams(const QZBondBase* bond1, const QZBondBase* bond2)
     : bond1_(bond1), bond2_(bond2) {
@@ -138,8 +134,6 @@ bool QZBendParams::IsValid(const AtomPredicate& pred) const {
 bool QZBendParams::IsValid(const QZSystem::QZBinaryPredicate<QZBondBase, QZBondBase>& pred) const {
   return valid_ && pred(*bond1_, *bond2_);
 }
-
-// --- QZTorsionParams
 
 QZTorsionParams::QZTorsionParams(const QZBondBase* bond,
                                  const QZAtomBase* end1,
@@ -188,8 +182,6 @@ bool QZTorsionParams::IsValid(const QZSystem::QZUnaryPredicate<QZBondBase>& pred
   return valid_ && pred(*bond_);
 }
 
-// --- QZOutOfPlaneParams
-
 unsigned int QZOutOfPlaneParams::GetAtomIndex1() const {
   return IndexOf(atom1_);
 }
@@ -206,8 +198,6 @@ unsigned int QZOutOfPlaneParams::GetAtomIndex4() const {
 bool QZOutOfPlaneParams::IsValid(const AtomPredicate& pred) const {
   return AcceptsAny(pred, {atom1_, atom2_, atom3_, atom4_});
 }
-
-// --- QZVdwParams
 
 unsigned int QZVdwParams::GetAtomIndex1() const {
   return IndexOf(atom1_);

@@ -36,7 +36,7 @@ HostPoints ReadHosts(const QZChem::QZMolBase& mol) {
 // Writes the cells of a grid block by block.
 class CellWriter {
  public:
-  CellWriter(const Point& lower,
+  CellWriter(const GridPoint& lower,
              double edge,
              double reach2,
              const std::array<unsigned int, 3>& dims,
@@ -128,7 +128,7 @@ void QZNearNbrGrid::SetupBounds(const QZChem::QZMolBase& region) {
   upper_ = {};
   bool first = true;
   for (const auto& atom : QZSystem::QZRange(region.GetAtoms())) {
-    Point p{};
+    GridPoint p{};
     region.GetCoords(&atom, p.data());
     if (first) lower_ = upper_ = p;
     first = false;

@@ -3,6 +3,7 @@
 #include "molpotential/checkfunc.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -11,55 +12,143 @@
 namespace QZMolPotential {
 namespace {
 
-double RelativeError(double analytic, double numeric) {
-  const double scale = std::max({1.0, std::abs(analytic), std::abs(numeric)});
-  const double error = std::abs(analytic - numeric) / scale;
-  return std::isfinite(error) ? error : std::numeric_limits<double>::infinity();
+// A derivative by differences, and how far it may be off.
+struct Estimate {
+  double value = 0.0;
+  double uncertainty = 0.0;
+};
+
+double RelativeError(double analytic, const Estimate& numeric) {
+  const double off = std::abs(analytic - numeric.value);
+  const double scale = std::max({1.0, std::abs(analytic), std::abs(numeric.value)});
+  const double error = std::max(0.0, off - numeric.uncertainty) / scale;
+  return std::isfinite(off) ? error : std::numeric_limits<double>::infinity();
 }
 
-void Compare(
-    QZDerivativeError& worst, std::size_t i, std::size_t j, double analytic, double numeric) {
+void Compare(QZDerivativeError& worst,
+             std::size_t i,
+             std::size_t j,
+             double analytic,
+             const Estimate& numeric) {
   const double error = RelativeError(analytic, numeric);
   if (!(error > worst.error)) return;
   worst = {error,
            static_cast<unsigned int>(std::max(i, j)),
            static_cast<unsigned int>(std::min(i, j)),
            analytic,
-           numeric};
+           numeric.value,
+           numeric.uncertainty};
 }
 
-// Calls visit(i, h) with x shifted by h and by -h along each variable in turn; the shifted array is
-// handed to `visit` by the caller's capture.
-template <class Forward, class Backward, class Visit>
-void ForEachDifference(
-    std::vector<double>& x, double step, Forward forward, Backward backward, Visit visit) {
-  for (std::size_t i = 0; i < x.size(); ++i) {
-    const double centre = x[i];
-    const double h = step * std::max(1.0, std::abs(centre));
-    const double up = centre + h;
-    const double down = centre - h;
-    x[i] = up;
-    forward();
-    x[i] = down;
-    backward();
-    x[i] = centre;
-    visit(i, up - down);
+// One quantity's differences at halved steps, extrapolated to none by polynomials in h²: column j
+// of a row has lost the error terms up to h^2j. The best entry is the one that differs least from
+// its two neighbours, and that difference is its uncertainty.
+class Extrapolation {
+ public:
+  static constexpr std::size_t kLevels = 10;
+
+  void Add(double difference) {
+    if (!std::isfinite(difference)) return;
+    const std::array<double, kLevels> before = row_;
+    row_[0] = difference;
+    double factor = 1.0;
+    for (std::size_t j = 1; j <= count_; ++j) {
+      factor *= 4.0;
+      row_[j] = (factor * row_[j - 1] - before[j - 1]) / (factor - 1.0);
+      const double off =
+          std::max(std::abs(row_[j] - row_[j - 1]), std::abs(row_[j] - before[j - 1]));
+      if (off <= best_.uncertainty) best_ = {row_[j], off};
+    }
+    ++count_;
   }
-}
+  // Not finite unless two differences were.
+  Estimate Best() const { return best_; }
+
+ private:
+  std::array<double, kLevels> row_{};
+  std::size_t count_ = 0;
+  Estimate best_{std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::max()};
+};
+
+// The derivatives of a vector of quantities, evaluate(x, out), along each variable, against those
+// given: of the energy, or of the gradient.
+template <class Evaluate>
+class Differences {
+ public:
+  Differences(std::vector<double>& x, std::size_t quantities, double step, Evaluate evaluate)
+      : x_(x), step_(step), evaluate_(evaluate), up_(quantities), down_(quantities) {}
+
+  // Calls found(i, q, estimate) for each variable i and quantity q; analytic(i, q) is what the
+  // estimate should be.
+  template <class Analytic, class Found>
+  void ForEach(Analytic analytic, Found found) {
+    // Below this a plain difference is as good as any.
+    constexpr double kRounding = 1e-8;
+    for (std::size_t i = 0; i < x_.size(); ++i) {
+      const double step = step_ * std::max(1.0, std::abs(x_[i]));
+      takeDifference(i, step);
+      plain_ = up_;
+      bool good = true;
+      for (std::size_t q = 0; q < plain_.size(); ++q) {
+        good = good && RelativeError(analytic(i, q), {plain_[q], 0.0}) <= kRounding;
+      }
+      if (!good) extrapolate(i, step);
+      for (std::size_t q = 0; q < plain_.size(); ++q) {
+        Estimate best{plain_[q], 0.0};
+        if (!good) {
+          const Estimate other = table_[q].Best();
+          if (RelativeError(analytic(i, q), other) < RelativeError(analytic(i, q), best)) {
+            best = other;
+          }
+        }
+        found(i, q, best);
+      }
+    }
+  }
+
+ private:
+  // Leaves (f(x + h) - f(x - h)) / 2h in up_.
+  void takeDifference(std::size_t i, double h) {
+    const double centre = x_[i];
+    const double above = centre + h;
+    const double below = centre - h;
+    x_[i] = above;
+    evaluate_(x_, up_);
+    x_[i] = below;
+    evaluate_(x_, down_);
+    x_[i] = centre;
+    for (std::size_t q = 0; q < up_.size(); ++q) up_[q] = (up_[q] - down_[q]) / (above - below);
+  }
+  void extrapolate(std::size_t i, double step) {
+    table_.assign(up_.size(), {});
+    for (std::size_t level = 0; level < Extrapolation::kLevels; ++level) {
+      takeDifference(i, step * std::ldexp(4.0, -static_cast<int>(level)));
+      for (std::size_t q = 0; q < up_.size(); ++q) table_[q].Add(up_[q]);
+    }
+  }
+
+  std::vector<double>& x_;
+  double step_;
+  Evaluate evaluate_;
+  std::vector<double> up_;
+  std::vector<double> down_;
+  std::vector<double> plain_;
+  std::vector<Extrapolation> table_;
+};
 
 void CheckGradient(QZDerivativeError& worst,
                    QZOpt::QZFunc1& f,
                    std::vector<double>& x,
                    double step,
                    const std::vector<double>& gradient) {
-  double up = 0.0;
-  double down = 0.0;
-  ForEachDifference(
-      x,
-      step,
-      [&] { up = f(x.data()); },
-      [&] { down = f(x.data()); },
-      [&](std::size_t i, double width) { Compare(worst, i, i, gradient[i], (up - down) / width); });
+  const auto energy = [&f](const std::vector<double>& at, std::vector<double>& out) {
+    out[0] = f(at.data());
+  };
+  Differences(x, 1, step, energy)
+      .ForEach([&](std::size_t i, std::size_t) { return gradient[i]; },
+               [&](std::size_t i, std::size_t, const Estimate& e) {
+                 Compare(worst, i, i, gradient[i], e);
+               });
 }
 
 void CheckHessian(QZDerivativeError& worst,
@@ -67,24 +156,17 @@ void CheckHessian(QZDerivativeError& worst,
                   std::vector<double>& x,
                   double step,
                   const std::vector<double>& hessian) {
-  const std::size_t n = x.size();
-  std::vector<double> up(n);
-  std::vector<double> down(n);
-  const auto gradientInto = [&](std::vector<double>& gradient) {
-    std::ranges::fill(gradient, 0.0);
-    f(x.data(), gradient.data());
+  const auto gradient = [&f](const std::vector<double>& at, std::vector<double>& out) {
+    std::ranges::fill(out, 0.0);
+    f(at.data(), out.data());
   };
-  ForEachDifference(
-      x,
-      step,
-      [&] { gradientInto(up); },
-      [&] { gradientInto(down); },
-      [&](std::size_t i, double width) {
-        for (std::size_t j = 0; j < n; ++j) {
-          const std::size_t row = std::max(i, j);
-          const std::size_t column = std::min(i, j);
-          Compare(worst, i, j, hessian[row * (row + 1) / 2 + column], (up[j] - down[j]) / width);
-        }
+  const auto element = [&hessian](std::size_t i, std::size_t j) {
+    const std::size_t row = std::max(i, j);
+    return hessian[row * (row + 1) / 2 + std::min(i, j)];
+  };
+  Differences(x, x.size(), step, gradient)
+      .ForEach(element, [&](std::size_t i, std::size_t j, const Estimate& e) {
+        Compare(worst, i, j, element(i, j), e);
       });
 }
 
@@ -112,7 +194,7 @@ QZCheckFuncResult QZCheckFunc::Check(QZOpt::QZFunc1& f, const double* x) const {
   std::vector<double> gradient(n, 0.0);
   QZCheckFuncResult result;
   result.energy = f(point.data());
-  result.energyMismatch = RelativeError(f(point.data(), gradient.data()), result.energy);
+  result.energyMismatch = RelativeError(f(point.data(), gradient.data()), {result.energy, 0.0});
   CheckGradient(result.gradient, f, point, step_, gradient);
 
   auto* f2 = checkHessian_ ? dynamic_cast<QZOpt::QZFunc2*>(&f) : nullptr;
@@ -124,7 +206,7 @@ QZCheckFuncResult QZCheckFunc::Check(QZOpt::QZFunc1& f, const double* x) const {
   if (!result.hasHessian) return result;
   CheckHessian(result.hessian, f, point, step_, hessian);
   for (std::size_t i = 0; i < n; ++i) {
-    Compare(result.hessianGradient, i, i, gradientOfHessian[i], gradient[i]);
+    Compare(result.hessianGradient, i, i, gradientOfHessian[i], {gradient[i], 0.0});
   }
   return result;
 }

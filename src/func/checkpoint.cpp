@@ -42,9 +42,10 @@ QZSystem::QZAnnotation GradientArrow(const double* xyz,
   return arrow.SetColor(withinTolerance ? QZSystem::QZBlue : QZSystem::QZRed);
 }
 
-// True when the three entries of atom `index` lie within an array of `length` doubles.
-bool Covers(unsigned int length, std::size_t index) {
-  return 3 * index + 3 <= length;
+// True when an array reported with `numVar` variables has the three entries of atom `index`. A
+// function of all atoms reports 3 a atom and has arrays by atom index, holes or not.
+bool Covers(unsigned int numVar, std::size_t index, const QZChem::QZMolBase& mol) {
+  return numVar == 3 * mol.NumAtoms() || 3 * index + 3 <= numVar;
 }
 
 }  // namespace
@@ -85,7 +86,7 @@ bool QZMolCoordGradFileCP::operator()(unsigned int iteration,
   if (coords != nullptr) {
     for (const auto& atom : QZSystem::QZRange(molecule_.GetAtoms())) {
       const std::size_t index = atom.GetIndex();
-      if (Covers(numVar, index)) molecule_.SetCoords(&atom, coords + 3 * index);
+      if (Covers(numVar, index, molecule_)) molecule_.SetCoords(&atom, coords + 3 * index);
     }
   }
   const double norm = lastGnorm_ == kNoNorm ? molecule_.GetEnergy() : lastGnorm_;
@@ -104,7 +105,8 @@ void QZMolCoordGradFileCP::annotateGradient(const double* grad, unsigned int num
   arrows.SetTitle("grads");
   for (const auto& atom : QZSystem::QZRange(molecule_.GetAtoms())) {
     const std::size_t index = atom.GetIndex();
-    if ((atom.GetAtomicNumber() == 1 && !hydrogenGrad_) || !Covers(numVar, index)) continue;
+    if ((atom.GetAtomicNumber() == 1 && !hydrogenGrad_) || !Covers(numVar, index, molecule_))
+      continue;
     std::array<double, 3> xyz{};
     molecule_.GetCoords(&atom, xyz.data());
     arrows.AddChild(

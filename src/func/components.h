@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "qzopt/function.h"
+#include "qzopt/hints.h"
 
 namespace QZMolPotential {
 
@@ -16,6 +17,14 @@ inline void AppendComponents(std::vector<QZOpt::QZFComponent>& terms,
   for (const auto& term : QZSystem::QZRange(func.GetFComponents(x))) {
     terms.emplace_back(term.GetName(), scale * term.GetValue());
   }
+}
+
+/// Appends the model Hessian of `func`; false when it has none.
+inline bool AppendModel(QZOpt::QZFunc0& func,
+                        const double* x,
+                        std::vector<QZOpt::QZMatrixEntry>& entries) {
+  auto* model = dynamic_cast<QZOpt::QZHessianModel*>(&func);
+  return model != nullptr && model->AppendModelHessian(x, entries);
 }
 
 }  // namespace QZMolPotential

@@ -89,4 +89,16 @@ bool QZMolContainerFunc::Setup(const QZChem::QZMolBase& /*mol*/) {
   return false;
 }
 
+bool QZMolContainerFunc::IsFrameInvariant() const {
+  return std::ranges::all_of(members_,
+                             [](const auto* member) { return QZIsFrameInvariant(*member); });
+}
+
+bool QZMolContainerFunc::AppendModelHessian(const double* x,
+                                            std::vector<QZOpt::QZMatrixEntry>& entries) {
+  bool any = false;
+  for (QZMolFunc1* member : members_) any = AppendModel(*member, x, entries) || any;
+  return any;
+}
+
 }  // namespace QZMolPotential

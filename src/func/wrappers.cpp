@@ -60,4 +60,18 @@ QZSystem::QZIterBase<QZInteraction>* QZScaledMolFunc::GetInteractions(const QZCh
   return new QZSystem::QZVectorIter<QZInteraction>(std::move(interactions));
 }
 
+bool QZMolFuncWrapper::AppendModelHessian(const double* x,
+                                          std::vector<QZOpt::QZMatrixEntry>& entries) {
+  return AppendModel(*wrapped_, x, entries);
+}
+
+bool QZScaledMolFunc::AppendModelHessian(const double* x,
+                                         std::vector<QZOpt::QZMatrixEntry>& entries) {
+  if (!(scale_ >= 0.0)) return false;
+  const std::size_t before = entries.size();
+  if (!AppendModel(*wrapped_, x, entries)) return false;
+  for (std::size_t k = before; k < entries.size(); ++k) entries[k].value *= scale_;
+  return true;
+}
+
 }  // namespace QZMolPotential

@@ -30,6 +30,20 @@ bool SizesFit(int n, int nvec) {
   return true;
 }
 
+/// False, with a Warning, for a packed matrix with an element that is not finite. `largest`
+/// receives the largest absolute value.
+bool IsFinite(const double* a, std::size_t n, double& largest) {
+  largest = Dense::MaxAbs(a, PackedSize(n));
+  if (std::isfinite(largest)) return true;
+  QZSystem::QZThrow.Warning("Diagonalization failed: a matrix element is not finite");
+  return false;
+}
+
+bool NotConverged() {
+  QZSystem::QZThrow.Warning("Diagonalization failed: the eigenvalues do not converge");
+  return false;
+}
+
 /// The five vectors of length n that a call works with.
 struct WorkSpace {
   explicit WorkSpace(std::size_t n) : n_(n), store_(5 * n) {}
@@ -68,8 +82,8 @@ void TridiagonalVectors(std::span<const double> d,
 bool diagonalize(double* a, double* eigenvalues, double** eigenvectors, int n, int nvec) {
   if (!SizesFit(n, nvec)) return false;
   const auto size = static_cast<std::size_t>(n);
-  const double largest = Dense::MaxAbs(a, PackedSize(size));
-  if (!std::isfinite(largest)) return false;
+  double largest = 0.0;
+  if (!IsFinite(a, size, largest)) return false;
 
   // Entries of size 1 keep squares in range and make every tolerance relative.
   const int exponent = Dense::ScaleExponent(largest);
@@ -88,7 +102,7 @@ bool diagonalize(double* a, double* eigenvalues, double** eigenvectors, int n, i
   const auto destroyed = work.Vector(4);
   std::copy(d.begin(), d.end(), values.begin());
   std::copy(e.begin(), e.end(), destroyed.begin());
-  if (!TridiagonalEigenvalues(values, destroyed, norm)) return false;
+  if (!TridiagonalEigenvalues(values, destroyed, norm)) return NotConverged();
   std::vector<std::size_t> position(size);
   std::iota(position.begin(), position.end(), std::size_t{0});
   std::stable_sort(position.begin(), position.end(), [&](std::size_t i, std::size_t j) {
@@ -108,7 +122,8 @@ bool diagonalize(double* a, double* eigenvalues, double** eigenvectors, int n, i
 bool eigendiagonalize(double* a, double* eigenvalues, double** eigenvectors, int n, int nvec) {
   if (!SizesFit(n, nvec)) return false;
   const auto size = static_cast<std::size_t>(n);
-  if (!std::isfinite(Dense::MaxAbs(a, PackedSize(size)))) return false;
+  double largest = 0.0;
+  if (!IsFinite(a, size, largest)) return false;
   // Row i of the lower triangle is column i of the upper one, and Eigen reads the lower: fill both.
   Eigen::MatrixXd dense(n, n);
   const double* element = a;
@@ -116,7 +131,7 @@ bool eigendiagonalize(double* a, double* eigenvalues, double** eigenvectors, int
     for (Eigen::Index j = 0; j <= i; ++j) dense(i, j) = dense(j, i) = *element++;
   }
   const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver(dense, Eigen::ComputeEigenvectors);
-  if (solver.info() != Eigen::Success) return false;
+  if (solver.info() != Eigen::Success) return NotConverged();
   const double* values = solver.eigenvalues().data();
   std::copy(values, values + size, eigenvalues);
   for (int k = 0; k < nvec; ++k) {

@@ -49,7 +49,9 @@ bool FindMasses(const QZChem::QZMolBase& mol,
     const unsigned int index = atom.GetIndex();
     double& mass = masses[index];
     if (index < given.size()) mass = given[index];
-    if (mass == 0.0) mass = QZChem::QZGetAtomicMass(atom.GetAtomicNumber());
+    if (mass == 0.0) {
+      mass = QZChem::QZGetAtomicMass(atom.GetAtomicNumber(), atom.GetIsotope());
+    }
     if (mass > 0.0 && std::isfinite(mass)) continue;
     fault = "atom index " + std::to_string(index) + " has no mass";
     return false;

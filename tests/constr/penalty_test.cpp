@@ -48,6 +48,26 @@ TEST(Penalties, FulfilTheContractForAnyOrderOfIndices) {
   }
 }
 
+// However the distance is rounded, nothing is left over at the target.
+TEST(Penalties, DistancesAtTheirTargetHaveNoEnergyAndNoGradient) {
+  std::mt19937 rng(5202);
+  const auto mol = Butane();
+  for (int trial = 0; trial < 500; ++trial) {
+    SCOPED_TRACE("seed 5202, trial " + std::to_string(trial));
+    const auto x = Jittered(Coords(mol), 0.4, rng);
+    const double dx = x[3] - x[12];
+    const double dy = x[4] - x[13];
+    const double dz = x[5] - x[14];
+    QZDistanceQuadPenalty penalty(
+        Atom(mol, 1), Atom(mol, 4), std::sqrt(dx * dx + dy * dy + dz * dz), 30.0);
+    ASSERT_TRUE(penalty.Setup(mol));
+    Reals grad(x.size(), 0.0);
+    EXPECT_EQ(penalty(x.data()), 0.0);
+    EXPECT_EQ(penalty(x.data(), grad.data()), 0.0);
+    EXPECT_EQ(grad, Reals(x.size(), 0.0));
+  }
+}
+
 TEST(Penalties, MissingAndRepeatedAtomsAreRefusedWithAWarning) {
   const auto butane = Butane();
   auto cut = Butane();

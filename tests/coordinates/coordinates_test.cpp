@@ -10,19 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "coordinates/field.h"
+#include "coordinates/exact.h"
 #include "support/capture.h"
-#include "support/molecules.h"
 
 namespace {
 
 using QZMolPotential::QZCoordinateFunc;
 using QZMolPotential::QZCoordinates;
-using TestSupport::AtomsWhere;
-using TestSupport::CheckDerivatives;
-using TestSupport::FieldedProbe;
-using TestSupport::Jittered;
-using TestSupport::LargestDifference;
+using namespace TestSupport;
 using Values = std::vector<double>;
 
 constexpr QZCoordinates kComputed[] = {QZCoordinates::Cartesian,
@@ -33,57 +28,6 @@ constexpr QZCoordinates kComputed[] = {QZCoordinates::Cartesian,
                                        QZCoordinates::Torsion,
                                        QZCoordinates::TorsionRigid};
 
-Values VarsOf(QZCoordinateFunc& f, const Values& x) {
-  Values vars(f.NumVar());
-  if (f.NumVar() > 0) f.GetVar(vars.data(), x.data());
-  return vars;
-}
-
-Values CoordsOf(const QZCoordinateFunc& f, const Values& vars, std::size_t n) {
-  Values x(n, 1e9);
-  EXPECT_TRUE(f.AdaptVar(x.data(), vars.data()));
-  return x;
-}
-
-// A rigid motion of all atoms, to somewhere far off.
-Values Elsewhere(Values x) {
-  const double c = std::cos(2.0);
-  const double s = std::sin(2.0);
-  for (std::size_t i = 0; i < x.size(); i += 3) {
-    const double px = x[i];
-    const double py = x[i + 1];
-    const double pz = x[i + 2];
-    x[i] = c * px - s * pz + 20.0;
-    x[i + 1] = s * px + c * pz - 7.0;
-    x[i + 2] = 3.0 - py;
-  }
-  return x;
-}
-
-// Derivatives at the start and away from it, the way back in the frame of the start, and a second
-// Setup. `held`: atoms that must not move at all.
-void ExpectExact(QZCoordinateFunc& f,
-                 const QZChem::QZGraphMol& mol,
-                 std::mt19937& rng,
-                 const std::vector<unsigned int>& held = {}) {
-  for (int round = 0; round < 2; ++round) {
-    ASSERT_TRUE(f.Setup(mol));
-    Values x = Jittered(TestSupport::Coords(mol), 0.05, rng);
-    if (round == 1) x = Elsewhere(x);
-    ASSERT_TRUE(f.SetupConf(x.data()));
-    const Values start = VarsOf(f, x);
-    EXPECT_LE(LargestDifference(CoordsOf(f, start, x.size()), x), 1e-11);
-    EXPECT_EQ(CheckDerivatives(f, start), "");
-    const Values away = Jittered(start, 0.1, rng);
-    EXPECT_EQ(CheckDerivatives(f, away), "");
-    EXPECT_EQ(f.GetScales().size(), f.NumVar());
-    const Values moved = CoordsOf(f, away, x.size());
-    for (const unsigned int atom : held) {
-      for (unsigned int j = 3 * atom; j < 3 * atom + 3; ++j) EXPECT_EQ(moved[j], x[j]) << j;
-    }
-  }
-}
-
 TEST(CoordinateFunc, BothDerivativesAreThoseOfTheEnergyInEveryKind) {
   std::mt19937 rng(11);
   for (const QZCoordinates kind : kComputed) {
@@ -91,7 +35,7 @@ TEST(CoordinateFunc, BothDerivativesAreThoseOfTheEnergyInEveryKind) {
       for (const double strength : {0.0, 0.05}) {
         SCOPED_TRACE(std::string(QZGetCoordinatesName(kind)) + " " + name + ", seed 11, field " +
                      std::to_string(strength));
-        const auto mol = TestSupport::DataMolecule(name);
+        const auto mol = DataMolecule(name);
         FieldedProbe probe(strength);
         QZCoordinateFunc f(probe, /*own=*/false, kind);
         ExpectExact(f, mol, rng);
@@ -105,7 +49,7 @@ TEST(CoordinateFunc, FixedAtomsStayBitForBit) {
   for (const QZCoordinates kind : kComputed) {
     if (kind == QZCoordinates::DegFree) continue;
     for (const char* name : {"aspirin", "water_cluster"}) {
-      const auto mol = TestSupport::DataMolecule(name);
+      const auto mol = DataMolecule(name);
       for (const std::vector<unsigned int>& held :
            {std::vector<unsigned int>{4}, {2, 5}, {0, 3, 7}, {5, 6, 7, 8, 9, 10, 11}}) {
         SCOPED_TRACE(std::string(QZGetCoordinatesName(kind)) + " " + name + ", seed 12, fixed " +
@@ -128,8 +72,8 @@ TEST(CoordinateFunc, FixedAtomsStayBitForBit) {
 }
 
 TEST(CoordinateFunc, AllFixedLeavesNothingToVaryAndNoneIsAsIfNeverCalled) {
-  const auto mol = TestSupport::DataMolecule("butane");
-  const Values x = TestSupport::Coords(mol);
+  const auto mol = DataMolecule("butane");
+  const Values x = Coords(mol);
   for (const QZCoordinates kind : kComputed) {
     SCOPED_TRACE(QZGetCoordinatesName(kind));
     FieldedProbe probe;
@@ -152,7 +96,7 @@ TEST(CoordinateFunc, OverallMotionIsAVariableUnlessTheFunctionDoesNotSeeIt) {
   for (const QZCoordinates kind : {QZCoordinates::DegFree, QZCoordinates::ZMatrix}) {
     for (const unsigned int n : {1u, 2u, 3u, 5u}) {
       SCOPED_TRACE(std::string(QZGetCoordinatesName(kind)) + std::to_string(n));
-      const auto mol = TestSupport::CarbonChain(n);
+      const auto mol = CarbonChain(n);
       const unsigned int internal = n > 2 ? 3 * n - 6 : n - 1;
       for (const double strength : {0.0, 0.1}) {
         FieldedProbe probe(strength);
@@ -162,15 +106,15 @@ TEST(CoordinateFunc, OverallMotionIsAVariableUnlessTheFunctionDoesNotSeeIt) {
         f.SetOverallMotion(strength == 0.0);
         ASSERT_TRUE(f.Setup(mol));
         EXPECT_EQ(f.NumVar(), strength > 0.0 ? internal : 3 * n);
-        EXPECT_EQ(CheckDerivatives(f, VarsOf(f, TestSupport::Coords(mol))), "");
+        EXPECT_EQ(CheckDerivatives(f, VarsOf(f, Coords(mol))), "");
       }
     }
   }
 }
 
 TEST(CoordinateFunc, SaysWhatAKindCannotDo) {
-  TestSupport::MessageCapture messages;
-  const auto mol = TestSupport::DataMolecule("water_cluster");
+  MessageCapture messages;
+  const auto mol = DataMolecule("water_cluster");
   FieldedProbe probe;
   QZCoordinateFunc degfree(probe, /*own=*/false, QZCoordinates::DegFree);
   degfree.SetFixed(AtomsWhere([](unsigned int i) { return i == 0; }));
@@ -185,7 +129,7 @@ TEST(CoordinateFunc, SaysWhatAKindCannotDo) {
   ASSERT_TRUE(f.Setup(mol));
   const Values together(3 * mol.AtomIndexBound(), 1.0);
   EXPECT_FALSE(f.SetupConf(together.data()));
-  Values notFinite = TestSupport::Coords(mol);
+  Values notFinite = Coords(mol);
   notFinite[7] = std::nan("");
   EXPECT_FALSE(f.SetupConf(notFinite.data()));
   EXPECT_EQ(messages.Warnings().size(), 2u);
@@ -210,11 +154,11 @@ TEST(CoordinateFunc, StraightChainsHaveRegularZmatrixCoordinates) {
   std::mt19937 rng(13);
   for (const unsigned int n : {3u, 4u, 7u}) {
     for (const double strength : {0.0, 0.05}) {
-      const auto mol = TestSupport::LinearChain(n, 1.3);
+      const auto mol = LinearChain(n, 1.3);
       FieldedProbe probe(strength);
       QZCoordinateFunc f(probe, /*own=*/false, QZCoordinates::ZMatrix);
       ASSERT_TRUE(f.Setup(mol));
-      const Values x = TestSupport::Coords(mol);
+      const Values x = Coords(mol);
       const Values start = VarsOf(f, x);
       EXPECT_LE(LargestDifference(CoordsOf(f, start, x.size()), x), 1e-12);
       EXPECT_EQ(CheckDerivatives(f, start), "") << n;
@@ -225,8 +169,8 @@ TEST(CoordinateFunc, StraightChainsHaveRegularZmatrixCoordinates) {
 
 TEST(CoordinateFunc, LookingAtARunDoesNotChangeIt) {
   std::mt19937 rng(14);
-  const auto mol = TestSupport::DataMolecule("glucose");
-  const Values x = TestSupport::Coords(mol);
+  const auto mol = DataMolecule("glucose");
+  const Values x = Coords(mol);
   FieldedProbe probe;
   FieldedProbe other;
   QZCoordinateFunc watched(probe, /*own=*/false, QZCoordinates::Redundant);
@@ -249,12 +193,12 @@ TEST(CoordinateFunc, LookingAtARunDoesNotChangeIt) {
 
 TEST(CoordinateFunc, RestartsWithSensibleVariablesAndFallsBackToCartesianOnes) {
   std::mt19937 rng(15);
-  const auto mol = TestSupport::DataMolecule("cyanoalkyne");
+  const auto mol = DataMolecule("cyanoalkyne");
   FieldedProbe probe;
   QZCoordinateFunc f(probe, /*own=*/false, QZCoordinates::ZMatrix);
   f.SetFixed(AtomsWhere([](unsigned int i) { return i == 1; }));
   ASSERT_TRUE(f.Setup(mol));
-  const Values x = TestSupport::Coords(mol);
+  const Values x = Coords(mol);
   Values vars = VarsOf(f, x);
   EXPECT_FALSE(f.Restart(vars.data())) << "nothing has changed";
   vars = Jittered(vars, 0.4, rng);
@@ -280,8 +224,8 @@ TEST(CoordinateFunc, RestartsWithSensibleVariablesAndFallsBackToCartesianOnes) {
 
 // JᵀMJ with J by differences of the coordinates.
 TEST(CoordinateFunc, ModelHessianIsTheFunctionsTurnedIntoTheVariables) {
-  const auto mol = TestSupport::DataMolecule("butane");
-  const Values x = TestSupport::Coords(mol);
+  const auto mol = DataMolecule("butane");
+  const Values x = Coords(mol);
   for (const QZCoordinates kind : kComputed) {
     SCOPED_TRACE(QZGetCoordinatesName(kind));
     FieldedProbe probe(0.1);
@@ -327,7 +271,7 @@ TEST(CoordinateFunc, ModelHessianIsTheFunctionsTurnedIntoTheVariables) {
 }
 
 TEST(CoordinateFunc, HolesStayWhereTheyAre) {
-  auto mol = TestSupport::Butane();
+  auto mol = Butane();
   mol.DeleteAtom(mol.GetAtom(6));
   std::mt19937 rng(16);
   for (const QZCoordinates kind : kComputed) {

@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "constr/positional.h"
+#include "kernels/angle.h"
 #include "support/contract.h"
 #include "support/molecules.h"
 
@@ -83,6 +85,49 @@ TEST(CheckFunc, PassesARightFunctionAndNamesTheWorstEntryOfAWrongOne) {
 
   QZCheckFunc check;
   for (double step : {0.0, -1e-5, std::nan(""), HUGE_VAL}) EXPECT_FALSE(check.SetStep(step));
+}
+
+// E = k (θ - θ0)² at three atoms `off` from straight, where every derivative changes within a step.
+class NearLine final : public QZOpt::QZFunc2 {
+ public:
+  explicit NearLine(double fault) : fault_(fault) {}
+  using QZFunc2::operator();
+  unsigned int NumVar() const override { return 9; }
+  double operator()(const double* x) override { return 40.0 * std::pow(at(x).Angle() - 2.0, 2); }
+  double operator()(const double* x, double* grad) override {
+    std::vector<double> unused(45);
+    (*this)(x, unused.data(), grad);
+    return (*this)(x);
+  }
+  bool operator()(const double* x, double* hessian, double* grad) override {
+    const VectorAngle angle = at(x);
+    PackedSink sink(hessian);
+    const double slope = 80.0 * (angle.Angle() - 2.0) * (1.0 + fault_);
+    AddAngleDerivatives(sink, grad, {0, 1, 2}, angle, slope, 80.0);
+    return true;
+  }
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double*) override {
+    return QZSystem::QZMakeEmptyIter<QZOpt::QZFComponent>();
+  }
+
+ private:
+  static VectorAngle at(const double* x) {
+    return {LoadAtom(x, 0) - LoadAtom(x, 1), LoadAtom(x, 2) - LoadAtom(x, 1)};
+  }
+  double fault_;
+};
+
+TEST(CheckFunc, FindsAStepBesideStraightAngles) {
+  for (const double off : {1e-2, 1e-3, 1e-4, 3e-5}) {
+    SCOPED_TRACE(off);
+    const std::vector<double> x{1.1, 0.1, 0.0, 0.0, 0.1, 0.0, -1.2, 0.1 + 0.6 * off, 0.8 * off};
+    NearLine right(0.0);
+    const auto result = QZCheckFunc().Check(right, x.data());
+    EXPECT_TRUE(result.Passes(1e-5)) << result.gradient.error << ", " << result.hessian.error;
+    // Half a per mille too steep: beyond what the differences do not know.
+    NearLine wrong(5e-4);
+    EXPECT_FALSE(QZCheckFunc().Check(wrong, x.data()).Passes(1e-5));
+  }
 }
 
 TEST(ContractChecker, FindsEachFaultAndNoOther) {

@@ -128,4 +128,23 @@ TEST(Checkpoint, WarnsOfAnotherVariableCountAndReadsNoFurther) {
   EXPECT_EQ(messages.Warnings().size(), 1U);
 }
 
+// A function of all atoms reports 3 a atom, and its arrays are by atom index.
+TEST(Checkpoint, EveryAtomOfAMoleculeWithHolesMoves) {
+  MessageCapture messages;
+  auto mol = TestSupport::Butane();
+  mol.DeleteAtom(mol.GetAtom(7));
+  Recorder out;
+  QZMolCoordGradFileCP checkpoint(out, mol);
+  checkpoint.SetHydrogenGrad(true);
+  auto x = TestSupport::Coords(mol);
+  for (double& value : x) value += 1.0;
+  EXPECT_TRUE(checkpoint(0, 3 * mol.NumAtoms(), 1.0, 1.0, x.data(), x.data(), 0));
+  EXPECT_TRUE(messages.Warnings().empty());
+  const auto written = TestSupport::Coords(out.written.at(0));
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    EXPECT_EQ(written[3 * atom.GetIndex()], x[3 * atom.GetIndex()]) << atom.GetIndex();
+  }
+  EXPECT_EQ(Arrows(out.written[0]).size(), mol.NumAtoms());
+}
+
 }  // namespace

@@ -89,6 +89,8 @@ TEST(SymmetricEigen, RefusesBadInputAndWritesNothing) {
     for (const int n : {1, 2}) EXPECT_FALSE(solve(a, rows[0], rows.data() + 1, n, 2 * n - 1));
     EXPECT_EQ(capture.At(QZSystem::QZErrorLevel::Fatal).size(), 2U);
     EXPECT_FALSE(solve(withNan, rows[0], rows.data() + 1, 2, 2));
+    EXPECT_EQ(capture.Warnings(),
+              std::vector<std::string>{"Diagonalization failed: a matrix element is not finite"});
   }
   EXPECT_TRUE(out == untouched);
 }

@@ -84,12 +84,13 @@ PairEnergies Plain(const PairInput& input, const Reals& x, PairTerms terms) {
         square += std::pow(x[3 * input.atoms[i] + k] - x[3 * input.atoms[j] + k], 2);
       }
       const double r = std::sqrt(square);
-      double fade = 1.0;
-      if (input.cutoff.distance > 0.0) {
-        const double t = (r - input.cutoff.distance) / input.cutoff.width + 1.0;
-        if (t >= 1.0) continue;
-        if (t > 0.0) fade = 1.0 - t * t * t * (10.0 - 15.0 * t + 6.0 * t * t);
-      }
+      const auto fading = [](double t) {
+        return t < 0.0 ? 1.0 : t < 1.0 ? 1.0 - t * t * t * (10.0 - 15.0 * t + 6.0 * t * t) : 0.0;
+      };
+      const PairCutoff& cut = input.cutoff;
+      const bool isCut = cut.distance > 0.0;
+      const double fade = isCut ? fading((r - cut.distance) / cut.width + 1.0) : 1.0;
+      const double eleFade = isCut ? fading(r / cut.distance) : 1.0;
       const PairParameters p = input.table[input.types[i] * input.numTypes + input.types[j]];
       if (terms.vanDerWaals && input.potential == PairPotential::LennardJones) {
         const double s = std::pow(p.distance / r, 6);
@@ -101,7 +102,7 @@ PairEnergies Plain(const PairInput& input, const Reals& x, PairTerms terms) {
       }
       if (terms.electrostatics) {
         const double power = std::pow(r + 0.05, input.distanceDependent ? 2 : 1);
-        sum.electrostatics += fade * 332.0716 * input.charges[i] * input.charges[j] /
+        sum.electrostatics += eleFade * 332.0716 * input.charges[i] * input.charges[j] /
                               (input.dielectric * power) * (oneFour.contains({i, j}) ? 0.75 : 1.0);
       }
     }

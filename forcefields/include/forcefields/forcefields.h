@@ -3,5 +3,6 @@
 #pragma once
 
 #include "forcefields/host.h"
+#include "forcefields/params.h"
 #include "forcefields/standard.h"
 #include "forcefields/term.h"

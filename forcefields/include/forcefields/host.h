@@ -17,7 +17,7 @@ namespace QZMolPotential {
 struct QZHostOptions {
   QZForceFieldKind forceField = QZForceFieldKind::MMFF94;
   double cutoff = 10.0;      // Å between two atoms; 0: none
-  double cutoffWidth = 2.0;  // Å over which energies fade with two continuous derivatives
+  double cutoffWidth = 2.0;  // Å over which van der Waals fades; electrostatics: the whole cutoff
   double dielectric = 1.0;
   bool distanceDependent = false;  // electrostatics by 1/r² instead of 1/r
 };

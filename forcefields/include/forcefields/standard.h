@@ -21,9 +21,7 @@ class PairTerm;
 /// Copies: deep, usable on another thread. Units, selections and failures: see `QZForceFieldTerm`.
 /// Cost: as its terms; van der Waals and electrostatics of the same pairs take one pass over them.
 class QZ_API QZStandardFF final : public QZGenericFF2,
-                                  public QZFreezable,
-                                  public QZFrameQuery,
-                                  public QZOpt::QZHessianModel {
+                                  public QZFreezable {
  public:
   explicit QZStandardFF(QZForceFieldKind kind);
   QZStandardFF(const QZStandardFF& other);

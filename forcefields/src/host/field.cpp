@@ -6,10 +6,7 @@
 #include <cmath>
 
 #include "qzchem/atom.h"
-#if __has_include("qzchem/residue.h")
 #include "qzchem/residue.h"
-#define QZ_RESIDUES
-#endif
 
 namespace QZMolPotential {
 namespace {
@@ -20,11 +17,8 @@ using QZChem::QZMolBase;
 using QZSystem::QZRange;
 
 // The host's atoms that belong with `atom`.
-void AppendGroup([[maybe_unused]] const QZGraphMol& host,
-                 const QZAtomBase& atom,
-                 std::vector<std::uint8_t>& isIn) {
+void AppendGroup(const QZGraphMol& host, const QZAtomBase& atom, std::vector<std::uint8_t>& isIn) {
   isIn[atom.GetIndex()] = 1;
-#ifdef QZ_RESIDUES
   const QZChem::QZResidue* residue = QZChem::QZGetResidue(atom);
   if (residue != nullptr) {
     for (const auto& other : QZRange(host.GetAtoms())) {
@@ -33,7 +27,6 @@ void AppendGroup([[maybe_unused]] const QZGraphMol& host,
     }
     return;
   }
-#endif
   for (const auto& next : QZRange(atom.GetNeighbours())) {
     if (next.GetAtomicNumber() == 1) isIn[next.GetIndex()] = 1;
   }
@@ -110,11 +103,9 @@ QZGraphMol QZHostField::Join(const QZMolBase& ligand, std::vector<unsigned int> 
     const double* p = data_->coords.data() + 3 * std::size_t{i};
     made[i] = joined.AddAtom(atom.GetAtomicNumber(), p[0], p[1], p[2]);
     made[i]->SetFormalCharge(atom.GetFormalCharge());
-#ifdef QZ_RESIDUES
     if (const QZChem::QZResidue* residue = QZChem::QZGetResidue(atom)) {
       QZChem::QZSetResidue(*made[i], *residue);
     }
-#endif
   }
   for (const auto& bond : QZRange(host.GetBonds())) {
     QZAtomBase* begin = made[bond.GetBegin()->GetIndex()];

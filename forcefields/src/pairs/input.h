@@ -22,8 +22,11 @@ struct PairParameters {
   double depth = 0.0;
 };
 
-/// Pairs further apart than `distance` do not interact; between `distance - width` and `distance`
-/// energies fade by a function with two continuous derivatives. 0: every pair interacts.
+/// Pairs further apart than `distance` do not interact. Energies fade towards it by a function with
+/// two continuous derivatives: van der Waals over the last `width`, electrostatics all the way from
+/// 0. Ended within a few Å, Coulomb's law would push charges across the edge with forces larger
+/// than those that are computed: a drug in a protease then finds minima of -380 kcal/mol instead of
+/// -43. 0: every pair interacts.
 struct PairCutoff {
   double distance = 0.0;
   double width = 2.0;

@@ -166,28 +166,33 @@ class Rows {
     return e;
   }
 
-  // S = 1 - t^3 (10 - 15 t + 6 t^2) of t in [0, 1] and its derivatives by r.
-  HWY_INLINE Terms Fade(V r) const {
+  // A term times S = 1 - t^3 (10 - 15 t + 6 t^2), t in [0, 1] between `on` and the cutoff.
+  HWY_INLINE Terms Fade(const Terms& e, V r, double on) const {
     const D d;
     const V one = hn::Set(d, 1.0);
-    const V inverseWidth = hn::Set(d, 1.0 / (view_.switchOff - view_.switchOn));
-    const V along = hn::Mul(hn::Sub(r, hn::Set(d, view_.switchOn)), inverseWidth);
+    const V inverseWidth = hn::Set(d, 1.0 / (view_.switchOff - on));
+    const V along = hn::Mul(hn::Sub(r, hn::Set(d, on)), inverseWidth);
     const V t = hn::Min(hn::Max(along, hn::Zero(d)), one);
     const V t2 = hn::Mul(t, t);
     const V rest = hn::Sub(one, t);
-    Terms s;
     const V poly =
         hn::MulAdd(hn::MulAdd(hn::Set(d, 6.0), t, hn::Set(d, -15.0)), t, hn::Set(d, 10.0));
-    s.energy = hn::NegMulAdd(hn::Mul(t2, t), poly, one);
+    const V s = hn::NegMulAdd(hn::Mul(t2, t), poly, one);
+    Terms faded;
+    faded.energy = hn::Mul(e.energy, s);
     if constexpr (K::kLevel > 0) {
       const V slope = hn::Mul(hn::Set(d, -30.0), inverseWidth);
-      s.first = hn::Mul(slope, hn::Mul(t2, hn::Mul(rest, rest)));
+      const V first = hn::Mul(slope, hn::Mul(t2, hn::Mul(rest, rest)));
+      faded.first = hn::MulAdd(e.first, s, hn::Mul(e.energy, first));
       if constexpr (K::kLevel > 1) {
         const V bend = hn::Mul(hn::Mul(t, rest), hn::NegMulAdd(hn::Set(d, 2.0), t, one));
-        s.second = hn::Mul(hn::Mul(hn::Set(d, 2.0), hn::Mul(slope, inverseWidth)), bend);
+        const V second = hn::Mul(hn::Mul(hn::Set(d, 2.0), hn::Mul(slope, inverseWidth)), bend);
+        faded.second = hn::MulAdd(hn::Mul(hn::Set(d, 2.0), e.first),
+                                  first,
+                                  hn::MulAdd(e.second, s, hn::Mul(e.energy, second)));
       }
     }
-    return s;
+    return faded;
   }
 
   template <bool kPartial>
@@ -240,7 +245,8 @@ class Rows {
       }
       V charge = hn::LoadU(d, view_.charge + j);
       if constexpr (kPartial) charge = hn::IfThenElseZero(inside, charge);
-      const Terms e = Coulomb(inverse, charge);
+      Terms e = Coulomb(inverse, charge);
+      if constexpr (K::kSwitch) e = Fade(e, r, 0.0);
       eleEnergy = e.energy;
       if constexpr (K::kLevel > 0) first = e.first;
       if constexpr (K::kLevel > 1) second = e.second;
@@ -251,30 +257,17 @@ class Rows {
       V depth = hn::LoadU(d, view_.depth + row_ + j);
       if constexpr (kPartial) depth = hn::IfThenElseZero(inside, depth);
       const V scale = hn::LoadU(d, view_.scale + row_ + j);
+      Terms e;
       if constexpr (K::kTwelveSix) {
-        Terms e = TwelveSix(inverseSquare, scale, depth, together);
-        vdwEnergy = e.energy;
-        if constexpr (K::kLevel > 0) first = e.first;
-        if constexpr (K::kLevel > 0 && K::kSwitch) first = hn::Mul(first, r);
-        if constexpr (K::kLevel > 1) second = e.second;
+        e = TwelveSix(inverseSquare, scale, depth, together);
+        if constexpr (K::kLevel > 0 && K::kSwitch) e.first = hn::Mul(e.first, r);
       } else {
-        const Terms e = Buffered(r, scale, depth);
-        vdwEnergy = e.energy;
-        if constexpr (K::kLevel > 0) first = hn::Add(first, e.first);
-        if constexpr (K::kLevel > 1) second = hn::Add(second, e.second);
+        e = Buffered(r, scale, depth);
       }
-    }
-    if constexpr (K::kSwitch) {
-      const Terms s = Fade(r);
-      const V energy = hn::Add(vdwEnergy, eleEnergy);
-      if constexpr (K::kLevel > 1) {
-        second = hn::MulAdd(hn::Mul(hn::Set(d, 2.0), first),
-                            s.first,
-                            hn::MulAdd(second, s.energy, hn::Mul(energy, s.second)));
-      }
-      if constexpr (K::kLevel > 0) first = hn::MulAdd(first, s.energy, hn::Mul(energy, s.first));
-      vdwEnergy = hn::Mul(vdwEnergy, s.energy);
-      eleEnergy = hn::Mul(eleEnergy, s.energy);
+      if constexpr (K::kSwitch) e = Fade(e, r, view_.switchOn);
+      vdwEnergy = e.energy;
+      if constexpr (K::kLevel > 0) first = hn::Add(first, e.first);
+      if constexpr (K::kLevel > 1) second = hn::Add(second, e.second);
     }
     if constexpr (K::kVdw) vdwSum_ = hn::Add(vdwSum_, vdwEnergy);
     if constexpr (K::kEle) eleSum_ = hn::Add(eleSum_, eleEnergy);

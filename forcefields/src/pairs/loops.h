@@ -46,7 +46,7 @@ struct PairView {
   // Clusters near a row beyond its own, by their first slot; null: every slot is visited.
   const std::size_t* nearBegin = nullptr;
   const std::uint32_t* near = nullptr;
-  // 332.0716/D, n of 1/(r + 0.05)^n, the cutoff's two distances (0: none).
+  // 332.0716/D, n of 1/(r + 0.05)^n, where van der Waals begins to fade, the cutoff (0: none).
   double coulomb = 0.0;
   bool distanceDependent = false;
   double switchOn = 0.0;

@@ -3,6 +3,7 @@
 #include "perception/mmff.h"
 
 #include <GraphMol/RWMol.h>
+#include <RDGeneral/versions.h>
 
 #include <array>
 #include <map>
@@ -42,7 +43,7 @@ class Collector {
   void stretch(const RDKit::Bond& bond, unsigned int index);
   void angles(unsigned int centre);
   void outOfPlane(unsigned int centre);
-  void torsions(const RDKit::Bond& bond);
+  void torsions(const RDKit::Bond& bond, unsigned int index);
   bool turns(unsigned int atom) const;
   // Our index of an atom.
   unsigned int at(unsigned int atom) const { return graph_.atoms[atom]; }
@@ -62,9 +63,10 @@ void Collector::Collect(unsigned int indexBound) {
   // A bond's index is found through its end: RDKit's bonds are numbered without holes.
   for (const RDKit::Bond* bond : mol_.bonds()) {
     for (const Neighbour& next : graph_.neighbours[bond->getBeginAtomIdx()]) {
-      if (next.atom == bond->getEndAtomIdx()) stretch(*bond, next.bond);
+      if (next.atom != bond->getEndAtomIdx()) continue;
+      stretch(*bond, next.bond);
+      torsions(*bond, next.bond);
     }
-    torsions(*bond);
   }
   for (unsigned int centre = 0; centre < graph_.atoms.size(); ++centre) {
     angles(centre);
@@ -168,7 +170,7 @@ bool Collector::turns(unsigned int atom) const {
          centre->getHybridization() == RDKit::Atom::SP3;
 }
 
-void Collector::torsions(const RDKit::Bond& bond) {
+void Collector::torsions(const RDKit::Bond& bond, unsigned int index) {
   const unsigned int j = bond.getBeginAtomIdx();
   const unsigned int k = bond.getEndAtomIdx();
   if (!turns(j) || !turns(k)) return;
@@ -181,6 +183,7 @@ void Collector::torsions(const RDKit::Bond& bond) {
       if (types_.getMMFFTorsionParams(mol_, first.atom, j, k, last.atom, type, params)) {
         out_.torsion.Add({at(first.atom), at(j), at(k), at(last.atom)},
                          {params.V1, params.V2, params.V3});
+        out_.torsionBonds.push_back(index);
       }
     }
   }
@@ -192,6 +195,10 @@ std::string NoType(const RDKit::ROMol& mol, unsigned int atom, unsigned int inde
 }
 
 }  // namespace
+
+const char* PerceptionVersion() {
+  return RDKit::rdkitVersion;
+}
 
 std::unique_ptr<const MmffParameters> PerceiveMmff(const QZChem::QZMolBase& mol,
                                                    const AtomGraph& graph,

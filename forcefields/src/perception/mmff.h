@@ -23,9 +23,10 @@ struct MmffParameters {
   BondedArrays<MmffStretchBend> stretchBend;
   BondedArrays<MmffOutOfPlane> outOfPlane;
   BondedArrays<MmffTorsion> torsion;
-  std::vector<std::uint8_t> types;       // by atom index, 0 in holes
-  std::vector<double> charges;           // by atom index, 0 in holes
-  std::vector<std::uint16_t> pairTypes;  // by atom number: rows of `pairTable`
+  std::vector<unsigned int> torsionBonds;  // index of the middle bond, ascending
+  std::vector<std::uint8_t> types;         // by atom index, 0 in holes
+  std::vector<double> charges;             // by atom index, 0 in holes
+  std::vector<std::uint16_t> pairTypes;    // by atom number: rows of `pairTable`
   std::size_t numPairTypes = 0;
   std::vector<PairParameters> pairTable;  // [i * numPairTypes + j]
 };

@@ -111,14 +111,15 @@ unsigned int TagOf(QZForceFieldKind kind) {
 }  // namespace
 
 std::shared_ptr<const Perception> Perception::FindParameters(const QZChem::QZMolBase& mol,
-                                                             QZForceFieldKind kind) {
-  const char* name = QZGetForceFieldName(kind);
+                                                             QZForceFieldKind kind,
+                                                             std::string& reason) {
   if (mol.NumAtoms() == 0) {
-    QZThrow.Warning("%s: the molecule has no atoms", name);
+    reason = "the molecule has no atoms";
     return nullptr;
   }
+  const std::string name = std::string("molecule ") + mol.GetTitle();
   if (QZChem::QZLacksHydrogens(mol)) {
-    QZThrow.Warning("%s: molecule %s lacks hydrogens", name, mol.GetTitle());
+    reason = name + " lacks hydrogens";
     return nullptr;
   }
   auto perception = std::static_pointer_cast<const Perception>(QZChem::QZGetPerceived(
@@ -127,8 +128,18 @@ std::shared_ptr<const Perception> Perception::FindParameters(const QZChem::QZMol
     perception = Perceive(mol, kind);
   }
   if (perception->error.empty()) return perception;
-  QZThrow.Warning("%s: molecule %s: %s", name, mol.GetTitle(), perception->error.c_str());
+  reason = name + ": " + perception->error;
   return nullptr;
+}
+
+std::shared_ptr<const Perception> Perception::FindParameters(const QZChem::QZMolBase& mol,
+                                                             QZForceFieldKind kind) {
+  std::string reason;
+  auto perception = FindParameters(mol, kind, reason);
+  if (perception == nullptr) {
+    QZThrow.Warning("%s: %s", QZGetForceFieldName(kind), reason.c_str());
+  }
+  return perception;
 }
 
 std::shared_ptr<const Perception> Perception::Find(const QZChem::QZMolBase& mol,

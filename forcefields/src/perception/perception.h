@@ -24,6 +24,10 @@ struct Perception {
   /// The same without looking at coordinates.
   static std::shared_ptr<const Perception> FindParameters(const QZChem::QZMolBase& mol,
                                                           QZForceFieldKind kind);
+  /// The same with the reason instead of a warning.
+  static std::shared_ptr<const Perception> FindParameters(const QZChem::QZMolBase& mol,
+                                                          QZForceFieldKind kind,
+                                                          std::string& reason);
 
   unsigned int NumVar() const { return 3 * pairs.indexBound; }
 
@@ -42,6 +46,9 @@ struct AtomGraph {
   std::vector<unsigned int> atoms;  // index by number
   std::vector<std::vector<Neighbour>> neighbours;
 };
+
+/// The version of RDKit.
+const char* PerceptionVersion();
 
 /// MMFF94's or MMFF94s's parameters for `mol`; null with the reason in `error` when there are none.
 std::unique_ptr<const MmffParameters> PerceiveMmff(const QZChem::QZMolBase& mol,

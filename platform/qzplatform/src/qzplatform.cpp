@@ -4,9 +4,13 @@
 
 #include <pthread.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <mutex>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -88,8 +92,27 @@ QZVersion QZGetRegisteredVersion(std::size_t i) {
   return describe != nullptr ? describe() : QZVersion("", "", "");
 }
 
-bool QZCheckLicense(const char* /*feature*/) {
+namespace {
+
+bool GrantAll(const char* /*feature*/) {
   return true;
+}
+std::atomic<QZLicenseHook> licenseHook{&GrantAll};
+
+}  // namespace
+
+bool QZCheckLicense(const char* feature) {
+  return licenseHook.load()(feature);
+}
+
+bool QZIsLicensed(const char* className) {
+  constexpr std::array<std::string_view, 2> kLicensed{"QZGenericFF", "QZGenericFF2"};
+  return className != nullptr && std::ranges::find(kLicensed, className) != kLicensed.end();
+}
+
+QZLicenseHook QZSetLicenseHook(QZLicenseHook hook) {
+  const QZLicenseHook before = licenseHook.exchange(hook != nullptr ? hook : &GrantAll);
+  return before != &GrantAll ? before : nullptr;
 }
 
 }  // namespace QZPlatform

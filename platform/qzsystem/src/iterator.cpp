@@ -3,50 +3,27 @@
 #include "qzsystem/iterator.h"
 
 #include <cstdlib>
-#include <mutex>
 
+#include "free_list.h"
 #include "qzsystem/error.h"
 
 namespace QZSystem {
 namespace {
 
-union Block {
-  Block* next;
-  alignas(std::max_align_t) std::byte bytes[kEmptyIterSize];
-};
-
-struct Pool {
-  std::mutex mutex;
-  Block* free = nullptr;
-};
-
 // Never destroyed: iterators may outlive static destruction.
-Pool& GetPool() {
-  static auto* pool = new Pool;
+PooledStorage<kEmptyIterSize>& GetPool() {
+  static auto* pool = new PooledStorage<kEmptyIterSize>(QZGetMemPoolMode());
   return *pool;
 }
 
 }  // namespace
 
 void* PopEmptyIter() {
-  Pool& pool = GetPool();
-  {
-    const std::lock_guard lock(pool.mutex);
-    if (Block* block = pool.free; block != nullptr) {
-      pool.free = block->next;
-      return block;
-    }
-  }
-  return new (std::nothrow) Block;
+  return GetPool().Pop();
 }
 
 void PushEmptyIter(void* storage) {
-  if (storage == nullptr) return;
-  auto* block = static_cast<Block*>(storage);
-  Pool& pool = GetPool();
-  const std::lock_guard lock(pool.mutex);
-  block->next = pool.free;
-  pool.free = block;
+  if (storage != nullptr) GetPool().Push(storage);
 }
 
 void QZReportDeadIterator() {

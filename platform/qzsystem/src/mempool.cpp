@@ -22,7 +22,7 @@ CacheRegistry& Registry() {
 }  // namespace
 
 unsigned int QZGetMemPoolMode() {
-  return QZMemPoolMutex;
+  return QZMemPoolThreadLocal;
 }
 
 QZVirtualCache::QZVirtualCache() {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "coordinates/evaluation.h"
 #include "kernels/vec3.h"
 #include "qzchem/mol.h"
 
@@ -17,16 +18,17 @@ constexpr double kAligned = 1e-6;
 
 }  // namespace
 
-QZDegFreeAdaptor::QZDegFreeAdaptor() = default;
-QZDegFreeAdaptor::QZDegFreeAdaptor(QZMolFunc1& func, bool own) : QZForwardingAdaptor(func, own) {}
+QZDegFreeAdaptor::QZDegFreeAdaptor() : work_(std::make_unique<Evaluation>()) {}
+QZDegFreeAdaptor::QZDegFreeAdaptor(QZMolFunc1& func, bool own)
+    : QZForwardingAdaptor(func, own), work_(std::make_unique<Evaluation>()) {}
 QZDegFreeAdaptor::~QZDegFreeAdaptor() = default;
 
 bool QZDegFreeAdaptor::Setup(const QZChem::QZMolBase& mol) {
   if (!mol.IsValid() || !wrapped_) return false;
   atomCount_ = mol.AtomIndexBound();
-  for (auto* buffer : {&coords_, &workGrad_, &degVars_}) {
-    buffer->assign(std::size_t{3} * atomCount_, 0.0);
-  }
+  coords_.assign(std::size_t{3} * atomCount_, 0.0);
+  degVars_.assign(coords_.size(), 0.0);
+  work_->Resize(coords_.size(), /*hessian=*/false);
   return wrapped_->Setup(mol);
 }
 
@@ -121,16 +123,16 @@ bool QZDegFreeAdaptor::AdaptGrad(double* grad, const double* cartGrad) const {
 }
 
 double QZDegFreeAdaptor::operator()(const double* vars) {
-  if (!AdaptVar(coords_.data(), vars)) return 0.0;
-  return (*wrapped_)(coords_.data());
+  if (atomCount_ == 0) return 0.0;
+  return work_->Energy(*wrapped_, [&](double* x) { return AdaptVar(x, vars); });
 }
 
 double QZDegFreeAdaptor::operator()(const double* vars, double* grad) {
-  if (!AdaptVar(coords_.data(), vars)) return 0.0;
-  std::fill(workGrad_.begin(), workGrad_.end(), 0.0);
-  const double energy = (*wrapped_)(coords_.data(), workGrad_.data());
-  AdaptGrad(grad, workGrad_.data());
-  return energy;
+  if (atomCount_ == 0) return 0.0;
+  return work_->Gradient(
+      *wrapped_,
+      [&](double* x) { return AdaptVar(x, vars); },
+      [&](const double* cartGrad) { AdaptGrad(grad, cartGrad); });
 }
 
 }  // namespace QZMolPotential

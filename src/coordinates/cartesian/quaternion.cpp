@@ -5,21 +5,41 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "coordinates/interactions.h"
 #include "coordinates/cartesian/swept.h"
+#include "coordinates/evaluation.h"
+#include "coordinates/interactions.h"
 #include "kernels/rotation.h"
 #include "qzchem/geometry.h"
 
 namespace QZMolPotential {
 
-QZQuatAdaptor::QZQuatAdaptor() = default;
+QZQuatAdaptor::QZQuatAdaptor() : work_(std::make_unique<Evaluation>()) {}
 QZQuatAdaptor::~QZQuatAdaptor() = default;
 
 QZQuatAdaptor::QZQuatAdaptor(QZMolFunc1& func, bool own, bool restrictInteractions)
-    : QZForwardingAdaptor(func, own), restrictInteractions_(restrictInteractions) {}
+    : QZForwardingAdaptor(func, own),
+      restrictInteractions_(restrictInteractions),
+      work_(std::make_unique<Evaluation>()) {}
 
-QZQuatAdaptor::QZQuatAdaptor(const QZQuatAdaptor&) = default;
-QZQuatAdaptor& QZQuatAdaptor::operator=(const QZQuatAdaptor&) = default;
+QZQuatAdaptor::QZQuatAdaptor(const QZQuatAdaptor& other)
+    : QZForwardingAdaptor(other),
+      restrictInteractions_(other.restrictInteractions_),
+      translateRefToGC_(other.translateRefToGC_),
+      atomCount_(other.atomCount_),
+      refCoords_(other.refCoords_),
+      quatVars_(other.quatVars_),
+      work_(std::make_unique<Evaluation>(*other.work_)) {}
+
+QZQuatAdaptor& QZQuatAdaptor::operator=(const QZQuatAdaptor& other) {
+  QZForwardingAdaptor::operator=(other);
+  restrictInteractions_ = other.restrictInteractions_;
+  translateRefToGC_ = other.translateRefToGC_;
+  atomCount_ = other.atomCount_;
+  refCoords_ = other.refCoords_;
+  quatVars_ = other.quatVars_;
+  *work_ = *other.work_;
+  return *this;
+}
 
 const double* QZQuatAdaptor::GetRefCoord() const {
   return atomCount_ == 0 ? nullptr : refCoords_.data();
@@ -28,9 +48,8 @@ const double* QZQuatAdaptor::GetRefCoord() const {
 bool QZQuatAdaptor::Setup(const QZChem::QZMolBase& mol) {
   if (!mol.IsValid() || !IsSwept(mol) || !wrapped_) return false;
   atomCount_ = mol.AtomIndexBound();
-  for (auto* buffer : {&refCoords_, &workCoords_, &workGrad_}) {
-    buffer->assign(std::size_t{3} * atomCount_, 0.0);
-  }
+  refCoords_.assign(std::size_t{3} * atomCount_, 0.0);
+  work_->Resize(refCoords_.size(), /*hessian=*/false);
   if (restrictInteractions_) SwitchOffInteractions(*wrapped_);
   return wrapped_->Setup(mol);
 }
@@ -92,18 +111,16 @@ bool QZQuatAdaptor::AdaptGrad(double* grad,
 
 double QZQuatAdaptor::operator()(const double* vars) {
   if (atomCount_ == 0) return 0.0;
-  AdaptVar(workCoords_.data(), vars);
-  return (*wrapped_)(workCoords_.data());
+  return work_->Energy(*wrapped_, [&](double* x) { return AdaptVar(x, vars); });
 }
 
 double QZQuatAdaptor::operator()(const double* vars, double* grad) {
   std::fill_n(grad, 7, 0.0);
   if (atomCount_ == 0) return 0.0;
-  AdaptVar(workCoords_.data(), vars);
-  std::fill(workGrad_.begin(), workGrad_.end(), 0.0);
-  const double energy = (*wrapped_)(workCoords_.data(), workGrad_.data());
-  AdaptGrad(grad, workGrad_.data(), vars, refCoords_.data());
-  return energy;
+  return work_->Gradient(
+      *wrapped_,
+      [&](double* x) { return AdaptVar(x, vars); },
+      [&](const double* g) { AdaptGrad(grad, g, vars, refCoords_.data()); });
 }
 
 bool QZQuatAdaptor::IsRedundant(const double* vars1, const double* vars2, double tolerance) const {
@@ -111,10 +128,10 @@ bool QZQuatAdaptor::IsRedundant(const double* vars1, const double* vars2, double
     QZSystem::QZThrow.Error("Tolerance should have positive value in the IsRedundant function!");
     return true;
   }
-  AdaptVar(workCoords_.data(), vars1);
-  AdaptVar(workGrad_.data(), vars2);
-  return QZChem::QZRMSD(workCoords_.data(),
-                        workGrad_.data(),
+  AdaptVar(work_->Coords().data(), vars1);
+  AdaptVar(work_->Grad().data(), vars2);
+  return QZChem::QZRMSD(work_->Coords().data(),
+                        work_->Grad().data(),
                         atomCount_,
                         /*superpose=*/false,
                         nullptr,

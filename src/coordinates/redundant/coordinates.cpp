@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "kernels/dihedral.h"
 #include "qzchem/mol.h"
@@ -23,11 +24,14 @@ double towardZero(double c, double shift) {
   return c - std::copysign(shift, c);
 }
 
+// Coordinates of atoms in one place have no derivatives: NaN tells the solver.
+constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
+
 double bond(const Vec3& xi, const Vec3& xj, std::span<Vec3> row) {
   const Vec3 d = xi - xj;
   const double q = Norm(d);
   if (!row.empty()) {
-    row[0] = q > 0.0 ? (1.0 / q) * d : Vec3{};
+    row[0] = (q > 0.0 ? 1.0 / q : kUndefined) * d;
     row[1] = -row[0];
   }
   return q;
@@ -40,7 +44,7 @@ double angle(const Vec3& xi, const Vec3& xj, const Vec3& xk, std::span<Vec3> row
   const double v2 = Dot(v, v);
   const double product = std::sqrt(u2 * v2);
   if (product == 0.0) {
-    std::fill(row.begin(), row.end(), Vec3{});
+    std::fill(row.begin(), row.end(), Vec3{kUndefined, kUndefined, kUndefined});
     return 0.0;
   }
   double c = std::clamp(Dot(u, v) / product, -1.0, 1.0);

@@ -49,7 +49,7 @@ void InternalMap::numberVars() {
     piece.firstVar = numVar_;
     numVar_ += piece.NumVar();
   }
-  lastVars_.assign(numVar_, std::nan(""));
+  lastVars_.assign(numVar_, 0.0);
   lastCoords_.assign(NumCoords(), 0.0);
   bodyGrad_.assign(NumCoords(), 0.0);
   pulled_.assign(numBodyVars(), 0.0);
@@ -97,7 +97,7 @@ bool InternalMap::Start(const double* coords, double* vars) {
   if (!startBody(vars)) return false;
   turns_.assign(pieces_.size(), AxisTurn{});
   for (std::size_t k = 0; k < pieces_.size(); ++k) turns_[k].Set(axesOf(pieces_[k]), {});
-  lastVars_.assign(numVar_, std::nan(""));
+  isPlaced_ = false;
   return true;
 }
 
@@ -112,12 +112,12 @@ std::array<double, 3> InternalMap::turnOf(const Piece& piece, const double* vars
 
 bool InternalMap::Place(const double* vars, double* coords) {
   // The same variables again lead to the same coordinates, bit for bit.
-  if (std::equal(lastVars_.begin(), lastVars_.end(), vars)) {
+  if (isPlaced_ && std::equal(lastVars_.begin(), lastVars_.end(), vars)) {
     std::ranges::copy(lastCoords_, coords);
     return true;
   }
   if (!Reason().empty()) SetReason({});
-  lastVars_[0] = std::nan("");
+  isPlaced_ = false;
   if (!allFinite(vars, numVar_) || !placeBody(vars)) {
     SetReason("no geometry belongs to these internal coordinates");
     return false;
@@ -137,6 +137,7 @@ bool InternalMap::Place(const double* vars, double* coords) {
       StoreAtom(lastCoords_.data(), atom, x + shift);
     }
   }
+  isPlaced_ = true;
   std::copy_n(vars, numVar_, lastVars_.begin());
   std::ranges::copy(lastCoords_, coords);
   return true;

@@ -60,7 +60,8 @@ class InternalMap : public CoordinateMap {
   void turnBack(const double* cartGrad, double* bodyGrad) const;
 
   std::size_t numVar_ = 0;
-  std::vector<AxisTurn> turns_;     // by piece
+  std::vector<AxisTurn> turns_;  // by piece
+  bool isPlaced_ = false;
   std::vector<double> lastVars_;    // placed last
   std::vector<double> lastCoords_;  // where they led
   std::vector<double> bodyGrad_, pulled_;

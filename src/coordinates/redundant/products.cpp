@@ -1,6 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-// Products with the inverse that redundant_solver.cpp has prepared.
+// Products with the inverse that solver.cpp has prepared.
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -25,7 +25,7 @@ constexpr int kDampedIterations = 5;
 
 void WilsonSolver::project(double* v) const {
   for (const Fragment& fragment : fragments_) {
-    for (const Mode& mode : fragment.modes) {
+    for (const Mode& mode : std::span(fragment.modes).first(fragment.numModes)) {
       double sum = 0.0;
       for (std::size_t k = 0; k < fragment.positions.size(); ++k) {
         sum += Dot(LoadAtom(mode.data(), k), LoadAtom(v, fragment.positions[k]));

@@ -80,8 +80,12 @@ struct QZRedundantInterAdaptor::State {
     setTarget(vars);
     for (int step = 0; step < kMaxSteps; ++step) {
       for (std::size_t i = 0; i < q.size(); ++i) internalWork[i] = target[i] - q[i];
-      if (!isFinite(internalWork)) return false;
+      if (!isFinite(internalWork)) {
+        WilsonSolver::Warn();
+        return false;
+      }
       factor();
+      if (!solver.IsFactored()) return false;
       solver.CartesianStep(rows, internalWork.data(), newCoords.data());
       for (std::size_t i = 0; i < coords.size(); ++i) newCoords[i] += coords[i];
       const double moved = distance(newCoords, coords);
@@ -199,7 +203,7 @@ bool QZRedundantInterAdaptor::AdaptGrad(double* grad, const double* cartGrad) co
   for (std::size_t i = 0; i < s.q.size(); ++i) {
     if (s.internals.IsActive(i)) *grad++ = s.internalWork[i];
   }
-  return true;
+  return s.solver.IsFactored();
 }
 
 double QZRedundantInterAdaptor::operator()(const double* vars) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace QZMolPotential {
@@ -15,22 +16,25 @@ QZRedundantVarFunc::QZRedundantVarFunc(QZRedundantInterAdaptor& adaptor)
       signs_(kinds_.size(), 1.0),
       grad_(kinds_.size()) {}
 
-std::vector<double> QZRedundantVarFunc::currentCoords() const {
+// The adaptor's current coordinates as those of `vars`. Allocates the first time only.
+void QZRedundantVarFunc::keep(const double* vars, double energy, KnownGeometry& known) const {
   const double* coords = adaptor_.GetCurrentCoords();
-  return {coords, coords + adaptor_.NumCoords()};
+  known.vars.assign(vars, vars + kinds_.size());
+  known.coords.assign(coords, coords + adaptor_.NumCoords());
+  known.energy = energy;
 }
 
 std::vector<double> QZRedundantVarFunc::Start(const double* coords) {
-  const double* vars = adaptor_.GetVar(coords);
-  start_ = {{vars, vars + kinds_.size()}, currentCoords(), 0.0};
+  const std::vector<double> vars(adaptor_.GetVar(coords), adaptor_.GetVar(coords) + kinds_.size());
+  keep(vars.data(), std::numeric_limits<double>::infinity(), start_);
   adaptor_.Refresh();
-  best_ = {};
-  recent_.fill({});
-  return start_.vars;
+  best_ = start_;
+  recent_.fill(start_);
+  return vars;
 }
 
 std::vector<double> QZRedundantVarFunc::GetCoords(const double* vars) {
-  const auto matches = [&](const Point& point) {
+  const auto matches = [&](const KnownGeometry& point) {
     return point.vars.size() == kinds_.size() &&
            std::equal(point.vars.begin(), point.vars.end(), vars);
   };
@@ -58,9 +62,8 @@ const double* QZRedundantVarFunc::fold(const double* x) {
 }
 
 void QZRedundantVarFunc::remember(const double* x, double energy) {
-  Point point{{x, x + kinds_.size()}, currentCoords(), energy};
-  if (best_.vars.empty() || energy < best_.energy) best_ = point;
-  recent_[next_++ % recent_.size()] = std::move(point);
+  if (energy < best_.energy) keep(x, energy, best_);
+  keep(x, energy, recent_[next_++ % recent_.size()]);
 }
 
 double QZRedundantVarFunc::operator()(const double* x) {

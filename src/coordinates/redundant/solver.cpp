@@ -51,7 +51,7 @@ bool isFlat(const Block3& s) {
 }
 
 // Orthogonal complement of `mode` against `others`, twice for the digits; its norm.
-double orthogonalise(const std::vector<std::vector<double>>& others, std::vector<double>& mode) {
+double orthogonalise(std::span<const std::vector<double>> others, std::vector<double>& mode) {
   for (int pass = 0; pass < 2; ++pass) {
     for (const auto& other : others) AddMultiple(-Dot(other, mode), other, mode);
   }
@@ -154,8 +154,12 @@ void WilsonSolver::findFragments(const WilsonRows& rows) {
     if (!atoms.empty()) fragments_[fragmentOf[find(positionOf_[atoms[0]])]].rows.push_back(row);
   }
   std::size_t largest = 0;
-  for (const Fragment& f : fragments_) largest = std::max(largest, f.NumCoords());
+  for (Fragment& f : fragments_) {
+    largest = std::max(largest, f.NumCoords());
+    for (Mode& mode : f.modes) mode.assign(f.NumCoords(), 0.0);
+  }
   column_.assign(largest, 0.0);
+  for (Mode& candidate : candidates_) candidate.assign(largest, 0.0);
 }
 
 void WilsonSolver::Factor(const WilsonRows& rows, const double* x) {
@@ -166,7 +170,7 @@ void WilsonSolver::Factor(const WilsonRows& rows, const double* x) {
     return !std::isfinite(d[0] + d[4] + d[8]);
   });
   if (failed_) {
-    QZSystem::QZThrow.Warning("Pseudoinvert calculation failed");
+    Warn();
     return;
   }
   holdLocalNullDirections(rows);
@@ -179,6 +183,10 @@ void WilsonSolver::Factor(const WilsonRows& rows, const double* x) {
   factor_.Factor(hold_, kTinyPivot);
   testRank(rows);
   leaveSparseRoute(rows);
+}
+
+void WilsonSolver::Warn() {
+  QZSystem::QZThrow.Warning("Pseudoinvert calculation failed");
 }
 
 void WilsonSolver::assembleDiagonal(const WilsonRows& rows) {
@@ -241,7 +249,7 @@ void WilsonSolver::assembleBlocks(const WilsonRows& rows) {
   }
 }
 
-void WilsonSolver::findRigidMotions(Fragment& fragment, const double* x) const {
+void WilsonSolver::findRigidMotions(Fragment& fragment, const double* x) {
   const auto numAtoms = static_cast<double>(fragment.positions.size());
   Vec3 centre;
   for (const unsigned int p : fragment.positions) centre += LoadAtom(x, atomAt_[p]);
@@ -254,56 +262,66 @@ void WilsonSolver::findRigidMotions(Fragment& fragment, const double* x) const {
   const double unit = 1.0 / std::sqrt(numAtoms);
   const double turn = spread > 0.0 ? 1.0 / std::sqrt(spread) : 0.0;
   const Vec3 axes[3] = {{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}};
-  std::vector<Mode> candidates(6, Mode(fragment.NumCoords()));
+  for (Mode& candidate : candidates_) candidate.resize(fragment.NumCoords());
   for (std::size_t k = 0; k < fragment.positions.size(); ++k) {
     const std::size_t p = fragment.positions[k];
     const Vec3 r = LoadAtom(x, atomAt_[p]) - centre;
     for (std::size_t m = 0; m < 6; ++m) {
       Vec3 d = m < 3 ? unit * axes[m] : turn * Cross(axes[m - 3], r);
       if (turned_[p]) d = frames_[p] * d;
-      StoreAtom(candidates[m].data(), k, d);
+      StoreAtom(candidates_[m].data(), k, d);
       for (std::size_t c = 0; c < 3; ++c) {
-        if (hold_[3 * p + c] != BlockLdlt::kFree) candidates[m][3 * k + c] = 0.0;
+        if (hold_[3 * p + c] != BlockLdlt::kFree) candidates_[m][3 * k + c] = 0.0;
       }
     }
   }
-  fragment.modes.clear();
-  while (!candidates.empty()) {
+  fragment.numModes = 0;
+  std::array<bool, 6> taken{};
+  while (fragment.numModes < 6) {
     // The longest of what is left, so that a short one is dropped for what it adds to all others.
     std::size_t best = 0;
     double longest = -1.0;
-    for (std::size_t m = 0; m < candidates.size(); ++m) {
-      const double norm = orthogonalise(fragment.modes, candidates[m]);
+    for (std::size_t m = 0; m < candidates_.size(); ++m) {
+      if (taken[m]) continue;
+      const double norm =
+          orthogonalise(std::span(fragment.modes).first(fragment.numModes), candidates_[m]);
       if (norm > longest) {
         longest = norm;
         best = m;
       }
     }
     if (!(longest > kDependent)) break;
-    for (double& value : candidates[best]) value /= longest;
-    fragment.modes.push_back(std::move(candidates[best]));
-    candidates.erase(candidates.begin() + static_cast<std::ptrdiff_t>(best));
+    taken[best] = true;
+    Mode& mode = fragment.modes[fragment.numModes++];
+    std::ranges::transform(
+        candidates_[best], mode.begin(), [longest](double v) { return v / longest; });
   }
 }
 
 // Holds one coordinate a motion, chosen as pivots of the modes, so that the coordinates together
 // block all motions as firmly as they can.
 void WilsonSolver::holdRigidMotions(const Fragment& fragment) {
-  std::vector<Mode> left = fragment.modes;
-  while (!left.empty()) {
+  std::array<bool, 6> taken{};
+  for (std::size_t m = 0; m < fragment.numModes; ++m) candidates_[m] = fragment.modes[m];
+  for (std::size_t count = 0; count < fragment.numModes; ++count) {
     std::size_t mode = 0;
     std::size_t coordinate = 0;
-    for (std::size_t m = 0; m < left.size(); ++m) {
-      for (std::size_t i = 0; i < left[m].size(); ++i) {
-        if (std::abs(left[m][i]) <= std::abs(left[mode][coordinate])) continue;
+    double largest = -1.0;
+    for (std::size_t m = 0; m < fragment.numModes; ++m) {
+      for (std::size_t i = 0; i < candidates_[m].size() && !taken[m]; ++i) {
+        if (std::abs(candidates_[m][i]) <= largest) continue;
+        largest = std::abs(candidates_[m][i]);
         mode = m;
         coordinate = i;
       }
     }
     hold_[3 * std::size_t{fragment.positions[coordinate / 3]} + coordinate % 3] = BlockLdlt::kHeld;
-    const Mode pivot = std::move(left[mode]);
-    left.erase(left.begin() + static_cast<std::ptrdiff_t>(mode));
-    for (Mode& other : left) AddMultiple(-other[coordinate] / pivot[coordinate], pivot, other);
+    taken[mode] = true;
+    const Mode& pivot = candidates_[mode];
+    for (std::size_t m = 0; m < fragment.numModes; ++m) {
+      if (taken[m]) continue;
+      AddMultiple(-candidates_[m][coordinate] / pivot[coordinate], pivot, candidates_[m]);
+    }
   }
 }
 

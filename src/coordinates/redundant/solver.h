@@ -28,8 +28,13 @@ class WilsonSolver {
  public:
   /// Everything that depends only on which atoms the rows have. `numCoords`: length of x.
   void Analyse(const WilsonRows& rows, std::size_t numCoords);
-  /// Factorises for the blocks of `rows`, which belong to coordinates `x`.
+  /// Factorises for the blocks of `rows`, which belong to coordinates `x`. Where they are not
+  /// finite a warning is given, and G is B Bᵀ itself. Allocates only on the dense route.
   void Factor(const WilsonRows& rows, const double* x);
+  /// Whether the last `Factor` had finite rows.
+  bool IsFactored() const { return !failed_; }
+  /// The warning of a pseudo-inverse that there is not.
+  static void Warn();
   /// out (one value a row) = G B g.
   void InternalGradient(const WilsonRows& rows, const double* g, double* out);
   /// out (numCoords) = Bᵀ G dq.
@@ -41,7 +46,9 @@ class WilsonSolver {
   struct Fragment {
     std::vector<unsigned int> positions;  // of its atoms in the factor
     std::vector<unsigned int> rows;
-    std::vector<Mode> modes;  // orthonormal rigid motions, in the atoms' frames
+    // Orthonormal rigid motions, in the atoms' frames: the first `numModes`.
+    std::array<Mode, 6> modes;
+    std::size_t numModes = 0;
     Route route = Route::kSparse;
     DenseWilsonInverse dense;
     std::size_t NumCoords() const { return 3 * positions.size(); }
@@ -56,7 +63,7 @@ class WilsonSolver {
   void holdLocalNullDirections(const WilsonRows& rows);
   void holdNullAxes(const WilsonRows& rows, std::size_t position);
   void assembleBlocks(const WilsonRows& rows);
-  void findRigidMotions(Fragment& fragment, const double* x) const;
+  void findRigidMotions(Fragment& fragment, const double* x);
   void holdRigidMotions(const Fragment& fragment);
   void testRank(const WilsonRows& rows);
   void warnOfRank();
@@ -84,6 +91,7 @@ class WilsonSolver {
 
   // Work: in the factor's numbering, per coordinate, per row.
   std::vector<double> work_, column_;
+  std::array<Mode, 6> candidates_;  // rigid motions of one fragment
   std::vector<double> start_, y_, residual_, z_, direction_;
   std::vector<double> rowResidual_, rowDirection_, rowSum_;
 };

@@ -81,7 +81,16 @@ ScrewMap::ScrewMap(ScrewLayout layout)
   for (std::size_t i = 0; i < slot_.size(); ++i) {
     const std::size_t k = layout_.forest.Innermost(i);
     slot_[i] = k < torsions.size() ? static_cast<std::ptrdiff_t>(k) : bodySlotOf(i);
+    if (slot_[i] >= 0) carried_.push_back(static_cast<unsigned int>(i));
   }
+  std::vector<unsigned int> moving;
+  for (const auto* list : {&carried_, &freeAtoms_}) {
+    for (const unsigned int atom : *list) {
+      for (unsigned int j = 0; j < 3; ++j) moving.push_back(3 * atom + j);
+    }
+  }
+  std::ranges::sort(moving);
+  SetMoving(std::move(moving));
   coords_.resize(NumCoords());
   work_.resize(Motion::kDoubles * (axes_.size() + bodies_.size()));
 }
@@ -154,10 +163,7 @@ bool ScrewMap::Start(const double* coords, double* vars) {
   for (std::size_t j = 0; j < freeAtoms_.size(); ++j) {
     StoreAtom(vars + freeVars_[j], 0, LoadAtom(coords, freeAtoms_[j]));
   }
-  const auto moving = std::ranges::find_if(slot_, [](std::ptrdiff_t slot) { return slot >= 0; });
-  origin_ = moving == slot_.end()
-                ? Vec3{}
-                : LoadAtom(coords, static_cast<std::size_t>(moving - slot_.begin()));
+  origin_ = carried_.empty() ? Vec3{} : LoadAtom(coords, carried_[0]);
   coords_ = ref_;
   ReserveHessian();
   return true;
@@ -197,7 +203,7 @@ void ScrewMap::placeBodies(const double* vars) {
     Motion{r, (body.centre - r * body.centre) + shift}.Store(matrices, b);
   }
   if (bodies_.empty()) return;
-  for (std::size_t i = 0; i < slot_.size(); ++i) {
+  for (const unsigned int i : carried_) {
     const std::ptrdiff_t slot = bodySlotOf(i);
     if (slot < 0) continue;
     const std::size_t b = static_cast<std::size_t>(slot) - numTorsions();
@@ -218,8 +224,7 @@ void ScrewMap::PullGradient(const double* cartGrad, double* grad) {
   double* const sums = work_.data();
   const std::size_t slots = numTorsions() + bodies_.size();
   std::fill_n(sums, 6 * slots, 0.0);
-  for (std::size_t i = 0; i < slot_.size(); ++i) {
-    if (slot_[i] < 0) continue;
+  for (const unsigned int i : carried_) {
     const auto slot = static_cast<std::size_t>(slot_[i]);
     const Vec3 g = LoadAtom(cartGrad, i);
     AddToAtom(sums, 2 * slot, g);
@@ -250,8 +255,7 @@ void ScrewMap::AddCurvature(const double* cartGrad, double* hess) {
   double* const sums = work_.data();  // of each slot Σ g and Σ (x - origin) ⊗ g
   const std::size_t slots = numTorsions() + bodies_.size();
   std::fill_n(sums, Motion::kDoubles * slots, 0.0);
-  for (std::size_t i = 0; i < slot_.size(); ++i) {
-    if (slot_[i] < 0) continue;
+  for (const unsigned int i : carried_) {
     const auto slot = static_cast<std::size_t>(slot_[i]);
     const Vec3 g = LoadAtom(cartGrad, i);
     const Mat3 m = Outer(LoadAtom(coords_.data(), i) - origin_, g);

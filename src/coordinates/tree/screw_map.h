@@ -76,8 +76,9 @@ class ScrewMap final : public CoordinateMap {
   std::size_t numVar_ = 0;
   std::vector<Axis> axes_;  // per torsion
   std::vector<Body> bodies_;
-  std::vector<std::size_t> bodyOf_;   // per unit
-  std::vector<std::ptrdiff_t> slot_;  // per atom: its innermost torsion, or numTorsions() + body
+  std::vector<std::size_t> bodyOf_;    // per unit
+  std::vector<std::ptrdiff_t> slot_;   // per atom: its innermost torsion, or numTorsions() + body
+  std::vector<unsigned int> carried_;  // atoms with a slot
   std::vector<unsigned int> freeAtoms_;
   std::vector<std::size_t> freeVars_;
   std::vector<double> ref_, coords_;

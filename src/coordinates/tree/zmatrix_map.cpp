@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "kernels/packed.h"
 #include "qzchem/mol.h"
@@ -51,6 +52,12 @@ ZmatrixMap::ZmatrixMap(const MapRequest& request) : CoordinateMap(3 * request.fi
       values_[k][j].var = static_cast<std::ptrdiff_t>(numVar_++);
     }
   }
+  std::vector<unsigned int> moving;
+  for (const ZmatRow& row : rows_) {
+    for (unsigned int j = 0; j < 3; ++j) moving.push_back(3 * row.atom + j);
+  }
+  std::ranges::sort(moving);
+  SetMoving(std::move(moving));
   points_.resize(request.fixed.size());
   forces_.resize(request.fixed.size());
 }

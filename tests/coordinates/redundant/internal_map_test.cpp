@@ -14,27 +14,12 @@ namespace {
 
 using QZChem::QZGraphMol;
 using QZMolPotential::CoordinateMap;
-using QZMolPotential::MapRequest;
 using TestSupport::Coords;
 using Values = std::vector<double>;
-using Maker = std::unique_ptr<CoordinateMap> (*)(const MapRequest&, std::string&);
-constexpr Maker kMakers[] = {&QZMolPotential::MakeRedundantMap, &QZMolPotential::MakeInternalMap};
-
-std::unique_ptr<CoordinateMap> make(Maker maker,
-                                    const QZGraphMol& mol,
-                                    bool overallMotion,
-                                    const std::vector<unsigned int>& fixed = {}) {
-  MapRequest request;
-  request.mol = &mol;
-  request.fixed.assign(mol.AtomIndexBound(), 0);
-  for (const unsigned int atom : fixed) request.fixed[atom] = 1;
-  request.anyFixed = !fixed.empty();
-  request.overallMotion = overallMotion;
-  std::string reason;
-  auto map = maker(request, reason);
-  EXPECT_TRUE(map) << reason;
-  return map;
-}
+using TestSupport::MakeMap;
+using TestSupport::MapMaker;
+constexpr MapMaker kMakers[] = {&QZMolPotential::MakeRedundantMap,
+                                &QZMolPotential::MakeInternalMap};
 
 struct Case {
   std::string name;
@@ -93,10 +78,10 @@ class PlacedProbe final : public QZMolPotential::QZMolFunc2 {
   TestSupport::ProbeFunc probe_;
 };
 
-void expectDerivatives(Maker maker, const Case& c) {
+void expectDerivatives(MapMaker maker, const Case& c) {
   SCOPED_TRACE(c.name);
   std::mt19937 rng(11);
-  const auto map = make(maker, c.mol, c.overall, c.fixed);
+  const auto map = MakeMap(maker, c.mol, c.overall, c.fixed);
   PlacedProbe probe;
   ASSERT_TRUE(probe.Setup(c.mol));
   Values x = TestSupport::Jittered(Coords(c.mol), 0.02, rng);
@@ -114,7 +99,7 @@ void expectDerivatives(Maker maker, const Case& c) {
 
 TEST(InternalMaps, DerivativesAreThoseOfTheFunction) {
   for (const Case& c : cases()) {
-    for (const Maker maker : kMakers) expectDerivatives(maker, c);
+    for (const MapMaker maker : kMakers) expectDerivatives(maker, c);
   }
 }
 
@@ -149,8 +134,8 @@ TEST(InternalMaps, MinimaAreReachedInFarFewerEvaluationsThanCartesianOnes) {
     Values x = start;
     QZOpt::QZMinimizer minimizer;
     const auto cartesian = minimizer.Minimize(field, x.data());
-    for (const Maker maker : kMakers) {
-      const auto map = make(maker, mol, /*overallMotion=*/false);
+    for (const MapMaker maker : kMakers) {
+      const auto map = MakeMap(maker, mol, /*overallMotion=*/false);
       Values v(map->NumVar());
       ASSERT_TRUE(map->Start(start.data(), v.data())) << map->Reason();
       TestSupport::MapFunc f(*map, field);

@@ -2,15 +2,39 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "coordinates/map.h"
 #include "molpotential/molpotential.h"
+#include "qzchem/mol.h"
 
 namespace TestSupport {
+
+using MapMaker = std::unique_ptr<QZMolPotential::CoordinateMap> (*)(
+    const QZMolPotential::MapRequest&, std::string&);
+
+inline std::unique_ptr<QZMolPotential::CoordinateMap> MakeMap(
+    MapMaker maker,
+    const QZChem::QZGraphMol& mol,
+    bool overallMotion,
+    const std::vector<unsigned int>& fixed = {}) {
+  QZMolPotential::MapRequest request;
+  request.mol = &mol;
+  request.fixed.assign(mol.AtomIndexBound(), 0);
+  for (const unsigned int atom : fixed) request.fixed[atom] = 1;
+  request.anyFixed = !fixed.empty();
+  request.overallMotion = overallMotion;
+  std::string reason;
+  auto map = maker(request, reason);
+  EXPECT_TRUE(map) << reason;
+  return map;
+}
 
 /// A Cartesian function in the variables of a coordinate map, as plainly as can be.
 class MapFunc final : public QZOpt::QZFunc2 {

@@ -68,6 +68,24 @@ TEST(Redundant, ImpossibleTargetsAreReported) {
   EXPECT_EQ(found, a.x);
 }
 
+TEST(Redundant, CoordinatesWithoutDerivativesAreWarnedOf) {
+  for (const double place : {std::nan(""), HUGE_VAL, 0.0}) {
+    QZGraphMol mol;
+    mol.AddBond(mol.AddAtom(1), mol.AddAtom(1, place, 0.0, 0.0));
+    Adapted a(mol);
+    TestSupport::MessageCapture messages;
+    Values gradient(1, 0.0);
+    const Values force{1.0, 2.0, 3.0, -1.0, -2.0, -3.0};
+    EXPECT_FALSE(a.adaptor.AdaptGrad(gradient.data(), force.data())) << place;
+    EXPECT_EQ(messages.Warnings().size(), 1U) << place;
+    const double wanted = 0.8;
+    Values found(6);
+    EXPECT_FALSE(a.adaptor.AdaptVar(found.data(), &wanted)) << place;
+    EXPECT_FALSE(a.adaptor.AdaptVar(found.data(), &place) && place != 0.0);
+    EXPECT_GE(messages.Warnings().size(), 1U);
+  }
+}
+
 TEST(Redundant, SetupFailsCleanlyAndRepeatsAfreshWithTheSameFrozenAtoms) {
   Adapted a(TestSupport::Butane());
   EXPECT_FALSE(a.adaptor.Setup(QZGraphMol()));

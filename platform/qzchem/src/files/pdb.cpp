@@ -126,7 +126,8 @@ class PdbRecord {
     } else if (line.starts_with("CONECT")) {
       readConnections(line);
     } else if (line.starts_with("COMPND") && line.size() > 10 && title_.empty()) {
-      title_ = Trimmed(line.substr(10));
+      const bool isNumbered = line.size() == 80 && IsDigit(line[79]);  // old files, as above
+      title_ = Trimmed(isNumbered ? line.substr(10, 60) : line.substr(10));
     }
     return "";
   }

@@ -98,7 +98,8 @@ std::string FromOne(const std::string& numbers) {
   std::istringstream words(numbers);
   std::string result;
   for (unsigned int number = 0; words >> number;) {
-    result += (result.empty() ? "" : " ") + std::to_string(number + 1);
+    if (!result.empty()) result += ' ';
+    result += std::to_string(number + 1);
   }
   return result;
 }

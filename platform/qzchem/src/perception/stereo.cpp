@@ -128,6 +128,23 @@ void AssignSaidHandedness(const QZMolBase& mol, RDKit::RWMol& converted) {
   RDKit::MolOps::assignStereochemistry(converted, /*cleanIt=*/true, /*force=*/true);
 }
 
+// What the coordinates can tell: nothing when all are the same, as from SMILES; with different
+// heights they are those of a structure whatever the record calls them.
+Dimension DimensionOf(const QZMolBase& mol) {
+  const std::vector<double>& coords = QZMolAccess::Impl(mol).coords;
+  bool isPoint = true;
+  bool isFlat = true;
+  const double* first = nullptr;
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    const double* xyz = &coords[std::size_t{3} * atom.GetIndex()];
+    if (first == nullptr) first = xyz;
+    isPoint = isPoint && xyz[0] == first[0] && xyz[1] == first[1] && xyz[2] == first[2];
+    isFlat = isFlat && xyz[2] == first[2];
+  }
+  if (isPoint) return Dimension::Unknown;
+  return isFlat ? Dimension::Two : Dimension::Three;
+}
+
 std::string NameOf(const RDKit::RWMol& mol, unsigned int atom) {
   return mol.getAtomWithIdx(atom)->getSymbol() + " " + std::to_string(atom + 1);
 }
@@ -135,7 +152,7 @@ std::string NameOf(const RDKit::RWMol& mol, unsigned int atom) {
 }  // namespace
 
 Stereo AssignStereo(const QZMolBase& mol, RDKit::RWMol& converted) {
-  const Dimension dimension = GetDimension(mol);
+  const Dimension dimension = DimensionOf(mol);
   switch (dimension) {
     case Dimension::Two:
       AssignDrawnStereo(mol, converted);

@@ -47,7 +47,14 @@ QZ_API std::size_t QZNumRegisteredVersions();
 /// The i-th registered library in load order; i must be below `QZNumRegisteredVersions()`.
 QZ_API QZVersion QZGetRegisteredVersion(std::size_t i);
 
-/// Licence hook of licensed features. This build is free software: every feature is granted.
+/// Asks the licence hook whether `feature` may be used. This build is free software: the default
+/// hook grants everything.
 QZ_API bool QZCheckLicense(const char* feature);
+/// Whether the platform names this class as licensed: its first construction in a process then asks
+/// `QZCheckLicense` once.
+QZ_API bool QZIsLicensed(const char* className);
+/// Replaces the hook, null for the default, and returns the one before. Safe from several threads.
+using QZLicenseHook = bool (*)(const char* feature);
+QZ_API QZLicenseHook QZSetLicenseHook(QZLicenseHook hook);
 
 }  // namespace QZPlatform

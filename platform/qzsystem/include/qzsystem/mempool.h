@@ -13,7 +13,8 @@ enum QZMemPoolMode : unsigned int {
   QZMemPoolSpinLock = 2,
 };
 
-/// The mode in force; fixed for the life of the process.
+/// The mode in force, fixed for the life of the process: QZMemPoolThreadLocal, the only one whose
+/// pool is quicker than the heap.
 QZ_API unsigned int QZGetMemPoolMode();
 
 /// Base of per-type object caches. A cache registers itself while it lives, so that all of them
@@ -28,7 +29,8 @@ class QZ_API QZVirtualCache {
   virtual void Release();
 };
 
-/// Calls `Release` on every living cache.
+/// Calls `Release` on every living cache. Of one that keeps a list a thread it empties the calling
+/// thread's; a thread's list goes with the thread.
 QZ_API void QZReleaseCaches();
 
 }  // namespace QZSystem

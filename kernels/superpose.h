@@ -1,0 +1,34 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <Eigen/Eigenvalues>
+
+#include "kernels/rotation.h"
+
+namespace QZMolPotential {
+
+/// The rotation R that brings points b onto points a best, least squares of a - R b about their
+/// centroids, from s = Σ b ⊗ a: its quaternion is the eigenvector of the largest eigenvalue of
+/// Horn's 4 x 4 matrix, so that a reflection cannot come out. The identity where no rotation is
+/// better than none, as for a single point. Horn, J. Opt. Soc. Am. A 4, 629 (1987).
+inline Mat3 BestRotation(const Mat3& s) {
+  const double xx = s.row0.x;
+  const double yy = s.row1.y;
+  const double zz = s.row2.z;
+  const double wx = s.row1.z - s.row2.y;
+  const double wy = s.row2.x - s.row0.z;
+  const double wz = s.row0.y - s.row1.x;
+  const double xy = s.row0.y + s.row1.x;
+  const double xz = s.row2.x + s.row0.z;
+  const double yz = s.row1.z + s.row2.y;
+  Eigen::Matrix4d n;
+  n << xx + yy + zz, wx, wy, wz, wx, xx - yy - zz, xy, xz, wy, xy, yy - xx - zz, yz, wz, xz, yz,
+      zz - xx - yy;
+  const Eigen::SelfAdjointEigenSolver<Eigen::Matrix4d> solver(n);
+  if (n(0, 0) >= solver.eigenvalues()(3)) return Identity();
+  const Eigen::Vector4d q = solver.eigenvectors().col(3);
+  return Rotation(q.data());
+}
+
+}  // namespace QZMolPotential

@@ -1,0 +1,104 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "coordinates/cartesian/adaptor_support.h"
+#include "coordinates/exact.h"
+
+static std::atomic<long> allocations{0};
+
+void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept {
+  std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
+
+namespace {
+
+using namespace TestSupport;
+
+TEST(Allocation, EvaluationAllocatesNothing) {
+  const auto mol = WaterDimer();
+  const auto x = Coords(mol);
+  for (const auto& kind : AdaptorKinds()) {
+    SCOPED_TRACE(kind.name);
+    FieldFunc field(1.0, 0.0);
+    const auto adaptor = kind.make(field, false);
+    ASSERT_TRUE(adaptor->Setup(mol));
+    std::vector<double> vars(adaptor->NumVar());
+    std::vector<double> grad(vars.size());
+    std::vector<double> back(x.size());
+    const long before = allocations;
+    adaptor->GetVar(vars.data(), x.data());
+    (*adaptor)(vars.data());
+    (*adaptor)(vars.data(), grad.data());
+    adaptor->AdaptVar(back.data(), vars.data());
+    EXPECT_EQ(allocations, before);
+    EXPECT_GT(before, 0);  // the counter works
+  }
+}
+
+// Redundant and internal coordinates have a test of their own.
+TEST(Allocation, MappedFunctionsAllocateOnlyWhenTheyStart) {
+  using QZMolPotential::QZCoordinates;
+  const auto mol = WaterDimer();
+  const auto x = Coords(mol);
+  for (const QZCoordinates kind : {QZCoordinates::Cartesian,
+                                   QZCoordinates::DegFree,
+                                   QZCoordinates::RigidBody,
+                                   QZCoordinates::Cluster,
+                                   QZCoordinates::ZMatrix,
+                                   QZCoordinates::Torsion,
+                                   QZCoordinates::TorsionRigid}) {
+    SCOPED_TRACE(QZGetCoordinatesName(kind));
+    FieldedProbe probe(0.1);
+    QZMolPotential::QZCoordinateFunc f(probe, /*own=*/false, kind);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()));
+    std::vector<double> vars = VarsOf(f, x);
+    std::vector<double> grad(vars.size());
+    std::vector<double> hess(vars.size() * (vars.size() + 1) / 2);
+    std::vector<double> back(x.size());
+    const long before = allocations;
+    f.GetVar(vars.data(), x.data());
+    f(vars.data());
+    f(vars.data(), grad.data());
+    f(vars.data(), hess.data(), grad.data());
+    f.AdaptVar(back.data(), vars.data());
+    f.AdaptGrad(grad.data(), x.data(), vars.data());
+    EXPECT_EQ(allocations, before);
+  }
+}
+
+// The optimiser-variable adaptors, through the function that presents them.
+template <class Adaptor>
+void ExpectNoAllocation(const QZChem::QZGraphMol& mol) {
+  ProbeFunc probe;
+  Adaptor adaptor;
+  ASSERT_TRUE(probe.Setup(mol) && adaptor.Setup(mol));
+  QZMolPotential::QZOptVarFunc f(probe, adaptor);
+  std::vector<double> vars(f.NumVar());
+  adaptor.FuncVarToOptVar(Coords(mol).data(), vars.data());
+  std::vector<double> grad(vars.size(), 0.0);
+  f(vars.data(), grad.data());
+  const long before = allocations;
+  f(vars.data());
+  f(vars.data(), grad.data());
+  EXPECT_EQ(allocations, before);
+}
+
+TEST(Allocation, OptimiserVariablesAllocateNothingAfterTheFirstEvaluation) {
+  const auto mol = Butane();
+  ExpectNoAllocation<QZMolPotential::QZZmatAdaptor>(mol);
+  ExpectNoAllocation<QZMolPotential::QZTorsionAdaptor>(mol);
+  ExpectNoAllocation<QZMolPotential::QZRigidAdaptor>(mol);
+}
+
+}  // namespace

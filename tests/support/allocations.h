@@ -1,0 +1,17 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+namespace TestSupport {
+
+/// How often the program has taken memory by `new` so far. A program that asks counts.
+long Allocations();
+
+/// How often calling `f` takes memory.
+long AllocationsOf(auto&& f) {
+  const long before = Allocations();
+  f();
+  return Allocations() - before;
+}
+
+}  // namespace TestSupport
