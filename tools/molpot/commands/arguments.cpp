@@ -145,6 +145,26 @@ void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
       band,
       "\"i j low high k\": k times the squared excess outside low to high, Å and kcal/mol/Å². May "
       "be repeated");
+  add("--wall",
+      wall,
+      "\"sphere x y z radius k\" or \"box x1 y1 z1 x2 y2 z2 k\": k times the squared excess beyond "
+      "the wall, Å and kcal/mol/Å². May be repeated");
+  add("--tether",
+      tether,
+      "\"REFERENCE SMARTS [width [strength]]\": hold the atoms that a SMARTS matches near where "
+      "the "
+      "molecule of a file has them; Å and kcal/mol/Å² (default 0 and 50). May be repeated");
+  add("--expression",
+      expression,
+      "An energy in kcal/mol, such as \"10*(distance(1,2)-distance(3,4))^2\", of distance (Å), "
+      "angle, "
+      "dihedral (radians), x, y and z of atoms from 1. May be repeated");
+  command
+      .add_option("--hold-torsions",
+                  holdTorsions,
+                  "k: every rotatable bond's torsion as it is, k (φ - φ0)², kcal/mol/rad²")
+      ->check(kPositive)
+      ->group("Restraints");
   AddSelectionsTo(command);
   if (!constraints) return;
   add("--constrain-distance",
@@ -166,6 +186,10 @@ void RestraintArguments::Parse(Task& task) const {
   for (const auto& text : constrainDistance) task.restraints.AddDistanceConstraint(text);
   for (const auto& text : constrainAngle) task.restraints.AddAngleConstraint(text);
   for (const auto& text : constrainTorsion) task.restraints.AddTorsionConstraint(text);
+  for (const auto& text : wall) task.restraints.AddWall(text);
+  for (const auto& text : tether) task.restraints.AddTether(text);
+  for (const auto& text : expression) task.restraints.AddExpression(text);
+  if (holdTorsions > 0.0) task.restraints.HoldTorsions(holdTorsions);
   if (!freeze.empty()) task.freeze.emplace("--freeze", freeze);
   if (!move.empty()) task.move.emplace("--move", move);
 }

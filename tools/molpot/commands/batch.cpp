@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "commands/batch.h"
 
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 #include "input/errors.h"
 #include "input/records.h"
@@ -11,6 +13,7 @@
 #include "output/progress.h"
 #include "run/coordinates.h"
 #include "run/interrupt.h"
+#include "run/messages.h"
 #include "run/pipeline.h"
 
 namespace Molpot {
@@ -29,10 +32,61 @@ void CheckFiles(RunArguments& args) {
     outputs.push_back({option, path});
   };
   add("-o", report.molecules, /*isText=*/false);
+  add("--host-output", report.host, /*isText=*/false);
   add("--trajectory", report.trajectory, /*isText=*/true);
   add("--rejects", report.rejects, /*isText=*/true);
   if (report.json) outputs.push_back({"--json", "-"});
-  RequireDistinct(InputFiles(args.source), outputs);
+  std::vector<NamedPath> inputs = InputFiles(args.source);
+  if (!args.host.empty()) inputs.push_back({"--host", args.host});
+  RequireDistinct(inputs, outputs);
+}
+
+// Reads and types the host that all records share.
+void ReadHost(RunArguments& args) {
+  Task& task = args.task;
+  if (!args.hostFlexible.empty()) {
+    char* end = nullptr;
+    const double distance = std::strtod(args.hostFlexible.c_str(), &end);
+    if (*end == '\0' && std::isfinite(distance) && distance > 0.0) {
+      task.hostFlexibleDistance = distance;
+    } else {
+      task.hostFlexible.emplace("--host-flexible", args.hostFlexible);
+    }
+  }
+  Source source;
+  source.path = args.host;
+  unsigned int failed = 0;
+  std::vector<Outcome> records;
+  try {
+    records = ReadAll(source, failed);
+  } catch (const UsageError& error) {
+    throw UsageError(std::string("--host: ") + error.what());
+  }
+  if (failed > 0 || records.size() != 1) {
+    throw UsageError("--host: " + args.host + ": one good record is needed");
+  }
+  QZMolPotential::QZHostOptions options;
+  QZMolPotential::QZFindForceField(task.forceField.c_str(), options.forceField);
+  if (task.cutoff > 0.0) options.cutoff = task.cutoff;
+  options.dielectric = task.dielectric;
+  options.distanceDependent = task.distanceDependent;
+  task.cutoff = 0.0;  // of pairs with the host only
+  auto host = std::make_shared<QZMolPotential::QZHostField>(options);
+  std::vector<std::string> messages;
+  bool isGood = false;
+  try {
+    const MessageCollector collector(messages);
+    Prepare(task, records.front().mol);
+    isGood = host->Setup(records.front().mol);
+  } catch (const RecordError& error) {
+    messages.emplace_back(error.what());
+  }
+  if (!isGood) {
+    std::string error = "--host: " + args.host;
+    for (const auto& text : messages) error += ": " + text;
+    throw UsageError(error);
+  }
+  task.host = host;
 }
 
 }  // namespace
@@ -65,6 +119,7 @@ int RunRecords(RunArguments& args) {
   if (args.task.partialCharges && args.task.forceField == "uff") {
     throw UsageError("--partial-charges: uff has none");
   }
+  if (!args.host.empty()) ReadHost(args);
   Input input(args.source);
   args.report.source = args.source.Name();
   args.report.minimised = args.task.minimise;

@@ -17,6 +17,8 @@ struct RunArguments {
   ReportOptions report;
   std::string coordinates;
   unsigned int threads = 1;
+  std::string host;
+  std::string hostFlexible;
   bool keepPartial = false;
 };
 

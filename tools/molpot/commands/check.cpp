@@ -27,6 +27,11 @@ struct CheckArguments {
   double tolerance = 1e-4;
 };
 
+// True when the variables are the coordinates of all atoms.
+bool IsPlain(const CheckArguments& args) {
+  return args.coordinates == "cartesian" && !args.task.HoldsAtoms();
+}
+
 // "atom 3 y" of a Cartesian variable, "variable 7" of another.
 std::string VariableName(unsigned int variable, bool isCartesian) {
   if (!isCartesian) return "variable " + std::to_string(variable + 1);
@@ -50,7 +55,7 @@ bool CheckOne(const CheckArguments& args,
               const char* name,
               QZOpt::QZFunc1& function,
               const std::vector<double>& x) {
-  const bool isCartesian = args.coordinates == "cartesian";
+  const bool isCartesian = IsPlain(args);
   QZCheckFunc checker;
   checker.SetStep(args.step);
   checker.SetLength(static_cast<unsigned int>(x.size()));
@@ -69,14 +74,14 @@ bool CheckOne(const CheckArguments& args,
 
 bool CheckRecord(const CheckArguments& args, Outcome& record) {
   Prepare(args.task, record.mol);
-  Energy energy(args.task, record.mol);
+  Energy energy(args.task, record.mol, record.mol);
   energy.SetUp(record.mol);
   std::vector<double> x(std::size_t{3} * record.mol.AtomIndexBound());
   record.mol.GetCoords(x.data());
   CheckStandardOutput();
   std::printf("%s\n", RecordName(record).c_str());
   const auto check = [&](const std::string& name, QZMolPotential::QZMolFunc2& function) {
-    if (args.coordinates == "cartesian") return CheckOne(args, name.c_str(), function, x);
+    if (IsPlain(args)) return CheckOne(args, name.c_str(), function, x);
     QZMolPotential::QZCoordinates kind{};
     QZMolPotential::QZFindCoordinates(args.coordinates.c_str(), kind);
     const auto presented = Present(function, record.mol, kind, FrozenAtoms(args.task, record.mol));

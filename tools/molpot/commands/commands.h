@@ -59,6 +59,10 @@ struct RestraintArguments {
   std::vector<std::string> constrainDistance;
   std::vector<std::string> constrainAngle;
   std::vector<std::string> constrainTorsion;
+  std::vector<std::string> wall;
+  std::vector<std::string> expression;
+  std::vector<std::string> tether;
+  double holdTorsions = 0.0;
   std::string freeze;
   std::string move;
   void AddSelectionsTo(CLI::App& command);

@@ -17,7 +17,15 @@ int Minimize(RunArguments& args) {
   task.keepTrajectory = !args.report.trajectory.empty() && !task.dryRun;
   args.restraints.Parse(task);
   ChooseCoordinates(args.coordinates, task);
+  if (args.host.empty() &&
+      (!args.hostFlexible.empty() || task.strain || !args.report.host.empty())) {
+    throw UsageError("--host-flexible, --strain and --host-output need --host");
+  }
+  if (!args.host.empty() && task.partialCharges) {
+    throw UsageError("--partial-charges: not together with --host");
+  }
   if (task.dryRun) {
+    args.report.host.clear();
     args.report.molecules.clear();
     args.report.trajectory.clear();
   } else if (args.report.molecules.empty()) {
@@ -77,6 +85,26 @@ void AddMinimize(CLI::App& app, Action& action) {
                    args->keepPartial,
                    "Give outputs their names even when the run was interrupted. Default: they keep "
                    "a temporary name, and older files stay");
+  command
+      .add_option(
+          "--host",
+          args->host,
+          "A molecule, such as a protein, in whose field every record is relaxed; it stands "
+          "still. --cutoff is then that of pairs with it, 10 Å unless given")
+      ->group("Host");
+  command
+      .add_option("--host-flexible",
+                  args->hostFlexible,
+                  "Å: residues of the host within that distance of a record move too; or a "
+                  "selection of the host's atoms, as for --freeze")
+      ->group("Host");
+  command.add_flag("--strain", task.strain, "Also the strain against the relaxed free molecule")
+      ->group("Host");
+  command
+      .add_option("--host-output",
+                  args->report.host,
+                  "File for the host with its flexible atoms moved, one a record. Default: none")
+      ->group("Host");
   command
       .add_option(
           "--conformers",

@@ -49,7 +49,7 @@ std::vector<Drive> Drives(const ScanArguments& args) {
 class Scan {
  public:
   Scan(const Task& task, QZChem::QZGraphMol& mol, const std::vector<Drive>& drives)
-      : task_(task), mol_(mol), drives_(drives), energy_(task, mol) {
+      : task_(task), mol_(mol), drives_(drives), energy_(task, mol, mol) {
     energy_.SetUp(mol_);
     for (const Drive& drive : drives) {
       atoms_.push_back(drive.Resolve(mol_));

@@ -116,23 +116,24 @@ void Restraints::AddPositional(const std::string& argument) {
   const double strength = numbers.size() < 2 ? kDefaultStrength : numbers[1];
   RequireNonNegative(kOption, "width", width);
   RequireNonNegative(kOption, "strength", strength);
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    const Group atoms = selection.Atoms(mol);
-    HeldRestraint held;
-    held.option = kOption;
-    held.what = std::to_string(atoms.size()) + " atoms of \"" + selection.Text() + "\" within " +
-                Number(width) + " Å, " + Number(strength) + " kcal/mol/Å²";
-    held.unit = "Å away at most";
-    held.numAtoms = atoms.size();
-    held.measure = DisplacementOf(mol, atoms);
-    auto restraint = std::make_unique<QZConstr::QZHarmonicPotential>(strength, width);
-    std::set<const QZChem::QZAtomBase*> members;
-    for (const unsigned int index : atoms) members.insert(mol.GetAtom(index));
-    restraint->Set(QZChem::IsMemberPtr<QZChem::QZAtomBase>(std::move(members)),
-                   QZMolPotential::QZCategoryPositional);
-    held.function = std::move(restraint);
-    SetUpAndKeep(std::move(held), mol, all);
-  });
+  makers_.push_back(
+      [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldRestraint>& all) {
+        const Group atoms = selection.Atoms(named);
+        HeldRestraint held;
+        held.option = kOption;
+        held.what = std::to_string(atoms.size()) + " atoms of \"" + selection.Text() +
+                    "\" within " + Number(width) + " Å, " + Number(strength) + " kcal/mol/Å²";
+        held.unit = "Å away at most";
+        held.numAtoms = atoms.size();
+        held.measure = DisplacementOf(mol, atoms);
+        auto restraint = std::make_unique<QZConstr::QZHarmonicPotential>(strength, width);
+        std::set<const QZChem::QZAtomBase*> members;
+        for (const unsigned int index : atoms) members.insert(mol.GetAtom(index));
+        restraint->Set(QZChem::IsMemberPtr<QZChem::QZAtomBase>(std::move(members)),
+                       QZMolPotential::QZCategoryPositional);
+        held.function = std::move(restraint);
+        SetUpAndKeep(std::move(held), mol, all);
+      });
 }
 
 void Restraints::AddTorsion(const std::string& argument) {
@@ -142,16 +143,18 @@ void Restraints::AddTorsion(const std::string& argument) {
   const double degrees = TakeNumber(kOption, "angle", words);
   const double k = TakeNonNegative(kOption, "force constant", words);
   ExpectEnd(kOption, words);
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    for (const Group& g : Resolve(kOption, atoms, mol)) {
-      auto held = MakeHeld<HeldRestraint>(
-          kOption, g, "target " + Number(degrees) + "°", "°", InternalOf(g));
-      auto restraint = std::make_unique<QZConstr::QZTorsionAngleRestraint>(k, degrees * kDegree);
-      restraint->SetTorsion(g[0], g[1], g[2], g[3]);
-      held.function = std::move(restraint);
-      SetUpAndKeep(std::move(held), mol, all);
-    }
-  });
+  makers_.push_back(
+      [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldRestraint>& all) {
+        for (const Group& g : Resolve(kOption, atoms, named)) {
+          auto held = MakeHeld<HeldRestraint>(
+              kOption, g, "target " + Number(degrees) + "°", "°", InternalOf(g));
+          auto restraint =
+              std::make_unique<QZConstr::QZTorsionAngleRestraint>(k, degrees * kDegree);
+          restraint->SetTorsion(g[0], g[1], g[2], g[3]);
+          held.function = std::move(restraint);
+          SetUpAndKeep(std::move(held), mol, all);
+        }
+      });
 }
 
 void Restraints::AddDistance(const std::string& argument) {
@@ -161,15 +164,16 @@ void Restraints::AddDistance(const std::string& argument) {
   const double distance = TakeNonNegative(kOption, "distance", words);
   const double k = TakeNonNegative(kOption, "force constant", words);
   ExpectEnd(kOption, words);
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    for (const Group& g : Resolve(kOption, atoms, mol)) {
-      auto held = MakeHeld<HeldRestraint>(
-          kOption, g, "target " + Number(distance) + " Å", "Å", InternalOf(g));
-      held.function = std::make_unique<QZConstr::QZDistanceQuadPenalty>(
-          *mol.GetAtom(g[0]), *mol.GetAtom(g[1]), distance, k);
-      SetUpAndKeep(std::move(held), mol, all);
-    }
-  });
+  makers_.push_back(
+      [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldRestraint>& all) {
+        for (const Group& g : Resolve(kOption, atoms, named)) {
+          auto held = MakeHeld<HeldRestraint>(
+              kOption, g, "target " + Number(distance) + " Å", "Å", InternalOf(g));
+          held.function = std::make_unique<QZConstr::QZDistanceQuadPenalty>(
+              *mol.GetAtom(g[0]), *mol.GetAtom(g[1]), distance, k);
+          SetUpAndKeep(std::move(held), mol, all);
+        }
+      });
 }
 
 void Restraints::AddDistanceBand(const std::string& argument) {
@@ -181,8 +185,10 @@ void Restraints::AddDistanceBand(const std::string& argument) {
   const double k = TakeNonNegative(kOption, "force constant", words);
   ExpectEnd(kOption, words);
   if (low > high) throw UsageError(std::string(kOption) + ": the lower limit is above the upper");
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    for (const Group& g : Resolve(kOption, atoms, mol)) {
+  makers_.push_back([=](const QZMolBase& named,
+                        const QZMolBase& mol,
+                        std::vector<HeldRestraint>& all) {
+    for (const Group& g : Resolve(kOption, atoms, named)) {
       auto held = MakeHeld<HeldRestraint>(
           kOption, g, "within " + Number(low) + " to " + Number(high) + " Å", "Å", InternalOf(g));
       held.function = std::make_unique<QZConstr::QZDistLimitPenalty>(
@@ -205,8 +211,8 @@ struct ConstraintKind {
   double highest;
 };
 
-std::function<void(const QZMolBase&, std::vector<HeldConstraint>&)> ParseConstraint(
-    const ConstraintKind& kind, const std::string& argument) {
+std::function<void(const QZMolBase&, const QZMolBase&, std::vector<HeldConstraint>&)>
+ParseConstraint(const ConstraintKind& kind, const std::string& argument) {
   std::vector<std::string> words = Words(argument);
   const AtomTuple atoms(kind.option, kind.numAtoms, words);
   std::optional<double> value;
@@ -216,8 +222,8 @@ std::function<void(const QZMolBase&, std::vector<HeldConstraint>&)> ParseConstra
     throw UsageError(std::string(kind.option) + ": a " + kind.target + " of " + Number(*value) +
                      " " + kind.unit + " is not possible");
   }
-  return [=](const QZMolBase& mol, std::vector<HeldConstraint>& all) {
-    for (const Group& g : Resolve(kind.option, atoms, mol)) {
+  return [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldConstraint>& all) {
+    for (const Group& g : Resolve(kind.option, atoms, named)) {
       const std::string target =
           value.has_value() ? "target " + Number(*value) + " " + kind.unit : "held as it is";
       auto held = MakeHeld<HeldConstraint>(kind.option, g, target, kind.unit, InternalOf(g));
@@ -246,15 +252,16 @@ void Restraints::AddTorsionConstraint(const std::string& argument) {
       ParseConstraint({"--constrain-torsion", 4, "angle", "°", kDegree, -360.0, 360.0}, argument));
 }
 
-std::vector<HeldRestraint> Restraints::Build(const QZMolBase& mol) const {
+std::vector<HeldRestraint> Restraints::Build(const QZMolBase& named, const QZMolBase& mol) const {
   std::vector<HeldRestraint> all;
-  for (const auto& make : makers_) make(mol, all);
+  for (const auto& make : makers_) make(named, mol, all);
   return all;
 }
 
-std::vector<HeldConstraint> Restraints::BuildConstraints(const QZMolBase& mol) const {
+std::vector<HeldConstraint> Restraints::BuildConstraints(const QZMolBase& named,
+                                                         const QZMolBase& mol) const {
   std::vector<HeldConstraint> all;
-  for (const auto& make : constraintMakers_) make(mol, all);
+  for (const auto& make : constraintMakers_) make(named, mol, all);
   return all;
 }
 

@@ -36,6 +36,10 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
       json["reason"] = outcome.reason;
     }
     if (!outcome.partialCharges.empty()) json["partial_charges"] = outcome.partialCharges;
+    if (outcome.interactionEnergy.has_value()) {
+      json["interaction_energy"] = *outcome.interactionEnergy;
+    }
+    if (outcome.strainEnergy.has_value()) json["strain_energy"] = *outcome.strainEnergy;
     if (outcome.modes.valid) {
       json["frequencies"] = outcome.modes.frequencies;
       json["imaginary"] = outcome.modes.numImaginary;

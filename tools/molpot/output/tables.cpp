@@ -57,6 +57,14 @@ std::string InteractionTable(const Outcome& outcome) {
   return text;
 }
 
+std::string HostLine(const Outcome& outcome) {
+  if (!outcome.interactionEnergy.has_value()) return {};
+  std::string text =
+      Format("  interaction with the host %.4f kcal/mol", *outcome.interactionEnergy);
+  if (outcome.strainEnergy.has_value()) text += Format(", strain %.4f", *outcome.strainEnergy);
+  return text + "\n";
+}
+
 std::string ModesTable(const Outcome& outcome) {
   const QZMolPotential::QZNormalModes& modes = outcome.modes;
   if (!modes.valid) return {};

@@ -33,10 +33,20 @@ void AddRestraint(const HeldRestraint& held, QZMolPotential::QZGenericFF2& sum) 
   }
 }
 
-Energy::Energy(const Task& task, const QZMolBase& mol)
-    : task_(task), field_(MakeForceField(task)), restraints_(task.restraints.Build(mol)) {
-  sum_.Add(*field_, /*own=*/false);
+Energy::Energy(const Task& task, const QZMolBase& named, const QZMolBase& mol)
+    : task_(task), field_(MakeForceField(task)), restraints_(task.restraints.Build(named, mol)) {
+  if (task.host != nullptr) {
+    host_ = std::make_unique<QZMolPotential::QZHostFunc>(*task.host);
+    sum_.Add(*host_, /*own=*/false);
+  } else {
+    sum_.Add(*field_, /*own=*/false);
+  }
   for (const auto& restraint : restraints_) AddRestraint(restraint, sum_);
+}
+
+std::unique_ptr<QZMolPotential::QZHostFunc::Energies> Energy::InHost(const double* coords) {
+  if (host_ == nullptr) return nullptr;
+  return std::make_unique<QZMolPotential::QZHostFunc::Energies>(host_->GetEnergies(coords));
 }
 
 void Energy::SetUp(const QZMolBase& mol) {

@@ -78,9 +78,9 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   std::vector<double> coords(std::size_t{3} * mol.AtomIndexBound());
   mol.GetCoords(coords.data());
   const auto kind = task.coordinates.value_or(QZMolPotential::QZCoordinates::Cartesian);
-  const std::vector<unsigned int> fixed = FrozenAtoms(task, mol);
+  const std::vector<unsigned int> fixed = FrozenAtoms(task, outcome.Named());
   const auto function = Present(energy.Function(), mol, kind, fixed);
-  std::vector<HeldConstraint> constraints = task.restraints.BuildConstraints(mol);
+  std::vector<HeldConstraint> constraints = task.restraints.BuildConstraints(outcome.Named(), mol);
   const double* start = function->GetVar(coords.data());
   std::vector<double> x(start, start + function->NumVar());
   outcome.coordinates = QZMolPotential::QZGetCoordinatesName(kind);

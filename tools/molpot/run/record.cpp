@@ -9,6 +9,7 @@
 #include "input/errors.h"
 #include "input/records.h"
 #include "output/format.h"
+#include "run/in_host.h"
 #include "run/interrupt.h"
 #include "run/messages.h"
 #include "run/minimise.h"
@@ -42,10 +43,10 @@ void ListMatches(const Task& task, Outcome& outcome) {
   };
   if (task.freeze.has_value()) list("--freeze", *task.freeze);
   if (task.move.has_value()) list("--move", *task.move);
-  for (const auto& held : task.restraints.Build(outcome.mol)) {
+  for (const auto& held : task.restraints.Build(outcome.mol, outcome.mol)) {
     outcome.matched.push_back(held.option + ": " + held.what);
   }
-  for (const auto& held : task.restraints.BuildConstraints(outcome.mol)) {
+  for (const auto& held : task.restraints.BuildConstraints(outcome.mol, outcome.mol)) {
     outcome.matched.push_back(held.option + ": " + held.what);
   }
 }
@@ -57,6 +58,11 @@ void Annotate(const Task& task, Outcome& outcome) {
     charges.pop_back();
     QZChem::QZSetSDData(outcome.mol, "molpotential.partial_charges", charges);
   }
+  const auto setEnergy = [&outcome](const char* tag, const std::optional<double>& energy) {
+    if (energy.has_value()) QZChem::QZSetSDData(outcome.mol, tag, FullDigits(*energy));
+  };
+  setEnergy("molpotential.interaction_energy", outcome.interactionEnergy);
+  setEnergy("molpotential.strain_energy", outcome.strainEnergy);
   if (!task.minimise) return;
   const char* converged = outcome.optimizer.converged ? "yes" : "no";
   outcome.mol.SetEnergy(outcome.energy);
@@ -77,7 +83,8 @@ void Annotate(const Task& task, Outcome& outcome) {
 // Runs a molecule that is ready for the force field.
 void RunPrepared(const Task& task, Outcome& outcome) {
   outcome.numAtoms = outcome.mol.NumAtoms();
-  Energy energy(task, outcome.mol);
+  JoinHost(task, outcome);
+  Energy energy(task, outcome.Named(), outcome.mol);
   energy.SetUp(outcome.mol);
   std::vector<double> coords(std::size_t{3} * outcome.mol.AtomIndexBound());
   outcome.mol.GetCoords(coords.data());
@@ -99,6 +106,7 @@ void RunPrepared(const Task& task, Outcome& outcome) {
   if (!std::isfinite(outcome.energy)) throw RecordError(outcome.optimizer.message);
   if (task.normalModes) AnalyseModes(task, energy, outcome);
   if (task.partialCharges) outcome.partialCharges = energy.PartialCharges();
+  LeaveHost(task, energy, outcome);
   Annotate(task, outcome);
 }
 

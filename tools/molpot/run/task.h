@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "forcefields/forcefields.h"
 #include "input/restraints.h"
 #include "input/selection.h"
 #include "molpotential/molpotential.h"
@@ -22,6 +23,10 @@ struct Task {
   double dielectric = 1.0;
   bool distanceDependent = false;
   double cutoff = 0.0;  // Å; 0: every pair
+  std::shared_ptr<const QZMolPotential::QZHostField> host;
+  double hostFlexibleDistance = 0.0;          // Å; 0: none by distance
+  std::optional<AtomSelection> hostFlexible;  // of the host
+  bool strain = false;
   bool addHydrogens = false;
   bool largestFragment = false;
   std::shared_ptr<const QZChem::QZTemplates> templates;
@@ -89,6 +94,15 @@ struct Outcome {
   std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
   double seconds = 0.0;  // of its work
   std::vector<double> partialCharges;
+  std::optional<double> interactionEnergy;  // with the host
+  std::optional<double> strainEnergy;       // of the pose against the relaxed free form
+  std::optional<QZChem::QZGraphMol> host;   // with its flexible atoms where they ended
+  /// What numbers and selections refer to where `mol` is more than the record: with flexible atoms
+  /// of a host behind it.
+  std::optional<QZChem::QZGraphMol> named;
+  const QZChem::QZMolBase& Named() const {
+    return named.has_value() ? static_cast<const QZChem::QZMolBase&>(*named) : mol;
+  }
   QZMolPotential::QZNormalModes modes;
   std::vector<HeldReport> held;
   std::vector<std::string> matched;  // of a dry run

@@ -52,7 +52,7 @@ std::string Animation(const QZChem::QZGraphMol& mol, const QZMolPotential::QZNor
 void AnalyseModes(const Task& task, Energy& energy, Outcome& outcome) {
   const auto kind = task.coordinates.value_or(QZMolPotential::QZCoordinates::Cartesian);
   const auto function =
-      Present(energy.Function(), outcome.mol, kind, FrozenAtoms(task, outcome.mol));
+      Present(energy.Function(), outcome.mol, kind, FrozenAtoms(task, outcome.Named()));
   std::vector<double> coords(std::size_t{3} * outcome.mol.AtomIndexBound());
   outcome.mol.GetCoords(coords.data());
   outcome.modes =
