@@ -26,6 +26,7 @@ int RunProgram(int argc, char** argv) {
   AddScan(app, action);
   AddCompare(app, action);
   AddReport(app, action);
+  AddNormalModes(app, action);
   RefuseEmptyArguments(app);
   try {
     app.parse(argc, argv);

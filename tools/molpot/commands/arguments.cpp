@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "commands/commands.h"
-#include "input/words.h"
 
 namespace Molpot {
 
@@ -37,25 +36,87 @@ void RefuseEmptyArguments(CLI::App& app) {
   }
 }
 
-void Source::AddTo(CLI::App& command, Task& task) {
-  command
-      .add_option("INPUT",
-                  input,
-                  "Molecules: .sdf .mol .mol2 .pdb .xyz, also with .gz; - is standard input")
-      ->required();
+void AddSource(CLI::App& command, SourceArguments& source, Task& task) {
+  const auto addList = [&command](const char* name, auto& into, const char* help) {
+    command.add_option(name, into, help)
+        ->expected(1)
+        ->allow_extra_args(false)  // else "[C]" would be taken for a list
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  };
+  command.add_option("INPUT",
+                     source.path,
+                     "Molecules: .sdf .mol .mol2 .pdb .xyz .smi, also with .gz; - is standard "
+                     "input");
+  addList("--smiles",
+          source.smiles,
+          "A molecule in place of INPUT: \"SMILES [title]\". May be repeated");
   command.add_option("--input-format",
-                     format,
-                     "Format of the input whatever its name: sdf, mol2, pdb or xyz. Default: by "
-                     "the extension, sdf for standard input");
+                     source.format,
+                     "Format of the input whatever its name: sdf, mol2, pdb, xyz or smi. Default: "
+                     "by the extension, sdf for standard input");
+  command.add_option("--model", source.model, "Model of a PDB file, from 1; 0: each is a record")
+      ->capture_default_str();
+  command
+      .add_option("--alternate-location",
+                  source.alternateLocation,
+                  "Letter of the alternate locations of a PDB file that are read. Default: the "
+                  "first of a residue")
+      ->check([](const std::string& text) {
+        return text.size() == 1 ? std::string() : "\"" + text + "\" is no letter";
+      });
+  addList("--template",
+          source.templates,
+          "Bond orders and charges for residues of PDB files and for XYZ: \"RES SMILES\", "
+          "\"SMILES\" for any, or an SDF file whose titles are the residues. May be repeated");
   command
       .add_option(
           "--forcefield", task.forceField, "Force field: mmff94, mmff94s or uff, in either case")
       ->check(CLI::IsMember({"mmff94", "mmff94s", "uff"}, CLI::ignore_case))
       ->capture_default_str();
+  command.add_option("--dielectric", task.dielectric, "Relative permittivity of the surroundings")
+      ->check(kPositive)
+      ->capture_default_str();
+  command.add_flag("--distance-dependent-dielectric",
+                   task.distanceDependent,
+                   "The permittivity grows with the distance (times r / Å)");
+  command
+      .add_option("--cutoff",
+                  task.cutoff,
+                  "Å beyond which atoms do not interact, smoothly over the last 2 Å. Default: "
+                  "every pair interacts")
+      ->check(kPositive);
+  command.add_flag("--largest-fragment",
+                   task.largestFragment,
+                   "Keep the connected part with most heavy atoms only, as of salts");
   command.add_flag("--add-hydrogens",
                    task.addHydrogens,
                    "Add missing hydrogens with coordinates, and make new coordinates for "
                    "two-dimensional records. Default: such records fail");
+}
+
+std::vector<NamedPath> InputFiles(const SourceArguments& source) {
+  std::vector<NamedPath> files;
+  if (!source.path.empty()) files.push_back({"the input", source.path});
+  for (const auto& path : source.templates) files.push_back({"--template", path});
+  return files;
+}
+
+void SourceArguments::Parse(Task& task) const {
+  if (!templates.empty()) task.templates = ReadTemplates(templates);
+}
+
+void RestraintArguments::AddSelectionsTo(CLI::App& command) {
+  command
+      .add_option(
+          "--freeze",
+          freeze,
+          "Atoms that do not move: a SMARTS, \"atoms 1-20,33\", \"residue LIG\", \"residue "
+          "45:A\", \"chain A\", \"component 2\", \"hydrogens\", \"within 6 of residue LIG\", "
+          "joined by and, or, not and parentheses. Atoms count from 1")
+      ->group("Restraints");
+  command
+      .add_option("--move", move, "The atoms that move, all others being frozen; as for --freeze")
+      ->group("Restraints");
 }
 
 void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
@@ -69,7 +130,8 @@ void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
   };
   add("--restrain",
       positional,
-      "\"SMARTS [width [strength]]\": hold matched atoms near their start; width in Å (default "
+      "\"SELECTION [width [strength]]\": hold atoms, selected as for --freeze, near their start; "
+      "width in Å (default "
       "0), strength in kcal/mol/Å² (default 50). May be repeated");
   add("--restrain-torsion",
       torsion,
@@ -83,13 +145,27 @@ void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
       band,
       "\"i j low high k\": k times the squared excess outside low to high, Å and kcal/mol/Å². May "
       "be repeated");
+  add("--wall",
+      wall,
+      "\"sphere x y z radius k\" or \"box x1 y1 z1 x2 y2 z2 k\": k times the squared excess beyond "
+      "the wall, Å and kcal/mol/Å². May be repeated");
+  add("--tether",
+      tether,
+      "\"REFERENCE SMARTS [width [strength]]\": hold the atoms that a SMARTS matches near where "
+      "the "
+      "molecule of a file has them; Å and kcal/mol/Å² (default 0 and 50). May be repeated");
+  add("--expression",
+      expression,
+      "An energy in kcal/mol, such as \"10*(distance(1,2)-distance(3,4))^2\", of distance (Å), "
+      "angle, "
+      "dihedral (radians), x, y and z of atoms from 1. May be repeated");
   command
-      .add_option(
-          "--freeze",
-          freeze,
-          "SMARTS of atoms that do not move; with redundant coordinates, of atoms whose "
-          "bonds, angles and dihedrals to one another are no variables. Default: all atoms move")
+      .add_option("--hold-torsions",
+                  holdTorsions,
+                  "k: every rotatable bond's torsion as it is, k (φ - φ0)², kcal/mol/rad²")
+      ->check(kPositive)
       ->group("Restraints");
+  AddSelectionsTo(command);
   if (!constraints) return;
   add("--constrain-distance",
       constrainDistance,
@@ -110,12 +186,12 @@ void RestraintArguments::Parse(Task& task) const {
   for (const auto& text : constrainDistance) task.restraints.AddDistanceConstraint(text);
   for (const auto& text : constrainAngle) task.restraints.AddAngleConstraint(text);
   for (const auto& text : constrainTorsion) task.restraints.AddTorsionConstraint(text);
-  if (!freeze.empty()) {
-    std::vector<std::string> words = Words(freeze);
-    task.freeze.emplace("--freeze", words.front());
-    words.erase(words.begin());
-    ExpectEnd("--freeze", words);
-  }
+  for (const auto& text : wall) task.restraints.AddWall(text);
+  for (const auto& text : tether) task.restraints.AddTether(text);
+  for (const auto& text : expression) task.restraints.AddExpression(text);
+  if (holdTorsions > 0.0) task.restraints.HoldTorsions(holdTorsions);
+  if (!freeze.empty()) task.freeze.emplace("--freeze", freeze);
+  if (!move.empty()) task.move.emplace("--move", move);
 }
 
 }  // namespace Molpot

@@ -11,14 +11,19 @@ namespace Molpot {
 
 /// What `minimize` and `energy` share: records stream through, each with one outcome.
 struct RunArguments {
-  Source source;
+  SourceArguments source;
   Task task;
   RestraintArguments restraints;
   ReportOptions report;
   std::string coordinates;
   unsigned int threads = 1;
+  std::string host;
+  std::string hostFlexible;
   bool keepPartial = false;
 };
+
+/// Decides what options alone decide about the variables. Throws UsageError.
+void ChooseCoordinates(const std::string& name, Task& task);
 
 /// Adds -j, --rejects and --json.
 void AddRunOptions(CLI::App& command, RunArguments& args);

@@ -8,7 +8,9 @@
 #include "input/records.h"
 #include "output/console.h"
 #include "output/tables.h"
+#include "run/coordinates.h"
 #include "run/energy.h"
+#include "run/minimise.h"
 
 namespace Molpot {
 namespace {
@@ -17,22 +19,29 @@ using QZMolPotential::QZCheckFunc;
 using QZMolPotential::QZDerivativeError;
 
 struct CheckArguments {
-  Source source;
+  SourceArguments source;
   Task task;
   RestraintArguments restraints;
+  std::string coordinates;
   double step = 1e-5;
   double tolerance = 1e-4;
 };
 
-// "atom 3 y" of a Cartesian variable.
-std::string VariableName(unsigned int variable) {
+// True when the variables are the coordinates of all atoms.
+bool IsPlain(const CheckArguments& args) {
+  return args.coordinates == "cartesian" && !args.task.HoldsAtoms();
+}
+
+// "atom 3 y" of a Cartesian variable, "variable 7" of another.
+std::string VariableName(unsigned int variable, bool isCartesian) {
+  if (!isCartesian) return "variable " + std::to_string(variable + 1);
   return "atom " + std::to_string(variable / 3 + 1) + " " + "xyz"[variable % 3];
 }
 
-void Print(const char* what, const QZDerivativeError& worst, bool isHessian) {
-  const std::string where =
-      isHessian ? VariableName(worst.variable) + ", " + VariableName(worst.otherVariable)
-                : VariableName(worst.variable);
+void Print(const char* what, const QZDerivativeError& worst, bool isHessian, bool isCartesian) {
+  const std::string where = isHessian ? VariableName(worst.variable, isCartesian) + ", " +
+                                            VariableName(worst.otherVariable, isCartesian)
+                                      : VariableName(worst.variable, isCartesian);
   std::printf("    %s: worst at %s, %.9g where differences give %.9g, relative error %.1e\n",
               what,
               where.c_str(),
@@ -44,8 +53,9 @@ void Print(const char* what, const QZDerivativeError& worst, bool isHessian) {
 // Checks one function, prints what was found, and tells whether it passes.
 bool CheckOne(const CheckArguments& args,
               const char* name,
-              QZMolPotential::QZMolFunc1& function,
+              QZOpt::QZFunc1& function,
               const std::vector<double>& x) {
+  const bool isCartesian = IsPlain(args);
   QZCheckFunc checker;
   checker.SetStep(args.step);
   checker.SetLength(static_cast<unsigned int>(x.size()));
@@ -53,9 +63,9 @@ bool CheckOne(const CheckArguments& args,
   const bool passes = result.Passes(args.tolerance);
   std::printf(
       "  %s: %.6f kcal/mol%s\n", name, result.energy, passes ? "" : ", ABOVE THE TOLERANCE");
-  Print("gradient", result.gradient, /*isHessian=*/false);
+  Print("gradient", result.gradient, /*isHessian=*/false, isCartesian);
   if (result.hasHessian) {
-    Print("Hessian", result.hessian, /*isHessian=*/true);
+    Print("Hessian", result.hessian, /*isHessian=*/true, isCartesian);
   } else {
     std::printf("    Hessian: %s\n", result.hessianFailed ? "failed" : "none");
   }
@@ -64,29 +74,40 @@ bool CheckOne(const CheckArguments& args,
 
 bool CheckRecord(const CheckArguments& args, Outcome& record) {
   Prepare(args.task, record.mol);
-  Energy energy(args.task, record.mol);
+  Energy energy(args.task, record.mol, record.mol);
   energy.SetUp(record.mol);
   std::vector<double> x(std::size_t{3} * record.mol.AtomIndexBound());
   record.mol.GetCoords(x.data());
   CheckStandardOutput();
   std::printf("%s\n", RecordName(record).c_str());
-  bool passes = CheckOne(args, "assembled function", energy.Function(), x);
+  const auto check = [&](const std::string& name, QZMolPotential::QZMolFunc2& function) {
+    if (IsPlain(args)) return CheckOne(args, name.c_str(), function, x);
+    QZMolPotential::QZCoordinates kind{};
+    QZMolPotential::QZFindCoordinates(args.coordinates.c_str(), kind);
+    const auto presented = Present(function, record.mol, kind, FrozenAtoms(args.task, record.mol));
+    const double* start = presented->GetVar(x.data());
+    return CheckOne(args, name.c_str(), *presented, {start, start + presented->NumVar()});
+  };
+  bool passes = check("assembled function", energy.Function());
   for (const auto& held : energy.Held()) {
-    const std::string name = held.option + ", " + held.what;
-    passes = CheckOne(args, name.c_str(), *held.function, x) && passes;
+    QZMolPotential::QZGenericFF2 alone;
+    AddRestraint(held, alone);
+    alone.Setup(record.mol);
+    passes = check(held.option + ", " + held.what, alone) && passes;
   }
   return passes;
 }
 
 int Check(CheckArguments& args) {
   args.restraints.Parse(args.task);
+  args.source.Parse(args.task);
   unsigned int failed = 0;
-  for (Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
+  for (Outcome& record : ReadAll(args.source, failed)) {
     try {
       if (!CheckRecord(args, record)) ++failed;
     } catch (const RecordError& error) {
       ++failed;
-      PrintMessage(args.source.input + ": " + RecordName(record) + ": " + error.what());
+      PrintMessage(args.source.Name() + ": " + RecordName(record) + ": " + error.what());
     }
   }
   return failed > 0 ? kSomeFailed : kAllGood;
@@ -98,8 +119,12 @@ void AddCheck(CLI::App& app, Action& action) {
   auto args = std::make_shared<CheckArguments>();
   CLI::App& command = *app.add_subcommand(
       "check", "Compare analytic derivatives with finite differences at each molecule's geometry");
-  args->source.AddTo(command, args->task);
+  AddSource(command, args->source, args->task);
   args->restraints.AddTo(command, /*constraints=*/false);
+  args->coordinates = "cartesian";
+  command.add_option("--coordinates", args->coordinates, "Variables to differentiate in")
+      ->check(CLI::IsMember(CoordinateNames()))
+      ->capture_default_str();
   command.add_option("--step", args->step, "Step of the differences, relative to max(1, |x|)")
       ->check(kPositive)
       ->capture_default_str();

@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "input/records.h"
+#include "output/files.h"
 #include "run/task.h"
 
 namespace Molpot {
@@ -33,13 +35,20 @@ void AddCheck(CLI::App& app, Action& action);
 void AddScan(CLI::App& app, Action& action);
 void AddCompare(CLI::App& app, Action& action);
 void AddReport(CLI::App& app, Action& action);
+void AddNormalModes(CLI::App& app, Action& action);
 
-/// Where molecules come from and what describes them: the arguments that all subcommands share.
-struct Source {
-  std::string input;
-  std::string format;
-  void AddTo(CLI::App& command, Task& task);
+/// A source and the templates for it, as text while parsing.
+struct SourceArguments : Source {
+  std::vector<std::string> templates;
+  /// Opens the templates. Throws UsageError.
+  void Parse(Task& task) const;
 };
+
+/// The files that a command reads, for `RequireDistinct`.
+std::vector<NamedPath> InputFiles(const SourceArguments& source);
+
+/// Adds INPUT and what describes molecules and force field: the arguments that all commands share.
+void AddSource(CLI::App& command, SourceArguments& source, Task& task);
 
 /// --restrain and its kin. Held as text while parsing; `Parse` hands them to the task.
 struct RestraintArguments {
@@ -50,7 +59,13 @@ struct RestraintArguments {
   std::vector<std::string> constrainDistance;
   std::vector<std::string> constrainAngle;
   std::vector<std::string> constrainTorsion;
+  std::vector<std::string> wall;
+  std::vector<std::string> expression;
+  std::vector<std::string> tether;
+  double holdTorsions = 0.0;
   std::string freeze;
+  std::string move;
+  void AddSelectionsTo(CLI::App& command);
   void AddTo(CLI::App& command, bool constraints);
   void Parse(Task& task) const;
 };

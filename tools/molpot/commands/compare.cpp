@@ -7,21 +7,22 @@
 #include "input/records.h"
 #include "output/console.h"
 #include "output/tables.h"
+#include "run/coordinates.h"
 #include "run/record.h"
 
 namespace Molpot {
 namespace {
 
 struct CompareArguments {
-  Source source;
+  SourceArguments source;
   Task task;
   RestraintArguments restraints;
 };
 
 // Why a coordinate system says nothing about this job; "" when it does.
-std::string NotComparable(const Task& task, Coordinates kind) {
-  if (task.freeze.has_value() && !CanFreeze(kind)) return "cannot hold the frozen atoms";
-  if (kind == Coordinates::Quaternion && task.restraints.Empty()) {
+std::string NotComparable(const Task& task, QZMolPotential::QZCoordinates kind) {
+  if (task.HoldsAtoms() && !WhyNotFixed(kind).empty()) return WhyNotFixed(kind);
+  if (kind == QZMolPotential::QZCoordinates::RigidBody && task.restraints.Empty()) {
     return "moving the whole molecule does not change its energy; give it a restraint";
   }
   return {};
@@ -30,7 +31,7 @@ std::string NotComparable(const Task& task, Coordinates kind) {
 unsigned int CompareRecord(const Task& task, const Outcome& record) {
   CheckStandardOutput();
   std::printf("%s, %u atoms\n", RecordName(record).c_str(), record.mol.NumAtoms());
-  std::printf("  %-11s %9s %10s %11s %9s %14s %10s\n",
+  std::printf("  %-13s %9s %10s %11s %9s %14s %10s\n",
               "coordinates",
               "variables",
               "iterations",
@@ -39,23 +40,24 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
               "energy",
               "gradient");
   unsigned int done = 0;
-  for (const auto& [name, kind] : CoordinateNames()) {
+  for (const auto kind : AllCoordinates()) {
+    const char* name = QZMolPotential::QZGetCoordinatesName(kind);
     std::string reason = NotComparable(task, kind);
     Outcome outcome;
     if (reason.empty()) {
       Task one = task;
       one.coordinates = kind;
       outcome.mol = record.mol;
-      Run(one, outcome);
+      outcome = std::move(Run(one, outcome).front());
       reason = outcome.error;
     }
     if (!reason.empty()) {
-      std::printf("  %-11s -: %s\n", name.c_str(), reason.c_str());
+      std::printf("  %-13s -: %s\n", name, reason.c_str());
       continue;
     }
     ++done;
-    std::printf("  %-11s %9u %10u %11u %9.3f %14.5f %10.1e%s\n",
-                name.c_str(),
+    std::printf("  %-13s %9u %10u %11u %9.3f %14.5f %10.1e%s\n",
+                name,
                 outcome.numVariables,
                 outcome.optimizer.iterations,
                 outcome.optimizer.evaluations,
@@ -70,8 +72,9 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
 int Compare(CompareArguments& args) {
   args.task.minimise = true;
   args.restraints.Parse(args.task);
+  args.source.Parse(args.task);
   unsigned int failed = 0;
-  for (const Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
+  for (const Outcome& record : ReadAll(args.source, failed)) {
     if (CompareRecord(args.task, record) == 0) ++failed;
   }
   return failed > 0 ? kSomeFailed : kAllGood;
@@ -83,7 +86,7 @@ void AddCompare(CLI::App& app, Action& action) {
   auto args = std::make_shared<CompareArguments>();
   CLI::App& command = *app.add_subcommand(
       "compare", "Minimise each molecule in every coordinate system that applies");
-  args->source.AddTo(command, args->task);
+  AddSource(command, args->source, args->task);
   args->restraints.AddTo(command, /*constraints=*/false);
   command
       .add_option("--max-iterations", args->task.optimizer.maxIterations, "Iterations a molecule")

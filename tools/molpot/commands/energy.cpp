@@ -11,7 +11,7 @@ void AddEnergy(CLI::App& app, Action& action) {
   auto args = std::make_shared<RunArguments>();
   CLI::App& command =
       *app.add_subcommand("energy", "Print the energy components of every molecule");
-  args->source.AddTo(command, args->task);
+  AddSource(command, args->source, args->task);
   command
       .add_option("--interactions",
                   args->task.numInteractions,

@@ -5,6 +5,8 @@
 #include "commands/batch.h"
 #include "commands/commands.h"
 #include "input/errors.h"
+#include "run/coordinates.h"
+#include "run/minimise.h"
 
 namespace Molpot {
 namespace {
@@ -14,19 +16,16 @@ int Minimize(RunArguments& args) {
   task.minimise = true;
   task.keepTrajectory = !args.report.trajectory.empty() && !task.dryRun;
   args.restraints.Parse(task);
-  for (const auto& [name, kind] : CoordinateNames()) {
-    if (name == args.coordinates) task.coordinates = kind;
+  ChooseCoordinates(args.coordinates, task);
+  if (args.host.empty() &&
+      (!args.hostFlexible.empty() || task.strain || !args.report.host.empty())) {
+    throw UsageError("--host-flexible, --strain and --host-output need --host");
   }
-  if (task.freeze.has_value() && task.coordinates.has_value() && !CanFreeze(*task.coordinates)) {
-    throw UsageError("--freeze: " + args.coordinates +
-                     " coordinates cannot hold atoms; subset, redundant, zmatrix and torsion can");
-  }
-  if (task.restraints.HasConstraints() &&
-      (task.freeze.has_value() ||
-       task.coordinates.value_or(Coordinates::Cartesian) != Coordinates::Cartesian)) {
-    throw UsageError("--constrain-...: constraints need cartesian coordinates and no --freeze");
+  if (!args.host.empty() && task.partialCharges) {
+    throw UsageError("--partial-charges: not together with --host");
   }
   if (task.dryRun) {
+    args.report.host.clear();
     args.report.molecules.clear();
     args.report.trajectory.clear();
   } else if (args.report.molecules.empty()) {
@@ -41,17 +40,16 @@ void AddMinimize(CLI::App& app, Action& action) {
   auto args = std::make_shared<RunArguments>();
   CLI::App& command = *app.add_subcommand("minimize", "Minimise the energy of every molecule");
   Task& task = args->task;
-  args->source.AddTo(command, task);
+  AddSource(command, args->source, task);
   command.add_option("-o,--output",
                      args->report.molecules,
                      "Minimised molecules, format by the extension; - is standard output (SDF)");
-  std::vector<std::string> names;
-  for (const auto& [name, kind] : CoordinateNames()) names.push_back(name);
   command
       .add_option("--coordinates",
                   args->coordinates,
-                  "Variables of the minimiser. Default: cartesian, subset with --freeze")
-      ->check(CLI::IsMember(names));
+                  "Variables of the minimiser. Positions mean the input's frame in all of them. "
+                  "Default: cartesian")
+      ->check(CLI::IsMember(CoordinateNames()));
   args->restraints.AddTo(command, /*constraints=*/true);
   command.add_option("--max-iterations", task.optimizer.maxIterations, "Iterations a molecule")
       ->capture_default_str();
@@ -87,6 +85,36 @@ void AddMinimize(CLI::App& app, Action& action) {
                    args->keepPartial,
                    "Give outputs their names even when the run was interrupted. Default: they keep "
                    "a temporary name, and older files stay");
+  command
+      .add_option(
+          "--host",
+          args->host,
+          "A molecule, such as a protein, in whose field every record is relaxed; it stands "
+          "still. --cutoff is then that of pairs with it, 10 Å unless given")
+      ->group("Host");
+  command
+      .add_option("--host-flexible",
+                  args->hostFlexible,
+                  "Å: residues of the host within that distance of a record move too; or a "
+                  "selection of the host's atoms, as for --freeze")
+      ->group("Host");
+  command.add_flag("--strain", task.strain, "Also the strain against the relaxed free molecule")
+      ->group("Host");
+  command
+      .add_option("--host-output",
+                  args->report.host,
+                  "File for the host with its flexible atoms moved, one a record. Default: none")
+      ->group("Host");
+  command
+      .add_option(
+          "--conformers",
+          task.numConformers,
+          "Make up to that many conformers of every record, minimise each and write them by "
+          "energy. Default: the record's own coordinates")
+      ->check(CLI::Range(1, 10000));
+  command.add_option("--conformer-rms", task.conformerRms, "Å by which conformers differ at least")
+      ->check(kPositive)
+      ->capture_default_str();
   AddRunOptions(command, *args);
   command.callback([args, &action] { action = [args] { return Minimize(*args); }; });
 }

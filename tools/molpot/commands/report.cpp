@@ -15,7 +15,7 @@ namespace Molpot {
 namespace {
 
 struct ReportArguments {
-  Source source;
+  SourceArguments source;
   Task task;
   std::string coordinates;
 };
@@ -30,8 +30,9 @@ bool Print(const QZChem::QZMolBase& mol) {
 }
 
 int Report(ReportArguments& args) {
+  args.source.Parse(args.task);
   unsigned int failed = 0;
-  for (const Outcome& record : ReadAll(args.source.input, args.source.format, failed)) {
+  for (const Outcome& record : ReadAll(args.source, failed)) {
     CheckStandardOutput();
     std::cout << RecordName(record) << '\n';
     const bool printed =
@@ -54,7 +55,7 @@ void AddReport(CLI::App& app, Action& action) {
   auto args = std::make_shared<ReportArguments>();
   CLI::App& command =
       *app.add_subcommand("report", "Print the Z-matrix, torsions or placement of each molecule");
-  args->source.AddTo(command, args->task);
+  AddSource(command, args->source, args->task);
   command.add_option("--coordinates", args->coordinates, "zmatrix, torsion or rigid")
       ->check(CLI::IsMember({"zmatrix", "torsion", "rigid"}))
       ->required();

@@ -1,17 +1,20 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
+#include "qzopt/scan.h"
+
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <memory>
-#include <numbers>
+#include <optional>
 
 #include "commands/commands.h"
-#include "constr/constr.h"
+#include "input/drive.h"
 #include "input/errors.h"
-#include "input/records.h"
-#include "input/words.h"
 #include "output/console.h"
 #include "output/files.h"
+#include "output/format.h"
+#include "output/plot.h"
 #include "output/tables.h"
 #include "run/energy.h"
 #include "run/interrupt.h"
@@ -19,13 +22,10 @@
 namespace Molpot {
 namespace {
 
-constexpr double kDegree = std::numbers::pi / 180.0;
-// Holds the dihedral within some 0.03 degrees against a torque of 10 kcal/mol/rad.
-constexpr double kHold = 1.0e4;
-
 struct ScanArguments {
-  Source source;
+  SourceArguments source;
   Task task;
+  std::vector<std::string> scans;
   std::string torsion;
   double from = -180.0;
   double to = 180.0;
@@ -33,159 +33,219 @@ struct ScanArguments {
   std::string output;
 };
 
-struct ScanPoint {
-  double angle;    // asked for, degrees
-  double reached;  // degrees
-  double energy;   // of the force field alone
-  QZOpt::QZOptResult result;
+std::vector<Drive> Drives(const ScanArguments& args) {
+  std::vector<Drive> drives;
+  if (!args.torsion.empty()) {
+    drives.push_back(Drive::Torsion(args.torsion, args.from, args.to, args.step));
+  }
+  for (const auto& text : args.scans) drives.push_back(Drive::Parse(text));
+  if (drives.empty() || drives.size() > 2) {
+    throw UsageError("--scan: one or two coordinates are scanned");
+  }
+  return drives;
+}
+
+// The scanned molecule with its function and the constraints that drive it.
+class Scan {
+ public:
+  Scan(const Task& task, QZChem::QZGraphMol& mol, const std::vector<Drive>& drives)
+      : task_(task), mol_(mol), drives_(drives), energy_(task, mol, mol) {
+    energy_.SetUp(mol_);
+    for (const Drive& drive : drives) {
+      atoms_.push_back(drive.Resolve(mol_));
+      constraints_.push_back(std::make_unique<InternalConstraint>(atoms_.back(), std::nullopt));
+      if (!constraints_.back()->Setup(mol_)) throw RecordError("the scan cannot be set up");
+    }
+  }
+
+  std::vector<QZOpt::QZScanPoint> Run() {
+    QZOpt::QZRelaxedScan scan(task_.optimizer);
+    for (std::size_t k = 0; k < drives_.size(); ++k) {
+      std::vector<double> targets = drives_[k].Targets();
+      for (double& target : targets) target *= drives_[k].ToLibrary();
+      InternalConstraint& constraint = *constraints_[k];
+      scan.Drive(
+          constraint, [&constraint](double target) { constraint.SetTarget(target); }, targets);
+    }
+    scan.SetPlace([this](const std::vector<double>& targets, double* x) { place(targets, x); });
+    scan.SetProgress([](const QZOpt::QZScanPoint& point, std::size_t run, std::size_t runs) {
+      if (IsStatusDue(0.1)) {
+        ShowStatus(Format("run %zu of %zu, %.4f kcal/mol", run, runs, point.energy));
+      }
+      return !IsInterrupted();
+    });
+    std::vector<double> x(std::size_t{3} * mol_.AtomIndexBound());
+    mol_.GetCoords(x.data());
+    std::vector<QZOpt::QZScanPoint> points = scan.Run(energy_.Function(), x.data());
+    ClearStatus();
+    return points;
+  }
+
+  /// Where a driven coordinate ended, in Å or degrees.
+  double Reached(std::size_t drive, const QZOpt::QZScanPoint& point) const {
+    if (point.x.empty()) return std::numeric_limits<double>::quiet_NaN();
+    return constraints_[drive]->Measure(point.x.data()) / drives_[drive].ToLibrary();
+  }
+
+ private:
+  // Turns and shifts whole sides of the molecule; in rings the constraints pull instead.
+  void place(const std::vector<double>& targets, double* x) {
+    mol_.SetCoords(x);
+    for (std::size_t k = 0; k < targets.size(); ++k) {
+      const auto atom = [&](std::size_t n) { return mol_.GetAtom(atoms_[k][n]); };
+      if (atoms_[k].size() == 2) {
+        QZChem::QZSetDistance(mol_, atom(0), atom(1), targets[k]);
+      } else if (atoms_[k].size() == 3) {
+        QZChem::QZSetAngle(mol_, atom(0), atom(1), atom(2), targets[k], nullptr);
+      } else {
+        QZChem::QZSetTorsion(mol_, atom(0), atom(1), atom(2), atom(3), targets[k]);
+      }
+    }
+    mol_.GetCoords(x);
+  }
+
+  const Task& task_;
+  QZChem::QZGraphMol& mol_;
+  const std::vector<Drive>& drives_;
+  Energy energy_;
+  std::vector<std::vector<unsigned int>> atoms_;
+  std::vector<std::unique_ptr<InternalConstraint>> constraints_;
 };
 
-std::string CsvText(const std::vector<ScanPoint>& points, double lowest) {
-  std::string text =
-      "angle_deg,reached_deg,energy_kcal_mol,relative_kcal_mol,iterations,converged\n";
-  for (const ScanPoint& p : points) {
-    char line[160];
-    std::snprintf(line,
-                  sizeof line,
-                  "%.4f,%.4f,%.6f,%.6f,%u,%s\n",
-                  p.angle,
-                  p.reached,
-                  p.energy,
-                  p.energy - lowest,
-                  p.result.iterations,
-                  p.result.converged ? "yes" : "no");
-    text += line;
+// "angle_deg" of a single coordinate, "torsion1_deg" of the first of two.
+std::string Heading(const std::vector<Drive>& drives, std::size_t k, const std::string& what) {
+  return what + (drives.size() > 1 ? std::to_string(k + 1) : "") + "_";
+}
+
+std::string CsvText(const Scan& scan,
+                    const std::vector<Drive>& drives,
+                    const std::vector<QZOpt::QZScanPoint>& points,
+                    double lowest) {
+  std::string text;
+  std::string slopes;
+  for (std::size_t k = 0; k < drives.size(); ++k) {
+    const std::string name = drives[k].IsTorsion() ? "angle" : drives[k].Name();
+    text += Heading(drives, k, name) + drives[k].UnitWord() + "," + Heading(drives, k, "reached") +
+            drives[k].UnitWord() + ",";
+    slopes += "," + Heading(drives, k, "slope") + "kcal_mol_" +
+              (std::string(drives[k].Unit()) == "Å" ? "A" : "rad");
+  }
+  text += "energy_kcal_mol,relative_kcal_mol,iterations,converged" + slopes + "\n";
+  for (const QZOpt::QZScanPoint& p : points) {
+    for (std::size_t k = 0; k < drives.size(); ++k) {
+      text += Format("%.4f,%.4f,", p.targets[k] / drives[k].ToLibrary(), scan.Reached(k, p));
+    }
+    text += Format(
+        "%.6f,%.6f,%u,%s", p.energy, p.energy - lowest, p.iterations, p.converged ? "yes" : "no");
+    for (const double slope : p.slopes) text += Format(",%.6f", slope);
+    text += "\n";
   }
   return text;
 }
 
-void Plot(const std::vector<ScanPoint>& points, double lowest, const std::string& path) {
-  // The path stands between single quotes, in which gnuplot doubles a quote.
-  std::string quoted;
-  for (const char c : path) quoted += c == '\'' ? std::string("''") : std::string(1, c);
-  std::FILE* gnuplot = popen("gnuplot", "w");
-  if (gnuplot == nullptr) throw UsageError("gnuplot cannot be started for " + path);
-  std::fprintf(gnuplot,
-               "set terminal svg size 720,480 background 'white'\nset output '%s'\n"
-               "set xlabel 'torsion / degrees'\nset ylabel 'relative energy / kcal/mol'\n"
-               "set grid\nunset key\nplot '-' using 1:2 with linespoints pointtype 7\n",
-               quoted.c_str());
-  for (const ScanPoint& p : points) {
-    std::fprintf(gnuplot, "%.6f %.6f\n", p.angle, p.energy - lowest);
+void WriteGeometries(const Scan& scan,
+                     const std::vector<Drive>& drives,
+                     const std::vector<QZOpt::QZScanPoint>& points,
+                     QZChem::QZGraphMol& mol,
+                     MolOutput& output) {
+  for (const QZOpt::QZScanPoint& point : points) {
+    if (point.x.empty()) continue;
+    mol.SetCoords(point.x.data());
+    mol.SetEnergy(point.energy);
+    for (std::size_t k = 0; k < drives.size(); ++k) {
+      std::string name = drives[k].Name();
+      name[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
+      const std::string number = k > 0 ? " 2" : "";
+      QZChem::QZSetSDData(
+          mol,
+          name + number + (drives[k].IsTorsion() || name == "Angle" ? " (degrees)" : " (A)"),
+          Format("%.4f", scan.Reached(k, point)));
+    }
+    QZChem::QZSetSDData(mol, "Energy (kcal/mol)", FullDigits(point.energy));
+    QZChem::QZSetSDData(mol, "molpotential.converged", point.converged ? "yes" : "no");
+    QZChem::QZSetSDData(mol, "molpotential.reason", point.message);
+    output.Write(mol);
   }
-  std::fputs("e\n", gnuplot);
-  if (pclose(gnuplot) != 0) throw UsageError(path + ": gnuplot could not draw the plot");
 }
 
-class Scan {
- public:
-  Scan(const Task& task, QZChem::QZGraphMol& mol, std::vector<unsigned int> atoms)
-      : task_(task),
-        mol_(mol),
-        atoms_(std::move(atoms)),
-        field_(MakeForceField(task.forceField)),
-        hold_(kHold, 0.0) {
-    hold_.SetTorsion(atoms_[0], atoms_[1], atoms_[2], atoms_[3]);
-    sum_.Add(*field_, /*own=*/false);
-    sum_.Add(hold_, /*own=*/false);
-    if (!sum_.Setup(mol_)) throw RecordError(task.forceField + " cannot describe this molecule");
+ScanPlot MakePlot(const std::string& title,
+                  const std::vector<Drive>& drives,
+                  const std::vector<QZOpt::QZScanPoint>& points,
+                  double lowest) {
+  ScanPlot plot;
+  plot.title = title;
+  for (const Drive& drive : drives) {
+    plot.labels.push_back(std::string(drive.Name()) + " " + drive.AtomsText() + " / " +
+                          (drive.Unit() == std::string("Å") ? "Å" : "degrees"));
+    plot.isTorsion.push_back(drive.IsTorsion());
   }
-
-  // Relaxes the molecule with its torsion at `degrees`, from where it stands.
-  ScanPoint Relax(double degrees) {
-    const auto atom = [this](std::size_t k) { return mol_.GetAtom(atoms_[k]); };
-    // In a ring no side can be turned; the restraint then pulls the torsion along.
-    QZChem::QZSetTorsion(mol_, atom(0), atom(1), atom(2), atom(3), degrees * kDegree);
-    hold_.Set_phi0(degrees * kDegree);
-    std::vector<double> x(std::size_t{3} * mol_.AtomIndexBound());
-    mol_.GetCoords(x.data());
-    ScanPoint point{degrees, 0.0, 0.0, {}};
-    point.result = QZOpt::QZMinimizer(task_.optimizer).Minimize(sum_, x.data());
-    mol_.SetCoords(x.data());
-    point.reached = QZChem::QZGetTorsion(mol_, atom(0), atom(1), atom(2), atom(3)) / kDegree;
-    point.energy = (*field_)(x.data());
-    mol_.SetEnergy(point.energy);
-    return point;
+  for (const QZOpt::QZScanPoint& p : points) {
+    ScanPlot::Point point{{}, p.energy - lowest, p.converged};
+    for (std::size_t k = 0; k < drives.size(); ++k) {
+      point.targets.push_back(p.targets[k] / drives[k].ToLibrary());
+    }
+    plot.points.push_back(point);
   }
-
- private:
-  const Task& task_;
-  QZChem::QZGraphMol& mol_;
-  std::vector<unsigned int> atoms_;
-  std::unique_ptr<QZMolPotential::QZStandardFF> field_;
-  QZConstr::QZTorsionAngleRestraint hold_;
-  QZMolPotential::QZGenericFF sum_;
-};
-
-std::vector<unsigned int> OneTorsion(const AtomTuple& tuple, const QZChem::QZMolBase& mol) {
-  const auto groups = tuple.Resolve(mol);
-  if (groups.size() > 1) {
-    PrintMessage("--torsion: \"" + tuple.Text() + "\" matches " + std::to_string(groups.size()) +
-                 " times, the first is scanned");
-  }
-  return groups.front();
+  return plot;
 }
 
-unsigned int NumPoints(const ScanArguments& args) {
-  if (!(args.step > 0.0) || !(args.to >= args.from)) {
-    throw UsageError("--step must be positive and --to not below --from");
+// Prints the points and tells whether all are good. Energies of failed points may be anything, and
+// the lowest is that of a good one where there is one.
+bool PrintPoints(const std::vector<Drive>& drives,
+                 const std::vector<QZOpt::QZScanPoint>& points,
+                 double& lowest) {
+  lowest = std::numeric_limits<double>::infinity();
+  bool allConverged = true;
+  for (const QZOpt::QZScanPoint& p : points) {
+    for (std::size_t k = 0; k < drives.size(); ++k) {
+      std::printf("%9.3f%s ", p.targets[k] / drives[k].ToLibrary(), drives[k].Unit());
+    }
+    std::printf(" %14.5f kcal/mol  %5u iterations%s\n",
+                p.energy,
+                p.iterations,
+                p.converged ? "" : ("  not converged: " + p.message).c_str());
+    if (p.converged) lowest = std::min(lowest, p.energy);
+    allConverged = allConverged && p.converged;
   }
-  // A hair above the quotient, so that --to itself is met despite rounding.
-  const double count = std::floor((args.to - args.from) / args.step + 1e-9) + 1.0;
-  if (count > 100000.0) throw UsageError("--step: more than 100,000 points");
-  return static_cast<unsigned int>(count);
+  for (const QZOpt::QZScanPoint& p : points) {
+    if (!std::isfinite(lowest) && std::isfinite(p.energy)) lowest = p.energy;
+  }
+  return allConverged;
 }
 
 int RunScan(ScanArguments& args) {
-  std::vector<std::string> words = Words(args.torsion);
-  const AtomTuple tuple("--torsion", 4, words);
-  ExpectEnd("--torsion", words);
-  const unsigned int count = NumPoints(args);
-  unsigned int failed = 0;
-  auto records = ReadAll(args.source.input, args.source.format, failed);
-  if (failed > 0 || records.size() != 1) {
-    throw UsageError(args.source.input + ": a scan takes a file of one good record");
-  }
+  const std::vector<Drive> drives = Drives(args);
+  args.source.Parse(args.task);
   std::vector<NamedPath> outputs;
   for (const char* ending : {".csv", ".sdf", ".svg"}) {
     outputs.push_back({std::string("-o (") + ending + ")", args.output + ending});
   }
-  RequireDistinct({{"the input", args.source.input}}, outputs);
+  RequireDistinct(InputFiles(args.source), outputs);
+  unsigned int failed = 0;
+  auto records = ReadAll(args.source, failed);
+  if (failed > 0 || records.size() != 1) {
+    throw UsageError(args.source.Name() + ": a scan takes a file of one good record");
+  }
   const InterruptGuard guard;
   OutputPath svg(args.output + ".svg");
   TextOutput csv(args.output + ".csv");
   MolOutput geometries(args.output + ".sdf");
-  Outcome& record = records.front();
-  Prepare(args.task, record.mol);
-  Scan scan(args.task, record.mol, OneTorsion(tuple, record.mol));
-  std::vector<ScanPoint> points;
-  for (unsigned int i = 0; i < count; ++i) {
-    points.push_back(scan.Relax(args.from + i * args.step));
-    if (IsInterrupted()) return kInterrupted;
-    CheckStandardOutput();
-    const ScanPoint& p = points.back();
-    char text[64];
-    std::snprintf(text, sizeof text, "%.4f", p.reached);
-    QZChem::QZSetSDData(record.mol, "Torsion (degrees)", text);
-    std::snprintf(text, sizeof text, "%.6f", p.energy);
-    QZChem::QZSetSDData(record.mol, "Energy (kcal/mol)", text);
-    geometries.Write(record.mol);
-    std::printf("%9.3f°  %14.5f kcal/mol  %5u iterations%s\n",
-                p.angle,
-                p.energy,
-                p.result.iterations,
-                p.result.converged ? "" : "  not converged");
+  QZChem::QZGraphMol& mol = records.front().mol;
+  Prepare(args.task, mol);
+  Scan scan(args.task, mol, drives);
+  const std::vector<QZOpt::QZScanPoint> points = scan.Run();
+  if (IsInterrupted()) {
+    PrintMessage("interrupted; nothing is written");
+    return kInterrupted;
   }
-  double lowest = points.front().energy;
-  bool allConverged = true;
-  for (const ScanPoint& p : points) {
-    lowest = std::min(lowest, p.energy);
-    allConverged = allConverged && p.result.converged;
-  }
-  csv.Write(CsvText(points, lowest));
+  double lowest = 0.0;
+  const bool allConverged = PrintPoints(drives, points, lowest);
+  CheckStandardOutput();
+  WriteGeometries(scan, drives, points, mol, geometries);
+  csv.Write(CsvText(scan, drives, points, lowest));
+  Draw(MakePlot(records.front().title, drives, points, lowest), svg.Temporary());
   csv.Commit();
   geometries.Commit();
-  Plot(points, lowest, svg.Temporary());
   svg.Commit();
   std::printf("%s.csv, %s.sdf and %s.svg written\n",
               args.output.c_str(),
@@ -198,7 +258,7 @@ int ReportRecordErrors(ScanArguments& args) {
   try {
     return RunScan(args);
   } catch (const RecordError& error) {
-    PrintMessage(args.source.input + ": record 1: " + error.what());
+    PrintMessage(args.source.Name() + ": record 1: " + error.what());
     return kSomeFailed;
   }
 }
@@ -207,21 +267,30 @@ int ReportRecordErrors(ScanArguments& args) {
 
 void AddScan(CLI::App& app, Action& action) {
   auto args = std::make_shared<ScanArguments>();
-  CLI::App& command = *app.add_subcommand(
-      "scan", "Relax a molecule at a series of torsion angles: energies, geometries and a plot");
-  args->source.AddTo(command, args->task);
+  CLI::App& command =
+      *app.add_subcommand("scan",
+                          "Relax a molecule along one or two torsions, distances or angles: "
+                          "energies, geometries and a plot");
+  AddSource(command, args->source, args->task);
   command
-      .add_option("--torsion",
-                  args->torsion,
-                  "\"i j k l\": atom numbers from 1, or a SMARTS with map numbers 1 to 4")
-      ->required();
-  command.add_option("--from", args->from, "First angle, degrees")
+      .add_option("--scan",
+                  args->scans,
+                  "\"atoms from to step\", Å or degrees: two atoms are a distance, three an angle, "
+                  "four a torsion. Atom numbers from 1, or a SMARTS with map numbers. Twice for a "
+                  "map")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command.add_option("--torsion",
+                     args->torsion,
+                     "\"i j k l\" or a SMARTS with map numbers 1 to 4: scanned by the next three");
+  command.add_option("--from", args->from, "First angle of --torsion, degrees")
       ->check(kFinite)
       ->capture_default_str();
-  command.add_option("--to", args->to, "Last angle, degrees")
+  command.add_option("--to", args->to, "Last angle of --torsion, degrees")
       ->check(kFinite)
       ->capture_default_str();
-  command.add_option("--step", args->step, "Degrees between points")
+  command.add_option("--step", args->step, "Degrees between points of --torsion")
       ->check(kPositive)
       ->capture_default_str();
   command.add_option("-o,--output", args->output, "Prefix of the results: .csv, .sdf and .svg")

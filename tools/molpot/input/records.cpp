@@ -2,22 +2,22 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "input/records.h"
 
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 
 #include "forcefields/forcefields.h"
 #include "input/errors.h"
+#include "input/words.h"
 #include "output/console.h"
 #include "output/format.h"
+#include "run/messages.h"
 
 namespace Molpot {
 
 namespace {
 
+constexpr const char* kExtensions = ".sdf .mol .mol2 .pdb .xyz .smi, also with .gz";
 constexpr double kGiB = 1024.0 * 1024.0 * 1024.0;
 constexpr double kLargestMemory = 4.0 * kGiB;
 // Å: beyond what any file of molecules means, and where distances lose the digits that matter.
@@ -25,6 +25,19 @@ constexpr double kLargestCoordinate = 1.0e5;
 
 bool ParseFormat(const std::string& name, QZChem::QZMolFormat& format) {
   return QZChem::QZFormatFromPath("x." + name, format);
+}
+
+void AddHydrogens(QZChem::QZGraphMol& mol) {
+  std::vector<std::string> messages;
+  int added = 0;
+  {
+    const MessageCollector collector(messages);
+    added = QZChem::QZAddHydrogens(mol);
+  }
+  if (added >= 0) return;
+  std::string error = "hydrogens cannot be added";
+  for (const auto& text : messages) error += "; " + text;
+  throw RecordError(error);
 }
 
 void RequirePlausibleCoordinates(const QZChem::QZMolBase& mol) {
@@ -40,63 +53,119 @@ void RequirePlausibleCoordinates(const QZChem::QZMolBase& mol) {
 
 }  // namespace
 
-std::unique_ptr<QZChem::qzmolistream> OpenInput(const std::string& path,
-                                                const std::string& format) {
-  QZChem::QZMolFormat parsed = QZChem::QZMolFormat::SDF;
-  if (!format.empty() && !ParseFormat(format, parsed)) {
-    throw UsageError("--input-format: there is no format \"" + format + "\"");
-  }
-  if (path == "-") {
-    return std::make_unique<QZChem::qzmolistream>(std::cin, parsed, "standard input");
-  }
-  if (std::error_code error; std::filesystem::is_directory(path, error)) {
-    throw UsageError(path + ": is a directory");
-  }
-  if (format.empty() && !QZChem::QZFormatFromPath(path, parsed)) {
-    throw UsageError(path + ": the extension names no format (.sdf .mol2 .pdb .xyz, also .gz)");
-  }
-  auto stream = std::make_unique<QZChem::qzmolistream>(path.c_str(), parsed);
-  if (!*stream) throw UsageError(path + ": cannot be read: " + std::strerror(errno));
-  return stream;
+std::string Source::Name() const {
+  if (!smiles.empty()) return "--smiles";
+  return path == "-" ? "standard input" : path;
 }
 
-std::vector<Outcome> ReadAll(const std::string& path,
-                             const std::string& format,
-                             unsigned int& failed) {
-  const auto input = OpenInput(path, format);
-  std::vector<Outcome> records;
-  for (;;) {
-    Outcome outcome;
-    QZChem::QZRecordInfo info;
-    if (!QZChem::QZNextRecord(*input, outcome.mol, info)) break;
-    outcome.record = info.number;
-    if (!info.error.empty()) {
-      ++failed;
-      PrintMessage(input->GetName() + ": record " + std::to_string(info.number) + ": " +
-                   info.error);
-      continue;
-    }
-    outcome.title = outcome.mol.GetTitle();
-    records.push_back(std::move(outcome));
+Input::Input(const Source& source) {
+  QZChem::QZMolFormat format = QZChem::QZMolFormat::SDF;
+  if (!source.format.empty() && !ParseFormat(source.format, format)) {
+    throw UsageError("--input-format: there is no format \"" + source.format + "\"");
   }
-  if (records.empty() && failed == 0) throw UsageError(path + ": holds no records");
+  if (source.path.empty() == source.smiles.empty()) {
+    throw UsageError("one of INPUT and --smiles is needed");
+  }
+  if (!source.smiles.empty()) {
+    std::string lines;
+    for (const auto& one : source.smiles) lines += one + "\n";
+    text_.str(lines);
+    stream_ = std::make_unique<QZChem::qzmolistream>(
+        text_, QZChem::QZMolFormat::SMILES, source.Name().c_str());
+  } else if (source.path == "-") {
+    stream_ = std::make_unique<QZChem::qzmolistream>(std::cin, format, source.Name().c_str());
+  } else {
+    if (source.format.empty() && !QZChem::QZFormatFromPath(source.path, format) &&
+        !std::filesystem::is_directory(source.path)) {
+      throw UsageError(source.path + ": the extension names no format (" + kExtensions + ")");
+    }
+    stream_ = std::make_unique<QZChem::qzmolistream>(source.path.c_str(), format);
+  }
+  if (!*stream_) {
+    throw UsageError(source.Name() + ": cannot be read: " + stream_->GetError());
+  }
+  stream_->SetModel(source.model);
+  if (!source.alternateLocation.empty()) {
+    stream_->SetAlternateLocation(source.alternateLocation.front());
+  }
+  stream_->SetMakeCoordinates(source.makeCoordinates);
+}
+
+bool Input::Next(Outcome& outcome) {
+  QZChem::QZRecordInfo info;
+  bool found = false;
+  {
+    // What is told of a good record comes as its note too, and then with the record.
+    std::vector<std::string> told;
+    const MessageCollector collector(told);
+    found = QZChem::QZNextRecord(*stream_, outcome.mol, info);
+  }
+  if (!found) return false;
+  outcome.record = info.number;
+  outcome.raw = std::move(info.raw);
+  outcome.error = std::move(info.error);
+  if (!info.note.empty()) outcome.warnings.push_back(info.note);
+  if (outcome.error.empty()) outcome.title = outcome.mol.GetTitle();
+  return true;
+}
+
+std::vector<Outcome> ReadAll(const Source& source, unsigned int& failed) {
+  Input input(source);
+  std::vector<Outcome> records;
+  for (Outcome outcome; input.Next(outcome); outcome = Outcome()) {
+    const std::string where = source.Name() + ": record " + std::to_string(outcome.record) + ": ";
+    for (const auto& text : outcome.warnings) PrintMessage(where + text);
+    if (outcome.error.empty()) {
+      records.push_back(std::move(outcome));
+    } else {
+      ++failed;
+      PrintMessage(where + outcome.error);
+    }
+  }
+  if (records.empty() && failed == 0) throw UsageError(source.Name() + ": holds no records");
   return records;
+}
+
+std::shared_ptr<const QZChem::QZTemplates> ReadTemplates(
+    const std::vector<std::string>& arguments) {
+  auto templates = std::make_shared<QZChem::QZTemplates>();
+  for (const std::string& argument : arguments) {
+    std::string error;
+    const std::vector<std::string> words = Words(argument);
+    const bool isFile = std::filesystem::exists(argument);
+    const bool isGood =
+        isFile
+            ? templates->AddFile(argument, error)
+            : words.size() <= 2 &&
+                  templates->AddSmiles(words.size() == 2 ? words.front() : "", words.back(), error);
+    if (!isGood) throw UsageError("--template: \"" + argument + "\": " + error);
+  }
+  return templates;
 }
 
 void Prepare(const Task& task, QZChem::QZGraphMol& mol) {
   mol.Sweep();
-  if (task.addHydrogens) {
-    if (QZChem::QZAddHydrogens(mol) < 0) throw RecordError("hydrogens cannot be added");
-    if (QZChem::QZLooksTwoDimensional(mol) && !QZChem::QZMakeCoordinates(mol)) {
-      throw RecordError("no three-dimensional coordinates can be made");
-    }
+  if (task.largestFragment) QZChem::QZKeepLargestFragment(mol);
+  std::string error;
+  if (task.templates != nullptr && !task.templates->IsEmpty() &&
+      !task.templates->Apply(mol, error)) {
+    throw RecordError(error);
   }
-  if (QZChem::QZLooksTwoDimensional(mol)) {
-    throw RecordError("the coordinates are two-dimensional (--add-hydrogens makes new ones)");
+  if (task.addHydrogens) AddHydrogens(mol);
+  const bool isFlat = QZChem::QZLooksTwoDimensional(mol);
+  if (isFlat && task.addHydrogens && !QZChem::QZMakeCoordinates(mol)) {
+    throw RecordError("no three-dimensional coordinates can be made");
+  }
+  if (isFlat && !task.addHydrogens && task.numConformers == 0) {
+    throw RecordError(
+        "the coordinates are two-dimensional (--add-hydrogens or --conformers makes new ones)");
   }
   RequirePlausibleCoordinates(mol);
-  if (QZChem::QZLacksHydrogens(mol)) {
-    throw RecordError("hydrogens are missing (--add-hydrogens adds them)");
+  const std::string missing = QZChem::QZFindMissing(mol);
+  if (!missing.empty()) {
+    throw RecordError(QZChem::QZHasBondOrders(mol)
+                          ? "hydrogens are missing (--add-hydrogens adds them): " + missing
+                          : missing + " (--template)");
   }
   // Pairs that are listed one by one take several times what their evaluation does.
   const double perPair = task.numInteractions > 0 ? 4.0 : 1.0;

@@ -2,14 +2,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "input/restraints.h"
 
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
 #include <optional>
 #include <set>
 
-#include "input/signed_torsion.h"
+#include "input/internal_constraint.h"
 #include "input/words.h"
 
 namespace Molpot {
@@ -42,25 +41,9 @@ std::string AtomNames(const Group& group) {
   return text;
 }
 
-std::function<double(const QZMolBase&)> DistanceOf(const Group& g) {
-  return [g](const QZMolBase& mol) {
-    return QZChem::QZGetDistance(mol, mol.GetAtom(g[0]), mol.GetAtom(g[1]));
-  };
-}
-
-std::function<double(const QZMolBase&)> AngleOf(const Group& g) {
-  return [g](const QZMolBase& mol) {
-    return QZChem::QZGetAngle(mol, mol.GetAtom(g[0]), mol.GetAtom(g[1]), mol.GetAtom(g[2])) /
-           kDegree;
-  };
-}
-
-std::function<double(const QZMolBase&)> TorsionOf(const Group& g) {
-  return [g](const QZMolBase& mol) {
-    return QZChem::QZGetTorsion(
-               mol, mol.GetAtom(g[0]), mol.GetAtom(g[1]), mol.GetAtom(g[2]), mol.GetAtom(g[3])) /
-           kDegree;
-  };
+// The distance, angle or torsion of the group, for people.
+std::function<double(const QZMolBase&)> InternalOf(const Group& g) {
+  return [g](const QZMolBase& mol) { return MeasureInternal(mol, g); };
 }
 
 template <class H>
@@ -94,11 +77,16 @@ std::function<double(const QZMolBase&)> DisplacementOf(const QZMolBase& start, G
   };
 }
 
+void RequireNonNegative(const std::string& option, const char* what, double value) {
+  if (std::isfinite(value) && value >= 0.0) return;
+  throw UsageError(option + ": the " + what + " must not be negative");
+}
+
 double TakeNonNegative(const std::string& option,
                        const char* what,
                        std::vector<std::string>& words) {
   const double value = TakeNumber(option, what, words);
-  if (value < 0.0) throw UsageError(option + ": the " + what + " must not be negative");
+  RequireNonNegative(option, what, value);
   return value;
 }
 
@@ -122,34 +110,30 @@ void SetUpAndKeep(H held, const QZMolBase& mol, std::vector<H>& all) {
 
 void Restraints::AddPositional(const std::string& argument) {
   static const char* kOption = "--restrain";
-  std::vector<std::string> words = Words(argument);
-  if (words.empty()) throw UsageError(std::string(kOption) + ": a SMARTS is missing");
-  const Pattern pattern(kOption, words.front());
-  words.erase(words.begin());
-  const double width = words.empty() ? kDefaultWidth : TakeNonNegative(kOption, "width", words);
-  const double strength =
-      words.empty() ? kDefaultStrength : TakeNonNegative(kOption, "strength", words);
-  ExpectEnd(kOption, words);
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    const Group atoms = pattern.Atoms(mol);
-    if (atoms.empty()) {
-      throw RecordError(std::string(kOption) + ": \"" + pattern.Text() + "\" matches nothing");
-    }
-    HeldRestraint held;
-    held.option = kOption;
-    held.what = std::to_string(atoms.size()) + " atoms of \"" + pattern.Text() + "\" within " +
-                Number(width) + " Å, " + Number(strength) + " kcal/mol/Å²";
-    held.unit = "Å away at most";
-    held.numAtoms = atoms.size();
-    held.measure = DisplacementOf(mol, atoms);
-    auto restraint = std::make_unique<QZConstr::QZHarmonicPotential>(strength, width);
-    std::set<const QZChem::QZAtomBase*> members;
-    for (const unsigned int index : atoms) members.insert(mol.GetAtom(index));
-    restraint->Set(QZChem::IsMemberPtr<QZChem::QZAtomBase>(std::move(members)),
-                   QZMolPotential::QZCategoryPositional);
-    held.function = std::move(restraint);
-    SetUpAndKeep(std::move(held), mol, all);
-  });
+  std::vector<double> numbers;
+  const AtomSelection selection(kOption, argument, 2, numbers);
+  const double width = numbers.empty() ? kDefaultWidth : numbers[0];
+  const double strength = numbers.size() < 2 ? kDefaultStrength : numbers[1];
+  RequireNonNegative(kOption, "width", width);
+  RequireNonNegative(kOption, "strength", strength);
+  makers_.push_back(
+      [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldRestraint>& all) {
+        const Group atoms = selection.Atoms(named);
+        HeldRestraint held;
+        held.option = kOption;
+        held.what = std::to_string(atoms.size()) + " atoms of \"" + selection.Text() +
+                    "\" within " + Number(width) + " Å, " + Number(strength) + " kcal/mol/Å²";
+        held.unit = "Å away at most";
+        held.numAtoms = atoms.size();
+        held.measure = DisplacementOf(mol, atoms);
+        auto restraint = std::make_unique<QZConstr::QZHarmonicPotential>(strength, width);
+        std::set<const QZChem::QZAtomBase*> members;
+        for (const unsigned int index : atoms) members.insert(mol.GetAtom(index));
+        restraint->Set(QZChem::IsMemberPtr<QZChem::QZAtomBase>(std::move(members)),
+                       QZMolPotential::QZCategoryPositional);
+        held.function = std::move(restraint);
+        SetUpAndKeep(std::move(held), mol, all);
+      });
 }
 
 void Restraints::AddTorsion(const std::string& argument) {
@@ -159,16 +143,18 @@ void Restraints::AddTorsion(const std::string& argument) {
   const double degrees = TakeNumber(kOption, "angle", words);
   const double k = TakeNonNegative(kOption, "force constant", words);
   ExpectEnd(kOption, words);
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    for (const Group& g : Resolve(kOption, atoms, mol)) {
-      auto held =
-          MakeHeld<HeldRestraint>(kOption, g, "target " + Number(degrees) + "°", "°", TorsionOf(g));
-      auto restraint = std::make_unique<QZConstr::QZTorsionAngleRestraint>(k, degrees * kDegree);
-      restraint->SetTorsion(g[0], g[1], g[2], g[3]);
-      held.function = std::move(restraint);
-      SetUpAndKeep(std::move(held), mol, all);
-    }
-  });
+  makers_.push_back(
+      [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldRestraint>& all) {
+        for (const Group& g : Resolve(kOption, atoms, named)) {
+          auto held = MakeHeld<HeldRestraint>(
+              kOption, g, "target " + Number(degrees) + "°", "°", InternalOf(g));
+          auto restraint =
+              std::make_unique<QZConstr::QZTorsionAngleRestraint>(k, degrees * kDegree);
+          restraint->SetTorsion(g[0], g[1], g[2], g[3]);
+          held.function = std::move(restraint);
+          SetUpAndKeep(std::move(held), mol, all);
+        }
+      });
 }
 
 void Restraints::AddDistance(const std::string& argument) {
@@ -178,15 +164,16 @@ void Restraints::AddDistance(const std::string& argument) {
   const double distance = TakeNonNegative(kOption, "distance", words);
   const double k = TakeNonNegative(kOption, "force constant", words);
   ExpectEnd(kOption, words);
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    for (const Group& g : Resolve(kOption, atoms, mol)) {
-      auto held = MakeHeld<HeldRestraint>(
-          kOption, g, "target " + Number(distance) + " Å", "Å", DistanceOf(g));
-      held.function = std::make_unique<QZConstr::QZDistanceQuadPenalty>(
-          *mol.GetAtom(g[0]), *mol.GetAtom(g[1]), distance, k);
-      SetUpAndKeep(std::move(held), mol, all);
-    }
-  });
+  makers_.push_back(
+      [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldRestraint>& all) {
+        for (const Group& g : Resolve(kOption, atoms, named)) {
+          auto held = MakeHeld<HeldRestraint>(
+              kOption, g, "target " + Number(distance) + " Å", "Å", InternalOf(g));
+          held.function = std::make_unique<QZConstr::QZDistanceQuadPenalty>(
+              *mol.GetAtom(g[0]), *mol.GetAtom(g[1]), distance, k);
+          SetUpAndKeep(std::move(held), mol, all);
+        }
+      });
 }
 
 void Restraints::AddDistanceBand(const std::string& argument) {
@@ -198,10 +185,12 @@ void Restraints::AddDistanceBand(const std::string& argument) {
   const double k = TakeNonNegative(kOption, "force constant", words);
   ExpectEnd(kOption, words);
   if (low > high) throw UsageError(std::string(kOption) + ": the lower limit is above the upper");
-  makers_.push_back([=](const QZMolBase& mol, std::vector<HeldRestraint>& all) {
-    for (const Group& g : Resolve(kOption, atoms, mol)) {
+  makers_.push_back([=](const QZMolBase& named,
+                        const QZMolBase& mol,
+                        std::vector<HeldRestraint>& all) {
+    for (const Group& g : Resolve(kOption, atoms, named)) {
       auto held = MakeHeld<HeldRestraint>(
-          kOption, g, "within " + Number(low) + " to " + Number(high) + " Å", "Å", DistanceOf(g));
+          kOption, g, "within " + Number(low) + " to " + Number(high) + " Å", "Å", InternalOf(g));
       held.function = std::make_unique<QZConstr::QZDistLimitPenalty>(
           *mol.GetAtom(g[0]), *mol.GetAtom(g[1]), low, high, k);
       SetUpAndKeep(std::move(held), mol, all);
@@ -211,7 +200,7 @@ void Restraints::AddDistanceBand(const std::string& argument) {
 
 namespace {
 
-// What differs between the three kinds of constraint. `make` takes the target in library units.
+// What differs between the three kinds of constraint.
 struct ConstraintKind {
   const char* option;
   unsigned int numAtoms;
@@ -220,36 +209,10 @@ struct ConstraintKind {
   double toLibrary;
   double lowest;  // of the target
   double highest;
-  std::function<double(const QZMolBase&)> (*measure)(const Group&);
-  std::unique_ptr<QZMolPotential::QZMolConstr> (*make)(const QZMolBase&,
-                                                       const Group&,
-                                                       std::optional<double>);
 };
 
-template <class Constraint, std::size_t... K>
-std::unique_ptr<QZMolPotential::QZMolConstr> MakeConstraint(const QZMolBase& mol,
-                                                            const Group& g,
-                                                            std::optional<double> target,
-                                                            std::index_sequence<K...>) {
-  if (target.has_value()) return std::make_unique<Constraint>(*mol.GetAtom(g[K])..., *target);
-  return std::make_unique<Constraint>(*mol.GetAtom(g[K])...);
-}
-
-template <class Constraint, std::size_t N>
-std::unique_ptr<QZMolPotential::QZMolConstr> MakeConstraint(const QZMolBase& mol,
-                                                            const Group& g,
-                                                            std::optional<double> target) {
-  return MakeConstraint<Constraint>(mol, g, target, std::make_index_sequence<N>());
-}
-
-std::unique_ptr<QZMolPotential::QZMolConstr> MakeTorsionConstraint(const QZMolBase& /*mol*/,
-                                                                   const Group& g,
-                                                                   std::optional<double> target) {
-  return std::make_unique<SignedTorsionConstraint>(std::array{g[0], g[1], g[2], g[3]}, target);
-}
-
-std::function<void(const QZMolBase&, std::vector<HeldConstraint>&)> ParseConstraint(
-    const ConstraintKind& kind, const std::string& argument) {
+std::function<void(const QZMolBase&, const QZMolBase&, std::vector<HeldConstraint>&)>
+ParseConstraint(const ConstraintKind& kind, const std::string& argument) {
   std::vector<std::string> words = Words(argument);
   const AtomTuple atoms(kind.option, kind.numAtoms, words);
   std::optional<double> value;
@@ -259,14 +222,14 @@ std::function<void(const QZMolBase&, std::vector<HeldConstraint>&)> ParseConstra
     throw UsageError(std::string(kind.option) + ": a " + kind.target + " of " + Number(*value) +
                      " " + kind.unit + " is not possible");
   }
-  return [=](const QZMolBase& mol, std::vector<HeldConstraint>& all) {
-    for (const Group& g : Resolve(kind.option, atoms, mol)) {
+  return [=](const QZMolBase& named, const QZMolBase& mol, std::vector<HeldConstraint>& all) {
+    for (const Group& g : Resolve(kind.option, atoms, named)) {
       const std::string target =
           value.has_value() ? "target " + Number(*value) + " " + kind.unit : "held as it is";
-      auto held = MakeHeld<HeldConstraint>(kind.option, g, target, kind.unit, kind.measure(g));
+      auto held = MakeHeld<HeldConstraint>(kind.option, g, target, kind.unit, InternalOf(g));
       std::optional<double> inLibraryUnits;
       if (value.has_value()) inLibraryUnits = *value * kind.toLibrary;
-      held.function = kind.make(mol, g, inLibraryUnits);
+      held.function = std::make_unique<InternalConstraint>(g, inLibraryUnits);
       SetUpAndKeep(std::move(held), mol, all);
     }
   };
@@ -275,54 +238,30 @@ std::function<void(const QZMolBase&, std::vector<HeldConstraint>&)> ParseConstra
 }  // namespace
 
 void Restraints::AddDistanceConstraint(const std::string& argument) {
-  constraintMakers_.push_back(
-      ParseConstraint({"--constrain-distance",
-                       2,
-                       "distance",
-                       "Å",
-                       1.0,
-                       kShortest,
-                       kLongest,
-                       &DistanceOf,
-                       &MakeConstraint<QZMolPotential::QZDistanceConstr, 2>},
-                      argument));
+  constraintMakers_.push_back(ParseConstraint(
+      {"--constrain-distance", 2, "distance", "Å", 1.0, kShortest, kLongest}, argument));
 }
 
 void Restraints::AddAngleConstraint(const std::string& argument) {
-  constraintMakers_.push_back(ParseConstraint({"--constrain-angle",
-                                               3,
-                                               "angle",
-                                               "°",
-                                               kDegree,
-                                               0.0,
-                                               180.0,
-                                               &AngleOf,
-                                               &MakeConstraint<QZMolPotential::QZAngleConstr, 3>},
-                                              argument));
+  constraintMakers_.push_back(
+      ParseConstraint({"--constrain-angle", 3, "angle", "°", kDegree, 0.0, 180.0}, argument));
 }
 
 void Restraints::AddTorsionConstraint(const std::string& argument) {
-  constraintMakers_.push_back(ParseConstraint({"--constrain-torsion",
-                                               4,
-                                               "angle",
-                                               "°",
-                                               kDegree,
-                                               -360.0,
-                                               360.0,
-                                               &TorsionOf,
-                                               &MakeTorsionConstraint},
-                                              argument));
+  constraintMakers_.push_back(
+      ParseConstraint({"--constrain-torsion", 4, "angle", "°", kDegree, -360.0, 360.0}, argument));
 }
 
-std::vector<HeldRestraint> Restraints::Build(const QZMolBase& mol) const {
+std::vector<HeldRestraint> Restraints::Build(const QZMolBase& named, const QZMolBase& mol) const {
   std::vector<HeldRestraint> all;
-  for (const auto& make : makers_) make(mol, all);
+  for (const auto& make : makers_) make(named, mol, all);
   return all;
 }
 
-std::vector<HeldConstraint> Restraints::BuildConstraints(const QZMolBase& mol) const {
+std::vector<HeldConstraint> Restraints::BuildConstraints(const QZMolBase& named,
+                                                         const QZMolBase& mol) const {
   std::vector<HeldConstraint> all;
-  for (const auto& make : constraintMakers_) make(mol, all);
+  for (const auto& make : constraintMakers_) make(named, mol, all);
   return all;
 }
 

@@ -35,7 +35,7 @@ struct HeldConstraint : Held {
 /// UsageError; the other operations are const and serve several threads.
 class Restraints {
  public:
-  /// "SMARTS [width [strength]]": matched atoms stay near their start; Å and kcal/mol/Å².
+  /// "SELECTION [width [strength]]": selected atoms stay near their start; Å and kcal/mol/Å².
   void AddPositional(const std::string& argument);
   /// "atoms degrees k": k (φ - φ0)², the angle with its sign, k in kcal/mol/rad².
   void AddTorsion(const std::string& argument);
@@ -43,6 +43,14 @@ class Restraints {
   void AddDistance(const std::string& argument);
   /// "atoms low high k": k times the squared excess outside [low, high].
   void AddDistanceBand(const std::string& argument);
+  /// "sphere x y z radius k" or "box x1 y1 z1 x2 y2 z2 k", Å and kcal/mol/Å².
+  void AddWall(const std::string& argument);
+  /// An energy in kcal/mol in the words of `QZExpressionFunc`, atoms counting from 1.
+  void AddExpression(const std::string& argument);
+  /// Every rotatable bond's torsion stays as it is: k (φ - φ0)², k in kcal/mol/rad².
+  void HoldTorsions(double k);
+  /// "REFERENCE SMARTS [width [strength]]": matched atoms stay near where the reference has them.
+  void AddTether(const std::string& argument);
   /// "atoms [value]": without a value what the molecule has at the start.
   void AddDistanceConstraint(const std::string& argument);
   void AddAngleConstraint(const std::string& argument);
@@ -51,13 +59,17 @@ class Restraints {
   bool Empty() const { return makers_.empty() && constraintMakers_.empty(); }
   bool HasConstraints() const { return !constraintMakers_.empty(); }
 
-  /// What the options name in `mol`, set up on it. Throws RecordError.
-  std::vector<HeldRestraint> Build(const QZChem::QZMolBase& mol) const;
-  std::vector<HeldConstraint> BuildConstraints(const QZChem::QZMolBase& mol) const;
+  /// What the options name in `named`, set up on `mol`, in which those atoms have the same indices.
+  /// Throws RecordError.
+  std::vector<HeldRestraint> Build(const QZChem::QZMolBase& named,
+                                   const QZChem::QZMolBase& mol) const;
+  std::vector<HeldConstraint> BuildConstraints(const QZChem::QZMolBase& named,
+                                               const QZChem::QZMolBase& mol) const;
 
  private:
   template <class T>
-  using Maker = std::function<void(const QZChem::QZMolBase&, std::vector<T>&)>;
+  using Maker = std::function<void(
+      const QZChem::QZMolBase& named, const QZChem::QZMolBase& mol, std::vector<T>&)>;
 
   std::vector<Maker<HeldRestraint>> makers_;
   std::vector<Maker<HeldConstraint>> constraintMakers_;

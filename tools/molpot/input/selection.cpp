@@ -4,28 +4,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <set>
 
 #include "input/words.h"
 
 namespace Molpot {
 
-using QZSystem::QZRange;
-
 namespace {
-
-// Map numbers of the pattern's atoms, read from the text: a colon and digits before a bracket ends.
-std::vector<unsigned int> MapNumbers(const std::string& smarts) {
-  std::vector<unsigned int> maps;
-  for (std::size_t i = 0; i < smarts.size(); ++i) {
-    if (smarts[i] != ':') continue;
-    unsigned int map = 0;
-    const char* end = smarts.data() + smarts.size();
-    const auto [next, status] = std::from_chars(smarts.data() + i + 1, end, map);
-    if (status == std::errc() && next != end && *next == ']' && map > 0) maps.push_back(map);
-  }
-  return maps;
-}
 
 bool ParseInteger(const std::string& word, unsigned int& value) {
   const char* end = word.data() + word.size();
@@ -35,45 +19,28 @@ bool ParseInteger(const std::string& word, unsigned int& value) {
 
 }  // namespace
 
-Pattern::Pattern(const std::string& option, const std::string& smarts) : text_(smarts) {
-  auto search = std::make_shared<QZChem::QZSubSearch>();
-  if (!search->Init(smarts.c_str(), false)) {
-    throw UsageError(option + ": the SMARTS \"" + smarts +
-                     "\" does not parse: " + search->GetError());
-  }
-  search_ = std::move(search);
+AtomSelection::AtomSelection(const std::string& option, const std::string& text) : option_(option) {
+  if (selection_.Init(text, /*firstNumber=*/1)) return;
+  throw UsageError(option + ": " + selection_.GetError());
 }
 
-std::vector<unsigned int> Pattern::Atoms(const QZChem::QZMolBase& mol) const {
-  std::set<unsigned int> atoms;
-  for (const auto& match : QZRange(search_->Match(mol, true))) {
-    for (const auto& pair : QZRange(match.GetPairs())) atoms.insert(pair.target->GetIndex());
-  }
-  return {atoms.begin(), atoms.end()};
+AtomSelection::AtomSelection(const std::string& option,
+                             const std::string& text,
+                             unsigned int maxNumbers,
+                             std::vector<double>& numbers)
+    : option_(option) {
+  if (selection_.InitWithNumbers(text, maxNumbers, numbers, /*firstNumber=*/1)) return;
+  throw UsageError(option + ": " + selection_.GetError());
 }
 
-bool Pattern::HasMaps(unsigned int count) const {
-  std::vector<unsigned int> maps = MapNumbers(text_);
-  std::ranges::sort(maps);
-  if (maps.size() != count) return false;
-  for (unsigned int k = 0; k < count; ++k) {
-    if (maps[k] != k + 1) return false;
+std::vector<unsigned int> AtomSelection::Atoms(const QZChem::QZMolBase& mol) const {
+  std::vector<unsigned int> atoms;
+  std::string error;
+  if (!selection_.Select(mol, atoms, error)) {
+    throw RecordError(option_ + ": \"" + Text() + "\": " + error);
   }
-  return true;
-}
-
-std::vector<std::vector<unsigned int>> Pattern::Mapped(const QZChem::QZMolBase& mol,
-                                                       unsigned int count) const {
-  std::vector<std::vector<unsigned int>> groups;
-  for (const auto& match : QZRange(search_->Match(mol, true))) {
-    std::vector<unsigned int> group(count);
-    for (const auto& pair : QZRange(match.GetPairs())) {
-      const unsigned int map = pair.pattern->GetMapIndex();
-      if (map >= 1 && map <= count) group[map - 1] = pair.target->GetIndex();
-    }
-    groups.push_back(std::move(group));
-  }
-  return groups;
+  if (atoms.empty()) throw RecordError(option_ + ": \"" + Text() + "\" matches nothing");
+  return atoms;
 }
 
 AtomTuple::AtomTuple(const std::string& option, unsigned int count, std::vector<std::string>& words)
@@ -82,7 +49,12 @@ AtomTuple::AtomTuple(const std::string& option, unsigned int count, std::vector<
   unsigned int number = 0;
   if (!ParseInteger(words.front(), number)) {
     text_ = words.front();
-    pattern_ = std::make_shared<const Pattern>(option, text_);
+    auto search = std::make_shared<QZChem::QZSubSearch>();
+    if (!search->Init(text_.c_str(), false)) {
+      throw UsageError(option + ": the SMARTS \"" + text_ +
+                       "\" does not parse: " + search->GetError());
+    }
+    pattern_ = std::move(search);
     if (!pattern_->HasMaps(count)) {
       throw UsageError(option + ": the SMARTS \"" + text_ + "\" must mark " +
                        std::to_string(count) + " atoms with the map numbers 1 to " +
@@ -107,7 +79,9 @@ AtomTuple::AtomTuple(const std::string& option, unsigned int count, std::vector<
 
 std::vector<std::vector<unsigned int>> AtomTuple::Resolve(const QZChem::QZMolBase& mol) const {
   if (pattern_ != nullptr) {
-    auto groups = pattern_->Mapped(mol, count_);
+    std::vector<std::vector<unsigned int>> groups;
+    std::string error;
+    if (!pattern_->MatchMapped(mol, count_, groups, error)) throw RecordError(error);
     if (groups.empty()) throw RecordError("\"" + text_ + "\" matches nothing");
     return groups;
   }

@@ -11,23 +11,24 @@
 
 namespace Molpot {
 
-/// A compiled SMARTS pattern. Copies share it; usable from several threads.
-class Pattern {
+/// Atoms named in the words of `QZChem::QZSelection`, numbers counting from 1. Usable from several
+/// threads.
+class AtomSelection {
  public:
-  /// Throws UsageError, naming `option`, when the pattern does not parse.
-  Pattern(const std::string& option, const std::string& smarts);
-  const std::string& Text() const { return text_; }
-  /// Indices of all atoms that any match covers, ascending.
+  /// Throws UsageError, naming `option`, when the text does not parse.
+  AtomSelection(const std::string& option, const std::string& text);
+  /// The same with up to `maxNumbers` numbers behind it.
+  AtomSelection(const std::string& option,
+                const std::string& text,
+                unsigned int maxNumbers,
+                std::vector<double>& numbers);
+  const std::string& Text() const { return selection_.GetText(); }
+  /// Indices of the selected atoms, ascending. Throws RecordError when there are none.
   std::vector<unsigned int> Atoms(const QZChem::QZMolBase& mol) const;
-  /// For each unique match the atoms mapped 1 to `count`, in the order of their map numbers.
-  std::vector<std::vector<unsigned int>> Mapped(const QZChem::QZMolBase& mol,
-                                                unsigned int count) const;
-  /// True when every map number from 1 to `count` marks exactly one pattern atom, and none beyond.
-  bool HasMaps(unsigned int count) const;
 
  private:
-  std::string text_;
-  std::shared_ptr<const QZChem::QZSubSearch> search_;
+  std::string option_;
+  QZChem::QZSelection selection_;
 };
 
 /// A group of atoms named on the command line: 1-based numbers as in the file, or a SMARTS with map
@@ -46,7 +47,7 @@ class AtomTuple {
   std::string text_;
   unsigned int count_;
   std::vector<unsigned int> numbers_;  // 0-based; empty when a pattern is used
-  std::shared_ptr<const Pattern> pattern_;
+  std::shared_ptr<const QZChem::QZSubSearch> pattern_;
 };
 
 }  // namespace Molpot

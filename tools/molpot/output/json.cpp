@@ -10,6 +10,7 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
   nlohmann::ordered_json json;
   json["record"] = outcome.record;
   json["title"] = outcome.title;
+  if (outcome.conformer > 0) json["conformer"] = outcome.conformer;
   if (!outcome.error.empty()) {
     json["error"] = outcome.error;
   } else {
@@ -33,6 +34,18 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
       }
       json["converged"] = outcome.optimizer.converged;
       json["reason"] = outcome.reason;
+    }
+    if (!outcome.partialCharges.empty()) json["partial_charges"] = outcome.partialCharges;
+    if (outcome.interactionEnergy.has_value()) {
+      json["interaction_energy"] = *outcome.interactionEnergy;
+    }
+    if (outcome.strainEnergy.has_value()) json["strain_energy"] = *outcome.strainEnergy;
+    if (outcome.modes.valid) {
+      json["frequencies"] = outcome.modes.frequencies;
+      json["imaginary"] = outcome.modes.numImaginary;
+      json["zero_point_energy"] = outcome.modes.zeroPointEnergy;
+      json["entropy"] = outcome.modes.entropy;
+      json["free_energy"] = outcome.modes.freeEnergy;
     }
     for (const HeldReport& held : outcome.held) {
       json["restraints"].push_back({{"option", held.option},

@@ -11,6 +11,7 @@ namespace Molpot {
 
 Report::Report(const ReportOptions& options) : options_(options) {
   if (!options.molecules.empty()) molecules_ = std::make_unique<MolOutput>(options.molecules);
+  if (!options.host.empty()) host_ = std::make_unique<MolOutput>(options.host);
   if (!options.trajectory.empty()) trajectory_ = std::make_unique<TextOutput>(options.trajectory);
   if (!options.rejects.empty()) rejects_ = std::make_unique<TextOutput>(options.rejects);
   const bool holdsResults = options.json || options.molecules == "-" || options.trajectory == "-" ||
@@ -24,7 +25,7 @@ void Report::Write(Outcome& outcome) {
   for (const auto& text : outcome.warnings) PrintMessage(where + text);
   if (!outcome.error.empty()) {
     PrintMessage(where + outcome.error);
-    if (rejects_ != nullptr) rejects_->Write(outcome.raw);
+    if (rejects_ != nullptr && outcome.conformer == 0) rejects_->Write(outcome.raw);
   } else if (outcome.IsUnconverged() && !options_.acceptUnconverged) {
     PrintMessage(where + "not converged: " + outcome.reason);
   }
@@ -38,6 +39,7 @@ void Report::Write(Outcome& outcome) {
 
 void Report::Commit() {
   if (molecules_ != nullptr) molecules_->Commit();
+  if (host_ != nullptr) host_->Commit();
   if (trajectory_ != nullptr) trajectory_->Commit();
   if (rejects_ != nullptr) rejects_->Commit();
 }
@@ -57,6 +59,7 @@ void Report::writeMolecule(Outcome& outcome) {
     }
     outcome.warnings.insert(outcome.warnings.end(), reasons.begin(), reasons.end());
   }
+  if (host_ != nullptr && outcome.host.has_value()) host_->Write(*outcome.host);
   if (trajectory_ != nullptr) trajectory_->Write(outcome.trajectory);
 }
 
@@ -68,7 +71,8 @@ void Report::writeText(const Outcome& outcome) {
   } else {
     text = options_.minimised ? MinimisedLine(outcome) : RecordName(outcome) + "\n";
     if (options_.table) text += ComponentTable(outcome, options_.minimised);
-    text += InteractionTable(outcome) + HeldLines(outcome);
+    text +=
+        InteractionTable(outcome) + HostLine(outcome) + ModesTable(outcome) + HeldLines(outcome);
   }
   ClearStatus();
   std::fputs(text.c_str(), people_);

@@ -15,6 +15,7 @@ namespace Molpot {
 struct ReportOptions {
   std::string source;  // the input's name in messages
   std::string molecules;
+  std::string host;  // with its flexible atoms moved, one a record
   std::string trajectory;
   std::string rejects;
   bool json = false;
@@ -43,6 +44,7 @@ class Report {
   ReportOptions options_;
   std::FILE* people_ = stdout;
   std::unique_ptr<MolOutput> molecules_;
+  std::unique_ptr<MolOutput> host_;
   std::unique_ptr<TextOutput> trajectory_;
   std::unique_ptr<TextOutput> rejects_;
 };

@@ -9,6 +9,7 @@ namespace Molpot {
 std::string RecordName(const Outcome& outcome) {
   std::string name = "record " + std::to_string(outcome.record);
   if (!outcome.title.empty()) name += " (" + outcome.title + ")";
+  if (outcome.conformer > 0) name += ", conformer " + std::to_string(outcome.conformer);
   return name;
 }
 
@@ -54,6 +55,31 @@ std::string InteractionTable(const Outcome& outcome) {
     text += Format("  %-15s %-27s %10.4f\n", term.name.c_str(), atoms.c_str(), term.energy);
   }
   return text;
+}
+
+std::string HostLine(const Outcome& outcome) {
+  if (!outcome.interactionEnergy.has_value()) return {};
+  std::string text =
+      Format("  interaction with the host %.4f kcal/mol", *outcome.interactionEnergy);
+  if (outcome.strainEnergy.has_value()) text += Format(", strain %.4f", *outcome.strainEnergy);
+  return text + "\n";
+}
+
+std::string ModesTable(const Outcome& outcome) {
+  const QZMolPotential::QZNormalModes& modes = outcome.modes;
+  if (!modes.valid) return {};
+  std::string text = Format("  %zu modes, %u imaginary; frequencies in 1/cm:",
+                            modes.frequencies.size(),
+                            modes.numImaginary);
+  for (std::size_t k = 0; k < modes.frequencies.size(); ++k) {
+    text += (k % 8 == 0 ? "\n  " : "") + Format("%10.2f", modes.frequencies[k]);
+  }
+  return text + Format(
+                    "\n  zero-point energy %.4f kcal/mol, entropy %.6f kcal/mol/K, free energy "
+                    "%.4f kcal/mol\n",
+                    modes.zeroPointEnergy,
+                    modes.entropy,
+                    modes.freeEnergy);
 }
 
 std::string HeldLines(const Outcome& outcome) {

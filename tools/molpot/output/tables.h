@@ -16,6 +16,10 @@ std::string MinimisedLine(const Outcome& outcome);
 std::string ComponentTable(const Outcome& outcome, bool minimised);
 /// The interactions of highest energy with their atoms; empty when none were asked for.
 std::string InteractionTable(const Outcome& outcome);
+/// Interaction and strain in a host; empty without one.
+std::string HostLine(const Outcome& outcome);
+/// Frequencies and what follows from them; empty when no normal modes were asked for.
+std::string ModesTable(const Outcome& outcome);
 /// A line a restraint or constraint.
 std::string HeldLines(const Outcome& outcome);
 

@@ -13,27 +13,40 @@ namespace Molpot {
 using QZChem::QZMolBase;
 using QZSystem::QZRange;
 
-std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const std::string& name) {
+std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const Task& task) {
   QZMolPotential::QZForceFieldKind kind{};
-  if (!QZMolPotential::QZFindForceField(name.c_str(), kind)) {
-    throw UsageError("--forcefield: there is no force field \"" + name + "\"");
+  if (!QZMolPotential::QZFindForceField(task.forceField.c_str(), kind)) {
+    throw UsageError("--forcefield: there is no force field \"" + task.forceField + "\"");
   }
-  return std::make_unique<QZMolPotential::QZStandardFF>(kind);
+  auto field = std::make_unique<QZMolPotential::QZStandardFF>(kind);
+  field->SetDielectric(task.dielectric, task.distanceDependent);
+  field->SetCutoff(task.cutoff);
+  return field;
 }
 
-Energy::Energy(const Task& task, const QZMolBase& mol)
-    : forceField_(task.forceField),
-      field_(MakeForceField(task.forceField)),
-      restraints_(task.restraints.Build(mol)) {
-  sum_.Add(*field_, /*own=*/false);
-  for (auto& restraint : restraints_) {
-    auto* withHessian = dynamic_cast<QZMolPotential::QZMolFunc2*>(restraint.function.get());
-    if (withHessian != nullptr) {
-      sum_.Add(*withHessian, /*own=*/false);
-    } else {
-      sum_.Add(*restraint.function, /*own=*/false);
-    }
+void AddRestraint(const HeldRestraint& held, QZMolPotential::QZGenericFF2& sum) {
+  auto* withHessian = dynamic_cast<QZMolPotential::QZMolFunc2*>(held.function.get());
+  if (withHessian != nullptr) {
+    sum.Add(*withHessian, /*own=*/false);
+  } else {
+    sum.Add(*held.function, /*own=*/false);
   }
+}
+
+Energy::Energy(const Task& task, const QZMolBase& named, const QZMolBase& mol)
+    : task_(task), field_(MakeForceField(task)), restraints_(task.restraints.Build(named, mol)) {
+  if (task.host != nullptr) {
+    host_ = std::make_unique<QZMolPotential::QZHostFunc>(*task.host);
+    sum_.Add(*host_, /*own=*/false);
+  } else {
+    sum_.Add(*field_, /*own=*/false);
+  }
+  for (const auto& restraint : restraints_) AddRestraint(restraint, sum_);
+}
+
+std::unique_ptr<QZMolPotential::QZHostFunc::Energies> Energy::InHost(const double* coords) {
+  if (host_ == nullptr) return nullptr;
+  return std::make_unique<QZMolPotential::QZHostFunc::Energies>(host_->GetEnergies(coords));
 }
 
 void Energy::SetUp(const QZMolBase& mol) {
@@ -47,20 +60,15 @@ void Energy::SetUp(const QZMolBase& mol) {
     for (const auto& text : messages) QZSystem::QZThrow.Warning("%s", text.c_str());
     return;
   }
-  std::string error = forceField_ + " cannot describe this molecule";
+  std::string error = task_.forceField + " cannot describe this molecule";
   for (const auto& text : messages) error += "; " + text;
-  if (forceField_ != "uff") {
+  if (task_.forceField != "uff") {
     std::vector<std::string> ignored;
     const MessageCollector collector(ignored);
-    if (MakeForceField("uff")->Setup(mol)) error += "; --forcefield uff can";
+    task_.forceField = "uff";
+    if (MakeForceField(task_)->Setup(mol)) error += "; --forcefield uff can";
   }
   throw RecordError(error);
-}
-
-// Restraints keep their selections: clearing those would make them hold every atom.
-bool Energy::Unrestrict(const QZMolBase& mol) {
-  field_->ClearPredicates();
-  return field_->Setup(mol);
 }
 
 std::vector<Component> Energy::Components(const double* coords) {

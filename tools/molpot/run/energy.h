@@ -12,19 +12,29 @@
 
 namespace Molpot {
 
-/// The force field of a name that --forcefield accepts.
-std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const std::string& name);
+/// The force field and options of a task.
+std::unique_ptr<QZMolPotential::QZStandardFF> MakeForceField(const Task& task);
+
+/// Adds a restraint to a sum, with its Hessian where it has one. It is not owned.
+void AddRestraint(const HeldRestraint& held, QZMolPotential::QZGenericFF2& sum);
 
 /// Force field and restraints summed. Owns its parts.
 class Energy {
  public:
-  Energy(const Task& task, const QZChem::QZMolBase& mol);
+  /// `named` is what selections refer to: `mol`, or its first atoms.
+  Energy(const Task& task, const QZChem::QZMolBase& named, const QZChem::QZMolBase& mol);
   /// Binds everything to the molecule. Throws RecordError with all that the library says.
   void SetUp(const QZChem::QZMolBase& mol);
   QZMolPotential::QZMolFunc2& Function() { return sum_; }
   const std::vector<HeldRestraint>& Held() const { return restraints_; }
-  /// Takes back the selections that an adaptor made, so that every term counts again.
-  bool Unrestrict(const QZChem::QZMolBase& mol);
+  /// Leaves out the terms whose atoms are all fixed (a flag an atom), or with null none.
+  bool Freeze(const unsigned char* fixed) {
+    return host_ != nullptr ? host_->Freeze(fixed) : field_->Freeze(fixed);
+  }
+  /// Elementary charges by atom index; empty for a force field without.
+  std::vector<double> PartialCharges() const { return field_->GetPartialCharges(); }
+  /// The parts of the energy in a host; null without one.
+  std::unique_ptr<QZMolPotential::QZHostFunc::Energies> InHost(const double* coords);
   /// The named terms at Cartesian coordinates.
   std::vector<Component> Components(const double* coords);
   /// The `count` interactions of highest energy of every term, highest first.
@@ -33,8 +43,9 @@ class Energy {
                                    unsigned int count) const;
 
  private:
-  std::string forceField_;
+  Task task_;  // its force field and options
   std::unique_ptr<QZMolPotential::QZStandardFF> field_;
+  std::unique_ptr<QZMolPotential::QZHostFunc> host_;  // in place of field_
   std::vector<HeldRestraint> restraints_;
   QZMolPotential::QZGenericFF2 sum_;
 };

@@ -2,54 +2,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "run/minimise.h"
 
-#include <cmath>
 #include <memory>
 
 #include "input/errors.h"
+#include "run/coordinates.h"
 #include "run/watch.h"
 
 namespace Molpot {
 
 using QZChem::QZMolBase;
-
-namespace {
-
-Coordinates ChosenCoordinates(const Task& task) {
-  if (task.coordinates.has_value()) return *task.coordinates;
-  return task.freeze.has_value() ? Coordinates::Subset : Coordinates::Cartesian;
-}
-
-// Redundant variables drift from what their geometry has, until no step helps any more; starting
-// again from the geometry reached makes them consistent. Elsewhere a second start gains nothing,
-// and ends the run.
-QZOpt::QZOptResult MinimiseWithRestarts(const QZOpt::QZOptOptions& options,
-                                        Variables& variables,
-                                        std::vector<double>& x,
-                                        Watch& watch) {
-  constexpr double kWorthwhile = 1e-6;  // kcal/mol
-  const auto minimise = [&](const QZOpt::QZOptOptions& chosen) {
-    QZOpt::QZMinimizer minimizer(chosen);
-    minimizer.SetScales(variables.Scales());
-    return minimizer.Minimize(variables.Function(), x.data(), &watch);
-  };
-  QZOpt::QZOptResult total = minimise(options);
-  while (variables.StartMatters() && !total.converged && watch.Reason().empty() &&
-         total.iterations < options.maxIterations && std::isfinite(total.energy)) {
-    QZOpt::QZOptOptions rest = options;
-    rest.maxIterations = options.maxIterations - total.iterations;
-    x = variables.Start(variables.Cartesian(x.data()));
-    const double before = total.energy;
-    watch.ContinueFrom(total.iterations);
-    QZOpt::QZOptResult more = minimise(rest);
-    more.iterations += total.iterations;
-    more.evaluations += total.evaluations;
-    total = more;
-    if (!(before - total.energy > kWorthwhile)) break;
-  }
-  return total;
-}
-
-}  // namespace
 
 const std::map<std::string, QZOpt::QZOptMethod>& MethodNames() {
   static const std::map<std::string, QZOpt::QZOptMethod> names = {
@@ -61,56 +22,93 @@ const std::map<std::string, QZOpt::QZOptMethod>& MethodNames() {
 }
 
 std::vector<unsigned int> FrozenAtoms(const Task& task, const QZMolBase& mol) {
-  if (!task.freeze.has_value()) return {};
-  std::vector<unsigned int> atoms = task.freeze->Atoms(mol);
-  if (atoms.empty()) {
-    throw RecordError("--freeze: \"" + task.freeze->Text() + "\" matches nothing");
+  std::vector<bool> held(mol.AtomIndexBound(), task.move.has_value());
+  if (task.move.has_value()) {
+    for (const unsigned int index : task.move->Atoms(mol)) held[index] = false;
+  }
+  if (task.freeze.has_value()) {
+    for (const unsigned int index : task.freeze->Atoms(mol)) held[index] = true;
+  }
+  std::vector<unsigned int> atoms;
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    if (held[atom.GetIndex()]) atoms.push_back(atom.GetIndex());
   }
   return atoms;
 }
+
+namespace {
+
+// Leaves out the terms that no moving atom takes part in; `energy` has them again at the end.
+class FrozenTerms {
+ public:
+  FrozenTerms(Energy& energy, const QZMolBase& mol, const std::vector<unsigned int>& fixed)
+      : energy_(energy), any_(!fixed.empty()) {
+    std::vector<unsigned char> flags(mol.AtomIndexBound(), 0);
+    for (const unsigned int index : fixed) flags[index] = 1;
+    if (any_) energy_.Freeze(flags.data());
+  }
+  FrozenTerms(const FrozenTerms&) = delete;
+  FrozenTerms& operator=(const FrozenTerms&) = delete;
+  ~FrozenTerms() {
+    if (any_) energy_.Freeze(nullptr);
+  }
+
+ private:
+  Energy& energy_;
+  bool any_;
+};
+
+void ReportHeld(Energy& energy,
+                const std::vector<HeldConstraint>& constraints,
+                const std::vector<double>& coords,
+                Outcome& outcome) {
+  for (const auto& held : energy.Held()) {
+    const double value = (*held.function)(coords.data());
+    outcome.held.push_back({held.option, held.what, held.unit, held.measure(outcome.mol), value});
+  }
+  for (const auto& held : constraints) {
+    outcome.held.push_back({held.option, held.what, held.unit, held.measure(outcome.mol), 0.0});
+  }
+}
+
+}  // namespace
 
 void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   QZChem::QZGraphMol& mol = outcome.mol;
   std::vector<double> coords(std::size_t{3} * mol.AtomIndexBound());
   mol.GetCoords(coords.data());
-  const std::vector<unsigned int> frozen = FrozenAtoms(task, mol);
-  const auto variables = MakeVariables(ChosenCoordinates(task), energy.Function(), mol, frozen);
-  if (!energy.Function().SetupConf(coords.data())) {
-    throw RecordError("the energy function refuses the starting coordinates");
+  const auto kind = task.coordinates.value_or(QZMolPotential::QZCoordinates::Cartesian);
+  const std::vector<unsigned int> fixed = FrozenAtoms(task, outcome.Named());
+  const auto function = Present(energy.Function(), mol, kind, fixed);
+  std::vector<HeldConstraint> constraints = task.restraints.BuildConstraints(outcome.Named(), mol);
+  const double* start = function->GetVar(coords.data());
+  std::vector<double> x(start, start + function->NumVar());
+  outcome.coordinates = QZMolPotential::QZGetCoordinatesName(kind);
+  outcome.numVariables = function->NumVar();
+  {
+    const FrozenTerms frozen(energy, mol, fixed);
+    const double constant = outcome.initialEnergy - energy.Function()(coords.data());
+    Watch watch(task, outcome, *function, fixed.empty() ? 0.0 : constant);
+    if (constraints.empty()) {
+      QZOpt::QZMinimizer minimizer(task.optimizer);
+      minimizer.SetScales(function->GetScales());
+      outcome.optimizer = minimizer.Minimize(*function, x.data(), &watch);
+    } else {
+      QZOpt::QZConstrainedMinimizer minimizer(task.optimizer);
+      for (auto& constraint : constraints) minimizer.AddConstraint(*constraint.function);
+      outcome.optimizer = minimizer.Minimize(*function, x.data(), &watch);
+    }
+    outcome.trajectory = watch.Trajectory();
+    outcome.reason = outcome.optimizer.converged || watch.Reason().empty()
+                         ? outcome.optimizer.message
+                         : watch.Reason();
   }
-  std::vector<double> x = variables->Start(coords);
-  outcome.coordinates = CoordinateName(ChosenCoordinates(task));
-  outcome.numVariables = static_cast<unsigned int>(x.size());
-
-  Watch watch(task, outcome, *variables);
-  std::vector<HeldConstraint> constraints = task.restraints.BuildConstraints(mol);
-  if (constraints.empty()) {
-    outcome.optimizer = MinimiseWithRestarts(task.optimizer, *variables, x, watch);
-  } else {
-    QZOpt::QZConstrainedMinimizer minimizer(task.optimizer);
-    for (auto& constraint : constraints) minimizer.AddConstraint(*constraint.function);
-    outcome.optimizer = minimizer.Minimize(variables->Function(), x.data(), &watch);
+  if (!function->AdaptVar(coords.data(), x.data())) {
+    throw RecordError("the minimiser's result has no finite geometry");
   }
-  outcome.trajectory = watch.Trajectory();
-  outcome.reason = outcome.optimizer.converged || watch.Reason().empty() ? outcome.optimizer.message
-                                                                         : watch.Reason();
-
-  // Selections that left out constant terms are taken back, so that energies are of everything.
-  const std::vector<double> final = variables->Cartesian(x.data());
-  if (!frozen.empty()) {
-    if (!energy.Unrestrict(mol)) throw RecordError("the energy function cannot be set up");
-  }
-  outcome.components = energy.Components(final.data());
-  for (const auto& held : energy.Held()) {
-    HeldReport report{held.option, held.what, held.unit, 0.0, (*held.function)(final.data())};
-    outcome.held.push_back(report);
-  }
-  mol.SetCoords(final.data());
-  std::size_t k = 0;
-  for (const auto& held : energy.Held()) outcome.held[k++].reached = held.measure(mol);
-  for (const auto& held : constraints) {
-    outcome.held.push_back({held.option, held.what, held.unit, held.measure(mol), 0.0});
-  }
+  mol.SetCoords(coords.data());
+  outcome.components = energy.Components(coords.data());
+  ReportHeld(energy, constraints, coords, outcome);
 }
 
 }  // namespace Molpot

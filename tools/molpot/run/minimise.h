@@ -9,8 +9,9 @@
 
 namespace Molpot {
 
-/// The atoms that --freeze names, 0-based. Throws RecordError when it matches nothing.
-std::vector<unsigned int> FrozenAtoms(const Task& task, const QZChem::QZMolBase& mol);
+/// The atoms that --freeze names and --move does not, 0-based. Throws RecordError when a selection
+/// matches nothing.
+std::vector<unsigned int> FrozenAtoms(const Task& task, const QZChem::QZMolBase& named);
 
 /// Minimises the record's energy in the task's variables; `outcome` receives geometry, components
 /// and what became of restraints. Throws RecordError.

@@ -11,33 +11,33 @@
 #include "run/record.h"
 
 namespace Molpot {
+
 bool RunAll(const Task& task,
-            QZChem::qzmolistream& input,
+            Input& input,
             unsigned int threads,
             const std::function<void(Outcome&)>& consume) {
   namespace tbb = oneapi::tbb;
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-  using Item = std::shared_ptr<Outcome>;
+  using Item = std::shared_ptr<std::vector<Outcome>>;
 
   const auto read = [&input](tbb::flow_control& control) -> Item {
-    auto outcome = std::make_shared<Outcome>();
-    QZChem::QZRecordInfo info;
-    if (IsInterrupted() || !QZChem::QZNextRecord(input, outcome->mol, info)) {
+    Outcome outcome;
+    if (IsInterrupted() || !input.Next(outcome)) {
       control.stop();
       return nullptr;
     }
-    outcome->record = info.number;
-    outcome->raw = std::move(info.raw);
-    outcome->error = std::move(info.error);
-    return outcome;
+    auto records = std::make_shared<std::vector<Outcome>>();
+    records->push_back(std::move(outcome));
+    return records;
   };
-  const auto run = [&task](Item outcome) -> Item {
+  const auto run = [&task](const Item& records) -> Item {
     if (IsInterrupted()) return Item();  // read, not begun
-    Run(task, *outcome);
-    return outcome;
+    *records = Run(task, std::move(records->front()));
+    return records;
   };
-  const auto write = [&consume](const Item& outcome) {
-    if (outcome != nullptr) consume(*outcome);
+  const auto write = [&consume](const Item& records) {
+    if (records == nullptr) return;
+    for (Outcome& outcome : *records) consume(outcome);
   };
 
   tbb::parallel_pipeline(

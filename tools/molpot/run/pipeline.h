@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "qzchem/qzchem.h"
+#include "input/records.h"
 #include "run/task.h"
 
 namespace Molpot {
@@ -15,7 +15,7 @@ namespace Molpot {
 /// goes on. Under an InterruptGuard a signal ends the run: records at work end at their best
 /// geometry, no other begins. Returns true when the run was interrupted.
 bool RunAll(const Task& task,
-            QZChem::qzmolistream& input,
+            Input& input,
             unsigned int threads,
             const std::function<void(Outcome&)>& consume);
 

@@ -2,14 +2,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "run/record.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 
 #include "input/errors.h"
 #include "input/records.h"
 #include "output/format.h"
+#include "run/in_host.h"
+#include "run/interrupt.h"
 #include "run/messages.h"
 #include "run/minimise.h"
+#include "run/vibrations.h"
 
 namespace Molpot {
 
@@ -30,21 +34,36 @@ double Sum(const std::vector<Component>& components) {
 }
 
 void ListMatches(const Task& task, Outcome& outcome) {
-  const std::vector<unsigned int> frozen = FrozenAtoms(task, outcome.mol);
-  if (task.freeze.has_value()) {
-    std::string line = "--freeze \"" + task.freeze->Text() + "\": atoms";
-    for (const unsigned int index : frozen) line += " " + std::to_string(index + 1);
+  const auto list = [&outcome](const char* option, const AtomSelection& selection) {
+    std::string line = std::string(option) + " \"" + selection.Text() + "\": atoms";
+    for (const unsigned int index : selection.Atoms(outcome.mol)) {
+      line += " " + std::to_string(index + 1);
+    }
     outcome.matched.push_back(line);
-  }
-  for (const auto& held : task.restraints.Build(outcome.mol)) {
+  };
+  if (task.freeze.has_value()) list("--freeze", *task.freeze);
+  if (task.move.has_value()) list("--move", *task.move);
+  for (const auto& held : task.restraints.Build(outcome.mol, outcome.mol)) {
     outcome.matched.push_back(held.option + ": " + held.what);
   }
-  for (const auto& held : task.restraints.BuildConstraints(outcome.mol)) {
+  for (const auto& held : task.restraints.BuildConstraints(outcome.mol, outcome.mol)) {
     outcome.matched.push_back(held.option + ": " + held.what);
   }
 }
 
 void Annotate(const Task& task, Outcome& outcome) {
+  if (!outcome.partialCharges.empty()) {
+    std::string charges;
+    for (const double charge : outcome.partialCharges) charges += Format("%.5f ", charge);
+    charges.pop_back();
+    QZChem::QZSetSDData(outcome.mol, "molpotential.partial_charges", charges);
+  }
+  const auto setEnergy = [&outcome](const char* tag, const std::optional<double>& energy) {
+    if (energy.has_value()) QZChem::QZSetSDData(outcome.mol, tag, FullDigits(*energy));
+  };
+  setEnergy("molpotential.interaction_energy", outcome.interactionEnergy);
+  setEnergy("molpotential.strain_energy", outcome.strainEnergy);
+  if (!task.minimise) return;
   const char* converged = outcome.optimizer.converged ? "yes" : "no";
   outcome.mol.SetEnergy(outcome.energy);
   const auto set = [&outcome](const char* tag, const std::string& value) {
@@ -61,14 +80,11 @@ void Annotate(const Task& task, Outcome& outcome) {
   set("molpotential.reason", outcome.reason);
 }
 
-void RunGood(const Task& task, Outcome& outcome) {
-  Prepare(task, outcome.mol);
+// Runs a molecule that is ready for the force field.
+void RunPrepared(const Task& task, Outcome& outcome) {
   outcome.numAtoms = outcome.mol.NumAtoms();
-  if (task.dryRun) {
-    ListMatches(task, outcome);
-    return;
-  }
-  Energy energy(task, outcome.mol);
+  JoinHost(task, outcome);
+  Energy energy(task, outcome.Named(), outcome.mol);
   energy.SetUp(outcome.mol);
   std::vector<double> coords(std::size_t{3} * outcome.mol.AtomIndexBound());
   outcome.mol.GetCoords(coords.data());
@@ -88,27 +104,83 @@ void RunGood(const Task& task, Outcome& outcome) {
   }
   outcome.energy = Sum(outcome.components);
   if (!std::isfinite(outcome.energy)) throw RecordError(outcome.optimizer.message);
-  if (task.minimise) Annotate(task, outcome);
+  if (task.normalModes) AnalyseModes(task, energy, outcome);
+  if (task.partialCharges) outcome.partialCharges = energy.PartialCharges();
+  LeaveHost(task, energy, outcome);
+  Annotate(task, outcome);
+}
+
+// Calls `work`; what it throws becomes the outcome's error.
+template <class Work>
+void Guard(Outcome& outcome, Work work) {
+  try {
+    work();
+  } catch (const RecordError& error) {
+    outcome.error = error.what();
+  } catch (const std::bad_alloc&) {
+    outcome.error = "out of memory";
+  } catch (const std::exception& error) {
+    outcome.error = std::string("unexpected: ") + error.what();
+  }
+  outcome.seconds = outcome.Age();
+}
+
+std::vector<std::vector<double>> MakeConformers(const Task& task, const Outcome& record) {
+  QZChem::QZConformerOptions options;
+  options.count = task.numConformers;
+  options.rmsThreshold = task.conformerRms;
+  std::vector<std::vector<double>> conformers;
+  std::vector<std::string> messages;
+  const MessageCollector collector(messages);
+  if (!QZChem::QZMakeConformers(record.mol, options, conformers)) {
+    std::string error = "no conformer can be made";
+    for (const auto& text : messages) error += "; " + text;
+    throw RecordError(error);
+  }
+  return conformers;
+}
+
+// One outcome a conformer, lowest energy first, failures last.
+std::vector<Outcome> RunConformers(const Task& task, const Outcome& record) {
+  std::vector<Outcome> outcomes;
+  for (const auto& coords : MakeConformers(task, record)) {
+    if (IsInterrupted() && !outcomes.empty()) break;
+    Outcome& one = outcomes.emplace_back(record);
+    one.begun = std::chrono::steady_clock::now();
+    one.mol.SetCoords(coords.data());
+    Guard(one, [&] { RunPrepared(task, one); });
+  }
+  std::ranges::stable_sort(outcomes, [](const Outcome& a, const Outcome& b) {
+    if (a.error.empty() != b.error.empty()) return a.error.empty();
+    return a.error.empty() && a.energy < b.energy;
+  });
+  for (std::size_t k = 0; k < outcomes.size(); ++k) {
+    outcomes[k].conformer = static_cast<unsigned int>(k + 1);
+    QZChem::QZSetSDData(outcomes[k].mol, "molpotential.conformer", std::to_string(k + 1));
+  }
+  return outcomes;
 }
 
 }  // namespace
 
-void Run(const Task& task, Outcome& outcome) {
-  outcome.begun = std::chrono::steady_clock::now();
-  const MessageCollector collector(outcome.warnings);
-  if (outcome.error.empty()) {
-    outcome.title = outcome.mol.GetTitle();
-    try {
-      RunGood(task, outcome);
-    } catch (const RecordError& error) {
-      outcome.error = error.what();
-    } catch (const std::bad_alloc&) {
-      outcome.error = "out of memory";
-    } catch (const std::exception& error) {
-      outcome.error = std::string("unexpected: ") + error.what();
-    }
+std::vector<Outcome> Run(const Task& task, Outcome record) {
+  record.begun = std::chrono::steady_clock::now();
+  const MessageCollector collector(record.warnings);
+  std::vector<Outcome> conformers;
+  if (record.error.empty()) {
+    Guard(record, [&] {
+      Prepare(task, record.mol);
+      if (task.dryRun) {
+        ListMatches(task, record);
+      } else if (task.numConformers > 0) {
+        conformers = RunConformers(task, record);
+      } else {
+        RunPrepared(task, record);
+      }
+    });
   }
-  outcome.seconds = outcome.Age();
+  if (!conformers.empty()) return conformers;
+  return {std::move(record)};
 }
 
 }  // namespace Molpot

@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <vector>
+
 #include "run/task.h"
 
 namespace Molpot {
 
-/// Runs one record. `outcome` comes in with record, raw, molecule or error, and goes out complete;
-/// nothing is thrown. Safe from several threads, each with its own outcome.
-void Run(const Task& task, Outcome& outcome);
+/// Runs one record, which comes in with number, raw text and molecule or error. One complete
+/// outcome, or one a conformer, by energy; nothing is thrown. Safe from several threads.
+std::vector<Outcome> Run(const Task& task, Outcome record);
 
 }  // namespace Molpot

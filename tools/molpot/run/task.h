@@ -4,29 +4,47 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "forcefields/forcefields.h"
 #include "input/restraints.h"
 #include "input/selection.h"
+#include "molpotential/molpotential.h"
 #include "qzopt/optimizers.h"
-#include "run/coordinates.h"
 
 namespace Molpot {
 
 /// What is computed for every record of a run; immutable while it runs.
 struct Task {
   std::string forceField = "mmff94";
+  double dielectric = 1.0;
+  bool distanceDependent = false;
+  double cutoff = 0.0;  // Å; 0: every pair
+  std::shared_ptr<const QZMolPotential::QZHostField> host;
+  double hostFlexibleDistance = 0.0;          // Å; 0: none by distance
+  std::optional<AtomSelection> hostFlexible;  // of the host
+  bool strain = false;
   bool addHydrogens = false;
+  bool largestFragment = false;
+  std::shared_ptr<const QZChem::QZTemplates> templates;
+  unsigned int numConformers = 0;  // made of every record; 0: the record's own
+  double conformerRms = 0.5;       // Å
+  bool partialCharges = false;
   bool minimise = false;
+  bool normalModes = false;
+  QZMolPotential::QZNormalModesOptions modes;
   bool keepTrajectory = false;
   bool dryRun = false;
   unsigned int numInteractions = 0;  // listed of every term
   double timeLimit = 0.0;            // seconds a record; 0: none
   QZOpt::QZOptOptions optimizer;
-  std::optional<Coordinates> coordinates;
-  std::optional<Pattern> freeze;
+  std::optional<QZMolPotential::QZCoordinates> coordinates;
+  std::optional<AtomSelection> freeze;
+  std::optional<AtomSelection> move;
+  bool HoldsAtoms() const { return freeze.has_value() || move.has_value(); }
   Restraints restraints;
 };
 
@@ -57,6 +75,7 @@ struct HeldReport {
 /// What became of one record.
 struct Outcome {
   unsigned int record = 0;
+  unsigned int conformer = 0;  // from 1, by energy; 0: the record itself
   std::string title;
   std::string raw;    // as read
   std::string error;  // empty: good
@@ -74,6 +93,17 @@ struct Outcome {
   std::string reason;  // why the minimisation ended
   std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
   double seconds = 0.0;  // of its work
+  std::vector<double> partialCharges;
+  std::optional<double> interactionEnergy;  // with the host
+  std::optional<double> strainEnergy;       // of the pose against the relaxed free form
+  std::optional<QZChem::QZGraphMol> host;   // with its flexible atoms where they ended
+  /// What numbers and selections refer to where `mol` is more than the record: with flexible atoms
+  /// of a host behind it.
+  std::optional<QZChem::QZGraphMol> named;
+  const QZChem::QZMolBase& Named() const {
+    return named.has_value() ? static_cast<const QZChem::QZMolBase&>(*named) : mol;
+  }
+  QZMolPotential::QZNormalModes modes;
   std::vector<HeldReport> held;
   std::vector<std::string> matched;  // of a dry run
   QZChem::QZGraphMol mol;

@@ -17,10 +17,14 @@ constexpr double kStatusInterval = 1.0;  // seconds
 
 }  // namespace
 
-Watch::Watch(const Task& task, const Outcome& outcome, Variables& variables)
-    : task_(task), outcome_(outcome), variables_(variables) {
-  if (!task.keepTrajectory) return;
+Watch::Watch(const Task& task,
+             const Outcome& outcome,
+             const QZMolPotential::QZCoordinateFunc& function,
+             double constant)
+    : task_(task), outcome_(outcome), function_(function), constant_(constant) {
+  if (!task.keepTrajectory || task.normalModes) return;
   frame_ = outcome.mol;
+  coords_.resize(std::size_t{3} * frame_.AtomIndexBound());
   stream_ = std::make_unique<QZChem::qzmolostream>(text_, QZChem::QZMolFormat::SDF);
 }
 
@@ -40,10 +44,8 @@ bool Watch::operator()(unsigned int iteration,
                        const double* x,
                        const double* /*grad*/,
                        unsigned int /*state*/) {
-  if (stream_ != nullptr && (iteration > 0 || offset_ == 0)) {
-    writeFrame(iteration + offset_, energy, gradientNorm, x);
-  }
-  showProgress(iteration + offset_, energy, gradientNorm);
+  if (stream_ != nullptr) writeFrame(iteration, energy + constant_, gradientNorm, x);
+  showProgress(iteration, energy + constant_, gradientNorm);
   if (IsInterrupted()) {
     reason_ = "interrupted";
   } else if (task_.timeLimit > 0.0 && outcome_.Age() > task_.timeLimit) {
@@ -61,7 +63,8 @@ void Watch::writeFrame(unsigned int iteration,
                        double energy,
                        double gradientNorm,
                        const double* x) {
-  frame_.SetCoords(variables_.Cartesian(x).data());
+  if (!function_.AdaptVar(coords_.data(), x)) return;
+  frame_.SetCoords(coords_.data());
   frame_.SetEnergy(energy);
   QZChem::QZSetSDData(frame_, "Iteration", std::to_string(iteration));
   QZChem::QZSetSDData(frame_, "Energy", FullDigits(energy));

@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "molpotential/molpotential.h"
 #include "qzchem/qzchem.h"
-#include "qzopt/qzopt.h"
-#include "run/coordinates.h"
 #include "run/task.h"
 
 namespace Molpot {
@@ -18,9 +17,11 @@ namespace Molpot {
 /// it on a signal or at its time limit.
 class Watch final : public QZOpt::QZCheckpoint1 {
  public:
-  Watch(const Task& task, const Outcome& outcome, Variables& variables);
-  /// The next run's iteration 0 is this one, and reported already.
-  void ContinueFrom(unsigned int iteration) { offset_ = iteration; }
+  /// `constant` is added to the energies, which lack it.
+  Watch(const Task& task,
+        const Outcome& outcome,
+        const QZMolPotential::QZCoordinateFunc& function,
+        double constant);
   bool operator()(unsigned int iteration,
                   unsigned int numVar,
                   double energy,
@@ -44,8 +45,9 @@ class Watch final : public QZOpt::QZCheckpoint1 {
 
   const Task& task_;
   const Outcome& outcome_;
-  Variables& variables_;
-  unsigned int offset_ = 0;
+  const QZMolPotential::QZCoordinateFunc& function_;
+  double constant_;
+  std::vector<double> coords_;
   std::string reason_;
   QZChem::QZGraphMol frame_;
   std::ostringstream text_;
