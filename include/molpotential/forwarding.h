@@ -14,7 +14,7 @@ namespace QZMolPotential {
 class QZ_API QZWrappedFunc {
  public:
   QZWrappedFunc() = default;
-  QZWrappedFunc(QZMolFunc1& func, bool own) : held_(std::make_shared<Held>(func, own)) {}
+  QZWrappedFunc(QZMolFunc1& func, bool own) : held_(std::make_shared<Ownership>(func, own)) {}
 
   /// Replaces the function. Given the function it already holds, only the flag changes, for every
   /// holder that shares it.
@@ -22,7 +22,7 @@ class QZ_API QZWrappedFunc {
     if (&func == Get()) {
       held_->own = own;
     } else {
-      held_ = std::make_shared<Held>(func, own);
+      held_ = std::make_shared<Ownership>(func, own);
     }
   }
   QZMolFunc1* Get() const { return held_ ? held_->func : nullptr; }
@@ -32,17 +32,17 @@ class QZ_API QZWrappedFunc {
   explicit operator bool() const { return held_ != nullptr; }
 
  private:
-  struct Held {
-    Held(QZMolFunc1& f, bool o) : func(&f), own(o) {}
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-    ~Held() {
+  struct Ownership {
+    Ownership(QZMolFunc1& f, bool o) : func(&f), own(o) {}
+    Ownership(const Ownership&) = delete;
+    Ownership& operator=(const Ownership&) = delete;
+    ~Ownership() {
       if (own) delete func;
     }
     QZMolFunc1* func;
     bool own;
   };
-  std::shared_ptr<Held> held_;
+  std::shared_ptr<Ownership> held_;
 };
 
 /// The one place where adaptors and wrappers hold and forward to a wrapped function. `Base` is the
