@@ -27,6 +27,7 @@
 #include "molpotential/internalkind.h"
 #include "molpotential/invariance.h"
 #include "molpotential/linalg.h"
+#include "molpotential/mapped.h"
 #include "molpotential/molfunc.h"
 #include "molpotential/nearnbrgrid.h"
 #include "molpotential/normalmodes.h"
