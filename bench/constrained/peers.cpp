@@ -11,8 +11,8 @@
 namespace {
 
 constexpr int kMostEvaluations = 3000;
-constexpr double kMostSeconds = 5.0;
-constexpr double kMostSecondsOfUpdates = 0.5;
+constexpr double kMostSeconds = 3.0;
+constexpr double kMostSecondsOfUpdates = 0.1;
 
 struct NloptContext {
   Problem& problem;
