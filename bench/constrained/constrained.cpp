@@ -292,7 +292,9 @@ int main(int argc, char** argv) {
         Solve(tallies[t], problem, energy, found[t]);
       }
       const double lowest = *std::ranges::min_element(found);
-      for (std::size_t t = 0; t < found.size(); ++t) tallies[t].best += found[t] <= lowest + 0.01;
+      for (std::size_t t = 0; t < found.size(); ++t) {
+        tallies[t].best += std::isfinite(found[t]) && found[t] <= lowest + 0.01;
+      }
     }
     std::printf("to %s: ", name);
     Print(tallies, problems);

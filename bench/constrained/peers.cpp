@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kMostEvaluations = 3000;
 constexpr double kMostSeconds = 3.0;
+constexpr double kMostSecondsOfUpdates = 0.1;
 
 struct NloptContext {
   Problem& problem;
@@ -228,7 +229,9 @@ void SolveIpopt(Problem& problem, bool exactHessian) {
   AddIpoptIntOption(solver, const_cast<char*>("max_iter"), kMostEvaluations);
   AddIpoptIntOption(solver, const_cast<char*>("limited_memory_max_history"), 40);
   AddIpoptNumOption(solver, const_cast<char*>("tol"), 1e-9);
-  AddIpoptNumOption(solver, const_cast<char*>("max_cpu_time"), kMostSeconds);
+  AddIpoptNumOption(solver,
+                    const_cast<char*>("max_cpu_time"),
+                    exactHessian ? kMostSeconds : kMostSecondsOfUpdates);
   SetIntermediateCallback(solver, &Intermediate);
   std::vector<Number> x = problem.Start();
   Number energy;

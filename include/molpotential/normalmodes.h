@@ -19,6 +19,11 @@ struct QZNormalModesOptions {
   /// the harmonic oscillator overstates soft modes (Ribeiro et al., J. Phys. Chem. B 115, 14556
   /// (2011), take 100); 0: as they are.
   double lowestFrequency = 0.0;
+  /// Whether atoms that an adaptor does not move are held in space, as in a frozen host. Off, over
+  /// variables without overall motion (a Z-matrix, torsions) and a function that does not depend on
+  /// the frame (`QZIsFrameInvariant`), the whole molecule gives way as a free one does. In
+  /// Cartesian coordinates atoms left out are always held.
+  bool atomsHeld = false;
 };
 
 struct QZNormalModes {
@@ -49,13 +54,12 @@ struct QZNormalModes {
 /// coordinates J is 1. Over an adaptor (`QZMolAdaptor2`: a subset of atoms, rigid bodies, torsions,
 /// any `QZCoordinateFunc`) the modes are those of the atoms, or motions, that it leaves free; with
 /// variables beyond Cartesian ones this is exact where the gradient vanishes. `GetVar(x)` of the
-/// adaptor is called, which makes `x` its start.
-/// Overall translations and rotations are left out where the variables contain them and the energy
-/// does not resist: 3N - 6 modes, 3N - 5 for a linear molecule, all where atoms are fixed or held.
-/// Constants: CODATA 2018 (Tiesinga et al., Rev. Mod. Phys. 93, 025010 (2021)).
-/// Fails: `valid` false for a function without a Hessian, an atom without a mass, values that are
-/// not finite.
-/// Cost: one Hessian, some 10 n³ operations for n variables; over an adaptor 4n conversions.
+/// adaptor is called, which makes `x` its start. Overall translations and rotations are left out
+/// where the variables contain them and the energy does not resist: 3N - 6 modes, 3N - 5 for a
+/// linear molecule, all where atoms are fixed or held. Constants: CODATA 2018 (Tiesinga et al.,
+/// Rev. Mod. Phys. 93, 025010 (2021)). Fails: `valid` false for a function without a Hessian, an
+/// atom without a mass, values that are not finite. Cost: one Hessian, some 10 n³ operations for n
+/// variables; over an adaptor 4n conversions.
 QZ_API QZNormalModes QZComputeNormalModes(QZMolFunc2& f,
                                           const QZChem::QZMolBase& mol,
                                           const double* x,

@@ -5,7 +5,9 @@
 #include <Eigen/Eigenvalues>
 #include <cmath>
 
-#include "molpotential/adaptor.h"
+#include "molpotential/coordinates.h"
+#include "molpotential/invariance.h"
+#include "molpotential/subset.h"
 
 namespace QZMolPotential {
 namespace {
@@ -48,10 +50,16 @@ bool MakeJacobian(const QZMolAdaptor2& adaptor, std::vector<double> vars, Matrix
   return jacobian.allFinite();
 }
 
-// Orthonormal combinations T of the columns of M^1/2 J, W = M^1/2 J T.
-MatrixXd Orthonormalise(const MatrixXd& columns) {
+// 1 / length of each column; 0 for those without any.
+VectorXd InverseLengths(const MatrixXd& columns) {
   VectorXd lengths = columns.colwise().norm();
   for (double& length : lengths) length = length > 0.0 ? 1.0 / length : 0.0;
+  return lengths;
+}
+
+// Orthonormal combinations T of the columns of M^1/2 J, W = M^1/2 J T. `lengths`: what measures
+// each column.
+MatrixXd Orthonormalise(const MatrixXd& columns, const VectorXd& lengths) {
   const MatrixXd scaled = columns * lengths.asDiagonal();
   const Eigen::SelfAdjointEigenSolver<MatrixXd> solver(scaled.transpose() * scaled);
   const VectorXd& values = solver.eigenvalues();
@@ -62,9 +70,22 @@ MatrixXd Orthonormalise(const MatrixXd& columns) {
          values.tail(count).cwiseSqrt().cwiseInverse().asDiagonal();
 }
 
+// Whether what the adaptor holds still is but the frame that its variables are seen in.
+bool GivesWay(const QZMolAdaptor2& adaptor) {
+  if (dynamic_cast<const QZSubsetAdaptor*>(&adaptor) != nullptr) return false;
+  const auto* coordinates = dynamic_cast<const QZCoordinateFunc*>(&adaptor);
+  if (coordinates != nullptr && coordinates->GetCoordinates() == QZCoordinates::Cartesian) {
+    return false;
+  }
+  return QZIsFrameInvariant(adaptor.GetMolFunc());
+}
+
 }  // namespace
 
-ModeSystem MakeModeSystem(QZMolFunc2& f, const std::vector<double>& masses, const double* x) {
+ModeSystem MakeModeSystem(QZMolFunc2& f,
+                          const std::vector<double>& masses,
+                          const double* x,
+                          bool atomsHeld) {
   ModeSystem system;
   const Index n = f.NumVar();
   const VectorXd roots = SquareRoots(masses);
@@ -105,9 +126,17 @@ ModeSystem MakeModeSystem(QZMolFunc2& f, const std::vector<double>& masses, cons
     system.fault = "the gradient or the Hessian is not finite";
     return system;
   }
-  if (n > 0) system.gradientNorm = gradient.norm() / std::sqrt(static_cast<double>(n));
-  const MatrixXd weighted = roots.asDiagonal() * jacobian;
-  const MatrixXd toVars = Orthonormalise(weighted);
+  if (n == 0) return system;
+  system.gradientNorm = gradient.norm() / std::sqrt(static_cast<double>(n));
+  MatrixXd weighted = roots.asDiagonal() * jacobian;
+  const VectorXd lengths = InverseLengths(weighted);
+  if (adaptor != nullptr && !atomsHeld && GivesWay(*adaptor)) {
+    // The energy is that of the molecule in any place: of the motions that change the variables
+    // alike, the one without linear and angular momentum counts.
+    const MatrixXd overall = MakeOverallMotion(masses, x).columns;
+    weighted -= overall * (overall.transpose() * weighted);
+  }
+  const MatrixXd toVars = Orthonormalise(weighted, lengths);
   system.motions = weighted * toVars;
   system.hessian = toVars.transpose() * hessian * toVars;
   system.gradient = toVars.transpose() * gradient;

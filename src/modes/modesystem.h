@@ -20,8 +20,12 @@ struct ModeSystem {
   double gradientNorm = 0.0;  // over the function's variables, root mean square
 };
 
-/// Masses: one an atom index (u), 0 for holes. `x`: Cartesian coordinates.
-ModeSystem MakeModeSystem(QZMolFunc2& f, const std::vector<double>& masses, const double* x);
+/// Masses: one an atom index (u), 0 for holes. `x`: Cartesian coordinates. Without `atomsHeld` what
+/// variables without overall motion lack of it is added where the energy does not feel it.
+ModeSystem MakeModeSystem(QZMolFunc2& f,
+                          const std::vector<double>& masses,
+                          const double* x,
+                          bool atomsHeld);
 
 /// The overall translations and rotations, as orthonormal columns of mass-weighted displacements,
 /// with the moment (u Å²; 0 for a translation) that each turns against.

@@ -93,7 +93,7 @@ QZNormalModes QZComputeNormalModes(QZMolFunc2& f,
   QZNormalModes result;
   std::vector<double> masses;
   if (!FindMasses(mol, options.masses, masses, result.message)) return result;
-  const ModeSystem system = MakeModeSystem(f, masses, x);
+  const ModeSystem system = MakeModeSystem(f, masses, x, options.atomsHeld);
   result.message = system.fault;
   if (!system.fault.empty()) return result;
   result.valid = true;

@@ -72,7 +72,8 @@ OverallMotion MakeOverallMotion(const std::vector<double>& masses, const double*
 // H t = ω x g, and 0 for a translation. |ω x g| is at most |g| / sqrt(moment) in these variables.
 MatrixXd FreeMotions(const ModeSystem& system, const OverallMotion& overall) {
   const MatrixXd inside = system.motions.transpose() * overall.columns;
-  const double stiffest = system.hessian.cwiseAbs().rowwise().sum().maxCoeff();
+  // kcal/mol/Å²/u; 1 is some 100 cm⁻¹, and rigid bodies may have nothing stiffer.
+  const double stiffest = std::max(1.0, system.hessian.cwiseAbs().rowwise().sum().maxCoeff());
   MatrixXd free(inside.rows(), inside.cols());
   Index count = 0;
   for (Index k = 0; k < inside.cols(); ++k) {

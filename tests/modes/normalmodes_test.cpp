@@ -216,8 +216,7 @@ TEST(NormalModesOnMolecules, AgreeWithDifferencesAndDoNotFeelThePlace) {
   }
 }
 
-// Over adaptors the modes are the Rayleigh-Ritz ones of the motions that are left: each lies
-// between the corresponding lowest and highest of the full problem, and overall motion is left out
+// Over adaptors the modes are those of the motions that are left, and overall motion is left out
 // only where it is there.
 TEST(NormalModesOnMolecules, AreThoseOfTheMotionsThatAnAdaptorLeaves) {
   Relaxed m(TestSupport::DataMolecule("butane"));
@@ -235,21 +234,51 @@ TEST(NormalModesOnMolecules, AreThoseOfTheMotionsThatAnAdaptorLeaves) {
     for (std::size_t k = 0; k < 24; ++k) EXPECT_EQ(partial.modes[i][k], 0.0);
   }
 
-  // Degrees of freedom without overall motion, and Z-matrix variables, span all vibrations.
-  for (const QZCoordinates kind : {QZCoordinates::DegFree, QZCoordinates::ZMatrix}) {
+  // Degrees of freedom and Z-matrix variables span all vibrations, with overall motion or without.
+  for (const auto& [kind, moves] : {std::pair{QZCoordinates::DegFree, false},
+                                    {QZCoordinates::DegFree, true},
+                                    {QZCoordinates::ZMatrix, false},
+                                    {QZCoordinates::ZMatrix, true}}) {
     QZCoordinateFunc f(m.ff, /*own=*/false, kind);
-    f.SetOverallMotion(true);
+    f.SetOverallMotion(moves);
     ASSERT_TRUE(f.Setup(m.mol) && f.SetupConf(m.x.data()));
     const QZNormalModes modes = QZComputeNormalModes(f, m.mol, m.x.data());
     ASSERT_TRUE(modes.valid) << modes.message;
     ASSERT_EQ(modes.frequencies.size(), all.size()) << QZGetCoordinatesName(kind);
     EXPECT_LT(TestSupport::LargestDifference(modes.frequencies, all), 0.3);
   }
+  // A rigid molecule in no field does not vibrate.
+  QZCoordinateFunc rigid(m.ff, /*own=*/false, QZCoordinates::RigidBody);
+  ASSERT_TRUE(rigid.Setup(m.mol) && rigid.SetupConf(m.x.data()));
+  const QZNormalModes none = QZComputeNormalModes(rigid, m.mol, m.x.data());
+  EXPECT_TRUE(none.valid && none.frequencies.empty());
+  // One torsion, the rest held: sqrt(E'' / sum of m |dx/dv|²), by differences.
   QZCoordinateFunc torsion(m.ff, /*own=*/false, QZCoordinates::Torsion);
   ASSERT_TRUE(torsion.Setup(m.mol) && torsion.SetupConf(m.x.data()));
-  const QZNormalModes turns = QZComputeNormalModes(torsion, m.mol, m.x.data());
-  ASSERT_EQ(turns.frequencies.size(), torsion.NumVar()) << turns.message;
-  EXPECT_GE(turns.frequencies.at(0), all.at(0) - 0.1);
+  ASSERT_EQ(torsion.NumVar(), 1u);
+  // In a free molecule it is Rayleigh's quotient of one vibration, which no lowest mode exceeds.
+  EXPECT_GE(QZComputeNormalModes(torsion, m.mol, m.x.data()).frequencies.at(0), all.at(0) - 0.1);
+  QZNormalModesOptions options;
+  options.atomsHeld = true;
+  const QZNormalModes turn = QZComputeNormalModes(torsion, m.mol, m.x.data(), options);
+  ASSERT_EQ(turn.frequencies.size(), 1u) << turn.message;
+  double v;
+  torsion.GetVar(&v, m.x.data());
+  const double h = 1e-3;
+  const double ways[3] = {v - h, v, v + h};
+  const double curvature =
+      (torsion(&ways[0]) - 2.0 * torsion(&ways[1]) + torsion(&ways[2])) / (h * h);
+  std::vector<double> back(m.x.size());
+  std::vector<double> forth(m.x.size());
+  ASSERT_TRUE(torsion.AdaptVar(back.data(), &ways[0]) && torsion.AdaptVar(forth.data(), &ways[2]));
+  double inertia = 0.0;
+  for (std::size_t i = 0; i < back.size(); ++i) {
+    const double slope = (forth[i] - back[i]) / (2.0 * h);
+    const auto* atom = m.mol.GetAtom(static_cast<unsigned int>(i / 3));
+    inertia += QZChem::QZGetAtomicMass(atom->GetAtomicNumber()) * slope * slope;
+  }
+  const double expected = kWavenumber * std::sqrt(curvature / inertia);
+  EXPECT_NEAR(turn.frequencies[0], expected, 1e-3 * expected);
 }
 
 TEST(NormalModes, SaysWhyNot) {

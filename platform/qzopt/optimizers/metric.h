@@ -30,7 +30,6 @@ class Metric {
   bool TakeModel(QZHessianModel* model, const double* x);
 
   bool IsModel() const { return factor_ != nullptr; }
-  bool IsUnit() const { return !IsModel() && scales_.empty(); }
   double Scale(std::size_t i) const { return scales_.empty() ? 1.0 : scales_[i]; }
 
   /// dx = Pᵀ L⁻ᵀ y, n doubles each.

@@ -15,15 +15,12 @@
 namespace QZOpt {
 namespace {
 
-// The choice of `QZOptMethod::Auto`; bench/README.md has the measurements. Up to so many variables
-// Newton's method from the start,
-constexpr std::size_t kSmallForNewton = 12;
-// and up to so many, where the tolerance is below this, from where quasi-Newton has come near.
+// Up to so many variables `QZOptMethod::Auto` tries Newton's method where quasi-Newton is stuck;
+// bench/README.md tells why not before.
 constexpr std::size_t kLargestForNewton = 600;
-constexpr double kTightTolerance = 1e-6;
-constexpr double kNearGradient = 1e-3;
-// A restart that gains less energy than this gains nothing.
+// A restart that gains less energy than this and leaves more of the gradient gains nothing.
 constexpr double kWorthwhile = 1e-6;
+constexpr double kWorthwhilePart = 0.5;
 
 constexpr const char* kNoStep = "stopped: no step along the gradient lowers the energy";
 
@@ -73,7 +70,7 @@ class Minimisation {
 
  private:
   void descend(RunState& state, const std::vector<double>& scales);
-  void quasiNewton(RunState& state, Metric& metric, double target);
+  void quasiNewton(RunState& state, Metric& metric);
   void newton(RunState& state, Metric& metric);
   void fallBack(QZRestartable& func, double* x, std::size_t numVar, QZCheckpoint1* checkpoint);
   void take(const RunState& state);
@@ -84,16 +81,18 @@ class Minimisation {
   QZOptResult result_;
 };
 
-void Minimisation::quasiNewton(RunState& state, Metric& metric, double target) {
-  if (state.Ended() || state.GradientNorm() <= target) return;
-  result_.method = QZOptMethod::QuasiNewton;
-  RunQuasiNewton(state, metric, dynamic_cast<QZHessianModel*>(&state.Func().Func()), target);
+void Minimisation::quasiNewton(RunState& state, Metric& metric) {
+  if (state.Ended()) return;
+  const unsigned int before = limits_.Iterations();
+  RunQuasiNewton(state, metric, dynamic_cast<QZHessianModel*>(&state.Func().Func()));
+  if (limits_.Iterations() > before) result_.method = QZOptMethod::QuasiNewton;
 }
 
 void Minimisation::newton(RunState& state, Metric& metric) {
   if (state.Ended() || !state.Func().HasHessian()) return;
-  result_.method = QZOptMethod::Newton;
+  const unsigned int before = limits_.Iterations();
   RunNewton(state, metric, dynamic_cast<QZHessianModel*>(&state.Func().Func()));
+  if (limits_.Iterations() > before) result_.method = QZOptMethod::Newton;
 }
 
 void Minimisation::descend(RunState& state, const std::vector<double>& scales) {
@@ -101,23 +100,17 @@ void Minimisation::descend(RunState& state, const std::vector<double>& scales) {
   Metric metric(n, scales);
   switch (options_.method) {
     case QZOptMethod::QuasiNewton:
-      quasiNewton(state, metric, 0.0);
+      quasiNewton(state, metric);
       break;
     case QZOptMethod::Newton:
       newton(state, metric);
-      quasiNewton(state, metric, 0.0);
+      quasiNewton(state, metric);
       break;
     case QZOptMethod::Auto:
-      if (n > kLargestForNewton || !state.Func().HasHessian()) {
-        quasiNewton(state, metric, 0.0);
-        break;
-      }
-      if (n > kSmallForNewton) {
-        const bool isTight = options_.gradientTolerance < kTightTolerance;
-        quasiNewton(state, metric, isTight ? kNearGradient : 0.0);
-      }
+      quasiNewton(state, metric);
+      if (n > kLargestForNewton) break;
       newton(state, metric);
-      quasiNewton(state, metric, 0.0);
+      quasiNewton(state, metric);
       break;
   }
   state.End(kNoStep);
@@ -162,6 +155,7 @@ QZOptResult Minimisation::Run(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) 
     state.Start(x);
     if (state.HasStarted()) descend(state, scales_);
     const double before = result_.energy;
+    const double gradientBefore = result_.gradientNorm;
     const bool isFirst = result_.restarts == 0;
     const bool isBetter = isFirst || state.Converged() || state.Current().energy < before;
     if (isBetter) {
@@ -169,7 +163,8 @@ QZOptResult Minimisation::Run(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) 
       if (state.HasStarted()) std::ranges::copy(state.Current().x, x);
     }
     const bool isStuck = state.HasStarted() && !state.Converged() && !state.WasStopped();
-    const bool gained = isFirst || before - result_.energy > kWorthwhile;
+    const bool gained = isFirst || before - result_.energy > kWorthwhile ||
+                        result_.gradientNorm < kWorthwhilePart * gradientBefore;
     if (restartable != nullptr && isStuck) {
       if (gained && restartable->Restart(x)) {
         ++result_.restarts;
@@ -177,7 +172,19 @@ QZOptResult Minimisation::Run(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) 
       }
       fallBack(*restartable, x, n, checkpoint);
     }
-    if (!result_.fellBack) state.ReportEnd();
+    if (result_.fellBack) break;
+    if (isBetter) {
+      state.ReportEnd();
+    } else if (checkpoint != nullptr) {
+      // The start afresh led nowhere: `x` and the result are what was there before.
+      (*checkpoint)(limits_.Iterations(),
+                    static_cast<unsigned int>(n),
+                    result_.energy,
+                    result_.gradientNorm,
+                    x,
+                    nullptr,
+                    1);
+    }
     break;
   }
   result_.iterations = limits_.Iterations();

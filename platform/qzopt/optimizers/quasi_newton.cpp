@@ -45,15 +45,15 @@ class RecentPoints {
 
 // What Ceres evaluates, and what happens after each of its iterations. Its variables are
 //   z = sqrt(s) y,   E' = s E,
-// which leaves the metric's unit Hessian a unit matrix: s sets the length of the first step, since
-// Ceres takes no more than 1 / max |dE'/dz| of the gradient there.
+// which leaves the metric's unit Hessian a unit matrix. s sets the length of the first step, since
+// Ceres takes no more than 1 / max |dE'/dz| of the gradient there, and makes small gradients large:
+// Ceres learns nothing from steps with a product of dz and the change of dE'/dz below 1e-14.
 class Search final : public ceres::IterationCallback {
  public:
-  Search(RunState& state, Metric& metric, QZHessianModel* model, double target)
+  Search(RunState& state, Metric& metric, QZHessianModel* model)
       : state_(state),
         metric_(metric),
         model_(model),
-        target_(target),
         n_(state.Func().NumVar()),
         z_(n_),
         x_(n_),
@@ -73,7 +73,6 @@ class Search final : public ceres::IterationCallback {
   RunState& state_;
   Metric& metric_;
   QZHessianModel* model_;
-  double target_;
   std::size_t n_;
   std::vector<double> z_;
   std::vector<double> x_;
@@ -81,6 +80,7 @@ class Search final : public ceres::IterationCallback {
   RecentPoints recent_;
   Point origin_;
   bool fine_ = false;         // energies differ by rounding alone
+  double fineBase_ = 0.0;     // the fine energy of the latest iterate
   double energyScale_ = 1.0;  // s
   double lengthScale_ = 1.0;  // sqrt(s)
   unsigned int modelAge_ = 0;
@@ -101,10 +101,6 @@ class CeresFunction final : public ceres::FirstOrderFunction {
 };
 
 void Search::toX(const double* z) {
-  if (metric_.IsUnit()) {
-    for (std::size_t i = 0; i < n_; ++i) x_[i] = origin_.x[i] + z[i];
-    return;
-  }
   for (std::size_t i = 0; i < n_; ++i) gradY_[i] = z[i] / lengthScale_;
   metric_.StepFrom(gradY_.data(), x_.data());
   for (std::size_t i = 0; i < n_; ++i) x_[i] += origin_.x[i];
@@ -122,16 +118,17 @@ const Point* Search::pointAt(const std::vector<double>& x) {
   return &point;
 }
 
-// Close to a minimum the energy's rounding hides what a step gains. The trapezoidal rule along the
-// line from the origin,
-//   E0 + 1/2 (g0 + g)·(x - x0),
-// differs from the energy by the third order of the step, and its own rounding is far smaller.
+// Close to a minimum the energy's rounding hides what a step gains. The trapezoidal rule from the
+// iterate k to a point of its line search,
+//   E(x) = E_k + 1/2 (g_k + g)·(x - x_k),
+// differs from the energy by the third order of the one step, and its own rounding is far smaller.
 double Search::fineEnergy(const Point& point) const {
+  const Point& from = state_.Current();
   double sum = 0.0;
   for (std::size_t i = 0; i < n_; ++i) {
-    sum += (origin_.grad[i] + point.grad[i]) * (point.x[i] - origin_.x[i]);
+    sum += (from.grad[i] + point.grad[i]) * (point.x[i] - from.x[i]);
   }
-  return 0.5 * sum;
+  return fineBase_ + 0.5 * sum;
 }
 
 bool Search::Evaluate(const double* z, double* energy, double* grad) {
@@ -155,11 +152,11 @@ ceres::CallbackReturnType Search::operator()(const ceres::IterationSummary& summ
   toX(z_.data());
   const Point* point = pointAt(x_);
   if (point == nullptr) return ceres::SOLVER_ABORT;
+  if (fine_) fineBase_ = fineEnergy(*point);
   if (!state_.Iterate(*point)) return ceres::SOLVER_TERMINATE_SUCCESSFULLY;
   ++modelAge_;
   modelDue_ = metric_.IsModel() && modelAge_ >= kModelLife;
-  const bool isDone = modelDue_ || state_.GradientNorm() <= target_;
-  return isDone ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
+  return modelDue_ ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
 }
 
 // Sets z = 0 at the current point, and s there: the first step of the run changes no variable by
@@ -168,7 +165,7 @@ void Search::setOrigin() {
   origin_ = state_.Current();
   std::ranges::fill(z_, 0.0);
   energyScale_ = lengthScale_ = 1.0;
-  if (!metric_.IsModel()) return;
+  fineBase_ = 0.0;
   metric_.GradientOverY(origin_.grad.data(), gradY_.data());
   double largest = 0.0;
   for (const double g : gradY_) largest = std::max(largest, std::abs(g));
@@ -205,13 +202,13 @@ void Search::solve() {
 void Search::Run() {
   metric_.TakeModel(model_, state_.Current().x.data());
   int attempt = 0;
-  while (!state_.Ended() && state_.GradientNorm() > target_) {
+  while (!state_.Ended()) {
     const unsigned int before = state_.Func().Limits().Iterations();
     modelDue_ = false;
     setOrigin();
     solve();
     if (state_.Ended() || state_.Func().Failed() || state_.Func().Stopped() != nullptr) return;
-    if (!modelDue_ && state_.GradientNorm() > target_) {
+    if (!modelDue_) {
       // The line search broke down.
       const bool gained = state_.Func().Limits().Iterations() > before;
       if ((!gained && fine_) || attempt == kMaxRestarts) return;
@@ -227,8 +224,8 @@ void Search::Run() {
 
 }  // namespace
 
-void RunQuasiNewton(RunState& state, Metric& metric, QZHessianModel* model, double target) {
-  Search(state, metric, model, target).Run();
+void RunQuasiNewton(RunState& state, Metric& metric, QZHessianModel* model) {
+  Search(state, metric, model).Run();
 }
 
 }  // namespace QZOpt

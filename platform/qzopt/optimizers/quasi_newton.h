@@ -7,9 +7,9 @@
 
 namespace QZOpt {
 
-/// Quasi-Newton steps (Ceres) in the metric's variables until the run ends, the RMS gradient is
-/// below `target`, or no step along the gradient lowers the energy any more. `model` (may be null)
+/// Quasi-Newton steps (Ceres) in the metric's variables until the run ends, or no step along the
+/// gradient lowers the energy any more. `model` (may be null)
 /// renews the metric every so often.
-void RunQuasiNewton(RunState& state, Metric& metric, QZHessianModel* model, double target);
+void RunQuasiNewton(RunState& state, Metric& metric, QZHessianModel* model);
 
 }  // namespace QZOpt

@@ -42,11 +42,13 @@ bool TrustRegionStep::Solve(const Eigen::MatrixXd& hessian,
   double high = 0.0;   // large enough; 0: not known
   double lambda = floor;
   bool found = false;
+  bool isHard = false;  // hardly any gradient along the softest direction
   for (int i = 0; i < kMaxFactorisations; ++i) {
     if (!factorise(hessian, metric, lambda)) {
       low = lambda;
       lambda = high > 0.0 ? std::sqrt(low * high) : std::max(10.0 * lambda, 1e-3 * like);
-      if (high > 0.0 && high < 1.01 * low) break;
+      isHard = high > 0.0 && high < 1.01 * low;
+      if (isHard) break;
       continue;
     }
     step_ = factor_.solve(-grad);
@@ -58,11 +60,8 @@ bool TrustRegionStep::Solve(const Eigen::MatrixXd& hessian,
     if (excess <= 1.0 + kLengthTolerance) {
       high = lambda;
       if (lambda <= floor || excess >= 1.0 - kLengthTolerance) break;
-      if (high < 1.01 * low) {
-        // Hardly any gradient along the softest direction: the rest of the way goes there.
-        addSoftestDirection(metric, radius);
-        break;
-      }
+      isHard = high < 1.01 * low;
+      if (isHard) break;
     } else {
       low = lambda;
     }
@@ -74,6 +73,11 @@ bool TrustRegionStep::Solve(const Eigen::MatrixXd& hessian,
     lambda = std::max(next, floor);
   }
   if (!found) return false;
+  if (isHard && factorise(hessian, metric, high)) {
+    step_ = factor_.solve(-grad);
+    length_ = std::sqrt(step_.dot(metric.Times(step_)));
+    addSoftestDirection(metric, radius);
+  }
   if (length_ > radius * (1.0 + kLengthTolerance)) {
     step_ *= radius / length_;
     length_ = radius;

@@ -20,9 +20,9 @@ struct QZOptOptions {
   /// Energy change between iterations below which a run stops; 0 switches the test off. Stopping
   /// by it is not convergence.
   double energyTolerance = 0.0;
-  /// QuasiNewton uses energy and gradient alone. Newton uses the Hessian and needs a `QZFunc2`.
-  /// Auto uses the Hessian of a `QZFunc2` where it pays: with few variables from the start, with a
-  /// tight tolerance for the last steps, and where quasi-Newton gets stuck.
+  /// QuasiNewton uses energy and gradient alone. Newton uses the Hessian and needs a `QZFunc2`: a
+  /// fifth of the iterations, which pays where an evaluation costs far more than a Hessian's
+  /// factorisation. Auto is quasi-Newton, and tries Newton's method where that gets stuck.
   QZOptMethod method = QZOptMethod::Auto;
   /// Evaluations of energy and gradient after which a run stops; 0: ten times `maxIterations` and
   /// 100 more.
