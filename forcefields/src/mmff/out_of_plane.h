@@ -55,10 +55,11 @@ struct MmffOutOfPlane {
     const OutOfPlane angle = At(x, atoms);
     AddOutOfPlaneDerivatives(sink, grad, atoms, angle, p.k * angle.Angle(), p.k);
   }
-  /// The Hessian's positive part: the curvature along χ.
+  /// The positive part: the curvature along χ; some constants are negative.
   template <HessianSink Sink>
   static void Model(const Params& p, const double* x, const Atoms& atoms, Sink& sink) {
-    AddOutOfPlaneDerivatives(sink, nullptr, atoms, At(x, atoms), AngleSlopes{0.0, p.k, 0.0});
+    AddOutOfPlaneDerivatives(
+        sink, nullptr, atoms, At(x, atoms), AngleSlopes{0.0, std::max(0.0, p.k), 0.0});
   }
 
   /// The angle at `x`; without a plane of A, B and C that of a plane through them.
