@@ -54,6 +54,19 @@ class QZ_API QZGeometryConstr : public QZMolConstr {
   unsigned int numVar_ = 0;
 };
 
+/// Holds the angle a-b-c itself.
+///   c = θ - target     θ in [0, π], radians
+/// Straight: no derivatives. Coincident atoms divide by zero: there is no guard.
+class QZ_API QZValenceAngleConstr final : public QZGeometryConstr {
+ public:
+  QZValenceAngleConstr(unsigned int a, unsigned int b, unsigned int c)
+      : QZGeometryConstr({a, b, c}) {}
+
+ private:
+  double evaluate(const double* x, double* grad, double factor, double* hessian) const override;
+  const char* what() const override { return "Requested angle"; }
+};
+
 /// Holds the dihedral a-b-c-d itself, sign included.
 ///   c = ψ - target taken into [-π, π], ψ the IUPAC dihedral in radians
 /// so that nothing jumps at ±180°; opposite the target c jumps from π to -π. Three atoms in line:

@@ -51,6 +51,8 @@ class QZ_API QZMappedFunc : public QZForwardingAdaptor<QZMolAdaptor2>,
   void Clear() override;
 
   unsigned int NumVar() const override;
+  /// Length of Cartesian vectors: 3 x AtomIndexBound() of the molecule; 0 before `Setup`.
+  unsigned int NumCoords() const;
   using QZMolAdaptor2::GetVar;
   /// The variables of `coords`, which become the start unless they are it already. Null before
   /// `Setup` and where the variables cannot describe them. Valid until the next call.

@@ -9,6 +9,7 @@
 #include "molpotential/clusterquat.h"
 #include "molpotential/constraint.h"
 #include "molpotential/container.h"
+#include "molpotential/coordinateconstr.h"
 #include "molpotential/coordinates.h"
 #include "molpotential/degfree.h"
 #include "molpotential/equilibrium.h"

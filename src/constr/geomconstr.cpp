@@ -3,11 +3,13 @@
 #include "molpotential/geomconstr.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <span>
 
 #include "constr/dihedral_atoms.h"
+#include "kernels/angle.h"
 #include "kernels/dihedral_hessian.h"
 #include "kernels/distance.h"
 #include "kernels/out_of_plane.h"
@@ -75,6 +77,23 @@ double QZGeometryConstr::operator()(const double* x, double* grad) {
 bool QZGeometryConstr::AddHessian(const double* x, double factor, double* hessian) const {
   evaluate(x, nullptr, factor, hessian);
   return true;
+}
+
+double QZValenceAngleConstr::evaluate(const double* x,
+                                      double* grad,
+                                      double factor,
+                                      double* hessian) const {
+  const std::array<unsigned int, 3> atoms{Atoms()[0], Atoms()[1], Atoms()[2]};
+  const Vec3 centre = LoadAtom(x, atoms[1]);
+  const VectorAngle angle(LoadAtom(x, atoms[0]) - centre, LoadAtom(x, atoms[2]) - centre);
+  if (grad != nullptr && !angle.straight) {
+    AddAngleGradient(grad, atoms, angle.Gradient(angle.Slopes(1.0, 0.0)));
+  }
+  if (hessian != nullptr && !angle.straight) {
+    PackedSink sink(hessian);
+    AddAngleDerivatives(sink, nullptr, atoms, angle, factor, 0.0);
+  }
+  return angle.Angle();
 }
 
 double QZDihedralAngleConstr::evaluate(const double* x,

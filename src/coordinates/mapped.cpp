@@ -106,6 +106,10 @@ unsigned int QZMappedFunc::NumVar() const {
   return state_->map ? static_cast<unsigned int>(state_->map->NumVar()) : 0;
 }
 
+unsigned int QZMappedFunc::NumCoords() const {
+  return state_->map ? static_cast<unsigned int>(state_->map->NumCoords()) : 0;
+}
+
 const double* QZMappedFunc::GetVar(const double* coords) {
   if (!state_->map) return nullptr;
   const auto& start = state_->startCoords;

@@ -58,12 +58,13 @@ TEST(GeometryConstraints, SlopesAndHessiansAreTrue) {
     reference.insert(reference.end(), &start[3 * atom], &start[3 * atom] + 3);
   }
   QZDihedralAngleConstr dihedral(9, 2, 1, 0);
+  QZValenceAngleConstr angle(9, 2, 1);
   QZDistanceDifferenceConstr difference(9, 2, 2, 13);
   QZCentroidDistanceConstr centroids({0, 9, 3}, {13, 2});
   QZPlaneHeightConstr plane(13, 2, 1, 5);
   QZRMSDConstr rmsd({0, 3, 9, 13}, Turned(reference));
   for (QZGeometryConstr* c : std::initializer_list<QZGeometryConstr*>{
-           &dihedral, &difference, &centroids, &plane, &rmsd}) {
+           &dihedral, &angle, &difference, &centroids, &plane, &rmsd}) {
     ASSERT_TRUE(c->Setup(mol));
     ASSERT_EQ(c->NumVar(), start.size());
     EXPECT_NEAR((*c)(start.data()), 0.0, 1e-12);
