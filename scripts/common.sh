@@ -32,10 +32,15 @@ run_quietly() {
   return "$status"
 }
 
-# build PRESET [TARGET...]: configures and builds; says what it does only when there is work.
+# build PRESET [-DNAME=VALUE...] [TARGET...]: configures and builds; says what it does only when
+# there is work.
 build() {
   local preset=$1 option=() targets=()
   shift
+  while [[ ${1:-} == -D* ]]; do
+    option+=("$1")
+    shift
+  done
   (($#)) && targets=(--target "$@")
   [[ -z ${CI:-} ]] || option+=(-DMOLPOTENTIAL_WERROR=ON)
   ! command -v ccache >/dev/null || option+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "qzchem/atom.h"
 
@@ -93,5 +94,7 @@ class QZ_API QZGraphMol : public QZMolBase {
 QZ_API bool QZSetSDData(QZMolBase& mol, const std::string& tag, const std::string& value);
 QZ_API std::string QZGetSDData(const QZMolBase& mol, const std::string& tag);
 QZ_API bool QZHasSDData(const QZMolBase& mol, const std::string& tag);
+/// The tags in the order of their first setting.
+QZ_API std::vector<std::string> QZGetSDTags(const QZMolBase& mol);
 
 }  // namespace QZChem

@@ -396,4 +396,10 @@ bool QZHasSDData(const QZMolBase& mol, const std::string& tag) {
   return std::ranges::find(data, tag, &std::pair<std::string, std::string>::first) != data.end();
 }
 
+std::vector<std::string> QZGetSDTags(const QZMolBase& mol) {
+  std::vector<std::string> tags;
+  for (const auto& [tag, value] : QZMolAccess::Impl(mol).sdData) tags.push_back(tag);
+  return tags;
+}
+
 }  // namespace QZChem

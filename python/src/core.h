@@ -1,0 +1,140 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "molpotential/molpotential.h"
+#include "qzchem/qzchem.h"
+
+namespace MolPotentialPython {
+
+namespace py = pybind11;
+
+/// Contiguous doubles; a NumPy array of that kind comes in without a copy.
+using Array = py::array_t<double, py::array::c_style | py::array::forcecast>;
+
+/// Raised in Python as molpotential.MolPotentialError and its subclasses.
+struct Error : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+struct InputError : Error {
+  using Error::Error;
+};
+struct TypingError : Error {
+  using Error::Error;
+};
+
+/// What the library says on this thread while the object lives.
+class Messages {
+ public:
+  Messages();
+  Messages(const Messages&) = delete;
+  Messages& operator=(const Messages&) = delete;
+  ~Messages();
+  /// Everything said so far in one line, for an exception; nothing is left to deliver.
+  std::string Take();
+  /// Info goes to logging, the rest to warnings, which may raise. Needs the interpreter's lock.
+  void Deliver();
+  /// Takes the place of the library's message sink, once.
+  static void Install();
+
+ private:
+  std::vector<std::pair<QZSystem::QZErrorLevel, std::string>> messages_;
+  Messages* outer_;
+};
+
+/// An exception of Python code that the library called back, kept while the call unwinds through
+/// C++ that may not see it.
+void KeepPythonError(py::error_already_set& error);
+void RaisePythonError();
+
+/// Calls `work` without the interpreter's lock; then delivers messages and raises what Python code
+/// called by it has raised.
+template <class Work>
+auto Unlocked(Work&& work) {
+  Messages messages;
+  const auto finish = [&messages] {
+    RaisePythonError();
+    messages.Deliver();
+  };
+  try {
+    if constexpr (std::is_void_v<decltype(work())>) {
+      {
+        const py::gil_scoped_release release;
+        work();
+      }
+      finish();
+    } else {
+      auto result = [&] {
+        const py::gil_scoped_release release;
+        return work();
+      }();
+      finish();
+      return result;
+    }
+  } catch (const std::exception&) {
+    RaisePythonError();
+    throw;
+  }
+}
+
+/// A molecule without holes.
+struct Molecule {
+  QZChem::QZGraphMol mol;
+};
+using MoleculePtr = std::shared_ptr<Molecule>;
+
+/// Coordinates as a caller gives them, (N, 3) or flat, checked against the number of variables.
+const double* Variables(const Array& x, std::size_t expected);
+/// An array shaped as `x`.
+Array Like(const Array& x);
+Array MakeArray(std::vector<py::ssize_t> shape, const double* values);
+/// The symmetric matrix of a packed lower triangle.
+Array Unpack(const std::vector<double>& packed, std::size_t n);
+
+/// An energy term as Python holds it: it makes functions for molecules, and may be bound to one.
+class Function : public std::enable_shared_from_this<Function> {
+ public:
+  Function() = default;
+  Function(const Function&) = delete;
+  Function& operator=(const Function&) = delete;
+  virtual ~Function() = default;
+
+  /// A function that is set up on `mol`. Throws Error with the library's reason.
+  virtual std::unique_ptr<QZMolPotential::QZMolFunc2> Make(const QZChem::QZGraphMol& mol) = 0;
+  virtual void Bind(MoleculePtr mol);
+  const MoleculePtr& GetMolecule() const { return mol_; }
+  /// Throws Error before `Bind`.
+  QZMolPotential::QZMolFunc2& Bound() const;
+
+ protected:
+  MoleculePtr mol_;
+  std::unique_ptr<QZMolPotential::QZMolFunc2> func_;
+};
+
+/// Sets `func` up on `mol` or throws what the library says about it.
+template <class Exception = Error>
+void SetUp(QZMolPotential::QZMolFunc& func, const QZChem::QZGraphMol& mol, const char* what) {
+  Messages messages;
+  if (func.Setup(mol)) return;
+  const std::string reason = messages.Take();
+  throw Exception(reason.empty() ? std::string(what) + " cannot be set up" : reason);
+}
+
+void DefineMolecules(py::module_& m);
+void DefineFunctions(py::module_& m);
+void DefineMinimisers(py::module_& m);
+void DefineAnalyses(py::module_& m);
+void DefineHosts(py::module_& m);
+
+}  // namespace MolPotentialPython
