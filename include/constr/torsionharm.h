@@ -28,7 +28,8 @@ class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1,
   ~QZTorsionHarmConstr() override;
 
   const std::string& GetTorsionPattern() const;
-  /// Takes effect at the next `Setup`; empty for no pattern.
+  /// Takes effect at the next `Setup`, which parses it once; empty for no pattern. Map numbers
+  /// inside a recursive `$(...)` are ignored.
   void SetTorsionPattern(std::string pattern);
   /// Restrains the torsion of four atom indices from now on, and drops those found so far. The
   /// indices are not checked against a molecule.

@@ -36,7 +36,6 @@
 #include "molpotential/quaternion.h"
 #include "molpotential/record.h"
 #include "molpotential/redundant.h"
-#include "molpotential/redundantvarfunc.h"
 #include "molpotential/rigid.h"
 #include "molpotential/subset.h"
 #include "molpotential/toradaptor.h"

@@ -39,7 +39,9 @@ namespace QZMolPotential {
 /// Cost: a sparse factorisation for every new B, a sixteenth of it for every further product; for
 /// chains linear in the atoms, as is the memory. Fragments with unusual null vectors (frozen atoms
 /// as a rule) cost O(n³) up to n = 1,500 coordinates.
-/// Source: Peng, Ayala, Schlegel & Frisch, J. Comput. Chem. 17, 49 (1996).
+/// A minimiser is better served by `QZCoordinateFunc` in `QZCoordinates::Redundant`, whose
+/// variables run on beyond the ends of an angle. Source: Peng, Ayala, Schlegel & Frisch, J. Comput.
+/// Chem. 17, 49 (1996).
 class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
  public:
   QZRedundantInterAdaptor();
@@ -68,14 +70,10 @@ class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> 
   /// The current coordinates, 3 x AtomIndexBound() doubles, valid until the next `Setup` or
   /// `Clear`; null before `Setup`.
   const double* GetCurrentCoords() const;
-  /// Length of the current coordinates; 0 before `Setup`.
-  unsigned int NumCoords() const;
   using QZMolAdaptor::GetVar;
   /// `coords`: 3 x AtomIndexBound() doubles. The result is valid until the next `GetVar` or
   /// `Setup`; null before `Setup`.
   const double* GetVar(const double* coords) override;
-  /// Makes B and G those of the current coordinates, as after a jump by `GetVar`.
-  void Refresh();
   /// Coordinates with these internals, sought from the current ones in ten steps at most; a step
   /// below 1e-5 Å (its Euclidean norm) ends the search. Bond targets are taken by their absolute
   /// value. Fails: false before `Setup`, and without convergence, when `coords` holds the last

@@ -31,6 +31,7 @@ struct QZTorsionHarmConstr::Data {
   std::vector<AtomIndices<4>> torsions{};  // those of the pattern follow
   PredicateCopy<QZAtomBase> atomPred{};
   PredicateCopy<QZBondBase> bondPred{};
+  std::shared_ptr<const QZChem::QZSubSearch> search{};  // the parsed pattern; null until needed
 };
 
 QZTorsionHarmConstr::QZTorsionHarmConstr(double k, double phi0)
@@ -48,6 +49,7 @@ const std::string& QZTorsionHarmConstr::GetTorsionPattern() const {
 }
 void QZTorsionHarmConstr::SetTorsionPattern(std::string pattern) {
   data_->pattern = std::move(pattern);
+  data_->search = nullptr;
 }
 void QZTorsionHarmConstr::SetSingleTorsion(unsigned int a,
                                            unsigned int b,
@@ -103,13 +105,16 @@ bool QZTorsionHarmConstr::Setup(const QZChem::QZMolBase& mol) {
 }
 
 bool QZTorsionHarmConstr::findTorsions(const QZChem::QZMolBase& mol) {
-  QZChem::QZSubSearch search;
-  if (!search.Init(data_->pattern.c_str(), /*reorder=*/false)) {
-    QZThrow.Warning("invalid SMARTS pattern '%s'", data_->pattern.c_str());
-    return false;
+  if (!data_->search) {
+    auto search = std::make_shared<QZChem::QZSubSearch>();
+    if (!search->Init(data_->pattern.c_str(), /*reorder=*/false)) {
+      QZThrow.Warning("invalid SMARTS pattern '%s'", data_->pattern.c_str());
+      return false;
+    }
+    data_->search = std::move(search);
   }
   std::vector<unsigned int> mapped;
-  for (const auto& match : QZSystem::QZRange(search.Match(mol, /*unique=*/true))) {
+  for (const auto& match : QZSystem::QZRange(data_->search->Match(mol, /*unique=*/true))) {
     mapped.clear();
     for (const auto& pair : QZSystem::QZRange(match.GetPairs())) {
       const unsigned int map = pair.pattern->GetMapIndex();

@@ -34,6 +34,10 @@ TEST(TorsionRestraint, PatternGivesOneTorsionForEachUniqueMatch) {
     f.SetTorsionPattern("[C:3][C:1][C:4][C:2]");  // atoms stand in pattern order all the same
     ASSERT_TRUE(f.Setup(mol));
     EXPECT_NEAR(f(x.data()), expected, 1e-12) << n;
+    // Map numbers inside a recursive pattern are none of the pattern's own.
+    f.SetTorsionPattern("[#6;$([#6:7]~[#6:2]):1][#6:2][#6;$([#6:3][#6:1]):3][#6:4]");
+    ASSERT_TRUE(f.Setup(mol));
+    EXPECT_NEAR(f(x.data()), expected, 1e-12) << n;
   }
   const auto holed = ButaneWithHole();
   QZTorsionHarmConstr f("[#1:1][#6:2][#6:3][#6:4]", 4.0, 2.0);
@@ -56,6 +60,15 @@ TEST(TorsionRestraint, RefusesPatternsThatDefineOrFindNoTorsion) {
     EXPECT_EQ(messages.Warnings().size(), 1u) << pattern;
   }
   EXPECT_EQ(f(Coords(mol).data()), 0.0);
+  MessageCapture messages;
+  f.SetTorsionPattern("[C:2][C:1]C[C:9][C:8]");
+  EXPECT_FALSE(f.Setup(mol));
+  EXPECT_EQ(messages.Warnings().at(0), "Map Index >4 (9)");
+  QZTorsionHarmConstr copy(f);
+  copy.SetTorsionPattern("[C:1][C:1][C:2][C:3]");  // four marked atoms, whatever their numbers
+  EXPECT_TRUE(copy.Setup(mol));
+  EXPECT_FALSE(f.Setup(mol));
+  EXPECT_EQ(messages.Warnings().at(1), messages.Warnings().at(0));
 }
 
 TEST(TorsionRestraint, TheExplicitTorsionStaysAndThePatternsAreReplaced) {

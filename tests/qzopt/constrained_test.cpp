@@ -36,14 +36,14 @@ double Span(const double* x, double* g, std::size_t a, std::size_t b, const auto
   return r;
 }
 
-struct Held {
+struct Spacing {
   unsigned int a;
   unsigned int b;
   double target;
 };
 
 // A distance less its target, with its own gradient or with that of r^2/2; NaN after `goodCalls`.
-Func Distance(const Held& held, bool trueLength, int goodCalls, int& calls) {
+Func Distance(const Spacing& held, bool trueLength, int goodCalls, int& calls) {
   return Func(12, [=, &calls](const double* x, double* g) {
     if (++calls > goodCalls) return kNan;
     const auto scale = [=](double r) { return trueLength ? 1.0 : r; };
@@ -106,7 +106,7 @@ TEST(ConstrainedMinimizer, SolvesAProblemWithAKnownAnswer) {
 TEST(ConstrainedMinimizer, HoldsDistancesOrSaysWhyNot) {
   const struct {
     const char* reason;  // empty: met
-    std::vector<Held> distances;
+    std::vector<Spacing> distances;
     unsigned int maxIterations = 5000;
     int goodCalls = 1 << 30;
   } cases[] = {{"", {{0, 3, 3.0}, {1, 2, 1.7}}},
@@ -119,7 +119,7 @@ TEST(ConstrainedMinimizer, HoldsDistancesOrSaysWhyNot) {
       SCOPED_TRACE(reason + std::to_string(n));
       int calls = 0;
       std::vector<Func> constraints;
-      for (const Held& held : distances) {
+      for (const Spacing& held : distances) {
         constraints.push_back(Distance(held, trueLength, goodCalls, calls));
       }
       QZConstrainedMinimizer minimizer({.maxIterations = maxIterations});

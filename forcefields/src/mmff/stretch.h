@@ -31,9 +31,7 @@ struct MmffStretch {
   static double Gradient(const Params& p, const double* x, const Atoms& atoms, double* grad) {
     const PointDistance d(Arm(x, atoms[1], atoms[0]));
     const double delta = d.r - p.r0;
-    const Vec3 slope = (First(p, delta) / d.r) * d.delta;
-    AddToAtom(grad, atoms[0], slope);
-    AddToAtom(grad, atoms[1], -slope);
+    AddDistanceGradient(grad, atoms, d, First(p, delta));
     return Value(p, delta);
   }
   template <HessianSink Sink>

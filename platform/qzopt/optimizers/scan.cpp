@@ -38,7 +38,7 @@ void QZRelaxedScan::AddBounds(QZConstrFunc& constraint,
                               double lower,
                               double upper,
                               double tolerance) {
-  held_.push_back({&constraint, lower, upper, tolerance});
+  bounded_.push_back({&constraint, lower, upper, tolerance});
 }
 
 std::vector<QZScanPoint> QZRelaxedScan::makePoints() const {
@@ -89,8 +89,8 @@ void QZRelaxedScan::relax(QZFunc1& f, const std::vector<double>& from, QZScanPoi
       driven_[i].setTarget(point.targets[i]);
       minimizer.AddConstraint(*driven_[i].constraint, driven_[i].tolerance);
     }
-    for (const Held& held : held_) {
-      minimizer.AddBounds(*held.constraint, held.lower, held.upper, held.tolerance);
+    for (const Bounded& bounded : bounded_) {
+      minimizer.AddBounds(*bounded.constraint, bounded.lower, bounded.upper, bounded.tolerance);
     }
     if (place_) place_(point.targets, x.data());
     const QZOptResult result = minimizer.Minimize(f, x.data());

@@ -101,10 +101,10 @@ std::size_t BlockLdlt::Slot(unsigned int nodeA, unsigned int nodeB) const {
   return static_cast<std::size_t>(found - columnRows_.begin());
 }
 
-BlockLdlt::Pivot BlockLdlt::factorPivot(const Block3& s,
-                                        std::size_t position,
-                                        Hold* hold,
-                                        double tiny) const {
+BlockLdlt::PivotBlock BlockLdlt::factorPivot(const Block3& s,
+                                             std::size_t position,
+                                             Hold* hold,
+                                             double tiny) const {
   const Block3& original = diagonal_[position];
   const auto invert = [&](std::size_t k, double pivot) {
     if (hold[k] != kFree) return 0.0;
@@ -112,7 +112,7 @@ BlockLdlt::Pivot BlockLdlt::factorPivot(const Block3& s,
     hold[k] = kWeak;
     return 0.0;
   };
-  Pivot p;
+  PivotBlock p;
   p.inverse[0] = invert(0, s[0]);
   p.l10 = s[3] * p.inverse[0];
   p.l20 = s[6] * p.inverse[0];
@@ -132,7 +132,7 @@ void BlockLdlt::Factor(std::vector<Hold>& hold, double tiny) {
     Block3 s = diagonal_[k];
     for (std::size_t e = patternStart_[k]; e < patternStart_[k + 1]; ++e) {
       const unsigned int i = pattern_[e];
-      const Pivot& p = pivots_[i];
+      const PivotBlock& p = pivots_[i];
       Block3 y = work_[i];
       work_[i] = Block3{};
       for (std::size_t c = 0; c < 3; ++c) {
@@ -155,7 +155,7 @@ void BlockLdlt::Factor(std::vector<Hold>& hold, double tiny) {
 void BlockLdlt::Solve(double* x) const {
   const std::size_t n = NumNodes();
   for (std::size_t i = 0; i < n; ++i) {
-    const Pivot& p = pivots_[i];
+    const PivotBlock& p = pivots_[i];
     double* xi = x + 3 * i;
     xi[1] -= p.l10 * xi[0];
     xi[2] -= p.l20 * xi[0] + p.l21 * xi[1];
@@ -168,7 +168,7 @@ void BlockLdlt::Solve(double* x) const {
     }
   }
   for (std::size_t i = n; i-- > 0;) {
-    const Pivot& p = pivots_[i];
+    const PivotBlock& p = pivots_[i];
     double* xi = x + 3 * i;
     double s[3] = {xi[0] * p.inverse[0], xi[1] * p.inverse[1], xi[2] * p.inverse[2]};
     for (std::size_t f = start_[i]; f < start_[i + 1]; ++f) {

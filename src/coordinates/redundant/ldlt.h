@@ -44,13 +44,13 @@ class BlockLdlt {
   void Solve(double* x) const;
 
  private:
-  struct Pivot {
+  struct PivotBlock {
     std::array<double, 3> inverse;  // of D, 0 where held
     double l10, l20, l21;           // the block of L on the diagonal, unit lower triangular
   };
 
   void analyseFill();
-  Pivot factorPivot(const Block3& s, std::size_t position, Hold* hold, double tiny) const;
+  PivotBlock factorPivot(const Block3& s, std::size_t position, Hold* hold, double tiny) const;
 
   std::vector<unsigned int> position_;
   // Strict upper triangle by columns of the permuted matrix, rows ascending.
@@ -64,7 +64,7 @@ class BlockLdlt {
   std::vector<Block3> l_;
   std::vector<std::size_t> patternStart_;
   std::vector<unsigned int> pattern_;
-  std::vector<Pivot> pivots_;
+  std::vector<PivotBlock> pivots_;
   // Work of Factor: the row being computed, and the end of each column so far.
   std::vector<Block3> work_;
   std::vector<std::size_t> next_;

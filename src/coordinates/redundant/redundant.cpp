@@ -168,10 +168,6 @@ const double* QZRedundantInterAdaptor::GetCurrentCoords() const {
   return state_ ? state_->coords.data() : nullptr;
 }
 
-unsigned int QZRedundantInterAdaptor::NumCoords() const {
-  return state_ ? static_cast<unsigned int>(state_->coords.size()) : 0;
-}
-
 const double* QZRedundantInterAdaptor::GetVar(const double* coords) {
   if (!state_) return nullptr;
   State& s = *state_;
@@ -182,10 +178,6 @@ const double* QZRedundantInterAdaptor::GetVar(const double* coords) {
     if (s.internals.IsActive(i)) *next++ = s.q[i];
   }
   return s.variables.data();
-}
-
-void QZRedundantInterAdaptor::Refresh() {
-  if (state_) state_->updateRows();
 }
 
 bool QZRedundantInterAdaptor::AdaptVar(double* coords, const double* vars) const {

@@ -7,7 +7,6 @@
 #include <new>
 
 #include "coordinates/redundant/map_func.h"
-#include "molpotential/redundantvarfunc.h"
 #include "support/contract.h"
 #include "support/molecules.h"
 
@@ -54,8 +53,6 @@ TEST(RedundantAllocation, EvaluationAllocatesNothing) {
     ASSERT_TRUE(adaptor.Setup(mol));
     const double* start = adaptor.GetVar(x.data());
     expectNoAllocation(adaptor, {start, start + adaptor.NumVar()});
-    QZMolPotential::QZRedundantVarFunc function(adaptor);
-    expectNoAllocation(function, function.Start(x.data()));
 
     for (const auto maker : {&QZMolPotential::MakeRedundantMap, &QZMolPotential::MakeInternalMap}) {
       const auto map = TestSupport::MakeMap(maker, mol, /*overallMotion=*/true);

@@ -180,11 +180,11 @@ ScanPlot MakePlot(const std::string& title,
     plot.isTorsion.push_back(drive.IsTorsion());
   }
   for (const QZOpt::QZScanPoint& p : points) {
-    ScanPlot::Point point{{}, p.energy - lowest, p.converged};
+    ScanPlot::Sample sample{{}, p.energy - lowest, p.converged};
     for (std::size_t k = 0; k < drives.size(); ++k) {
-      point.targets.push_back(p.targets[k] / drives[k].ToLibrary());
+      sample.targets.push_back(p.targets[k] / drives[k].ToLibrary());
     }
-    plot.points.push_back(point);
+    plot.samples.push_back(sample);
   }
   return plot;
 }

@@ -37,14 +37,14 @@ double Place(double target, bool isTorsion) {
 
 std::string Data(const ScanPlot& plot, bool all) {
   std::vector<std::pair<std::vector<double>, double>> rows;
-  for (const ScanPlot::Point& point : plot.points) {
-    if (!all && point.converged) continue;
-    if (!std::isfinite(point.energy)) continue;
+  for (const ScanPlot::Sample& sample : plot.samples) {
+    if (!all && sample.converged) continue;
+    if (!std::isfinite(sample.energy)) continue;
     std::vector<double> at;
-    for (std::size_t k = 0; k < point.targets.size(); ++k) {
-      at.push_back(Place(point.targets[k], plot.isTorsion[k]));
+    for (std::size_t k = 0; k < sample.targets.size(); ++k) {
+      at.push_back(Place(sample.targets[k], plot.isTorsion[k]));
     }
-    rows.emplace_back(at, point.energy);
+    rows.emplace_back(at, sample.energy);
   }
   std::ranges::sort(rows);
   std::string text;

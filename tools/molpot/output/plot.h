@@ -9,7 +9,7 @@ namespace Molpot {
 
 /// A scan's relative energies as an SVG picture: a line over one coordinate, a map over two.
 struct ScanPlot {
-  struct Point {
+  struct Sample {
     std::vector<double> targets;  // one or two
     double energy;                // kcal/mol above the lowest
     bool converged;
@@ -17,7 +17,7 @@ struct ScanPlot {
   std::string title;
   std::vector<std::string> labels;  // of the coordinates, with units
   std::vector<bool> isTorsion;      // drawn from -180 to 180
-  std::vector<Point> points;
+  std::vector<Sample> samples;
 };
 
 /// Draws with gnuplot. Throws UsageError when that fails.

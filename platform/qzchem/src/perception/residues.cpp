@@ -33,9 +33,9 @@ std::string ModernName(const QZResidue& residue) {
 }
 
 // A residue's heavy atoms by name, and what one way of drawing it makes of them.
-class Residue {
+class NamedResidue {
  public:
-  explicit Residue(const std::vector<QZAtomBase*>& atoms) {
+  explicit NamedResidue(const std::vector<QZAtomBase*>& atoms) {
     for (QZAtomBase* atom : atoms) {
       const QZResidue* residue = QZGetResidue(*atom);
       if (IsHydrogen(*atom)) {
@@ -128,7 +128,7 @@ class Residue {
 };
 
 // Charges of a residue without hydrogens beyond those of its side chain.
-void ChargeTermini(const Residue& residue, const std::string& name) {
+void ChargeTermini(const NamedResidue& residue, const std::string& name) {
   if (QZAtomBase* oxygen = residue.Find("OXT"); oxygen != nullptr) {
     oxygen->SetFormalCharge(-1);
   }
@@ -142,7 +142,7 @@ void ChargeTermini(const Residue& residue, const std::string& name) {
 }
 
 // "" or what is open at the end of a chain: such an atom gets a hydrogen where nature has a bond.
-std::string DescribeOpenEnd(const Residue& residue) {
+std::string DescribeOpenEnd(const NamedResidue& residue) {
   const QZAtomBase* carbon = residue.Find("C");
   if (carbon == nullptr || residue.Find("CA") == nullptr || residue.Find("O") == nullptr) return "";
   return carbon->GetDegree() < 3 ? "ends a chain without its second oxygen (OXT)" : "";
@@ -213,7 +213,7 @@ bool AssignStandardResidue(const std::vector<QZAtomBase*>& atoms, std::string& n
   const QZResidue* info = QZGetResidue(*atoms.front());
   const StandardResidue* standard = info != nullptr ? FindStandardResidue(info->name) : nullptr;
   if (standard == nullptr) return false;
-  const Residue residue(atoms);
+  const NamedResidue residue(atoms);
   if (!residue.HasOnly(*standard)) return false;
   if (standard->kind == StandardResidue::Kind::Ion) {
     if (atoms.size() != 1) return false;

@@ -69,9 +69,9 @@ const QZBondBase* BondBetween(const QZAtomBase* a, const QZAtomBase* b) {
 // A template laid on a residue: the template's atom for each of the residue's heavy atoms.
 using Fit = std::vector<QZAtomBase*>;
 
-class Residue {
+class FittedResidue {
  public:
-  explicit Residue(const std::vector<QZAtomBase*>& atoms)
+  explicit FittedResidue(const std::vector<QZAtomBase*>& atoms)
       : atoms_(atoms), skeleton_(SkeletonOf(atoms)) {
     hasHydrogens_ = skeleton_.atoms.size() < atoms.size();
   }
@@ -250,7 +250,7 @@ struct QZTemplates::Data {
   // "" or why the residue stays without orders.
   std::string ApplyTo(const std::vector<QZAtomBase*>& atoms) const {
     const QZResidue* info = QZGetResidue(*atoms.front());
-    const Residue residue(atoms);
+    const FittedResidue residue(atoms);
     bool hasTemplate = false;
     for (const std::string& name : {info != nullptr ? info->name : std::string(), std::string()}) {
       const auto found = byName.find(name);

@@ -7,7 +7,7 @@
 #include <cctype>
 #include <cmath>
 
-#include "geometry/cells.h"
+#include "kernels/cells.h"
 #include "qzchem/residue.h"
 #include "qzchem/subsearch.h"
 #include "qzchem/topology.h"
@@ -15,6 +15,7 @@
 namespace QZChem {
 namespace {
 
+using QZMolPotential::LoadAtom;
 using Marks = QZSelection::Node::Marks;
 
 bool Contains(const std::vector<NumberRange>& ranges, long long number, char insertionCode) {
@@ -119,18 +120,19 @@ struct Within final : QZSelection::Node {
     if (std::string error = of->Mark(mol, centres); !error.empty()) return error;
     std::vector<double> coords(3 * marks.size());
     mol.GetCoords(coords.data());
-    Cells cells(distance);
-    for (std::size_t i = 0; i < centres.size(); ++i) {
-      if (centres[i] != 0) cells.Add(i, &coords[3 * i]);
+    std::vector<unsigned int> centreAtoms;
+    for (unsigned int i = 0; i < centres.size(); ++i) {
+      if (centres[i] != 0) centreAtoms.push_back(i);
     }
+    const auto placeOf = [&](std::size_t k) { return LoadAtom(coords.data(), centreAtoms[k]); };
+    QZMolPotential::CellList cells;
+    cells.Build(centreAtoms.size(), distance, placeOf);
     for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
-      const double* place = &coords[std::size_t{3} * atom.GetIndex()];
+      const auto place = LoadAtom(coords.data(), atom.GetIndex());
       char& mark = marks[atom.GetIndex()];
-      cells.ForEachNear(place, [&](std::size_t i) {
-        const double* centre = &coords[3 * i];
-        const double r =
-            std::hypot(place[0] - centre[0], place[1] - centre[1], place[2] - centre[2]);
-        if (r <= distance) mark = 1;
+      cells.ForEachNear(place, distance, [&](std::size_t k) {
+        const auto d = place - placeOf(k);
+        if (std::hypot(d.x, d.y, d.z) <= distance) mark = 1;
       });
     }
     return "";

@@ -78,7 +78,7 @@ class QZ_API QZRelaxedScan {
     std::vector<double> targets;
     double tolerance;
   };
-  struct Held {
+  struct Bounded {
     QZConstrFunc* constraint;
     double lower;
     double upper;
@@ -90,7 +90,7 @@ class QZ_API QZRelaxedScan {
 
   QZOptOptions options_;
   std::vector<Driven> driven_;
-  std::vector<Held> held_;
+  std::vector<Bounded> bounded_;
   std::vector<double> scales_;
   Place place_;
   Progress progress_;
