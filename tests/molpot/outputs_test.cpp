@@ -187,4 +187,31 @@ TEST(Inputs, SmilesBecomeConformersOrderedByEnergyAndSaltsLoseTheirCounterIons) 
   EXPECT_EQ(scratch.Molpot("energy two.smi --dielectric 80 --cutoff 9").status, 0);
 }
 
+// What the format of the output cannot hold fails alone, as any bad record does.
+TEST(Failures, OneRecordMayNotFitTheFormatOrLackHydrogens) {
+  const Scratch scratch;
+  QZChem::QZGraphMol ion;
+  ion.AddAtom(11, 12000.0, 0.0, 0.0)->SetFormalCharge(1);
+  ion.SetTitle("ion");
+  scratch.File("ion.sdf", ion);
+  QZChem::QZGraphMol bare;
+  auto* carbon = bare.AddAtom(6);
+  bare.AddBond(carbon, bare.AddAtom(8, 1.4, 0.0, 0.0));
+  scratch.File("bare.sdf", bare);
+  scratch.File("all.sdf",
+               scratch.Read("data/butane.sdf") + scratch.Read("ion.sdf") +
+                   scratch.Read("bare.sdf") + scratch.Read("data/benzene.sdf"));
+  const auto result = scratch.Molpot("minimize all.sdf -o out.pdb --rejects bad.sdf --json");
+  EXPECT_EQ(result.status, 1);
+  ExpectContains(result.err, "record 2 (ion): cannot be written");
+  ExpectContains(result.err, "coordinates of atom 1");
+  ExpectContains(result.err, "record 3");
+  ExpectContains(result.err, "atom 1 (C): 3 hydrogens were expected, none is there");
+  ExpectContains(result.out, "\"error\":\"cannot be written");
+  const auto written = scratch.Molecules("out.pdb");
+  ASSERT_EQ(written.size(), 2u);
+  EXPECT_EQ(written[1].NumAtoms(), 12u);
+  EXPECT_EQ(scratch.Read("bad.sdf"), scratch.Read("ion.sdf") + scratch.Read("bare.sdf"));
+}
+
 }  // namespace
