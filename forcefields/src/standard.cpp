@@ -212,14 +212,6 @@ bool QZStandardFF::AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEnt
   return true;
 }
 
-bool QZStandardFF::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
-  constexpr double kFloor = 5.0;  // kcal/mol/Å², about what pairs and other soft terms add
-  if (NumVar() == 0) return false;
-  QZGenericFF2::AppendModelHessian(x, entries);
-  for (unsigned int i = 0; i < NumVar(); ++i) entries.push_back({i, i, kFloor});
-  return true;
-}
-
 bool QZStandardFF::Freeze(const unsigned char* fixed) {
   const bool frozen = NumVar() != 0 && QZGenericFF2::Freeze(fixed);
   if (frozen) joinPairs();

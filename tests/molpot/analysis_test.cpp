@@ -173,6 +173,10 @@ TEST(TorsionSpace, MinimisationKeepsBondLengthsAndAngles) {
   const auto to = TestSupport::Coords(end);
   EXPECT_GT(QZChem::QZRMSBetweenPoints(from.data(), to.data(), start.NumAtoms(), nullptr), 0.05)
       << "nothing turned";
+  // Few variables that turn many atoms: nothing may make them stiffer than the force field does.
+  const auto large = scratch.Molpot(
+      "minimize data/decapeptide.sdf -o out.xyz --coordinates torsion --max-iterations 300");
+  EXPECT_EQ(large.status, 0) << large.err;
 }
 
 }  // namespace

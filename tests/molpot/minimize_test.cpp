@@ -204,6 +204,40 @@ TEST(Minimize, RestraintsAndConstraintsReachWhatTheyAskFor) {
   EXPECT_NEAR(QZChem::QZGetDistance(mol, mol.GetAtom(0), mol.GetAtom(1)), 1.60, 1e-3);
 }
 
+TEST(Minimize, ConstraintsHoldInEveryCoordinateSystemAndBesideFrozenAtoms) {
+  const Scratch scratch;
+  // XYZ carries more decimals than SDF does.
+  const auto start = Coords(scratch.Molecules("data/butane.sdf").at(0));
+  double free = NAN;
+  for (const std::string options : {"--coordinates cartesian",
+                                    "--coordinates degfree",
+                                    "--coordinates redundant",
+                                    "--coordinates internal",
+                                    "--coordinates zmatrix",
+                                    "--coordinates torsion",
+                                    "--freeze 'atoms 1-3'",
+                                    "--freeze 'atoms 1-3' --coordinates zmatrix",
+                                    "--freeze 'atoms 1-3' --coordinates redundant",
+                                    "--move 'atoms 4,12-14' --coordinates internal"}) {
+    SCOPED_TRACE(options);
+    const auto result = scratch.Molpot(
+        "minimize data/butane.sdf -o out.xyz --json --constrain-torsion '1 2 3 4 -75' " + options);
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto mol = scratch.Molecules("out.xyz").at(0);
+    const double reached =
+        QZChem::QZGetTorsion(mol, mol.GetAtom(0), mol.GetAtom(1), mol.GetAtom(2), mol.GetAtom(3));
+    EXPECT_NEAR(reached * 180.0 / std::numbers::pi, -75.0, 1e-2);
+    if (options.find("atoms") != std::string::npos) {
+      const auto end = Coords(mol);
+      for (std::size_t i = 0; i < 9; ++i) EXPECT_EQ(end[i], start[i]);
+    } else if (options.find("torsion") == std::string::npos) {
+      const auto energy = JsonLines(result.out).at(0)["energy"].get<double>();
+      if (std::isnan(free)) free = energy;
+      EXPECT_NEAR(energy, free, 1e-3);
+    }
+  }
+}
+
 TEST(Minimize, TrajectoryHoldsEveryIterationInCartesianCoordinates) {
   const Scratch scratch;
   for (const std::string coordinates : {"cartesian", "torsion"}) {

@@ -113,7 +113,7 @@ class QZ_API QZHostFunc final : public QZMolFunc2,
                                                        unsigned int selector) const override;
   bool Setup(const QZChem::QZMolBase& mol) override;
   void Clear() override;
-  /// Models of the bonded terms of ligand and flexible atoms, with a floor on the diagonal.
+  /// Models of the bonded terms of ligand and flexible atoms.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// Leaves out terms of the ligand and of flexible host atoms that are all fixed; interactions of
   /// a fixed ligand atom stay.

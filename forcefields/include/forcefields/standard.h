@@ -47,8 +47,6 @@ class QZ_API QZStandardFF final : public QZGenericFF2 {
   /// are to be summed. False, with nothing appended, before `Setup` and when a function beside the
   /// force field's own terms was added.
   bool AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries);
-  /// The components' models and, on the diagonal, a floor of 5 kcal/mol/Å².
-  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   bool Freeze(const unsigned char* fixed) override;
   QZStandardFF* CreateCopy() const override { return new QZStandardFF(*this); }
 

@@ -104,12 +104,6 @@ void ChooseCoordinates(const std::string& name, Task& task) {
     const std::string reason = WhyNotFixed(*task.coordinates);
     if (!reason.empty()) throw UsageError("--coordinates: " + reason);
   }
-  const bool isPlain = task.coordinates.value_or(QZMolPotential::QZCoordinates::Cartesian) ==
-                       QZMolPotential::QZCoordinates::Cartesian;
-  if (task.restraints.HasConstraints() && (holds || !isPlain)) {
-    throw UsageError(
-        "--constrain-...: constraints need cartesian coordinates and no --freeze or --move");
-  }
 }
 
 int RunRecords(RunArguments& args) {

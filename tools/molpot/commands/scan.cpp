@@ -6,11 +6,11 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
-#include <optional>
 
 #include "commands/commands.h"
 #include "input/drive.h"
 #include "input/errors.h"
+#include "input/internals.h"
 #include "output/console.h"
 #include "output/files.h"
 #include "output/format.h"
@@ -53,7 +53,7 @@ class Scan {
     energy_.SetUp(mol_);
     for (const Drive& drive : drives) {
       atoms_.push_back(drive.Resolve(mol_));
-      constraints_.push_back(std::make_unique<InternalConstraint>(atoms_.back(), std::nullopt));
+      constraints_.push_back(HoldInternal(atoms_.back()));
       if (!constraints_.back()->Setup(mol_)) throw RecordError("the scan cannot be set up");
     }
   }
@@ -63,7 +63,7 @@ class Scan {
     for (std::size_t k = 0; k < drives_.size(); ++k) {
       std::vector<double> targets = drives_[k].Targets();
       for (double& target : targets) target *= drives_[k].ToLibrary();
-      InternalConstraint& constraint = *constraints_[k];
+      QZMolPotential::QZGeometryConstr& constraint = *constraints_[k];
       scan.Drive(
           constraint, [&constraint](double target) { constraint.SetTarget(target); }, targets);
     }
@@ -84,7 +84,10 @@ class Scan {
   /// Where a driven coordinate ended, in Å or degrees.
   double Reached(std::size_t drive, const QZOpt::QZScanPoint& point) const {
     if (point.x.empty()) return std::numeric_limits<double>::quiet_NaN();
-    return constraints_[drive]->Measure(point.x.data()) / drives_[drive].ToLibrary();
+    QZMolPotential::QZGeometryConstr& constraint = *constraints_[drive];
+    const double value =
+        (constraint(point.x.data()) + constraint.GetTarget()) / drives_[drive].ToLibrary();
+    return drives_[drive].IsTorsion() ? std::remainder(value, 360.0) : value;
   }
 
  private:
@@ -109,7 +112,7 @@ class Scan {
   const std::vector<Drive>& drives_;
   Energy energy_;
   std::vector<std::vector<unsigned int>> atoms_;
-  std::vector<std::unique_ptr<InternalConstraint>> constraints_;
+  std::vector<std::unique_ptr<QZMolPotential::QZGeometryConstr>> constraints_;
 };
 
 // "angle_deg" of a single coordinate, "torsion1_deg" of the first of two.

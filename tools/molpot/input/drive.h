@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "input/internal_constraint.h"
 #include "input/selection.h"
 
 namespace Molpot {

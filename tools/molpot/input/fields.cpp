@@ -6,7 +6,7 @@
 #include <limits>
 #include <numbers>
 
-#include "input/internal_constraint.h"
+#include "input/internals.h"
 #include "input/restraints.h"
 #include "input/words.h"
 #include "qzchem/qzchem.h"

@@ -8,7 +8,7 @@
 #include <optional>
 #include <set>
 
-#include "input/internal_constraint.h"
+#include "input/internals.h"
 #include "input/words.h"
 
 namespace Molpot {
@@ -227,9 +227,9 @@ ParseConstraint(const ConstraintKind& kind, const std::string& argument) {
       const std::string target =
           value.has_value() ? "target " + Number(*value) + " " + kind.unit : "held as it is";
       auto held = MakeHeld<HeldConstraint>(kind.option, g, target, kind.unit, InternalOf(g));
-      std::optional<double> inLibraryUnits;
-      if (value.has_value()) inLibraryUnits = *value * kind.toLibrary;
-      held.function = std::make_unique<InternalConstraint>(g, inLibraryUnits);
+      auto function = HoldInternal(g);
+      if (value.has_value()) function->SetTarget(*value * kind.toLibrary);
+      held.function = std::move(function);
       SetUpAndKeep(std::move(held), mol, all);
     }
   };

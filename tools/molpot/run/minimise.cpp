@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "run/minimise.h"
 
+#include <deque>
 #include <memory>
 
 #include "input/errors.h"
@@ -95,7 +96,11 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
       outcome.optimizer = minimizer.Minimize(*function, x.data(), &watch);
     } else {
       QZOpt::QZConstrainedMinimizer minimizer(task.optimizer);
-      for (auto& constraint : constraints) minimizer.AddConstraint(*constraint.function);
+      minimizer.SetScales(function->GetScales());
+      std::deque<QZMolPotential::QZCoordinateConstr> inVariables;
+      for (auto& constraint : constraints) {
+        minimizer.AddConstraint(inVariables.emplace_back(*constraint.function, *function));
+      }
       outcome.optimizer = minimizer.Minimize(*function, x.data(), &watch);
     }
     outcome.trajectory = watch.Trajectory();
