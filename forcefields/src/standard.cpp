@@ -5,6 +5,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "qzchem/mol.h"
 #include "term.h"
@@ -168,14 +169,16 @@ void QZStandardFF::joinPairs() {
     if (pairs == nullptr) continue;
     if (term->GetTerm() == Kind::VanDerWaals) {
       first = term;
-    } else if (first != nullptr && first->impl_->ActivePairs()->ShareWith(*pairs)) {
+    } else if (first != nullptr) {
+      first->impl_->ActivePairs()->ShareWith(*pairs);
       vanDerWaals_ = first;
       electrostatics_ = term;
     }
   }
 }
 
-// Null when they have pairs of their own, or when one of the two was removed.
+// Null when they have pairs of their own, now that terms are frozen or not, or when one of the two
+// was removed.
 std::pair<PairTerm*, PairTerm*> QZStandardFF::joint() const {
   const auto isHere = [this](const QZForceFieldTerm* f) {
     return std::ranges::any_of(GetComps(), [f](const auto& comp) { return comp.first == f; });
@@ -214,7 +217,12 @@ bool QZStandardFF::AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEnt
 
 bool QZStandardFF::Freeze(const unsigned char* fixed) {
   const bool frozen = NumVar() != 0 && QZGenericFF2::Freeze(fixed);
-  if (frozen) joinPairs();
+  bool isNew = false;
+  for (const auto& comp : GetComps()) {
+    auto* const term = dynamic_cast<QZForceFieldTerm*>(comp.first);
+    if (term != nullptr) isNew = std::exchange(term->impl_->isNew, false) || isNew;
+  }
+  if (isNew) joinPairs();
   return frozen;
 }
 

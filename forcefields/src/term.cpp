@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "term.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <sstream>
 #include <utility>
@@ -57,7 +58,8 @@ QZForceFieldTerm::Impl::Impl(const Impl& other)
       verbose(other.verbose),
       perception(other.perception),
       whole(other.whole != nullptr ? other.whole->Copy() : nullptr),
-      restricted(other.restricted != nullptr ? other.restricted->Copy() : nullptr) {}
+      restricted(other.restricted != nullptr ? other.restricted->Copy() : nullptr),
+      restrictedTo(other.restrictedTo) {}
 
 std::unique_ptr<TermEvaluator> QZForceFieldTerm::Impl::Make(
     const QZChem::QZMolBase& mol, const std::shared_ptr<const Perception>& from) const {
@@ -108,7 +110,27 @@ void QZForceFieldTerm::Impl::Bind(const QZChem::QZMolBase& mol,
 void QZForceFieldTerm::Impl::Unbind() {
   whole.reset();
   restricted.reset();
+  restrictedTo.clear();
+  former.reset();
+  formerTo.clear();
   perception.reset();
+}
+
+void QZForceFieldTerm::Impl::Restrict(const unsigned char* fixed) {
+  const std::size_t length = fixed != nullptr ? perception->NumVar() / 3 : 0;
+  const auto isFor = [&](const std::vector<unsigned char>& flags) {
+    return flags.size() == length && std::equal(flags.begin(), flags.end(), fixed);
+  };
+  if (whole == nullptr || isFor(restrictedTo)) return;
+  former.swap(restricted);
+  formerTo.swap(restrictedTo);
+  if (isFor(restrictedTo)) return;
+  restricted.reset();
+  restrictedTo.clear();
+  if (fixed == nullptr) return;
+  restricted = whole->Touching(fixed);
+  restrictedTo.assign(fixed, fixed + length);
+  isNew = true;
 }
 
 void QZForceFieldTerm::Impl::Print(const QZChem::QZMolBase& mol) const {
@@ -239,8 +261,7 @@ bool QZForceFieldTerm::AppendModelHessian(const double* x,
 
 bool QZForceFieldTerm::Freeze(const unsigned char* fixed) {
   if (impl_->perception == nullptr) return false;
-  impl_->restricted =
-      fixed != nullptr && impl_->whole != nullptr ? impl_->whole->Touching(fixed) : nullptr;
+  impl_->Restrict(fixed);
   return true;
 }
 

@@ -24,6 +24,8 @@ struct QZForceFieldTerm::Impl {
   /// What the selection accepts on `mol`; null when the force field lacks the term.
   std::unique_ptr<TermEvaluator> Make(const QZChem::QZMolBase& mol,
                                       const std::shared_ptr<const Perception>& from) const;
+  /// Leaves out what those flags hold; null: nothing. There and back costs a comparison.
+  void Restrict(const unsigned char* fixed);
   bool IsPairs() const;
   const char* Name() const;
   /// Prints the contributions when asked to.
@@ -45,6 +47,10 @@ struct QZForceFieldTerm::Impl {
   std::shared_ptr<const Perception> perception;  // null: not set up
   std::unique_ptr<TermEvaluator> whole;          // all that the selection accepts
   std::unique_ptr<TermEvaluator> restricted;     // of these, those of an atom that is not fixed
+  std::vector<unsigned char> restrictedTo;       // the flags of `restricted`
+  std::unique_ptr<TermEvaluator> former;         // `restricted` and its flags as they were before
+  std::vector<unsigned char> formerTo;
+  bool isNew = false;  // `restricted` was made since it was last compared with other terms
 };
 
 }  // namespace QZMolPotential

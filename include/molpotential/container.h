@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "molpotential/freezable.h"
 #include "molpotential/invariance.h"
 #include "qzopt/hints.h"
 
@@ -24,6 +25,7 @@ namespace QZMolPotential {
 /// afresh by every gradient call and kept until the next one.
 class QZ_API QZMolContainerFunc : public virtual QZMolFunc1,
                                   public QZFrameQuery,
+                                  public QZFreezable,
                                   public QZOpt::QZHessianModel {
  public:
   QZMolContainerFunc() = default;
@@ -50,6 +52,8 @@ class QZ_API QZMolContainerFunc : public virtual QZMolFunc1,
   bool Setup(const QZChem::QZMolBase& mol) override;
   /// True when every member says so.
   bool IsFrameInvariant() const override;
+  /// Every member that can; false when none did.
+  bool Freeze(const unsigned char* fixed) override;
   /// The sum of the models of those members that have one; false when none has.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
 

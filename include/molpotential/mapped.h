@@ -21,6 +21,11 @@ struct MapRequest;
 /// for the start variables, evaluations, `AdaptVar` for the way back. Lengths in Å, angles in
 /// radians. Fixed atoms keep the coordinates of the start bit for bit.
 ///
+/// Terms among fixed atoms only, where the function is a `QZFreezable` and can leave them out, are
+/// computed once after each start: their sum, a constant, is part of every energy, and the function
+/// itself is whole between calls (a `Freeze` of the caller's own ends with the next call). Where
+/// the start's energy is above 1e6 kcal/mol they are computed until it has come down.
+///
 /// Owns: the function, with `own`. Copies: none (`CreateCopy` is null).
 /// Fails: `Setup` and `SetupConf` are false, with a Warning that names the reason, for what the
 /// variables cannot do; an energy is NaN before `SetupConf` and where variables have no finite

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "molpotential/forwarding.h"
+#include "molpotential/freezable.h"
 #include "molpotential/invariance.h"
 #include "qzopt/hints.h"
 
@@ -12,6 +13,7 @@ namespace QZMolPotential {
 /// that `SetupConf` answers true without reaching it, which callers rely on.
 class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2>,
                                 public QZFrameQuery,
+                                public QZFreezable,
                                 public QZOpt::QZHessianModel {
  public:
   using QZMolFunc2::operator();
@@ -20,6 +22,8 @@ class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2>,
   unsigned int NumVar() const override { return wrapped_->NumVar(); }
   /// The wrapped function's answer.
   bool IsFrameInvariant() const override { return QZIsFrameInvariant(*wrapped_); }
+  /// The wrapped function's answer; false where it is none of those that can leave terms out.
+  bool Freeze(const unsigned char* fixed) override;
   /// The wrapped function's model.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   QZMolFuncWrapper(const QZMolFuncWrapper&) = delete;

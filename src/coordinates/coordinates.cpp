@@ -103,6 +103,7 @@ QZOpt::QZFunc1* QZCoordinateFunc::FallBack(const double* vars, std::vector<doubl
           : std::make_unique<QZCoordinateFunc>(*wrapped_, /*own=*/false, QZCoordinates::Cartesian);
   State& other = *fallBack_->state_;
   other.map = std::make_unique<CartesianMap>(coords.size() / 3, state_->moving);
+  other.frozen = state_->frozen;
   other.work.Resize(coords.size(), other.func2 != nullptr);
   other.lookCoords.resize(coords.size());
   if (!other.Start(coords.data())) return nullptr;

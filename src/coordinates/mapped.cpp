@@ -26,6 +26,7 @@ bool Refuse(const std::string& variables, const std::string& reason) {
 bool QZMappedFunc::State::Start(const double* coords) {
   std::vector<double> vars(map->NumVar());
   started = map->Start(coords, vars.data());
+  frozen.Forget();
   if (!started) return false;
   startVars = std::move(vars);
   startCoords.assign(coords, coords + map->NumCoords());
@@ -50,6 +51,7 @@ std::vector<double> QZMappedFunc::GetScales() const {
 
 bool QZMappedFunc::SetMolFunc(QZMolFunc1& func, bool own) {
   state_->func2 = nullptr;
+  state_->frozen.Forget();
   state_->work.DropHessian();
   return QZForwardingAdaptor::SetMolFunc(func, own);
 }
@@ -79,6 +81,8 @@ bool QZMappedFunc::Setup(const QZChem::QZMolBase& mol) {
     }
   }
   request.overallMotion = s.overallMotion.value_or(!QZIsFrameInvariant(*wrapped_));
+  s.frozen.Reset(request.anyFixed ? request.fixed : std::vector<unsigned char>());
+  const FrozenTerms::Scope sizing(s.frozen, *wrapped_);  // so that no evaluation allocates
   std::string reason;
   s.map = makeMap(request, reason);
   if (!s.map) return Refuse(describe(), reason);
@@ -144,22 +148,21 @@ bool QZMappedFunc::AdaptGrad(double* grad, const double* cartGrad, const double*
 double QZMappedFunc::operator()(const double* vars) {
   State& s = *state_;
   if (!s.IsStarted()) return kNoEnergy;
-  const double energy = s.work.Energy(*wrapped_, *s.map, vars);
-  if (s.map->IsPathDependent()) s.memory.Add(vars, s.work.Coords().data(), energy);
-  return energy;
+  return s.Complete(*wrapped_, vars, [&] { return s.work.Energy(*wrapped_, *s.map, vars); });
 }
 
 double QZMappedFunc::operator()(const double* vars, double* grad) {
   State& s = *state_;
   if (!s.IsStarted()) return kNoEnergy;
-  const double energy = s.work.Gradient(*wrapped_, *s.map, vars, grad);
-  if (s.map->IsPathDependent()) s.memory.Add(vars, s.work.Coords().data(), energy);
-  return energy;
+  return s.Complete(
+      *wrapped_, vars, [&] { return s.work.Gradient(*wrapped_, *s.map, vars, grad); });
 }
 
 bool QZMappedFunc::operator()(const double* vars, double* hess, double* grad) {
   State& s = *state_;
-  return s.func2 != nullptr && s.IsStarted() && s.work.Hessian(*s.func2, *s.map, vars, hess, grad);
+  if (s.func2 == nullptr || !s.IsStarted()) return false;
+  const FrozenTerms::Scope without(s.frozen, *s.func2);
+  return s.work.Hessian(*s.func2, *s.map, vars, hess, grad);
 }
 
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZMappedFunc::GetFComponents(const double* vars) {
@@ -172,7 +175,9 @@ QZSystem::QZIterBase<QZOpt::QZFComponent>* QZMappedFunc::GetFComponents(const do
 bool QZMappedFunc::AppendModelHessian(const double* vars,
                                       std::vector<QZOpt::QZMatrixEntry>& entries) {
   State& s = *state_;
-  return s.IsStarted() && s.work.Model(*wrapped_, *s.map, vars, entries);
+  if (!s.IsStarted()) return false;
+  const FrozenTerms::Scope without(s.frozen, *wrapped_);
+  return s.work.Model(*wrapped_, *s.map, vars, entries);
 }
 
 }  // namespace QZMolPotential

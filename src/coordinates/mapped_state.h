@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "coordinates/evaluation.h"
+#include "coordinates/frozen.h"
 #include "coordinates/map.h"
 #include "molpotential/mapped.h"
 
@@ -66,6 +67,10 @@ class PathMemory {
 struct QZMappedFunc::State {
   bool Start(const double* coords);
   bool IsStarted() const { return map && started; }
+  /// The energy that `evaluate()` leaves when it computes `f` at `vars`, without the terms among
+  /// fixed atoms as soon as it is known what they add.
+  template <class Evaluate>
+  double Complete(QZMolFunc1& f, const double* vars, Evaluate evaluate);
   /// What the map's state must be to look at `vars` without moving it: itself, or a copy.
   template <class Look>
   bool LookWith(Look look) const {
@@ -77,11 +82,26 @@ struct QZMappedFunc::State {
   std::optional<bool> overallMotion;
   std::vector<unsigned int> moving;
   std::unique_ptr<CoordinateMap> map;  // null before Setup
+  FrozenTerms frozen;
   Evaluation work;
   bool started = false;
   std::vector<double> startVars, startCoords;
   std::vector<double> lookCoords;  // of those who only look
   PathMemory memory;
 };
+
+template <class Evaluate>
+double QZMappedFunc::State::Complete(QZMolFunc1& f, const double* vars, Evaluate evaluate) {
+  const bool isKnown = frozen.IsKnown();
+  double energy = 0.0;
+  {
+    const FrozenTerms::Scope without(frozen, f, isKnown);
+    energy = evaluate();
+    if (without.LeavesOut()) energy += frozen.Constant();
+  }
+  if (!isKnown) frozen.Learn(f, work.Coords().data(), energy);
+  if (map->IsPathDependent()) memory.Add(vars, work.Coords().data(), energy);
+  return energy;
+}
 
 }  // namespace QZMolPotential

@@ -192,10 +192,7 @@ bool QZForceFieldImpl<F>::AppendModelHessian(const double* x,
 template <class F>
 bool QZForceFieldImpl<F>::Freeze(const unsigned char* fixed) {
   bool any = false;
-  for (const auto& comp : GetComps()) {
-    auto* freezable = dynamic_cast<QZFreezable*>(comp.first);
-    any = (freezable != nullptr && freezable->Freeze(fixed)) || any;
-  }
+  for (const auto& comp : GetComps()) any = FreezeTerms(*comp.first, fixed) || any;
   return any;
 }
 

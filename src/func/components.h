@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "molpotential/freezable.h"
 #include "qzopt/function.h"
 #include "qzopt/hints.h"
 
@@ -25,6 +26,12 @@ inline bool AppendModel(QZOpt::QZFunc0& func,
                         std::vector<QZOpt::QZMatrixEntry>& entries) {
   auto* model = dynamic_cast<QZOpt::QZHessianModel*>(&func);
   return model != nullptr && model->AppendModelHessian(x, entries);
+}
+
+/// `QZFreezable::Freeze` of `func`; false when it is not freezable.
+inline bool FreezeTerms(QZOpt::QZFunc0& func, const unsigned char* fixed) {
+  auto* freezable = dynamic_cast<QZFreezable*>(&func);
+  return freezable != nullptr && freezable->Freeze(fixed);
 }
 
 }  // namespace QZMolPotential

@@ -94,6 +94,12 @@ bool QZMolContainerFunc::IsFrameInvariant() const {
                              [](const auto* member) { return QZIsFrameInvariant(*member); });
 }
 
+bool QZMolContainerFunc::Freeze(const unsigned char* fixed) {
+  bool any = false;
+  for (QZMolFunc1* member : members_) any = FreezeTerms(*member, fixed) || any;
+  return any;
+}
+
 bool QZMolContainerFunc::AppendModelHessian(const double* x,
                                             std::vector<QZOpt::QZMatrixEntry>& entries) {
   bool any = false;

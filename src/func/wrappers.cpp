@@ -60,6 +60,10 @@ QZSystem::QZIterBase<QZInteraction>* QZScaledMolFunc::GetInteractions(const QZCh
   return new QZSystem::QZVectorIter<QZInteraction>(std::move(interactions));
 }
 
+bool QZMolFuncWrapper::Freeze(const unsigned char* fixed) {
+  return FreezeTerms(*wrapped_, fixed);
+}
+
 bool QZMolFuncWrapper::AppendModelHessian(const double* x,
                                           std::vector<QZOpt::QZMatrixEntry>& entries) {
   return AppendModel(*wrapped_, x, entries);

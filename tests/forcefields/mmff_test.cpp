@@ -7,35 +7,19 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Eigenvalues>
-#include <atomic>
 #include <cmath>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <random>
 #include <thread>
 
 #include "forcefields/forcefields.h"
 #include "molpotential/molpotential.h"
 #include "qzchem/qzchem.h"
+#include "support/allocations.h"
 #include "support/capture.h"
 #include "support/contract.h"
 #include "support/molecules.h"
 #include "support/records_text.h"
-
-// Counts what is allocated in this program.
-static std::atomic<unsigned long> allocations{0};
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* p = std::malloc(size != 0 ? size : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
 
 namespace {
 
@@ -323,11 +307,11 @@ TEST(Mmff, EvaluationAllocatesNothingAndBindingAgainPerceivesNothing) {
   // The molecule as RDKit's, and its types.
   EXPECT_EQ(QZChem::QZCountPerceptions() - count, 2u);
   ff(x.data(), h.data(), g.data());
-  const unsigned long before = allocations;
+  const unsigned long before = Allocations();
   ff(x.data());
   ff(x.data(), g.data());
   ff(x.data(), h.data(), g.data());
-  EXPECT_EQ(allocations - before, 0u);
+  EXPECT_EQ(Allocations() - before, 0u);
 
   count = QZChem::QZCountPerceptions();
   QZForceFieldTerm term(Kind::MMFF94, Term::Torsion);

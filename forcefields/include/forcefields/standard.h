@@ -59,7 +59,7 @@ class QZ_API QZStandardFF final : public QZGenericFF2 {
   Angles* jointAngles() const;
 
   QZForceFieldKind kind_;
-  // The terms of pairs that share their evaluator; null when they differ.
+  // The terms of pairs, which may share their evaluator.
   QZForceFieldTerm* vanDerWaals_ = nullptr;
   QZForceFieldTerm* electrostatics_ = nullptr;
   std::unique_ptr<Angles> angles_;  // bends and stretch-bends in one pass; null when they differ

@@ -68,6 +68,7 @@ struct QZHostFunc::Impl {
   std::vector<double> x;
   std::vector<double> grad;
   std::vector<QZOpt::QZMatrixEntry> entries;
+  std::vector<unsigned char> fixedInHost;
 };
 
 void QZHostFunc::Impl::MapHostEntries(std::vector<QZOpt::QZMatrixEntry>& from,
@@ -250,7 +251,8 @@ bool QZHostFunc::Freeze(const unsigned char* fixed) {
   if (!impl_->IsBound()) return false;
   impl_->ligand.Freeze(fixed);
   if (impl_->host == nullptr) return true;
-  std::vector<unsigned char> ofHost(impl_->variable.size() - impl_->ligandBound, 1);
+  std::vector<unsigned char>& ofHost = impl_->fixedInHost;
+  ofHost.assign(impl_->variable.size() - impl_->ligandBound, 1);
   for (std::size_t f = 0; f < impl_->flexible.size(); ++f) {
     ofHost[impl_->flexible[f]] = fixed != nullptr ? fixed[impl_->ligandBound + f] : 0;
   }

@@ -27,10 +27,6 @@ class Energy {
   void SetUp(const QZChem::QZMolBase& mol);
   QZMolPotential::QZMolFunc2& Function() { return sum_; }
   const std::vector<HeldRestraint>& Held() const { return restraints_; }
-  /// Leaves out the terms whose atoms are all fixed (a flag an atom), or with null none.
-  bool Freeze(const unsigned char* fixed) {
-    return host_ != nullptr ? host_->Freeze(fixed) : field_->Freeze(fixed);
-  }
   /// Elementary charges by atom index; empty for a force field without.
   std::vector<double> PartialCharges() const { return field_->GetPartialCharges(); }
   /// The parts of the energy in a host; null without one.

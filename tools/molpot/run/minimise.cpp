@@ -39,26 +39,6 @@ std::vector<unsigned int> FrozenAtoms(const Task& task, const QZMolBase& mol) {
 
 namespace {
 
-// Leaves out the terms that no moving atom takes part in; `energy` has them again at the end.
-class FrozenTerms {
- public:
-  FrozenTerms(Energy& energy, const QZMolBase& mol, const std::vector<unsigned int>& fixed)
-      : energy_(energy), any_(!fixed.empty()) {
-    std::vector<unsigned char> flags(mol.AtomIndexBound(), 0);
-    for (const unsigned int index : fixed) flags[index] = 1;
-    if (any_) energy_.Freeze(flags.data());
-  }
-  FrozenTerms(const FrozenTerms&) = delete;
-  FrozenTerms& operator=(const FrozenTerms&) = delete;
-  ~FrozenTerms() {
-    if (any_) energy_.Freeze(nullptr);
-  }
-
- private:
-  Energy& energy_;
-  bool any_;
-};
-
 void ReportHeld(Energy& energy,
                 const std::vector<HeldConstraint>& constraints,
                 const std::vector<double>& coords,
@@ -87,9 +67,7 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   outcome.coordinates = QZMolPotential::QZGetCoordinatesName(kind);
   outcome.numVariables = function->NumVar();
   {
-    const FrozenTerms frozen(energy, mol, fixed);
-    const double constant = outcome.initialEnergy - energy.Function()(coords.data());
-    Watch watch(task, outcome, *function, fixed.empty() ? 0.0 : constant);
+    Watch watch(task, outcome, *function);
     if (constraints.empty()) {
       QZOpt::QZMinimizer minimizer(task.optimizer);
       minimizer.SetScales(function->GetScales());

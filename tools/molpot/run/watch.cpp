@@ -19,9 +19,8 @@ constexpr double kStatusInterval = 1.0;  // seconds
 
 Watch::Watch(const Task& task,
              const Outcome& outcome,
-             const QZMolPotential::QZCoordinateFunc& function,
-             double constant)
-    : task_(task), outcome_(outcome), function_(function), constant_(constant) {
+             const QZMolPotential::QZCoordinateFunc& function)
+    : task_(task), outcome_(outcome), function_(function) {
   if (!task.keepTrajectory || task.normalModes) return;
   frame_ = outcome.mol;
   coords_.resize(std::size_t{3} * frame_.AtomIndexBound());
@@ -44,8 +43,8 @@ bool Watch::operator()(unsigned int iteration,
                        const double* x,
                        const double* /*grad*/,
                        unsigned int /*state*/) {
-  if (stream_ != nullptr) writeFrame(iteration, energy + constant_, gradientNorm, x);
-  showProgress(iteration, energy + constant_, gradientNorm);
+  if (stream_ != nullptr) writeFrame(iteration, energy, gradientNorm, x);
+  showProgress(iteration, energy, gradientNorm);
   if (IsInterrupted()) {
     reason_ = "interrupted";
   } else if (task_.timeLimit > 0.0 && outcome_.Age() > task_.timeLimit) {

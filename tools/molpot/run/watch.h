@@ -17,11 +17,7 @@ namespace Molpot {
 /// it on a signal or at its time limit.
 class Watch final : public QZOpt::QZCheckpoint1 {
  public:
-  /// `constant` is added to the energies, which lack it.
-  Watch(const Task& task,
-        const Outcome& outcome,
-        const QZMolPotential::QZCoordinateFunc& function,
-        double constant);
+  Watch(const Task& task, const Outcome& outcome, const QZMolPotential::QZCoordinateFunc& function);
   bool operator()(unsigned int iteration,
                   unsigned int numVar,
                   double energy,
@@ -46,7 +42,6 @@ class Watch final : public QZOpt::QZCheckpoint1 {
   const Task& task_;
   const Outcome& outcome_;
   const QZMolPotential::QZCoordinateFunc& function_;
-  double constant_;
   std::vector<double> coords_;
   std::string reason_;
   QZChem::QZGraphMol frame_;
