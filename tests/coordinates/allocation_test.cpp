@@ -6,6 +6,8 @@
 
 #include "coordinates/cartesian/adaptor_support.h"
 #include "coordinates/exact.h"
+#include "molpotential/interadaptor.h"
+#include "molpotential/toradaptor.h"
 
 static std::atomic<long> allocations{0};
 
@@ -46,11 +48,27 @@ TEST(Allocation, EvaluationAllocatesNothing) {
   }
 }
 
+void ExpectNothingTaken(QZMolPotential::QZMappedFunc& f, const QZChem::QZGraphMol& mol) {
+  const auto x = Coords(mol);
+  ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()));
+  std::vector<double> vars = VarsOf(f, x);
+  std::vector<double> grad(vars.size());
+  std::vector<double> hess(vars.size() * (vars.size() + 1) / 2);
+  std::vector<double> back(x.size());
+  const long before = allocations;
+  f.GetVar(vars.data(), x.data());
+  f(vars.data());
+  f(vars.data(), grad.data());
+  f(vars.data(), hess.data(), grad.data());
+  f.AdaptVar(back.data(), vars.data());
+  f.AdaptGrad(grad.data(), x.data(), vars.data());
+  EXPECT_EQ(allocations, before);
+}
+
 // Redundant and internal coordinates have a test of their own.
 TEST(Allocation, MappedFunctionsAllocateOnlyWhenTheyStart) {
   using QZMolPotential::QZCoordinates;
   const auto mol = WaterDimer();
-  const auto x = Coords(mol);
   for (const QZCoordinates kind : {QZCoordinates::Cartesian,
                                    QZCoordinates::DegFree,
                                    QZCoordinates::RigidBody,
@@ -61,19 +79,22 @@ TEST(Allocation, MappedFunctionsAllocateOnlyWhenTheyStart) {
     SCOPED_TRACE(QZGetCoordinatesName(kind));
     FieldedProbe probe(0.1);
     QZMolPotential::QZCoordinateFunc f(probe, /*own=*/false, kind);
-    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()));
-    std::vector<double> vars = VarsOf(f, x);
-    std::vector<double> grad(vars.size());
-    std::vector<double> hess(vars.size() * (vars.size() + 1) / 2);
-    std::vector<double> back(x.size());
-    const long before = allocations;
-    f.GetVar(vars.data(), x.data());
-    f(vars.data());
-    f(vars.data(), grad.data());
-    f(vars.data(), hess.data(), grad.data());
-    f.AdaptVar(back.data(), vars.data());
-    f.AdaptGrad(grad.data(), x.data(), vars.data());
-    EXPECT_EQ(allocations, before);
+    ExpectNothingTaken(f, mol);
+  }
+}
+
+TEST(Allocation, FlexibleAdaptorsAllocateOnlyWhenTheyStart) {
+  FieldedProbe probe(0.1);
+  QZMolPotential::QZTorAdaptor torsions(probe, /*own=*/false);
+  ExpectNothingTaken(torsions, Butane());
+  QZMolPotential::QZTorQuatAdaptor placed(probe, /*own=*/false);
+  ExpectNothingTaken(placed, Butane());
+  const auto pair = WaterDimer();
+  for (const auto flexibility :
+       {QZMolPotential::QZFlexibility::Torsion, QZMolPotential::QZFlexibility::Full}) {
+    QZMolPotential::QZInterAdaptor molecules(probe, /*own=*/false);
+    molecules.SetFlexibility(1, flexibility);
+    ExpectNothingTaken(molecules, pair);
   }
 }
 
