@@ -27,7 +27,7 @@ std::shared_ptr<const BondedArrays<K>> Chosen(const QZChem::QZMolBase& mol,
                                               const Selection& selection,
                                               const std::shared_ptr<const void>& owner,
                                               const BondedArrays<K>& all) {
-  const std::shared_ptr<const BondedArrays<K>> everything(owner, &all);
+  std::shared_ptr<const BondedArrays<K>> everything(owner, &all);
   if constexpr (K::kBonds == 0) {
     if (!selection.atoms) return everything;
     const auto accepted = Accepted(mol, *selection.atoms);

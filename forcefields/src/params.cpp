@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <initializer_list>
-#include <ranges>
 #include <string>
 
 #include "perception/perception.h"
@@ -36,11 +35,19 @@ void Fill(QZInteractParams& record, std::initializer_list<double> values) {
 // terms are in ascending order; Size() when there is none.
 template <class K, class Key, class Matches>
 std::size_t Find(const BondedArrays<K>& arrays, unsigned int key, Key keyOf, Matches matches) {
-  const auto all = std::views::iota(std::size_t{0}, arrays.Size());
-  const auto range = std::ranges::equal_range(all, key, {}, keyOf);
-  const auto found =
-      std::ranges::find_if(range, [&](std::size_t i) { return matches(arrays.atoms[i]); });
-  return found != range.end() ? *found : arrays.Size();
+  std::size_t i = 0;
+  for (std::size_t end = arrays.Size(); i < end;) {
+    const std::size_t middle = i + (end - i) / 2;
+    if (keyOf(middle) < key) {
+      i = middle + 1;
+    } else {
+      end = middle;
+    }
+  }
+  for (; i < arrays.Size() && keyOf(i) == key; ++i) {
+    if (matches(arrays.atoms[i])) return i;
+  }
+  return arrays.Size();
 }
 
 // Also where the ends are given the other way round.

@@ -60,7 +60,9 @@ QZStandardFF::QZStandardFF(QZForceFieldKind kind) : kind_(kind) {
   SetTitle(QZGetForceFieldName(kind));
   for (Kind term : TermsOf(kind)) {
     auto function = std::make_unique<QZForceFieldTerm>(kind, term);
-    if (Add(static_cast<QZMolFunc2&>(*function), /*own=*/true)) function.release();
+    if (Add(static_cast<QZMolFunc2&>(*function), /*own=*/true)) {
+      static_cast<void>(function.release());
+    }
   }
 }
 

@@ -27,8 +27,8 @@ class Scratch {
   /// Runs molpot with a command line, of which only single quotes are special and `data/` stands
   /// for the project's, and standard input.
   ProgramResult Molpot(const std::string& commandLine, const std::string& input = {}) const;
-  /// Runs a script of /bin/sh in the folder, in which `molpot` and $molpot are the program and `data/` stands for
-  /// the project's.
+  /// Runs a script of /bin/sh in the folder, in which `molpot` and $molpot are the program and
+  /// `data/` stands for the project's.
   ProgramResult Shell(const std::string& script) const;
   /// Writes a file.
   void File(const std::string& name, const std::string& text) const;

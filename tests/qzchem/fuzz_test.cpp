@@ -139,8 +139,9 @@ TEST(Fuzz, MutantsBetweenGoodRecordsHurtNoOneElse) {
     const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
     longest = std::max(longest, spent.count());
     EXPECT_LT(spent.count(), 10.0);
-    EXPECT_EQ(reading.titles.find("before;"), 0U)
-        << reading.titles << "\n" << reading.records[0].error << "\n" << mutant;
+    EXPECT_EQ(reading.titles.find("before;"), 0U) << reading.titles << "\n"
+                                                  << reading.records[0].error << "\n"
+                                                  << mutant;
     EXPECT_TRUE(reading.titles.ends_with("after;")) << reading.titles << "\n" << mutant;
     for (const QZRecordInfo& record : reading.records) {
       numRefused += record.error.empty() ? 0 : 1;

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "support/records_text.h"
 #include "qzsystem/qzsystem.h"
+#include "support/records_text.h"
 
 namespace {
 

@@ -68,8 +68,8 @@ class QZ_API QZForceFieldTerm final : public QZMolFunc2,
   /// terms remember it only.
   void SetDielectric(double constant, bool distanceDependent = false);
   /// Pairs further apart than `distance` (Å) do not interact; energies fade with two continuous
-  /// derivatives, van der Waals over the last `width`, electrostatics over the whole distance. 0: every pair interacts, the default. Other terms remember it
-  /// only.
+  /// derivatives, van der Waals over the last `width`, electrostatics over the whole distance. 0:
+  /// every pair interacts, the default. Other terms remember it only.
   void SetCutoff(double distance, double width = 2.0);
 
   using QZMolFunc2::operator();
@@ -88,10 +88,10 @@ class QZ_API QZForceFieldTerm final : public QZMolFunc2,
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   bool IsFrameInvariant() const override { return true; }
   bool Freeze(const unsigned char* fixed) override;
-  /// The contributions, each with its atoms (an angle's centre in the middle, an inversion's second,
-  /// a torsion along its bonds), its energy and its parameters, for a
-  /// `selector` that holds the term's bit; ~0U is every term. They are those that `Setup` built or,
-  /// for another molecule or before `Setup`, would build. Parameters, in Å, radians and kcal/mol:
+  /// The contributions, each with its atoms (an angle's centre in the middle, an inversion's
+  /// second, a torsion along its bonds), its energy and its parameters, for a `selector` that holds
+  /// the term's bit; ~0U is every term. They are those that `Setup` built or, for another molecule
+  /// or before `Setup`, would build. Parameters, in Å, radians and kcal/mol:
   ///   stretch r0, k; bend θ0, k, 1 at linear centres; stretch-bend r01, r02, θ0, k1, k2;
   ///   out-of-plane k; torsion V1, V2, V3; van der Waals R*, depth; electrostatics both charges;
   ///   UFF's bend k, order, C0, C1, C2; inversion k, C0, C1, C2; torsion V, order, cos nφ0.

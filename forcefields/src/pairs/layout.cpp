@@ -72,10 +72,11 @@ void PairLayout::rejectPairs(const PairInput& input) {
 void PairLayout::countPairs(const PairInput& input) {
   // Of the entries of one pair the one that excludes it comes first and stays.
   std::ranges::sort(specials_);
-  const auto repeats = std::ranges::unique(specials_, [](const Special& a, const Special& b) {
-    return a.low == b.low && a.high == b.high;
-  });
-  specials_.erase(repeats.begin(), repeats.end());
+  const auto repeats =
+      std::unique(specials_.begin(), specials_.end(), [](const Special& a, const Special& b) {
+        return a.low == b.low && a.high == b.high;
+      });
+  specials_.erase(repeats, specials_.end());
   const auto count = [&](auto counts) {
     std::size_t mobile = 0;
     std::size_t others = 0;

@@ -45,7 +45,7 @@ class PairLayout {
     std::uint32_t low;  // numbers
     std::uint32_t high;
     bool oneFour;
-    auto operator<=>(const Special&) const = default;
+    auto operator<=>(const Special&) const = default;  // NOLINT(modernize-use-nullptr)
   };
 
   bool isMobile(const PairInput& input, std::size_t number) const {

@@ -14,9 +14,9 @@ namespace QZMolPotential {
 ///   E = k (C0 + C1 cos χ + C2 cos 2χ)
 /// In the plane: gradient 0. D above B along the plane's normal: E has a kink, the gradient is 0.
 /// A, B and C in line: the plane is taken as any through them.
-/// RDKit's energy has this form too, but its gradient the part of C2 with the other sign (centres of
-/// phosphorus' group); ours is the energy's.
-/// Source: Rappé et al., J. Am. Chem. Soc. 114, 10024 (1992).
+/// RDKit's energy has this form too, but its gradient the part of C2 with the other sign (centres
+/// of phosphorus' group); ours is the energy's. Source: Rappé et al., J. Am. Chem. Soc. 114, 10024
+/// (1992).
 struct UffInversion {
   static constexpr std::size_t kAtoms = 4;
   static constexpr std::size_t kBonds = 0;

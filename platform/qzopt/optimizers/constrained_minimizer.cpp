@@ -66,7 +66,7 @@ QZOptResult QZConstrainedMinimizer::Minimize(QZFunc1& f, double* x, QZCheckpoint
   ConstrainedProblem problem(f, entries, limits);
   ConstrainedRun run(problem, options_, checkpoint, x);
   run.SolveAugmented(scales_);
-  const QZOptResult result = run.Finish(x);
+  QZOptResult result = run.Finish(x);
   residuals_ = run.Residuals();
   multipliers_ = run.Multipliers();
   return result;

@@ -89,7 +89,7 @@ void RunState::ReturnToBest() {
   gradientNorm_ = norm;
 }
 
-void RunState::End(std::string message) {
+void RunState::End(const std::string& message) {
   if (ended_) return;
   ended_ = true;
   ReturnToBest();
@@ -97,7 +97,7 @@ void RunState::End(std::string message) {
     message_ = func_.Stopped();
     stopped_ = true;
   } else {
-    message_ = func_.Failed() ? func_.Failure() : std::move(message);
+    message_ = func_.Failed() ? func_.Failure() : message;
   }
   converged_ = gradientNorm_ <= options_.gradientTolerance && !func_.Failed();
   if (converged_) message_ = "converged: the gradient is below the tolerance";

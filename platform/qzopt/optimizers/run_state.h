@@ -31,7 +31,7 @@ class RunState {
   /// Goes back to the best point seen where the method has left it behind.
   void ReturnToBest();
   /// Ends with `message` for want of a step, or with what made the function or a limit fail it.
-  void End(std::string message);
+  void End(const std::string& message);
   /// Reports the end where `End` settled it, unless nothing was reported before.
   void ReportEnd();
 

@@ -61,6 +61,7 @@ QZClusterQuatAdaptor::QZClusterQuatAdaptor(const QZClusterQuatAdaptor& other)
       work_(std::make_unique<Evaluation>(*other.work_)) {}
 
 QZClusterQuatAdaptor& QZClusterQuatAdaptor::operator=(const QZClusterQuatAdaptor& other) {
+  if (this == &other) return *this;
   QZForwardingAdaptor::operator=(other);
   restrictInteractions_ = other.restrictInteractions_;
   parts_ = other.parts_;

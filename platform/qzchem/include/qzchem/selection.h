@@ -13,15 +13,16 @@ namespace QZChem {
 /// A selection of atoms in words. One object serves many molecules, from several threads; copies
 /// share what was parsed.
 ///
-///   `[#6]C(=O)O`              all atoms that a match of the SMARTS covers
-///   `atoms 1-20,33`           by number, from `firstNumber`, in the order of the file
-///   `residue LIG,HEM`         by name, in any case; a name that is a number stands in quotes:
-///   "478" `residue 45:A`            by number (`45-60`, `45B` with insertion code), of a chain or
-///   of all `chain A,B`               by chain identifier `component 2`             connected
-///   parts, numbered from 1 in order of their first atoms `hydrogens`  `all` `within 6 of residue
-///   LIG` atoms no further than 6 Å from any of those selected, these included;
-///                             `of` takes the one selection that follows, or one in parentheses
-///   `not`  `and`  `or`  `( )` in this order of strength
+/// - `[#6]C(=O)O`: all atoms that a match of the SMARTS covers.
+/// - `atoms 1-20,33`: by number, from `firstNumber`, in the order of the file.
+/// - `residue LIG,HEM`: by name, in any case; a name that is a number stands in quotes, "478".
+/// - `residue 45:A`: by number (`45-60`, `45B` with insertion code), of a chain or of all.
+/// - `chain A,B`: by chain identifier.
+/// - `component 2`: connected parts, numbered from 1 in order of their first atoms.
+/// - `hydrogens`, `all`.
+/// - `within 6 of residue LIG`: atoms no further than 6 Å from any of those selected, these
+///   included; `of` takes the one selection that follows, or one in parentheses.
+/// - `not`, `and`, `or`, `( )`, in this order of strength.
 ///
 /// Words of the grammar may be written in any case. A SMARTS has no blanks and ends at one, or at a
 /// parenthesis that it did not open.

@@ -18,10 +18,7 @@ using Points = Eigen::Map<const Eigen::Matrix3Xd>;
 
 // The rotation that brings points b onto points a best, from S = sum p_b p_aᵀ.
 Matrix3d BestRotation(const Matrix3d& s) {
-  const Matrix3d columns = s.transpose();  // stored by columns: s by rows
-  const auto row = [&columns](std::size_t i) {
-    return QZMolPotential::LoadAtom(columns.data(), i);
-  };
+  const auto row = [&s](Eigen::Index i) { return QZMolPotential::Vec3{s(i, 0), s(i, 1), s(i, 2)}; };
   const auto best = QZMolPotential::BestRotation({row(0), row(1), row(2)});
   Matrix3d r;
   r << best.row0.x, best.row0.y, best.row0.z, best.row1.x, best.row1.y, best.row1.z, best.row2.x,
@@ -30,9 +27,8 @@ Matrix3d BestRotation(const Matrix3d& s) {
 }
 
 void Store(const Matrix3d& r, const Vector3d& t, double* rotation, double* translation) {
-  if (rotation != nullptr) {
-    const Eigen::Matrix3d columns = r.transpose();  // stored by columns: r by rows
-    std::copy_n(columns.data(), 9, rotation);
+  for (Eigen::Index i = 0; rotation != nullptr && i < 3; ++i) {
+    for (Eigen::Index j = 0; j < 3; ++j) rotation[3 * i + j] = r(i, j);
   }
   if (translation != nullptr) std::copy_n(t.data(), 3, translation);
 }

@@ -31,8 +31,8 @@ class QZ_API QZAdaptor0 {
   virtual unsigned int NumFuncVar() const = 0;
   /// n.
   virtual unsigned int NumOptVar() const = 0;
-  /// `funcVars`: m doubles, in; `optVars`: n doubles, out. This is where a class takes what it needs
-  /// of the geometry to start from.
+  /// `funcVars`: m doubles, in; `optVars`: n doubles, out. This is where a class takes what it
+  /// needs of the geometry to start from.
   virtual bool FuncVarToOptVar(const double* funcVars, double* optVars) = 0;
   /// `optVars`: n doubles, in; `funcVars`: m doubles, out.
   virtual bool OptVarToFuncVar(const double* optVars, double* funcVars) = 0;

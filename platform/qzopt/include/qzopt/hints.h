@@ -6,8 +6,9 @@
 
 #include "qzopt/function.h"
 
-/// What a function may tell a minimiser beyond its value. A class offers a hint by deriving from its
-/// interface beside `QZFunc1`; minimisers ask by `dynamic_cast` and do without where there is none.
+/// What a function may tell a minimiser beyond its value. A class offers a hint by deriving from
+/// its interface beside `QZFunc1`; minimisers ask by `dynamic_cast` and do without where there is
+/// none.
 namespace QZOpt {
 
 /// One entry of a symmetric sparse matrix: its lower triangle, column <= row. Entries of the same
@@ -33,8 +34,8 @@ class QZ_API QZHessianModel {
 /// variables that always serve.
 class QZ_API QZRestartable {
  public:
-  /// Makes the variables consistent with what `x` (NumVar() doubles, in and out) has reached. False:
-  /// starting again there would gain nothing, and `x` is as it was.
+  /// Makes the variables consistent with what `x` (NumVar() doubles, in and out) has reached.
+  /// False: starting again there would gain nothing, and `x` is as it was.
   virtual bool Restart(double* x) = 0;
   /// The same function in variables that always serve, started from what `x` has reached: `start`
   /// receives that function's variables. Null where there are none. Owned by this object, valid
