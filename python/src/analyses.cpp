@@ -37,7 +37,7 @@ py::dict NormalModes(Coordinates& system, const Array& x, double temperature, do
   return result;
 }
 
-py::dict Scan(std::shared_ptr<Function> function,
+py::dict Scan(const std::shared_ptr<Function>& function,
               const Array& x0,
               const std::string& kind,
               const std::vector<unsigned int>& atoms,
@@ -76,8 +76,8 @@ py::dict Scan(std::shared_ptr<Function> function,
   const auto count = static_cast<py::ssize_t>(points.size());
   const auto n = static_cast<py::ssize_t>(func.NumVar() / 3);
   constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
-  Array energies({count});
-  Array slopes({count});
+  Array energies(count);
+  Array slopes(count);
   Array coords({count, n, py::ssize_t{3}});
   std::vector<bool> converged;
   std::vector<std::string> reasons;

@@ -11,7 +11,7 @@ namespace QZ = QZMolPotential;
 /// The energy of a ligand, and of host atoms that move with it, in a host.
 class HostFunction final : public Function {
  public:
-  explicit HostFunction(QZ::QZHostField field) : field_(std::move(field)) {}
+  explicit HostFunction(const QZ::QZHostField& field) : field_(field) {}
   std::unique_ptr<QZ::QZMolFunc2> Make(const QZChem::QZGraphMol& mol) override {
     auto func = std::make_unique<QZ::QZHostFunc>(field_);
     SetUp<TypingError>(*func, mol, "the molecule in its host");

@@ -117,7 +117,7 @@ py::dict Minimise(std::shared_ptr<Function> function,
 }
 
 /// All conformers of one molecule, each from its own coordinates; `coords` (C, N, 3) in and out.
-std::vector<std::pair<bool, double>> MinimiseConformers(MoleculePtr mol,
+std::vector<std::pair<bool, double>> MinimiseConformers(const MoleculePtr& mol,
                                                         const std::string& forceField,
                                                         Array& coords,
                                                         double gradientTolerance,

@@ -74,8 +74,6 @@ PairEnergies RunPairs(const PairView& view, PairTerms terms, bool withGradient);
 /// True when a[k] and b[k] differ by at most `limit` for all k < n; false when one is not a number.
 bool AllWithin(const double* a, const double* b, std::size_t n, double limit);
 
-// ------------------------------------------------------------------------------------------------
-
 template <class Visit>
 void PairView::ForEachRun(std::size_t i, Visit visit) const {
   if (near == nullptr) {

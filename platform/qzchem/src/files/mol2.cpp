@@ -146,7 +146,7 @@ class Mol2Record {
     const std::vector<std::string> words = Words(line);
     const std::string name = "Bond " + std::to_string(++numSeen_);
     if (words.size() < 4) return name + ": its line is cut short";
-    for (const std::size_t k : {1, 2}) {
+    for (const std::size_t k : {std::size_t{1}, std::size_t{2}}) {
       if (!ids_.contains(words[k])) return name + ": there is no atom " + words[k];
     }
     if (words[1] == words[2]) return name + " joins atom " + words[1] + " to itself";

@@ -26,7 +26,7 @@ std::string NameColumns(const std::string& name, const std::string& symbol) {
 }
 
 // Columns 18 to 21, up to three letters right-aligned before the last.
-std::string NameOfResidue(std::string name) {
+std::string NameOfResidue(const std::string& name) {
   return name.size() < 4 ? std::string(3 - name.size(), ' ') + name : name;
 }
 

@@ -191,7 +191,8 @@ std::string ReadSdf(const std::string& text, QZGraphMol& mol) {
   constexpr std::size_t kHeaderLines = 3;
   const auto counts = std::ranges::find_if(lines, IsCountsLine);
   if (counts != lines.end()) {
-    auto surplus = std::max<std::ptrdiff_t>(counts - lines.begin() - kHeaderLines, 0);
+    const auto before = static_cast<std::size_t>(counts - lines.begin());
+    std::size_t surplus = before > kHeaderLines ? before - kHeaderLines : 0;
     while (surplus > 0 && Trimmed(lines.front()).empty()) {
       lines.erase(lines.begin());
       --surplus;

@@ -40,8 +40,8 @@ void PlaceSideBySide(const std::vector<unsigned int>& parts,
       }
     };
     forEach([&](unsigned int i, const RDGeom::Point3D& place) {
-      const double radius =
-          RDKit::PeriodicTable::getTable()->getRvdw(mol.getAtomWithIdx(i)->getAtomicNum());
+      const double radius = RDKit::PeriodicTable::getTable()->getRvdw(
+          static_cast<unsigned int>(mol.getAtomWithIdx(i)->getAtomicNum()));
       low = std::min(low, place.x - radius);
       high = std::max(high, place.x + radius);
       centre += place;

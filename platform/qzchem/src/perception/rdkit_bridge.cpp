@@ -106,7 +106,7 @@ QZRDKitMol ConvertToRDKit(const QZMolBase& mol, bool coordinates, bool implyHydr
   for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
     // RDKit has no properties for numbers beyond the table.
     const unsigned int number = atom.GetAtomicNumber();
-    auto* copy = new RDKit::Atom(number <= kMaxAtomicNumber ? static_cast<int>(number) : 0);
+    auto* copy = new RDKit::Atom(number <= kMaxAtomicNumber ? number : 0U);
     copy->setFormalCharge(atom.GetFormalCharge());
     copy->setIsotope(atom.GetIsotope());
     copy->setNumRadicalElectrons(atom.GetRadicalElectrons());

@@ -107,7 +107,7 @@ std::string FromOne(const std::string& numbers) {
 }  // namespace
 
 std::string InUsersWords(const std::string& text) {
-  const std::string line = OneLine(text);
+  std::string line = OneLine(text);
   if (const std::string rest = Behind(line, "valence for atom # "); !rest.empty()) {
     std::istringstream words(rest);
     unsigned int atom = 0;

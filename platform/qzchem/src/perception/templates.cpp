@@ -38,7 +38,7 @@ Skeleton SkeletonOf(const std::vector<QZAtomBase*>& group) {
   std::map<const QZAtomBase*, unsigned int> numbers;
   for (QZAtomBase* atom : group) {
     if (atom->GetAtomicNumber() == 1) continue;
-    auto* copy = new RDKit::Atom(static_cast<int>(atom->GetAtomicNumber()));
+    auto* copy = new RDKit::Atom(atom->GetAtomicNumber());
     copy->setNoImplicit(true);
     numbers[atom] = skeleton.mol.addAtom(copy, false, true);
     skeleton.atoms.push_back(atom);

@@ -26,8 +26,6 @@ QZIterBase<T>* IterateOver(const std::vector<std::unique_ptr<T>>& slots, unsigne
 
 }  // namespace
 
-// --- QZAtomBase, QZBondBase
-
 void QZAtomBase::SetFormalCharge(int charge) {
   if (charge == formalCharge_) return;
   formalCharge_ = charge;
@@ -86,8 +84,6 @@ bool QZBondBase::IsInRing() const {
 bool QZBondBase::IsAromatic() const {
   return mol_->Topology()->bondAromatic[index_] != 0;
 }
-
-// --- QZMolImpl
 
 QZMolImpl::QZMolImpl(const QZMolImpl& other, QZMolBase* mol)
     : owner(mol),
@@ -224,8 +220,6 @@ void QZMolImpl::InvalidateTopology() {
   topology_.reset();
 }
 
-// --- QZMolBase
-
 QZMolBase::QZMolBase() : impl_(std::make_unique<QZMolImpl>(this)) {}
 
 QZMolBase::QZMolBase(const QZMolBase& other)
@@ -233,9 +227,10 @@ QZMolBase::QZMolBase(const QZMolBase& other)
 
 // The source keeps a molecule without atoms, so that it stays usable.
 QZMolBase::QZMolBase(QZMolBase&& other) noexcept
-    : QZSystem::QZBase(std::move(other)), impl_(std::move(other.impl_)) {
+    : QZSystem::QZBase(std::move(other)),
+      impl_(std::move(other.impl_)) {  // NOLINT(bugprone-use-after-move)
   impl_->owner = this;
-  other.impl_ = std::make_unique<QZMolImpl>(&other);
+  other.impl_ = std::make_unique<QZMolImpl>(&other);  // NOLINT(bugprone-use-after-move)
 }
 
 QZMolBase& QZMolBase::operator=(const QZMolBase& other) {
@@ -249,9 +244,9 @@ QZMolBase& QZMolBase::operator=(const QZMolBase& other) {
 QZMolBase& QZMolBase::operator=(QZMolBase&& other) noexcept {
   if (this == &other) return *this;
   QZSystem::QZBase::operator=(std::move(other));
-  impl_ = std::move(other.impl_);
+  impl_ = std::move(other.impl_);  // NOLINT(bugprone-use-after-move)
   impl_->owner = this;
-  other.impl_ = std::make_unique<QZMolImpl>(&other);
+  other.impl_ = std::make_unique<QZMolImpl>(&other);  // NOLINT(bugprone-use-after-move)
   return *this;
 }
 
@@ -334,8 +329,6 @@ void QZMolBase::Sweep() {
   impl_->Sweep();
 }
 
-// --- QZGraphMol
-
 QZGraphMol::QZGraphMol(unsigned int reserve) {
   impl_->atoms.reserve(reserve);
   impl_->coords.reserve(std::size_t{3} * reserve);
@@ -367,8 +360,6 @@ bool QZGraphMol::DeleteAtom(QZAtomBase* atom) {
 bool QZGraphMol::DeleteBond(QZBondBase* bond) {
   return impl_->DeleteBond(bond);
 }
-
-// --- SD data
 
 bool QZSetSDData(QZMolBase& mol, const std::string& tag, const std::string& value) {
   if (tag.empty()) return false;
