@@ -1,27 +1,10 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include "coordinates/cartesian/adaptor_support.h"
 #include "coordinates/exact.h"
 #include "molpotential/interadaptor.h"
 #include "molpotential/toradaptor.h"
-
-static std::atomic<long> allocations{0};
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
+#include "support/allocations.h"
 
 namespace {
 
@@ -38,12 +21,12 @@ TEST(Allocation, EvaluationAllocatesNothing) {
     std::vector<double> vars(adaptor->NumVar());
     std::vector<double> grad(vars.size());
     std::vector<double> back(x.size());
-    const long before = allocations;
+    const long before = Allocations();
     adaptor->GetVar(vars.data(), x.data());
     (*adaptor)(vars.data());
     (*adaptor)(vars.data(), grad.data());
     adaptor->AdaptVar(back.data(), vars.data());
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(Allocations(), before);
     EXPECT_GT(before, 0);  // the counter works
   }
 }
@@ -55,14 +38,14 @@ void ExpectNothingTaken(QZMolPotential::QZMappedFunc& f, const QZChem::QZGraphMo
   std::vector<double> grad(vars.size());
   std::vector<double> hess(vars.size() * (vars.size() + 1) / 2);
   std::vector<double> back(x.size());
-  const long before = allocations;
+  const long before = Allocations();
   f.GetVar(vars.data(), x.data());
   f(vars.data());
   f(vars.data(), grad.data());
   f(vars.data(), hess.data(), grad.data());
   f.AdaptVar(back.data(), vars.data());
   f.AdaptGrad(grad.data(), x.data(), vars.data());
-  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(Allocations(), before);
 }
 
 // Redundant and internal coordinates have a test of their own.
@@ -109,10 +92,10 @@ void ExpectNoAllocation(const QZChem::QZGraphMol& mol) {
   adaptor.FuncVarToOptVar(Coords(mol).data(), vars.data());
   std::vector<double> grad(vars.size(), 0.0);
   f(vars.data(), grad.data());
-  const long before = allocations;
+  const long before = Allocations();
   f(vars.data());
   f(vars.data(), grad.data());
-  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(Allocations(), before);
 }
 
 TEST(Allocation, OptimiserVariablesAllocateNothingAfterTheFirstEvaluation) {

@@ -2,27 +2,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include "coordinates/redundant/map_func.h"
+#include "support/allocations.h"
 #include "support/contract.h"
 #include "support/molecules.h"
-
-static std::atomic<long> allocations{0};
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
 
 namespace {
 
@@ -31,14 +14,14 @@ template <class Function>
 void expectNoAllocation(Function& f, std::vector<double> vars) {
   std::vector<double> grad(vars.size(), 0.0);
   f(vars.data(), grad.data());
-  const long before = allocations;
+  const long before = TestSupport::Allocations();
   EXPECT_GT(before, 0);  // the counter works
   for (int k = 0; k < 3; ++k) {
     for (double& v : vars) v += 1e-3;
     f(vars.data());
     f(vars.data(), grad.data());
   }
-  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(TestSupport::Allocations(), before);
 }
 
 TEST(RedundantAllocation, EvaluationAllocatesNothing) {
