@@ -2,19 +2,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 #include "host/field.h"
 #include "kernels/packed.h"
 #include "pairs/evaluator.h"
+#include "pairs/model.h"
 #include "perception/cross.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
 namespace {
 
-constexpr unsigned int kRigid = std::numeric_limits<unsigned int>::max();
+constexpr unsigned int kRigid = kNoVariable;
 
 /// The pairs between those atoms (numbers) of the ligand and of the host that `counts` takes.
 template <class Counts>
@@ -290,6 +290,10 @@ bool QZHostFunc::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrix
   if (!impl_->IsBound()) return false;
   impl_->Load(x);
   if (!impl_->ligand.AppendModelHessian(impl_->x.data(), entries)) return false;
+  const auto place = [this](unsigned int atom) { return impl_->variable[atom]; };
+  for (PairEvaluator& part : impl_->between) {
+    AppendStiffPairs(part, impl_->x.data(), {}, place, entries);
+  }
   if (impl_->host == nullptr) return true;
   const std::size_t first = entries.size();
   impl_->host->AppendModelHessian(impl_->HostPart(impl_->x), entries);
