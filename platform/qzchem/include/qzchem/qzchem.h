@@ -3,6 +3,7 @@
 #pragma once
 
 #include "qzchem/atom.h"
+#include "qzchem/commonsub.h"
 #include "qzchem/conformers.h"
 #include "qzchem/geometry.h"
 #include "qzchem/io.h"
