@@ -38,6 +38,9 @@ void CheckFiles(RunArguments& args) {
   if (report.json) outputs.push_back({"--json", "-"});
   std::vector<NamedPath> inputs = InputFiles(args.source);
   if (!args.host.empty()) inputs.push_back({"--host", args.host});
+  for (const auto& path : args.task.restraints.Files()) {
+    inputs.push_back({"a file of a restraint", path});
+  }
   RequireDistinct(inputs, outputs);
 }
 

@@ -56,7 +56,7 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
       continue;
     }
     ++done;
-    std::printf("  %-13s %9u %10u %11u %9.3f %14.5f %10.1e%s\n",
+    std::printf("  %-13s %9u %10u %11u %9.3f %14.5f %10.1e%s%s\n",
                 name,
                 outcome.numVariables,
                 outcome.optimizer.iterations,
@@ -64,7 +64,8 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
                 outcome.seconds,
                 outcome.energy,
                 outcome.optimizer.gradientNorm,
-                outcome.optimizer.converged ? "" : "  not converged");
+                outcome.optimizer.fellBack ? "  went on in cartesian" : "",
+                outcome.IsUnconverged() ? ("  not converged: " + outcome.reason).c_str() : "");
   }
   return done;
 }
@@ -87,7 +88,7 @@ void AddCompare(CLI::App& app, Action& action) {
   CLI::App& command = *app.add_subcommand(
       "compare", "Minimise each molecule in every coordinate system that applies");
   AddSource(command, args->source, args->task);
-  args->restraints.AddTo(command, /*constraints=*/false);
+  args->restraints.AddTo(command, /*takesConstraints=*/true);
   command
       .add_option("--max-iterations", args->task.optimizer.maxIterations, "Iterations a molecule")
       ->capture_default_str();
@@ -97,6 +98,10 @@ void AddCompare(CLI::App& app, Action& action) {
                   "RMS gradient of convergence, kcal/mol a unit of the variables (Å, radians)")
       ->check(kPositive)
       ->capture_default_str();
+  AddTimeLimit(
+      command,
+      args->task,
+      "Seconds a molecule and coordinate system, after which the run ends where it stands");
   command.callback([args, &action] { action = [args] { return Compare(*args); }; });
 }
 

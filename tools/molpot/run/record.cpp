@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <set>
 
 #include "input/errors.h"
 #include "input/records.h"
@@ -34,20 +35,29 @@ double Sum(const std::vector<Component>& components) {
 }
 
 void ListMatches(const Task& task, Outcome& outcome) {
-  const auto list = [&outcome](const char* option, const AtomSelection& selection) {
-    std::string line = std::string(option) + " \"" + selection.Text() + "\": atoms";
-    for (const unsigned int index : selection.Atoms(outcome.mol)) {
-      line += " " + std::to_string(index + 1);
-    }
-    outcome.matched.push_back(line);
+  const auto list = [&outcome](
+                        const char* option, const AtomSelection& selection, const QZMolBase& mol) {
+    outcome.matched.push_back(std::string(option) + " \"" + selection.Text() +
+                              "\": " + AtomRanges(selection.Atoms(mol)));
   };
-  if (task.freeze.has_value()) list("--freeze", *task.freeze);
-  if (task.move.has_value()) list("--move", *task.move);
-  for (const auto& held : task.restraints.Build(outcome.mol, outcome.mol)) {
-    outcome.matched.push_back(held.option + ": " + held.what);
+  if (task.freeze.has_value()) list("--freeze", *task.freeze, outcome.mol);
+  if (task.move.has_value()) list("--move", *task.move, outcome.mol);
+  if (task.hostFlexible.has_value()) {
+    list("--host-flexible", *task.hostFlexible, *task.host->GetHost());
   }
+  std::set<std::string> matched;
+  const auto listHeld = [&](const Held& held) {
+    matched.insert(held.origin.Label());
+    outcome.matched.push_back(held.origin.Label() + ": " + held.what);
+  };
+  for (const auto& held : task.restraints.Build(outcome.mol, outcome.mol)) listHeld(held);
   for (const auto& held : task.restraints.BuildConstraints(outcome.mol, outcome.mol)) {
-    outcome.matched.push_back(held.option + ": " + held.what);
+    listHeld(held);
+  }
+  for (const Origin& origin : task.restraints.Origins()) {
+    if (!matched.contains(origin.Label())) {
+      outcome.matched.push_back(origin.Label() + ": matches nothing");
+    }
   }
 }
 
