@@ -153,7 +153,7 @@ void AddRunOptions(CLI::App& command, RunArguments& args) {
                      "none");
   command.add_flag("--partial-charges",
                    args.task.partialCharges,
-                   "Write the force field's partial charges: SD data and JSON");
+                   "Write the force field's partial charges: SD data, MOL2 and JSON");
   command.add_flag(
       "--json", args.report.json, "One JSON object a record and line on standard output");
 }

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "commands/commands.h"
+#include "input/errors.h"
 #include "input/records.h"
 #include "output/console.h"
 #include "output/tables.h"
@@ -70,13 +71,24 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
   return done;
 }
 
+// Makes the record ready once, so that every run finds it typed. False, and told, when it fails.
+bool PrepareRecord(const CompareArguments& args, Outcome& record) {
+  try {
+    Prepare(args.task, record.mol);
+    return true;
+  } catch (const RecordError& error) {
+    PrintMessage(args.source.Name() + ": " + RecordName(record) + ": " + error.what());
+    return false;
+  }
+}
+
 int Compare(CompareArguments& args) {
   args.task.minimise = true;
   args.restraints.Parse(args.task);
   args.source.Parse(args.task);
   unsigned int failed = 0;
-  for (const Outcome& record : ReadAll(args.source, failed)) {
-    if (CompareRecord(args.task, record) == 0) ++failed;
+  for (Outcome& record : ReadAll(args.source, failed)) {
+    if (!PrepareRecord(args, record) || CompareRecord(args.task, record) == 0) ++failed;
   }
   return failed > 0 ? kSomeFailed : kAllGood;
 }

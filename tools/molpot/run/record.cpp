@@ -67,6 +67,9 @@ void Annotate(const Task& task, Outcome& outcome) {
     for (const double charge : outcome.partialCharges) charges += Format("%.5f ", charge);
     charges.pop_back();
     QZChem::QZSetSDData(outcome.mol, "molpotential.partial_charges", charges);
+    for (auto& atom : QZSystem::QZRange(outcome.mol.GetAtoms())) {
+      QZChem::QZSetPartialCharge(atom, outcome.partialCharges[atom.GetIndex()]);
+    }
   }
   const auto setEnergy = [&outcome](const char* tag, const std::optional<double>& energy) {
     if (energy.has_value()) QZChem::QZSetSDData(outcome.mol, tag, FullDigits(*energy));

@@ -10,6 +10,7 @@
 #include "qzchem/locale.h"
 #include "qzchem/mass.h"
 #include "qzchem/mol.h"
+#include "qzchem/partialcharge.h"
 #include "qzchem/perceived.h"
 #include "qzchem/predicates.h"
 #include "qzchem/residue.h"
