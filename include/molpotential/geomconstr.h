@@ -32,6 +32,10 @@ class QZ_API QZGeometryConstr : public QZMolConstr {
   double GetTarget() const { return target_; }
   /// Gives the target, which later calls of `Setup` leave alone.
   void SetTarget(double target);
+  /// Moves whole sides of `mol` (`QZSetDistance` and its kin) so that the quantity takes its
+  /// target: where a minimisation under the constraint had best start. False, with nothing moved,
+  /// when the class or the molecule has no such move, as in rings.
+  virtual bool Place(QZChem::QZMolBase& mol) const;
 
  protected:
   explicit QZGeometryConstr(std::vector<unsigned int> atoms) : atoms_(std::move(atoms)) {}
@@ -61,6 +65,7 @@ class QZ_API QZValenceAngleConstr final : public QZGeometryConstr {
  public:
   QZValenceAngleConstr(unsigned int a, unsigned int b, unsigned int c)
       : QZGeometryConstr({a, b, c}) {}
+  bool Place(QZChem::QZMolBase& mol) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;
@@ -75,6 +80,7 @@ class QZ_API QZDihedralAngleConstr final : public QZGeometryConstr {
  public:
   QZDihedralAngleConstr(unsigned int a, unsigned int b, unsigned int c, unsigned int d)
       : QZGeometryConstr({a, b, c, d}) {}
+  bool Place(QZChem::QZMolBase& mol) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;
@@ -101,6 +107,8 @@ class QZ_API QZCentroidDistanceConstr final : public QZGeometryConstr {
  public:
   QZCentroidDistanceConstr(const std::vector<unsigned int>& groupA,
                            const std::vector<unsigned int>& groupB);
+  /// Of single atoms only.
+  bool Place(QZChem::QZMolBase& mol) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;
@@ -125,13 +133,12 @@ class QZ_API QZPlaneHeightConstr final : public QZGeometryConstr {
 /// Holds the root mean square deviation of a group of atoms from reference positions, after the
 /// best superposition: c = min over R, t of √(Σ |x_i - R p_i - t|²/n) - target, in Å.
 ///   gradient (x_i - R p_i - t)/(n rmsd)
-/// At an rmsd of 0 the gradient is 0, since the slope has no direction there: start elsewhere. No
-/// Hessian. Source: Horn, J. Opt. Soc. Am. A 4, 629 (1987).
+/// At an rmsd of 0 gradient and Hessian are 0, since the slope has no direction there: start
+/// elsewhere. Cost of a Hessian: atoms squared. Source: Horn, J. Opt. Soc. Am. A 4, 629 (1987).
 class QZ_API QZRMSDConstr final : public QZGeometryConstr {
  public:
   /// `reference`: x, y, z of each of the `atoms`, in their order (Å).
   QZRMSDConstr(const std::vector<unsigned int>& atoms, std::vector<double> reference);
-  bool AddHessian(const double* x, double factor, double* hessian) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;
