@@ -145,6 +145,16 @@ bool QZMappedFunc::AdaptGrad(double* grad, const double* cartGrad, const double*
   });
 }
 
+bool QZMappedFunc::AdaptHessian(double* hess,
+                                const double* cartHess,
+                                const double* cartGrad,
+                                const double* vars) const {
+  if (!state_->IsStarted()) return false;
+  return state_->LookWith([&](CoordinateMap& map) {
+    return map.Place(vars, state_->lookCoords.data()) && map.PullHessian(cartHess, cartGrad, hess);
+  });
+}
+
 double QZMappedFunc::operator()(const double* vars) {
   State& s = *state_;
   if (!s.IsStarted()) return kNoEnergy;
