@@ -1,6 +1,6 @@
 # Copyright (c) the molpotential authors.
 # SPDX-License-Identifier: BSD-3-Clause
-"""Builds the library and the compiled module with CMake and puts both into the package.
+"""Builds the library, the program and the compiled module with CMake and puts them into the package.
 
 MOLPOTENTIAL_BUILD_DIR names a configured build tree to use; else one is made for this build.
 """
@@ -26,8 +26,8 @@ class BuildWithLibrary(build_py):
         tree = pathlib.Path(given or self.get_finalized_command("build").build_temp).resolve()
         if not given:
             options = ["-DCMAKE_BUILD_TYPE=Release", f"-DPython_EXECUTABLE={sys.executable}"]
-            options += [f"-DMOLPOTENTIAL_BUILD_{part}=OFF" for part in ("TESTS", "TOOLS", "EXAMPLES")]
-            options += ["-DMOLPOTENTIAL_BUILD_PYTHON=ON"]
+            options += [f"-DMOLPOTENTIAL_BUILD_{part}=OFF" for part in ("TESTS", "EXAMPLES")]
+            options += ["-DMOLPOTENTIAL_BUILD_PYTHON=ON", "-DCMAKE_INSTALL_LIBDIR=lib"]
             if shutil.which("ccache"):
                 options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
             subprocess.check_call(["cmake", "-S", HERE.parent, "-B", tree, *options])
@@ -38,8 +38,7 @@ class BuildWithLibrary(build_py):
         subprocess.check_call(
             ["cmake", "--install", tree, "--prefix", stage, "--component", "python"]
         )
-        for library in stage.iterdir():
-            shutil.copy2(library, package / library.name)
+        shutil.copytree(stage, package, dirs_exist_ok=True)
 
 
 class WithCompiledModule(Distribution):

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <vector>
 
 #include "molpotential/invariance.h"
 #include "qzopt/hints.h"
@@ -65,5 +66,10 @@ class QZ_API QZTorsionAngleRestraint final : public QZMolPotential::QZMolFunc2,
   double onset_ = 0.0;
   unsigned int numAtoms_ = 0;
 };
+
+/// A torsion, by atom indices, of every rotatable bond (`QZChem::QZIsRotor`) in the order of the
+/// bonds: its ends between the first other neighbour of each. A restraint on each of them holds a
+/// conformation.
+QZ_API std::vector<std::array<unsigned int, 4>> QZFindRotorTorsions(const QZChem::QZMolBase& mol);
 
 }  // namespace QZConstr

@@ -30,6 +30,10 @@ class QZ_API QZGeometryConstr : public QZMolConstr, public QZOpt::QZConstrHessia
   double GetTarget() const { return target_; }
   /// Gives the target, which later calls of `Setup` leave alone.
   void SetTarget(double target);
+  /// Moves whole sides of `mol` (`QZSetDistance` and its kin) so that the quantity takes its
+  /// target: where a minimisation under the constraint had best start. False, with nothing moved,
+  /// when the class or the molecule has no such move, as in rings.
+  virtual bool Place(QZChem::QZMolBase& mol) const;
 
  protected:
   explicit QZGeometryConstr(std::vector<unsigned int> atoms) : atoms_(std::move(atoms)) {}
@@ -59,6 +63,7 @@ class QZ_API QZValenceAngleConstr final : public QZGeometryConstr {
  public:
   QZValenceAngleConstr(unsigned int a, unsigned int b, unsigned int c)
       : QZGeometryConstr({a, b, c}) {}
+  bool Place(QZChem::QZMolBase& mol) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;
@@ -73,6 +78,7 @@ class QZ_API QZDihedralAngleConstr final : public QZGeometryConstr {
  public:
   QZDihedralAngleConstr(unsigned int a, unsigned int b, unsigned int c, unsigned int d)
       : QZGeometryConstr({a, b, c, d}) {}
+  bool Place(QZChem::QZMolBase& mol) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;
@@ -99,6 +105,8 @@ class QZ_API QZCentroidDistanceConstr final : public QZGeometryConstr {
  public:
   QZCentroidDistanceConstr(const std::vector<unsigned int>& groupA,
                            const std::vector<unsigned int>& groupB);
+  /// Of single atoms only.
+  bool Place(QZChem::QZMolBase& mol) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;

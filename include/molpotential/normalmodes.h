@@ -65,4 +65,13 @@ QZ_API QZNormalModes QZComputeNormalModes(QZMolFunc2& f,
                                           const double* x,
                                           const QZNormalModesOptions& options = {});
 
+/// One period of a mode about the geometry `x`: `frames` geometries (each 3 x AtomIndexBound()
+/// doubles, Å)
+///   x + amplitude sin(2π k / frames) mode / (largest displacement of an atom in it)
+/// which begin at `x`. Empty for a mode in which nothing moves.
+QZ_API std::vector<std::vector<double>> QZAnimateMode(const std::vector<double>& mode,
+                                                      const double* x,
+                                                      unsigned int frames = 20,
+                                                      double amplitude = 0.5);
+
 }  // namespace QZMolPotential

@@ -7,26 +7,34 @@
 
 #include "coordinates.h"
 #include "qzopt/optimizers.h"
+#include "qzopt/scan.h"
 
 namespace MolPotentialPython {
 
-/// A distance, angle or torsion of a molecule with a target; `degrees` for angles.
-std::unique_ptr<QZMolPotential::QZGeometryConstr> MakeConstraint(
-    const std::string& kind, const std::vector<unsigned int>& atoms);
+/// A constraint as Python's `Constraint` describes it, set up on `mol`. `kind`: see
+/// `ConstraintKinds`. Throws InputError.
+std::unique_ptr<QZMolPotential::QZGeometryConstr> MakeConstraint(const std::string& kind,
+                                                                 const py::object& atoms,
+                                                                 const py::object& reference,
+                                                                 const QZChem::QZGraphMol& mol);
 /// What one unit of Python's values is in the library's: 1 for Å, π/180 for degrees.
 double UnitOf(const std::string& kind);
 
-/// Python's constraints in the variables of a coordinate system.
+/// Python's constraints on one molecule.
 class ConstraintSet {
  public:
   /// Throws InputError.
-  ConstraintSet(const py::list& constraints, Coordinates& system);
-  void AddTo(QZOpt::QZConstrainedMinimizer& minimizer) const;
+  ConstraintSet(const py::list& constraints, const QZChem::QZGraphMol& mol);
+  bool Empty() const { return all_.empty(); }
+  /// Over the variables of a coordinate system.
+  void AddTo(QZOpt::QZConstrainedMinimizer& minimizer, QZMolPotential::QZCoordinateFunc& system);
+  /// Over Cartesian coordinates.
+  void AddTo(QZOpt::QZRelaxedScan& scan) const;
 
  private:
   struct Held {
     std::unique_ptr<QZMolPotential::QZGeometryConstr> cartesian;
-    std::unique_ptr<QZMolPotential::QZCoordinateConstr> constraint;
+    std::unique_ptr<QZMolPotential::QZCoordinateConstr> inVariables;
     double lower = 0.0;
     double upper = 0.0;
   };

@@ -10,35 +10,65 @@
 
 namespace MolPotentialPython {
 
-using FixedAtoms = std::optional<std::vector<unsigned int>>;
+/// Which atoms stand still: none, or those named, or all but those named.
+struct Still {
+  std::optional<Atoms> fixed;
+  std::optional<Atoms> move;
+  Still(const py::object& fixedAtoms, const py::object& movingAtoms);
+  std::vector<unsigned int> Find(const QZChem::QZGraphMol& mol) const;
+};
 
-/// A bound function in other variables, from given coordinates.
+/// A copy of a bound function in other variables, with a molecule of its own: what happens here
+/// changes nothing elsewhere.
+class Presented {
+ public:
+  /// `x`: all coordinates to start from. Throws InputError for what the library refuses. Needs the
+  /// interpreter's lock.
+  Presented(const Function& function,
+            const std::string& kind,
+            const double* x,
+            const Still& still,
+            std::optional<bool> overallMotion = std::nullopt);
+  /// Starts at other coordinates; false, with the library's Warning, when they are refused.
+  bool Start(const double* x);
+
+  QZMolPotential::QZCoordinateFunc& Func() { return *func_; }
+  const QZMolPotential::QZCoordinateFunc& Func() const { return *func_; }
+  /// With the coordinates of the start.
+  const QZChem::QZGraphMol& Mol() const { return *mol_; }
+  std::vector<double>& Variables() { return variables_; }
+  std::size_t NumCoords() const { return std::size_t{3} * mol_->NumAtoms(); }
+
+ private:
+  std::unique_ptr<QZChem::QZGraphMol> mol_;
+  std::unique_ptr<QZMolPotential::QZCoordinateFunc> func_;
+  std::vector<double> variables_;
+};
+
+/// The same as Python holds it.
 class Coordinates {
  public:
-  /// Throws InputError for what the library refuses.
   Coordinates(std::shared_ptr<Function> function,
               const std::string& kind,
               const Array& x0,
-              const FixedAtoms& fixed,
-              std::optional<bool> overallMotion);
+              const py::object& fixed,
+              std::optional<bool> overallMotion,
+              const py::object& move);
 
-  QZMolPotential::QZCoordinateFunc& Func() { return func_; }
-  const Function& Wrapped() const { return *function_; }
-  std::vector<double>& Start() { return start_; }
-  Array StartArray() const;
+  Presented& System() { return system_; }
+  std::recursive_mutex& Mutex() { return mutex_; }
+  const std::string& Kind() const { return kind_; }
+  Array StartArray();
   Array Scales() const;
-  double Energy(const Array& v);
-  py::tuple EnergyAndGradient(const Array& v);
-  Array Hessian(const Array& v);
   /// Coordinates shaped as `x0`.
   Array Cartesian(const Array& v);
 
  private:
-  std::shared_ptr<Function> function_;
-  QZMolPotential::QZCoordinateFunc func_;
-  std::vector<double> start_;
+  std::shared_ptr<Function> function_;  // a term in Python must live as long
+  std::string kind_;
+  Presented system_;
   std::vector<py::ssize_t> shape_;
-  std::size_t numCoords_ = 0;
+  std::recursive_mutex mutex_;
 };
 
 void DefineCoordinates(py::module_& m);

@@ -45,10 +45,75 @@ void KeepPythonError(py::error_already_set& error) {
   if (pythonError == nullptr) pythonError = std::make_unique<py::error_already_set>(error);
 }
 
+std::unique_ptr<py::error_already_set> TakePythonError() {
+  return std::exchange(pythonError, nullptr);
+}
+
 void RaisePythonError() {
-  if (pythonError == nullptr) return;
-  const auto kept = std::exchange(pythonError, nullptr);
-  throw py::error_already_set(*kept);
+  if (const auto kept = TakePythonError()) throw py::error_already_set(*kept);
+}
+
+bool SignalWatch::Interrupted() {
+  constexpr auto kInterval = std::chrono::milliseconds(50);
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_) return false;
+  next_ = now + kInterval;
+  const py::gil_scoped_acquire lock;
+  if (PyErr_CheckSignals() == 0) return false;
+  py::error_already_set error;
+  KeepPythonError(error);
+  return true;
+}
+
+Atoms ToAtoms(const py::object& atoms) {
+  if (py::isinstance<py::str>(atoms)) return atoms.cast<std::string>();
+  const auto array = py::array::ensure(atoms);
+  if (!array || array.ndim() > 1) throw InputError("atoms are indices or a selection in words");
+  std::vector<unsigned int> indices;
+  if (array.dtype().kind() == 'b') {
+    const auto mask = array.cast<py::array_t<bool, py::array::c_style>>();
+    for (py::ssize_t i = 0; i < mask.size(); ++i) {
+      if (mask.data()[i]) indices.push_back(static_cast<unsigned int>(i));
+    }
+    return indices;
+  }
+  if (array.size() == 0) return indices;
+  if (array.dtype().kind() != 'i' && array.dtype().kind() != 'u') {
+    throw InputError("atoms are indices or a selection in words");
+  }
+  const auto numbers = array.cast<py::array_t<long long, py::array::c_style>>();
+  for (py::ssize_t i = 0; i < numbers.size(); ++i) {
+    const long long number = numbers.data()[i];
+    if (number < 0 || number > 0x7fffffff) {
+      throw InputError("there is no atom " + std::to_string(number));
+    }
+    indices.push_back(static_cast<unsigned int>(number));
+  }
+  return indices;
+}
+
+std::vector<unsigned int> Resolve(const Atoms& atoms,
+                                  const QZChem::QZGraphMol& mol,
+                                  const char* what) {
+  if (const auto* text = std::get_if<std::string>(&atoms)) {
+    QZChem::QZSelection selection;
+    std::vector<unsigned int> found;
+    std::string error;
+    if (!selection.Init(*text, /*firstNumber=*/0)) {
+      error = selection.GetError();
+    } else if (selection.Select(mol, found, error) && found.empty()) {
+      error = "matches nothing";
+    }
+    if (error.empty()) return found;
+    throw InputError(std::string(what) + ": \"" + *text + "\": " + error);
+  }
+  const auto& indices = std::get<std::vector<unsigned int>>(atoms);
+  for (const unsigned int index : indices) {
+    if (mol.GetAtom(index) != nullptr) continue;
+    throw InputError(std::string(what) + ": there is no atom " + std::to_string(index) +
+                     ", the molecule has " + std::to_string(mol.NumAtoms()));
+  }
+  return indices;
 }
 
 const double* Variables(const Array& x, std::size_t expected) {
@@ -94,8 +159,12 @@ PYBIND11_MODULE(_core, m) {
   py::register_exception<InputError>(m, "InputError", base).doc() = "Unusable arguments or files.";
   py::register_exception<TypingError>(m, "TypingError", base).doc() =
       "A molecule that a force field cannot describe.";
-  DefineMolecules(m);
+  auto molecule = DefineMolecules(m);
+  DefineFiles(m, molecule);
+  DefineChemistry(m, molecule);
   DefineFunctions(m);
+  DefineTerms(m);
+  DefineForceField(m);
   DefineCoordinates(m);
   DefineMinimisers(m);
   DefineAnalyses(m);

@@ -1,21 +1,20 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 #include <array>
-#include <sstream>
 
 #include "core.h"
 
 namespace MolPotentialPython {
-namespace {
 
-using QZChem::QZGraphMol;
-using QZChem::QZMolFormat;
-using QZSystem::QZRange;
-
-MoleculePtr MakeMolecule(QZGraphMol mol) {
+MoleculePtr MakeMolecule(QZChem::QZGraphMol mol) {
   mol.Sweep();
   return std::make_shared<Molecule>(Molecule{std::move(mol)});
 }
+
+namespace {
+
+using QZChem::QZGraphMol;
+using QZSystem::QZRange;
 
 MoleculePtr FromArrays(const std::vector<unsigned int>& numbers,
                        const Array& coords,
@@ -64,20 +63,30 @@ Array Coordinates(const Molecule& self) {
   return result;
 }
 
-py::array_t<int> Numbers(const Molecule& self) {
+template <class T>
+py::array_t<int> PerAtom(const Molecule& self, T (QZChem::QZAtomBase::*get)() const) {
   py::array_t<int> result(static_cast<py::ssize_t>(self.mol.NumAtoms()));
   int* out = result.mutable_data();
-  for (const auto& atom : QZRange(self.mol.GetAtoms())) {
-    *out++ = static_cast<int>(atom.GetAtomicNumber());
-  }
+  for (const auto& atom : QZRange(self.mol.GetAtoms())) *out++ = static_cast<int>((atom.*get)());
   return result;
 }
 
+void SetPerAtom(Molecule& self,
+                const std::vector<unsigned int>& values,
+                void (QZChem::QZAtomBase::*set)(unsigned int)) {
+  if (values.size() != self.mol.NumAtoms()) {
+    throw InputError("there must be one number for each atom");
+  }
+  auto value = values.begin();
+  for (auto& atom : QZRange(self.mol.GetAtoms())) (atom.*set)(*value++);
+}
+
+py::array_t<int> Numbers(const Molecule& self) {
+  return PerAtom(self, &QZChem::QZAtomBase::GetAtomicNumber);
+}
+
 py::array_t<int> Charges(const Molecule& self) {
-  py::array_t<int> result(static_cast<py::ssize_t>(self.mol.NumAtoms()));
-  int* out = result.mutable_data();
-  for (const auto& atom : QZRange(self.mol.GetAtoms())) *out++ = atom.GetFormalCharge();
-  return result;
+  return PerAtom(self, &QZChem::QZAtomBase::GetFormalCharge);
 }
 
 py::array_t<int> Bonds(const Molecule& self) {
@@ -99,101 +108,20 @@ py::dict Data(const Molecule& self) {
   return result;
 }
 
-bool FindFormat(const std::string& name, QZMolFormat& format) {
-  return QZChem::QZFormatFromPath("x." + name, format);
-}
-
-/// Records one after the other, of a file or of a text.
-class Reader {
- public:
-  explicit Reader(std::string text, QZMolFormat format)
-      : text_(std::make_unique<std::istringstream>(std::move(text))),
-        stream_(std::make_unique<QZChem::qzmolistream>(*text_, format)) {}
-  Reader(const std::string& path, const std::string& format) {
-    Messages messages;
-    if (format.empty()) {
-      stream_ = std::make_unique<QZChem::qzmolistream>(path.c_str());
-    } else {
-      QZMolFormat known{};
-      if (!FindFormat(format, known)) throw InputError("there is no format \"" + format + "\"");
-      stream_ = std::make_unique<QZChem::qzmolistream>(path.c_str(), known);
-    }
-    if (!*stream_) {
-      const std::string reason = messages.Take();
-      throw InputError(path + ": " + (reason.empty() ? "cannot be read" : reason));
-    }
-  }
-
-  /// (molecule or None, record number, error); raises StopIteration at the end.
-  py::tuple Next() {
-    QZGraphMol mol;
-    QZChem::QZRecordInfo info;
-    if (!Unlocked([&] { return QZChem::QZNextRecord(*stream_, mol, info); })) {
-      throw py::stop_iteration();
-    }
-    const bool good = info.error.empty();
-    return py::make_tuple(
-        good ? py::cast(MakeMolecule(std::move(mol))) : py::none(),
-        info.number,
-        good ? ""
-             : stream_->GetName() + ": record " + std::to_string(info.number) + ": " + info.error);
-  }
-
- private:
-  std::unique_ptr<std::istringstream> text_;
-  std::unique_ptr<QZChem::qzmolistream> stream_;
-};
-
-std::unique_ptr<Reader> ReadText(std::string text, const std::string& format) {
-  QZMolFormat known{};
-  if (!FindFormat(format, known)) throw InputError("there is no format \"" + format + "\"");
-  return std::make_unique<Reader>(std::move(text), known);
-}
-
-std::string ToText(const Molecule& self, const std::string& format) {
-  QZMolFormat known{};
-  if (!FindFormat(format, known)) throw InputError("there is no format \"" + format + "\"");
-  std::ostringstream text;
-  QZChem::qzmolostream out(text, known);
-  if (!(out.Write(self.mol) && out.Close())) throw InputError("the molecule cannot be written");
-  return std::move(text).str();
-}
-
-void Write(const std::string& path, const std::vector<MoleculePtr>& mols, bool compress) {
-  Messages messages;
-  QZMolFormat format{};
-  if (!QZChem::QZFormatFromPath(path, format)) {
-    throw InputError(path + ": the extension names no format");
-  }
-  QZChem::qzmolostream out(path.c_str(), format, compress);
-  bool good = static_cast<bool>(out);
-  for (const MoleculePtr& mol : mols) good = good && QZChem::QZWriteMolecule(out, mol->mol) != 0;
-  if (!(out.Close() && good)) {
-    const std::string reason = messages.Take();
-    throw InputError(path + ": " + (reason.empty() ? "cannot be written" : reason));
-  }
-}
-
-std::vector<std::vector<unsigned int>> Match(const Molecule& self, const std::string& smarts) {
-  QZChem::QZSubSearch search;
-  if (!search.Init(smarts.c_str(), false)) {
-    throw InputError("SMARTS \"" + smarts + "\": " + search.GetError());
-  }
-  std::vector<std::vector<unsigned int>> matches;
-  for (const auto& match : QZRange(search.Match(self.mol, true))) {
-    auto& atoms = matches.emplace_back();
-    for (const auto& pair : QZRange(match.GetPairs())) atoms.push_back(pair.target->GetIndex());
-  }
-  return matches;
-}
-
 }  // namespace
 
-void DefineMolecules(py::module_& m) {
-  py::class_<Molecule, MoleculePtr>(m, "Molecule")
-      .def_static("_from_arrays", &FromArrays)
+MoleculeClass DefineMolecules(py::module_& m) {
+  MoleculeClass molecule(
+      m,
+      "Molecule",
+      R"(Atoms, bonds and coordinates; see the static methods from_smiles, from_arrays, from_rdkit and
+from_ase, and `read`.)");
+  molecule.def_static("_from_arrays", &FromArrays)
       .def_static("_from_smiles", &FromSmiles)
-      .def("copy", [](const Molecule& self) { return std::make_shared<Molecule>(self); })
+      .def(
+          "copy",
+          [](const Molecule& self) { return std::make_shared<Molecule>(self); },
+          "An independent copy; what was perceived of the molecule is shared.")
       .def("__copy__", [](const Molecule& self) { return std::make_shared<Molecule>(self); })
       .def("__len__", [](const Molecule& self) { return self.mol.NumAtoms(); })
       .def_property(
@@ -210,6 +138,22 @@ void DefineMolecules(py::module_& m) {
           "Cartesian coordinates, (N, 3) in Å; a new array at each access, assign to change them.")
       .def_property_readonly("numbers", &Numbers, "Atomic numbers, (N,).")
       .def_property_readonly("charges", &Charges, "Formal charges, (N,).")
+      .def_property(
+          "isotopes",
+          [](const Molecule& self) { return PerAtom(self, &QZChem::QZAtomBase::GetIsotope); },
+          [](Molecule& self, const std::vector<unsigned int>& values) {
+            SetPerAtom(self, values, &QZChem::QZAtomBase::SetIsotope);
+          },
+          "Mass numbers, (N,): 2 for deuterium, 0 for an element as it occurs.")
+      .def_property(
+          "radicals",
+          [](const Molecule& self) {
+            return PerAtom(self, &QZChem::QZAtomBase::GetRadicalElectrons);
+          },
+          [](Molecule& self, const std::vector<unsigned int>& values) {
+            SetPerAtom(self, values, &QZChem::QZAtomBase::SetRadicalElectrons);
+          },
+          "Unpaired electrons of each atom, (N,).")
       .def_property_readonly("bonds", &Bonds, "First atom, second atom, order; (bonds, 3).")
       .def_property_readonly("data", &Data, "The SD data as a dict; `set_data` changes them.")
       .def(
@@ -220,18 +164,9 @@ void DefineMolecules(py::module_& m) {
             }
           },
           py::arg("tag"),
-          py::arg("value"))
-      .def("to_text",
-           &ToText,
-           py::arg("format") = "sdf",
-           "The molecule as a record of a file: sdf, mol2, pdb or xyz.")
-      .def("match", &Match, py::arg("smarts"), "Atom indices of every unique match of a SMARTS.");
-  py::class_<Reader>(m, "_Reader")
-      .def(py::init<const std::string&, const std::string&>())
-      .def("__iter__", [](Reader& self) -> Reader& { return self; })
-      .def("__next__", &Reader::Next);
-  m.def("_read_text", &ReadText);
-  m.def("_write", &Write);
+          py::arg("value"),
+          "Stores a line or more of text as SD data under a tag.");
+  return molecule;
 }
 
 }  // namespace MolPotentialPython

@@ -16,6 +16,7 @@
 #include "kernels/distance.h"
 #include "kernels/out_of_plane.h"
 #include "kernels/superpose.h"
+#include "qzchem/geometry.h"
 #include "qzchem/mol.h"
 #include "qzsystem/error.h"
 
@@ -97,6 +98,15 @@ bool QZGeometryConstr::AddHessian(const double* x, double factor, double* hessia
   return true;
 }
 
+bool QZGeometryConstr::Place(QZChem::QZMolBase&) const {
+  return false;
+}
+
+bool QZValenceAngleConstr::Place(QZChem::QZMolBase& mol) const {
+  const auto atom = [&](std::size_t k) { return mol.GetAtom(Atoms()[k]); };
+  return QZChem::QZSetAngle(mol, atom(0), atom(1), atom(2), GetTarget(), nullptr);
+}
+
 double QZValenceAngleConstr::evaluate(const double* x,
                                       double* grad,
                                       double factor,
@@ -112,6 +122,11 @@ double QZValenceAngleConstr::evaluate(const double* x,
     AddAngleDerivatives(sink, nullptr, atoms, angle, factor, 0.0);
   }
   return angle.Angle();
+}
+
+bool QZDihedralAngleConstr::Place(QZChem::QZMolBase& mol) const {
+  const auto atom = [&](std::size_t k) { return mol.GetAtom(Atoms()[k]); };
+  return QZChem::QZSetTorsion(mol, atom(0), atom(1), atom(2), atom(3), GetTarget());
 }
 
 double QZDihedralAngleConstr::evaluate(const double* x,
@@ -166,6 +181,11 @@ QZCentroidDistanceConstr::QZCentroidDistanceConstr(const std::vector<unsigned in
 
 bool QZCentroidDistanceConstr::isComplete() const {
   return sizeA_ != 0 && sizeA_ != Atoms().size();
+}
+
+bool QZCentroidDistanceConstr::Place(QZChem::QZMolBase& mol) const {
+  if (Atoms().size() != 2) return false;
+  return QZChem::QZSetDistance(mol, mol.GetAtom(Atoms()[0]), mol.GetAtom(Atoms()[1]), GetTarget());
 }
 
 double QZCentroidDistanceConstr::evaluate(const double* x,

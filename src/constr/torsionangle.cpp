@@ -9,6 +9,7 @@
 #include "constr/onset.h"
 #include "kernels/dihedral_hessian.h"
 #include "qzchem/mol.h"
+#include "qzchem/predicates.h"
 
 namespace QZConstr {
 
@@ -93,6 +94,24 @@ bool QZTorsionAngleRestraint::AppendModelHessian(const double* x,
 QZSystem::QZIterBase<QZOpt::QZFComponent>* QZTorsionAngleRestraint::GetFComponents(
     const double* x) {
   return MakeComponent(*this, "Torsion Angle Restraint", x);
+}
+
+std::vector<std::array<unsigned int, 4>> QZFindRotorTorsions(const QZChem::QZMolBase& mol) {
+  const auto neighbour = [](const QZChem::QZAtomBase& atom, const QZChem::QZAtomBase& other) {
+    for (const auto& next : QZSystem::QZRange(atom.GetNeighbours())) {
+      if (next.GetIndex() != other.GetIndex()) return next.GetIndex();
+    }
+    return atom.GetIndex();  // a rotor's ends have others
+  };
+  const QZChem::QZIsRotor isRotor;
+  std::vector<std::array<unsigned int, 4>> torsions;
+  for (const auto& bond : QZSystem::QZRange(mol.GetBonds())) {
+    if (!isRotor(bond)) continue;
+    const auto& b = *bond.GetBegin();
+    const auto& c = *bond.GetEnd();
+    torsions.push_back({neighbour(b, c), b.GetIndex(), c.GetIndex(), neighbour(c, b)});
+  }
+  return torsions;
 }
 
 }  // namespace QZConstr

@@ -122,4 +122,22 @@ QZNormalModes QZComputeNormalModes(QZMolFunc2& f,
   return result;
 }
 
+std::vector<std::vector<double>> QZAnimateMode(const std::vector<double>& mode,
+                                               const double* x,
+                                               unsigned int frames,
+                                               double amplitude) {
+  double largest = 0.0;
+  for (std::size_t i = 0; i + 2 < mode.size(); i += 3) {
+    largest = std::max(largest, std::hypot(mode[i], mode[i + 1], mode[i + 2]));
+  }
+  std::vector<std::vector<double>> geometries;
+  if (!(largest > 0.0)) return geometries;
+  for (unsigned int frame = 0; frame < frames; ++frame) {
+    const double step = amplitude / largest * std::sin(2.0 * std::numbers::pi * frame / frames);
+    auto& geometry = geometries.emplace_back(x, x + mode.size());
+    for (std::size_t i = 0; i < mode.size(); ++i) geometry[i] += step * mode[i];
+  }
+  return geometries;
+}
+
 }  // namespace QZMolPotential

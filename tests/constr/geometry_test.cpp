@@ -88,6 +88,28 @@ TEST(GeometryConstraints, SlopesAndHessiansAreTrue) {
   }
 }
 
+TEST(GeometryConstraints, PlaceMovesWholeSidesWhereItCan) {
+  QZValenceAngleConstr angle(0, 1, 2);
+  QZDihedralAngleConstr dihedral(0, 1, 2, 3);
+  QZCentroidDistanceConstr distance({0}, {1});
+  angle.SetTarget(1.7);
+  dihedral.SetTarget(-1.0);
+  distance.SetTarget(1.9);
+  for (QZGeometryConstr* c : {static_cast<QZGeometryConstr*>(&angle),
+                              static_cast<QZGeometryConstr*>(&dihedral),
+                              static_cast<QZGeometryConstr*>(&distance)}) {
+    auto mol = Butane();
+    ASSERT_TRUE(c->Setup(mol) && c->Place(mol));
+    EXPECT_NEAR((*c)(Coords(mol).data()), 0.0, 1e-9);
+  }
+  auto mol = Butane();
+  const Reals before = Coords(mol);
+  QZCentroidDistanceConstr groups({0, 1}, {2});
+  ASSERT_TRUE(groups.Setup(mol));
+  EXPECT_FALSE(groups.Place(mol));
+  EXPECT_EQ(Coords(mol), before);
+}
+
 TEST(GeometryConstraints, ClosedFormsTargetsAndRefusals) {
   auto mol = CarbonChain(4);
   // The dihedral passes ±180° without a jump, and tells +φ from -φ.

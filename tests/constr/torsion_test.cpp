@@ -1,5 +1,7 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
+#include <algorithm>
+
 #include "constr/constr_support.h"
 #include "qzchem/geometry.h"
 
@@ -111,6 +113,20 @@ TEST(SignedTorsionRestraint, FulfilsTheContractAtEveryAngleAndTakesTheShortWayRo
       EXPECT_NEAR((*f)(x.data()), 3.0 * off * off, 1e-9);
     }
   }
+}
+
+TEST(SignedTorsionRestraint, EveryRotorHasATorsion) {
+  const auto mol = Butane();  // methyls do not count
+  const auto found = QZConstr::QZFindRotorTorsions(mol);
+  ASSERT_EQ(found.size(), 1u);
+  const auto& [a, b, c, d] = found.front();
+  EXPECT_TRUE(std::minmax(b, c) == std::minmax(1u, 2u));
+  QZTorsionAngleRestraint f(
+      3.0,
+      QZChem::QZGetTorsion(mol, mol.GetAtom(a), mol.GetAtom(b), mol.GetAtom(c), mol.GetAtom(d)));
+  f.SetTorsion(a, b, c, d);
+  ASSERT_TRUE(f.Setup(mol));
+  EXPECT_NEAR(f(Coords(mol).data()), 0.0, 1e-12);
 }
 
 TEST(SignedTorsionRestraint, AtomsInLineGiveNoGradientAndMissingAtomsNoSetup) {

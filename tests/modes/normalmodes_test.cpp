@@ -281,6 +281,17 @@ TEST(NormalModesOnMolecules, AreThoseOfTheMotionsThatAnAdaptorLeaves) {
   EXPECT_NEAR(turn.frequencies[0], expected, 1e-3 * expected);
 }
 
+TEST(NormalModes, AreAnimatedAboutTheirGeometry) {
+  const std::vector<double> x{1.0, 2.0, 3.0, -1.0, 0.0, 4.0};
+  const std::vector<double> mode{0.0, 0.6, 0.0, 0.0, 0.0, -0.8};
+  const auto frames = QZAnimateMode(mode, x.data(), 8, 0.25);
+  ASSERT_EQ(frames.size(), 8u);
+  EXPECT_EQ(frames[0], x);
+  EXPECT_NEAR(frames[2][5], 4.0 - 0.25, 1e-15);  // the atom that moves most, at its furthest
+  EXPECT_NEAR(frames[6][1], 2.0 - 0.25 * 0.75, 1e-15);
+  EXPECT_TRUE(QZAnimateMode(std::vector<double>(6), x.data()).empty());
+}
+
 TEST(NormalModes, SaysWhyNot) {
   QZChem::QZGraphMol mol = CarbonMonoxide();
   const std::vector<double> x = TestSupport::Coords(mol);

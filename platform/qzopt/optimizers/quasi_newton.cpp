@@ -87,6 +87,7 @@ class Search final : public ceres::IterationCallback {
         model_(model),
         n_(state.Func().NumVar()),
         z_(n_),
+        latestZ_(n_),
         x_(n_),
         gradY_(n_) {}
 
@@ -109,6 +110,7 @@ class Search final : public ceres::IterationCallback {
   QZHessianModel* model_;
   std::size_t n_;
   std::vector<double> z_;
+  std::vector<double> latestZ_;  // whose point x_ is
   std::vector<double> x_;
   std::vector<double> gradY_;
   RecentPoints recent_;
@@ -137,7 +139,10 @@ class CeresFunction final : public ceres::FirstOrderFunction {
   int n_;
 };
 
+// Ceres comes back to the z of its latest evaluation, where x_ still belongs to it.
 void Search::toX(const double* z) {
+  if (std::equal(latestZ_.begin(), latestZ_.end(), z)) return;
+  std::copy_n(z, n_, latestZ_.begin());
   for (std::size_t i = 0; i < n_; ++i) gradY_[i] = z[i] / lengthScale_;
   metric_.StepFrom(gradY_.data(), x_.data());
   for (std::size_t i = 0; i < n_; ++i) x_[i] += origin_.x[i];
@@ -226,6 +231,7 @@ bool Search::revise() {
 void Search::setOrigin() {
   origin_ = state_.Current();
   std::ranges::fill(z_, 0.0);
+  std::ranges::fill(latestZ_, std::numeric_limits<double>::quiet_NaN());
   energyScale_ = lengthScale_ = 1.0;
   fineBase_ = 0.0;
   metric_.GradientOverY(origin_.grad.data(), gradY_.data());
