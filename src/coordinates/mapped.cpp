@@ -66,6 +66,7 @@ bool QZMappedFunc::SetMolFunc2(QZMolFunc2& func, bool own) {
 bool QZMappedFunc::Setup(const QZChem::QZMolBase& mol) {
   State& s = *state_;
   s.map.reset();
+  s.routesBefore = {};
   s.started = false;
   if (!mol.IsValid() || !wrapped_ || !wrapped_->Setup(mol)) return false;
   MapRequest request;
@@ -97,6 +98,7 @@ bool QZMappedFunc::Setup(const QZChem::QZMolBase& mol) {
 
 bool QZMappedFunc::SetupConf(const double* coords) {
   if (!state_->map || !wrapped_->SetupConf(coords)) return false;
+  state_->routesBefore = state_->map->Routes();
   return state_->Start(coords) || Refuse(describe(), state_->map->Reason());
 }
 
