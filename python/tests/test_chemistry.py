@@ -134,7 +134,13 @@ def test_isotopes_and_radicals_cross_the_bridge():
     light.isotopes = np.zeros(len(mol), dtype=int)
     ff = [mp.ForceField("mmff94", m) for m in (mol, light)]
     x = mp.minimize(ff[0], mol.coords, gradient_tolerance=1e-7).coords
-    stretches = [mp.normal_modes(f, x).frequencies[-1] for f in ff]
-    assert stretches[0] / stretches[1] == pytest.approx(0.73, abs=0.02)  # √(μH/μD) of O-H
+    modes = [mp.normal_modes(f, x) for f in ff]
+    oxygen = int(np.flatnonzero(mol.numbers == 8)[0])
+    hydrogen = next(i for i in range(len(mol)) if i != oxygen and mol.measure((i, oxygen)) < 1.1)
+    stretches = []  # those above 2,000 cm⁻¹ in which the hydroxyl's hydrogen moves most
+    for m in modes:
+        share = np.linalg.norm(m.modes[:, hydrogen], axis=1) * (m.frequencies > 2000.0)
+        stretches.append(m.frequencies[share.argmax()])
+    assert stretches[0] / stretches[1] == pytest.approx(0.73, abs=0.03)  # √(μH/μD) of O-H
     given = mp.normal_modes(ff[1], x, masses=2.014 * (mol.isotopes == 2))
-    assert given.frequencies[-1] == pytest.approx(stretches[0], rel=1e-4)
+    assert np.allclose(given.frequencies, modes[0].frequencies, rtol=1e-3, atol=0.1)

@@ -21,7 +21,7 @@ def test_mmff94_is_rdkits(aspirin):
     assert energy == pytest.approx(reference.CalcEnergy(), rel=1e-6)
     assert np.allclose(gradient.ravel(), reference.CalcGrad(), rtol=1e-6, atol=1e-6)
     assert sum(ff.components(aspirin.coords).values()) == pytest.approx(energy, rel=1e-10)
-    assert ff.energy(aspirin.coords.ravel()) == energy
+    assert ff.energy(aspirin.coords.ravel()) == pytest.approx(energy, rel=1e-12)
     assert gradient.shape == aspirin.coords.shape
 
 
@@ -82,7 +82,7 @@ def test_every_term_is_zero_inside_and_has_true_derivatives_outside(butane):
         "box": mp.BoxWall(x.min(axis=0), [np.inf] * 3, 2.0, atoms="[#6]"),
         "position": mp.PositionRestraint("[#6]", 0.2, 3.0, onset=0.2),
         "power": mp.PositionRestraint([0, 1], 0.2, 3.0, exponent=3.0),
-        "band": mp.DistanceBand(0, 3, 1.0, 9.0, 3.0, onset=0.2),
+        "band": mp.DistanceBand(0, 3, 1.0, 5.0, 3.0, onset=0.2),
         "torsion": mp.TorsionPenalty(0, 1, 2, 3, torsion, 4.0, width=5.0, onset=2.0),
         "held": mp.HoldTorsions(4.0),
     }
