@@ -5,7 +5,7 @@ find_package(Boost REQUIRED COMPONENTS iostreams)
 
 set(_rdkit_components
   RDGeneral RDGeometryLib GraphMol SmilesParse FileParsers SubstructMatch
-  ForceField ForceFieldHelpers DistGeomHelpers MolTransforms)
+  ForceField ForceFieldHelpers DistGeomHelpers MolTransforms FMCS)
 set(_rdkit_required RDKit_INCLUDE_DIR)
 foreach(_component IN LISTS _rdkit_components)
   find_library(RDKit_${_component}_LIBRARY NAMES RDKit${_component})

@@ -6,19 +6,35 @@
 
 namespace QZMolPotential {
 
-/// Two doubles that go through the same arithmetic together, in one vector register. The compiler's
-/// own vector type, since Highway (simd.h) has none for the baseline of x86-64 and inline code
-/// cannot be chosen at run time; as two plain doubles the dihedral's Hessian takes a tenth longer.
-using Pair = double __attribute__((vector_size(16)));
+/// Two numbers that go through the same arithmetic together: compilers put them into one register.
+struct Pair {
+  double first = 0.0;
+  double second = 0.0;
+};
+constexpr Pair operator+(const Pair& a, const Pair& b) {
+  return {a.first + b.first, a.second + b.second};
+}
+constexpr Pair operator-(const Pair& a, const Pair& b) {
+  return {a.first - b.first, a.second - b.second};
+}
+constexpr Pair operator-(const Pair& a) {
+  return {-a.first, -a.second};
+}
+constexpr Pair operator*(const Pair& a, const Pair& b) {
+  return {a.first * b.first, a.second * b.second};
+}
+constexpr Pair operator*(double s, const Pair& a) {
+  return {s * a.first, s * a.second};
+}
 
 inline BasicVec3<Pair> Both(const Vec3& first, const Vec3& second) {
   return {Pair{first.x, second.x}, Pair{first.y, second.y}, Pair{first.z, second.z}};
 }
 inline Vec3 First(const BasicVec3<Pair>& v) {
-  return {v.x[0], v.y[0], v.z[0]};
+  return {v.x.first, v.y.first, v.z.first};
 }
 inline Vec3 Second(const BasicVec3<Pair>& v) {
-  return {v.x[1], v.y[1], v.z[1]};
+  return {v.x.second, v.y.second, v.z.second};
 }
 inline Mat3 First(const BasicMat3<Pair>& m) {
   return {First(m.row0), First(m.row1), First(m.row2)};

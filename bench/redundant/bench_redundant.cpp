@@ -4,10 +4,10 @@
 // one (B Bᵀ, LAPACK dgesdd), a gradient with a converged back-transformation, and their growth on
 // chains.
 #include <benchmark/benchmark.h>
-#include <cblas.h>
 #include <lapacke.h>
 #include <sys/resource.h>
 
+#include <Eigen/Core>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -123,30 +123,25 @@ void denseGradient(benchmark::State& state, const QZGraphMol& mol) {
   Case c(mol);
   const auto m = static_cast<lapack_int>(c.q.size());
   const auto size = c.q.size();
-  std::vector<double> b(size * c.x.size()), g(size * size), s(size), u(size * size),
-      vt(size * size);
-  std::vector<double> t(size), w(size);
-  const auto n = static_cast<int>(c.x.size());
+  using Matrix = Eigen::MatrixXd;
+  Matrix b(c.x.size(), size), g(size, size), u(size, size), vt(size, size);
+  Eigen::VectorXd s(size), t(size);
+  const Eigen::Map<const Eigen::VectorXd> force(c.force.data(), b.rows());
+  Eigen::Map<Eigen::VectorXd> gradient(c.gradient.data(), b.cols());
   for (auto _ : state) {
     c.internals.ValuesAndRows(c.x.data(), c.q.data(), c.rows);
-    std::fill(b.begin(), b.end(), 0.0);
+    b.setZero();  // a column for each internal coordinate
     for (std::size_t i = 0; i < size; ++i) {
       const auto atoms = c.rows.Atoms(i);
       for (std::size_t k = 0; k < atoms.size(); ++k) {
         QZMolPotential::AddToAtom(b.data() + i * c.x.size(), atoms[k], c.rows.Blocks(i)[k]);
       }
     }
-    cblas_dsyrk(CblasRowMajor, CblasUpper, CblasNoTrans, m, n, 1.0, b.data(), n, 0.0, g.data(), m);
-    for (std::size_t i = 0; i < size; ++i) {
-      for (std::size_t j = 0; j < i; ++j) g[i * size + j] = g[j * size + i];
-    }
+    g.noalias() = b.transpose() * b;
     LAPACKE_dgesdd(LAPACK_COL_MAJOR, 'S', m, m, g.data(), m, s.data(), u.data(), m, vt.data(), m);
-    cblas_dgemv(
-        CblasRowMajor, CblasNoTrans, m, n, 1.0, b.data(), n, c.force.data(), 1, 0.0, t.data(), 1);
-    cblas_dgemv(CblasColMajor, CblasTrans, m, m, 1.0, u.data(), m, t.data(), 1, 0.0, w.data(), 1);
-    for (std::size_t i = 0; i < size; ++i) w[i] = s[i] < 1e-12 ? 0.0 : w[i] / s[i];
-    cblas_dgemv(
-        CblasColMajor, CblasTrans, m, m, 1.0, vt.data(), m, w.data(), 1, 0.0, c.gradient.data(), 1);
+    t.noalias() = u.transpose() * (b.transpose() * force);
+    for (Eigen::Index i = 0; i < m; ++i) t[i] = s[i] < 1e-12 ? 0.0 : t[i] / s[i];
+    gradient.noalias() = vt.transpose() * t;
     benchmark::DoNotOptimize(c.gradient.data());
   }
 }

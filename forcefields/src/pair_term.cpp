@@ -4,6 +4,8 @@
 
 #include <array>
 
+#include "pairs/model.h"
+
 namespace QZMolPotential {
 
 std::unique_ptr<TermEvaluator> PairTerm::Touching(const unsigned char* fixed) const {
@@ -19,6 +21,13 @@ std::unique_ptr<TermEvaluator> PairTerm::Touching(const unsigned char* fixed) co
   }
   input.mobile = std::move(moving);
   return std::make_unique<PairTerm>(std::make_shared<PairEvaluator>(std::move(input)), terms_);
+}
+
+bool PairTerm::Model(const double* x, Entries& entries) {
+  if (isIdle()) return false;
+  AppendStiffPairs(
+      *pairs_, x, terms_, [](unsigned int atom) { return atom; }, entries);
+  return true;
 }
 
 void PairTerm::HessianEntries(const double* x, Entries& entries) {

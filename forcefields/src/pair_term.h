@@ -32,7 +32,7 @@ class PairTerm final : public TermEvaluator {
     if (!isIdle()) pairs_->Hessian(x, terms_, packed, grad);
   }
   void HessianEntries(const double* x, Entries& entries) override;
-  bool Model(const double*, Entries&) override { return false; }
+  bool Model(const double* x, Entries& entries) override;
   void ForEach(const double* x, const Visit& visit) override;
 
   /// True when the pairs of `other` are the same; from then on both use one evaluator.

@@ -217,6 +217,11 @@ bool QZStandardFF::AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEnt
   return true;
 }
 
+bool QZStandardFF::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {
+  const PairTerm::Joint pairs(joint());
+  return QZGenericFF2::AppendModelHessian(x, entries);
+}
+
 bool QZStandardFF::Freeze(const unsigned char* fixed) {
   const bool frozen = NumVar() != 0 && QZGenericFF2::Freeze(fixed);
   bool isNew = false;

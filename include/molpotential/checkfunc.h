@@ -45,9 +45,11 @@ struct QZ_API QZCheckFuncResult {
 /// which h is too long, the difference is taken again with ever shorter steps and extrapolated to
 /// none, which tells its own uncertainty as well: only what lies beyond that counts as an error. An
 /// error up to 1e-6 is the difference's own, one around 1 a mistake in the derivative. At a kink of
-/// the function the differences mean nothing, and the uncertainty says so. Cost: 2n energies and,
-/// for the Hessian, 2n gradients, up to ten times as many for the variables that disagree; holds
-/// n(n+1)/2 + 24n doubles meanwhile. Source: Ridders, Adv. Eng. Software 4, 75 (1982).
+/// the function the differences mean nothing, and the uncertainty says so. Where atoms overlap,
+/// energies are so large that their rounding hides slopes of other atoms: that is uncertainty too.
+/// Cost: 2n energies and, for the Hessian, 2n gradients, up to ten times as many for the variables
+/// that disagree; holds n(n+1)/2 + 24n doubles meanwhile. Source: Ridders, Adv. Eng. Software 4, 75
+/// (1982).
 class QZ_API QZCheckFunc {
  public:
   QZCheckFunc();

@@ -57,6 +57,11 @@ class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZResta
   /// Starts anew at the geometry of `vars`, where that changes the variables (ZMatrix, Redundant,
   /// Internal).
   bool Restart(double* vars) override;
+  /// Whether an angle has become straight at `vars`, or is straight no longer (ZMatrix, Redundant,
+  /// Internal), or a dihedral's plane is lost.
+  bool IsRevisionDue(const double* vars) override;
+  /// Starts anew at the geometry of `vars`, with variables of the forms that serve there.
+  bool Revise(double* vars, std::vector<QZOpt::QZCurvatureStep>& steps) override;
   /// The same function and fixed atoms in Cartesian coordinates; null for kinds that leave degrees
   /// of freedom out on purpose, and for those that are Cartesian.
   QZOpt::QZFunc1* FallBack(const double* vars, std::vector<double>& start) override;

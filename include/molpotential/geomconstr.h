@@ -133,13 +133,12 @@ class QZ_API QZPlaneHeightConstr final : public QZGeometryConstr {
 /// Holds the root mean square deviation of a group of atoms from reference positions, after the
 /// best superposition: c = min over R, t of √(Σ |x_i - R p_i - t|²/n) - target, in Å.
 ///   gradient (x_i - R p_i - t)/(n rmsd)
-/// At an rmsd of 0 the gradient is 0, since the slope has no direction there: start elsewhere. No
-/// Hessian. Source: Horn, J. Opt. Soc. Am. A 4, 629 (1987).
+/// At an rmsd of 0 gradient and Hessian are 0, since the slope has no direction there: start
+/// elsewhere. Cost of a Hessian: atoms squared. Source: Horn, J. Opt. Soc. Am. A 4, 629 (1987).
 class QZ_API QZRMSDConstr final : public QZGeometryConstr {
  public:
   /// `reference`: x, y, z of each of the `atoms`, in their order (Å).
   QZRMSDConstr(const std::vector<unsigned int>& atoms, std::vector<double> reference);
-  bool AddHessian(const double* x, double factor, double* hessian) const override;
 
  private:
   double evaluate(const double* x, double* grad, double factor, double* hessian) const override;

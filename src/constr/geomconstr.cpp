@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "molpotential/geomconstr.h"
 
+#include <Eigen/Core>
+#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -43,6 +45,22 @@ Vec3 CentroidOf(const double* x, std::span<const unsigned int> atoms) {
   Vec3 sum;
   for (const unsigned int atom : atoms) sum += LoadAtom(x, atom);
   return (1.0 / static_cast<double>(atoms.size())) * sum;
+}
+
+// Of a symmetric matrix; what is below 1e-12 of its largest eigenvalue counts as 0, as for atoms in
+// line, where a turn about the line changes nothing.
+Mat3 PseudoInverse(const Mat3& m) {
+  Eigen::Matrix3d a;
+  a << m.row0.x, m.row0.y, m.row0.z, m.row1.x, m.row1.y, m.row1.z, m.row2.x, m.row2.y, m.row2.z;
+  const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> eigen(a);
+  const double limit = 1e-12 * eigen.eigenvalues().cwiseAbs().maxCoeff();
+  Eigen::Matrix3d b = Eigen::Matrix3d::Zero();
+  for (Eigen::Index k = 0; k < 3; ++k) {
+    const double value = eigen.eigenvalues()[k];
+    const auto v = eigen.eigenvectors().col(k);
+    if (std::abs(value) > limit) b += v * v.transpose() / value;
+  }
+  return {{b(0, 0), b(0, 1), b(0, 2)}, {b(1, 0), b(1, 1), b(1, 2)}, {b(2, 0), b(2, 1), b(2, 2)}};
 }
 
 }  // namespace
@@ -222,11 +240,7 @@ bool QZRMSDConstr::isComplete() const {
   return !Atoms().empty() && reference_.size() == 3 * Atoms().size();
 }
 
-bool QZRMSDConstr::AddHessian(const double*, double, double*) const {
-  return false;
-}
-
-double QZRMSDConstr::evaluate(const double* x, double* grad, double, double*) const {
+double QZRMSDConstr::evaluate(const double* x, double* grad, double factor, double* hessian) const {
   const std::vector<unsigned int>& atoms = Atoms();
   const auto count = static_cast<double>(atoms.size());
   const Vec3 centre = CentroidOf(x, atoms);
@@ -237,15 +251,41 @@ double QZRMSDConstr::evaluate(const double* x, double* grad, double, double*) co
         covariance + Outer(LoadAtom(reference_.data(), i) - from, LoadAtom(x, atoms[i]) - centre);
   }
   const Mat3 turn = BestRotation(covariance);
-  const auto residual = [&](std::size_t i) {
-    return (LoadAtom(x, atoms[i]) - centre) - turn * (LoadAtom(reference_.data(), i) - from);
-  };
+  const auto turned = [&](std::size_t i) { return turn * (LoadAtom(reference_.data(), i) - from); };
+  const auto residual = [&](std::size_t i) { return (LoadAtom(x, atoms[i]) - centre) - turned(i); };
   double sum = 0.0;
   for (std::size_t i = 0; i < atoms.size(); ++i) sum += Dot(residual(i), residual(i));
   const double rmsd = std::sqrt(sum / count);
   if (grad != nullptr && rmsd > 0.0) {
     const double scale = 1.0 / (count * rmsd);
     for (std::size_t i = 0; i < atoms.size(); ++i) AddToAtom(grad, atoms[i], scale * residual(i));
+  }
+  if (hessian == nullptr || !(rmsd > 0.0)) return rmsd;
+  // With a_i = R p_i about the centroid, and r_i the residuals, the gradient is r/(n c) and
+  //   n c ∇_i ∇_j c = (δ_ij - 1/n) 1 - ∂a_i/∂x_j - r_i ⊗ r_j/(n c²).
+  // The best rotation leaves Σ a_i x x_i = 0, which turns it by ω = N⁻¹ Σ a_j x dx_j,
+  //   N = Σ (a_i·x_i) 1 - a_i ⊗ x_i,   ∂a_i/∂x_j = [a_i] N⁻¹ [a_j]ᵀ.
+  Mat3 lever{};
+  for (std::size_t i = 0; i < atoms.size(); ++i) {
+    const Vec3 a = turned(i);
+    const Vec3 b = LoadAtom(x, atoms[i]) - centre;
+    lever = lever + Identity(Dot(a, b)) - Outer(a, b);
+  }
+  const Mat3 inverse = PseudoInverse(lever);
+  const double scale = factor / (count * rmsd);
+  PackedSink sink(hessian);
+  for (std::size_t i = 0; i < atoms.size(); ++i) {
+    const Mat3 left = CrossColumns(turned(i), inverse);
+    const Vec3 r = (1.0 / (count * rmsd * rmsd)) * residual(i);
+    for (std::size_t j = 0; j <= i; ++j) {
+      const double same = (i == j ? 1.0 : 0.0) - 1.0 / count;
+      const Mat3 block = Identity(same) - CrossRows(left, turned(j)) - Outer(r, residual(j));
+      if (i == j) {
+        sink.Diagonal(atoms[i], scale * block);
+      } else {
+        sink.Mixed(atoms[i], atoms[j], scale * block);
+      }
+    }
   }
   return rmsd;
 }

@@ -9,6 +9,7 @@
 #include <numbers>
 #include <utility>
 
+#include "coordinates/carryover.h"
 #include "coordinates/cartesian/cartesian_map.h"
 #include "coordinates/mapped_state.h"
 #include "coordinates/maps.h"
@@ -86,6 +87,29 @@ bool QZCoordinateFunc::Restart(double* vars) {
   if (!trial->Start(coords.data(), fresh.data())) return false;
   if (!trial->IsPathDependent() && IsSame(trial->Kinds(), fresh, vars)) return false;
   if (!s.Start(coords.data())) return false;
+  std::ranges::copy(s.startVars, vars);
+  return true;
+}
+
+bool QZCoordinateFunc::IsRevisionDue(const double* vars) {
+  State& s = *state_;
+  return s.IsStarted() && AdaptVar(s.lookCoords.data(), vars) &&
+         s.map->IsOutdated(s.lookCoords.data());
+}
+
+bool QZCoordinateFunc::Revise(double* vars, std::vector<QZOpt::QZCurvatureStep>& steps) {
+  State& s = *state_;
+  if (!s.IsStarted()) return false;
+  std::vector<double> coords(s.map->NumCoords());
+  const std::vector<double> old(vars, vars + s.map->NumVar());
+  if (!AdaptVar(coords.data(), vars)) return false;
+  std::unique_ptr<CoordinateMap> before = s.map->Clone();
+  if (!s.Start(coords.data())) {
+    s.map = std::move(before);
+    s.started = true;
+    return false;
+  }
+  CarrySteps({*before, old}, {*s.map, s.startVars}, s.moving, steps);
   std::ranges::copy(s.startVars, vars);
   return true;
 }

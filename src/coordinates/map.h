@@ -62,6 +62,9 @@ class CoordinateMap {
   virtual bool IsPathDependent() const { return false; }
   /// True when a new `Start` at the geometry reached may make variables that serve better.
   virtual bool StartMatters() const { return IsPathDependent(); }
+  /// True when variables of other forms serve better at `coords`, a geometry that these lead to: an
+  /// angle has become straight, or is straight no longer. A `Start` there chooses them.
+  virtual bool IsOutdated(const double* /*coords*/) const { return false; }
   /// Why the last `Start` or `Place` failed, or ended short of its aim; "" after one that did not.
   const std::string& Reason() const { return reason_; }
   /// An independent copy, state included.

@@ -12,6 +12,9 @@
 namespace QZMolPotential {
 namespace {
 
+// What a plain difference of a smooth function is off by at most, as no mistake would be.
+constexpr double kPlain = 1e-6;
+
 // A derivative by differences, and how far it may be off.
 struct Estimate {
   double value = 0.0;
@@ -76,25 +79,29 @@ template <class Evaluate>
 class Differences {
  public:
   Differences(std::vector<double>& x, std::size_t quantities, double step, Evaluate evaluate)
-      : x_(x), step_(step), evaluate_(evaluate), up_(quantities), down_(quantities) {}
+      : x_(x),
+        step_(step),
+        evaluate_(evaluate),
+        up_(quantities),
+        down_(quantities),
+        noise_(quantities),
+        plain_(quantities) {}
 
   // Calls found(i, q, estimate) for each variable i and quantity q; analytic(i, q) is what the
   // estimate should be.
   template <class Analytic, class Found>
   void ForEach(Analytic analytic, Found found) {
-    // What a plain difference of a smooth function is off by at most, as no mistake would be.
-    constexpr double kPlain = 1e-6;
     for (std::size_t i = 0; i < x_.size(); ++i) {
       const double step = step_ * std::max(1.0, std::abs(x_[i]));
       takeDifference(i, step);
-      plain_ = up_;
       bool good = true;
       for (std::size_t q = 0; q < plain_.size(); ++q) {
-        good = good && RelativeError(analytic(i, q), {plain_[q], 0.0}) <= kPlain;
+        plain_[q] = {up_[q], noise_[q] > kPlain ? noise_[q] : 0.0};
+        good = good && RelativeError(analytic(i, q), plain_[q]) <= kPlain;
       }
       if (!good) extrapolate(i, step);
       for (std::size_t q = 0; q < plain_.size(); ++q) {
-        Estimate best{plain_[q], 0.0};
+        Estimate best = plain_[q];
         if (!good) {
           const Estimate other = table_[q].Best();
           if (RelativeError(analytic(i, q), other) < RelativeError(analytic(i, q), best)) {
@@ -107,7 +114,8 @@ class Differences {
   }
 
  private:
-  // Leaves (f(x + h) - f(x - h)) / 2h in up_.
+  // Leaves (f(x + h) - f(x - h)) / 2h in up_, and what rounding may make of it in noise_: the sum
+  // of many terms is right to a few units in its last digits.
   void takeDifference(std::size_t i, double h) {
     const double centre = x_[i];
     const double above = centre + h;
@@ -117,7 +125,11 @@ class Differences {
     x_[i] = below;
     evaluate_(x_, down_);
     x_[i] = centre;
-    for (std::size_t q = 0; q < up_.size(); ++q) up_[q] = (up_[q] - down_[q]) / (above - below);
+    constexpr double kRounding = 32.0 * std::numeric_limits<double>::epsilon();
+    for (std::size_t q = 0; q < up_.size(); ++q) {
+      noise_[q] = kRounding * std::max(std::abs(up_[q]), std::abs(down_[q])) / (above - below);
+      up_[q] = (up_[q] - down_[q]) / (above - below);
+    }
   }
   void extrapolate(std::size_t i, double step) {
     table_.assign(up_.size(), {});
@@ -132,7 +144,8 @@ class Differences {
   Evaluate evaluate_;
   std::vector<double> up_;
   std::vector<double> down_;
-  std::vector<double> plain_;
+  std::vector<double> noise_;
+  std::vector<Estimate> plain_;
   std::vector<Extrapolation> table_;
 };
 

@@ -204,12 +204,35 @@ TEST(Mmff, EntriesAreTheHessianAndTheModelIsItsPositivePart) {
       Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(hessian).eigenvectors().col(n - 1);
   const double curvature = stiff.dot(hessian * stiff);
   EXPECT_NEAR(stiff.dot(model * stiff), curvature, 0.1 * curvature);
-  entries.clear();
-  QZForceFieldTerm pairs(Kind::MMFF94, Term::VanDerWaals);
-  ASSERT_TRUE(pairs.Setup(mol));
-  EXPECT_FALSE(pairs.AppendModelHessian(x.data(), entries));
-  EXPECT_TRUE(entries.empty());
   EXPECT_TRUE(QZIsFrameInvariant(ff));
+}
+
+// Two ions: the model is the curvature along their distance where that is stiff, otherwise nothing.
+TEST(Mmff, ModelOfAContactIsItsCurvature) {
+  QZChem::QZGraphMol salt;
+  salt.AddAtom(11, 0.0, 0.0, 0.0)->SetFormalCharge(1);
+  salt.AddAtom(17, 2.5, 0.0, 0.0)->SetFormalCharge(-1);
+  QZStandardFF ff(Kind::MMFF94);
+  ASSERT_TRUE(ff.Setup(salt));
+  const auto energyAt = [&](double r) {
+    const std::vector<double> x{0.0, 0.0, 0.0, r, 0.0, 0.0};
+    return ff(x.data());
+  };
+  for (const double r : {2.2, 2.5, 3.5}) {
+    constexpr double kStep = 1e-3;
+    const double curvature =
+        (energyAt(r + kStep) - 2.0 * energyAt(r) + energyAt(r - kStep)) / (kStep * kStep);
+    Entries entries;
+    const std::vector<double> x{0.0, 0.0, 0.0, r, 0.0, 0.0};
+    ASSERT_TRUE(ff.AppendModelHessian(x.data(), entries));
+    Eigen::MatrixXd expected = Eigen::MatrixXd::Zero(6, 6);
+    if (curvature > 2.0) {
+      expected(0, 0) = expected(3, 3) = curvature;
+      expected(0, 3) = expected(3, 0) = -curvature;
+    }
+    EXPECT_EQ(curvature > 2.0, r < 3.0) << curvature;
+    EXPECT_LE((Dense(entries, 6) - expected).cwiseAbs().maxCoeff(), 1e-4 * std::abs(curvature));
+  }
 }
 
 // Frozen, it is what a subset adaptor's predicates make of it, and the caller's selections stay.

@@ -117,6 +117,41 @@ class NearLine final : public QZOpt::QZFunc2 {
   double fault_;
 };
 
+// Two overlapping atoms on one variable, a spring on the other, which their energy's rounding
+// hides.
+class Overlap final : public QZOpt::QZFunc1 {
+ public:
+  explicit Overlap(double fault) : fault_(fault) {}
+  using QZFunc1::operator();
+  unsigned int NumVar() const override { return 2; }
+  double operator()(const double* x) override {
+    return std::pow(x[0], -12.0) + 3.0 * (x[1] - 1.0) * (x[1] - 1.0);
+  }
+  double operator()(const double* x, double* grad) override {
+    grad[0] += -12.0 * std::pow(x[0], -13.0) * (1.0 + fault_);
+    grad[1] += 6.0 * (x[1] - 1.0);
+    return (*this)(x);
+  }
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double*) override {
+    return QZSystem::QZMakeEmptyIter<QZOpt::QZFComponent>();
+  }
+
+ private:
+  double fault_;
+};
+
+TEST(CheckFunc, KnowsWhatRoundingHides) {
+  for (const double near : {0.5, 0.2, 0.12, 0.05}) {
+    SCOPED_TRACE(near);
+    const double x[2] = {near, 1.3};
+    Overlap right(0.0);
+    const auto result = QZCheckFunc().Check(right, x);
+    EXPECT_TRUE(result.Passes(1e-5)) << result.gradient.analytic << " " << result.gradient.numeric;
+    Overlap wrong(1e-3);
+    EXPECT_FALSE(QZCheckFunc().Check(wrong, x).Passes(1e-5));
+  }
+}
+
 TEST(CheckFunc, FindsAStepBesideStraightAngles) {
   for (const double off : {1e-2, 1e-3, 1e-4, 3e-5}) {
     SCOPED_TRACE(off);

@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
-#include <tuple>
 
 #include "molpot/program.h"
 #include "support/molecules.h"
@@ -74,44 +73,6 @@ TEST(Host, IsRefusedWhereItCannotBeRight) {
         scratch.Molpot(std::string("minimize data/butane.sdf -o out.sdf ") + options);
     EXPECT_NE(result.status, 0) << options;
     EXPECT_NE(result.err.find("host"), std::string::npos) << result.err;
-  }
-}
-
-// What holds a molecule at a place, an expression or a reference, reaches it.
-TEST(Restraints, WallsExpressionsTethersAndHeldTorsionsDoWhatTheySay) {
-  const Scratch scratch;
-  const std::string run = "minimize data/butane.sdf -o out.sdf ";
-  const auto distance = [&](unsigned int a, unsigned int b) {
-    const auto m = scratch.Molecules("out.sdf").at(0);
-    return QZChem::QZGetDistance(m, m.GetAtom(a), m.GetAtom(b));
-  };
-  ASSERT_EQ(scratch.Molpot(run + "--expression '500*(distance(1,4)-3.2)^2'").status, 0);
-  EXPECT_NEAR(distance(0, 3), 3.2, 0.05);
-  ASSERT_EQ(scratch.Molpot(run + "--wall 'box -9 -9 -9 9 9 -5 50'").status, 0);
-  for (const auto& p : {2, 5, 11, 38}) {
-    EXPECT_LT(Coords(scratch.Molecules("out.sdf").at(0))[static_cast<std::size_t>(p)], -4.5);
-  }
-  scratch.File("reference.sdf", scratch.Molecules("out.sdf").at(0));
-  const auto tethered = scratch.Molpot(run + "--tether 'reference.sdf CCCC 0 500'");
-  ASSERT_EQ(tethered.status, 0) << tethered.err;
-  const auto end = tethered.out.find(" Å RMS away");
-  ASSERT_NE(end, std::string::npos) << tethered.out;
-  const auto begin = tethered.out.rfind(": ", end) + 2;
-  EXPECT_LT(std::stod(tethered.out.substr(begin, end - begin)), 0.1);
-  const auto held = scratch.Molpot("minimize data/ibuprofen.sdf -o out.sdf --hold-torsions 500");
-  ASSERT_EQ(held.status, 0) << held.err;
-  EXPECT_NE(held.out.find("--hold-torsions, atoms"), std::string::npos) << held.out;
-  const std::tuple<const char*, const char*> refused[] = {
-      {"--wall 'cone 1 2 3 4 5'", "sphere or a box"},
-      {"--wall 'sphere 0 0 0 -1 5'", "positive"},
-      {"--expression 'distance(1,2'", "position"},
-      {"--tether 'absent.sdf C'", "cannot be read"},
-      {"--hold-torsions -3", "positive"},
-  };
-  for (const auto& [options, reason] : refused) {
-    const auto result = scratch.Molpot(run + options);
-    EXPECT_EQ(result.status, 2) << options;
-    EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
   }
 }
 

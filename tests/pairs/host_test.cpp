@@ -167,6 +167,52 @@ TEST(Host, FlexibleAtomsHaveAllTheirTerms) {
   EXPECT_EQ(QZHostField::LigandOf(joined).NumAtoms(), ligand.NumAtoms());
 }
 
+// Pairs of two fixed atoms are left out, all others stay: forces on what is free are the same, and
+// energies differ by a constant.
+TEST(Host, FreezingLeavesOutPairsOfFixedAtoms) {
+  const QZGraphMol host = DataMolecule("decapeptide");
+  const QZGraphMol ligand = Ligand();
+  std::mt19937 random(kSeed);
+  for (const double cutoff : {0.0, 7.0}) {
+    QZHostOptions options;
+    options.cutoff = cutoff;
+    const QZHostField field = FieldOf(host, options);
+    const auto near = field.FindNear(ligand, 4.0);
+    for (const auto& flexible : {std::vector<unsigned int>(), near}) {
+      const QZGraphMol joined = field.Join(ligand, flexible);
+      QZHostFunc all(field);
+      ASSERT_TRUE(all.Setup(joined));
+      QZHostFunc some(all);
+      std::vector<unsigned char> fixed(joined.NumAtoms(), 0);
+      std::fill_n(fixed.begin(), 13, 1);  // of the ligand
+      for (std::size_t i = ligand.NumAtoms(); i < fixed.size(); i += 2) fixed[i] = 1;
+      ASSERT_TRUE(some.Freeze(fixed.data()));
+      QZHostFunc copy(some);
+      std::vector<double> x = Coords(joined);
+      double left[2] = {};
+      for (double& difference : left) {
+        std::vector<double> wanted(x.size(), 0.0);
+        std::vector<double> grad(x.size(), 0.0);
+        difference = all(x.data(), wanted.data()) - some(x.data(), grad.data());
+        EXPECT_EQ(copy(x.data()), some(x.data()));
+        for (std::size_t k = 0; k < x.size(); ++k) {
+          if (fixed[k / 3]) continue;
+          EXPECT_NEAR(grad[k], wanted[k], 1e-9 * (1.0 + std::abs(wanted[k])));
+        }
+        const auto moved = Jittered(x, 0.05, random);
+        for (std::size_t k = 0; k < x.size(); ++k) x[k] = fixed[k / 3] ? x[k] : moved[k];
+      }
+      EXPECT_NEAR(left[0], left[1], 1e-8 * std::abs(left[0]));
+      EXPECT_NE(left[0], 0.0);
+      std::ranges::fill(fixed, 1);
+      ASSERT_TRUE(some.Freeze(fixed.data()));
+      EXPECT_EQ(some.GetEnergies(x.data()).Interaction(), 0.0);
+      some.Freeze(nullptr);
+      EXPECT_EQ(some(x.data()), all(x.data()));
+    }
+  }
+}
+
 TEST(Host, IsSharedByThreads) {
   const QZGraphMol host = DataMolecule("decapeptide");
   const QZGraphMol ligand = Ligand();

@@ -113,10 +113,10 @@ class QZ_API QZHostFunc final : public QZMolFunc2,
                                                        unsigned int selector) const override;
   bool Setup(const QZChem::QZMolBase& mol) override;
   void Clear() override;
-  /// Models of the bonded terms of ligand and flexible atoms.
+  /// Models of ligand, flexible atoms and what lies between.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
-  /// Leaves out terms of the ligand and of flexible host atoms that are all fixed; interactions of
-  /// a fixed ligand atom stay.
+  /// Leaves out terms of the ligand and of flexible host atoms that are all fixed, and the
+  /// interactions of two fixed atoms.
   bool Freeze(const unsigned char* fixed) override;
   QZHostFunc* CreateCopy() const override { return new QZHostFunc(*this); }
 

@@ -47,6 +47,8 @@ class QZ_API QZStandardFF final : public QZGenericFF2 {
   /// are to be summed. False, with nothing appended, before `Setup` and when a function beside the
   /// force field's own terms was added.
   bool AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries);
+  /// The terms' models, those of both kinds of pairs as one.
+  bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   bool Freeze(const unsigned char* fixed) override;
   QZStandardFF* CreateCopy() const override { return new QZStandardFF(*this); }
 

@@ -2,19 +2,39 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 #include "host/field.h"
 #include "kernels/packed.h"
 #include "pairs/evaluator.h"
+#include "pairs/model.h"
 #include "perception/cross.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
 namespace {
 
-constexpr unsigned int kRigid = std::numeric_limits<unsigned int>::max();
+constexpr unsigned int kRigid = kNoVariable;
+
+/// The pairs between those atoms (numbers) of the ligand and of the host that `counts` takes.
+template <class Counts>
+PairInput Restricted(const PairInput& all, Counts counts) {
+  PairInput some = all;
+  std::size_t kept = 0;
+  for (unsigned int i = 0; i < all.NumAtoms(); ++i) {
+    if (!counts(i)) continue;
+    some.atoms[kept] = all.atoms[i];
+    some.types[kept] = all.types[i];
+    some.mobile[kept] = all.mobile[i];
+    if (!all.charges.empty()) some.charges[kept] = all.charges[i];
+    ++kept;
+  }
+  some.atoms.resize(kept);
+  some.types.resize(kept);
+  some.mobile.resize(kept);
+  if (!all.charges.empty()) some.charges.resize(kept);
+  return some;
+}
 
 }  // namespace
 
@@ -25,8 +45,8 @@ struct QZHostFunc::Impl {
   Impl(const Impl& other)
       : field(other.field),
         ligand(other.ligand),
-        between(other.between != nullptr ? std::make_unique<PairEvaluator>(*other.between)
-                                         : nullptr),
+        pairs(other.pairs),
+        between(other.between),
         host(other.host != nullptr ? std::make_unique<QZStandardFF>(*other.host) : nullptr),
         ligandBound(other.ligandBound),
         flexible(other.flexible),
@@ -35,7 +55,7 @@ struct QZHostFunc::Impl {
         grad(other.grad),
         entries(other.entries) {}
 
-  bool IsBound() const { return between != nullptr; }
+  bool IsBound() const { return !between.empty(); }
   unsigned int NumAtoms() const { return ligandBound + static_cast<unsigned int>(flexible.size()); }
   void Load(const double* vars) {
     std::copy_n(vars, 3 * std::size_t{ligandBound}, x.begin());
@@ -57,10 +77,13 @@ struct QZHostFunc::Impl {
   /// Entries of the host's matrix that are of variables, from `first` on; the others are dropped.
   void MapHostEntries(std::vector<QZOpt::QZMatrixEntry>& from, std::size_t first) const;
   Energies Evaluate(const double* vars, double* gradient);
+  /// Leaves out the pairs of two fixed atoms; null: none is fixed.
+  void FreezePairs(const unsigned char* fixed);
 
   QZHostField field;
   QZStandardFF ligand;
-  std::unique_ptr<PairEvaluator> between;  // null: not set up
+  std::shared_ptr<const PairInput> pairs;  // all between ligand and host; shared with copies
+  std::vector<PairEvaluator> between;      // what is computed of them; empty: not set up
   std::unique_ptr<QZStandardFF> host;      // null without flexible atoms
   unsigned int ligandBound = 0;
   std::vector<unsigned int> flexible;
@@ -90,21 +113,44 @@ void QZHostFunc::Impl::MapHostEntries(std::vector<QZOpt::QZMatrixEntry>& from,
 QZHostFunc::Energies QZHostFunc::Impl::Evaluate(const double* vars, double* gradient) {
   Energies energies;
   Load(vars);
-  PairEnergies pairs;
   if (gradient == nullptr) {
     energies.ligand = ligand(x.data());
-    pairs = between->Energy(x.data(), {});
     if (host != nullptr) energies.host = (*host)(HostPart(x));
   } else {
     std::ranges::fill(grad, 0.0);
     energies.ligand = ligand(x.data(), grad.data());
-    pairs = between->Gradient(x.data(), {}, grad.data());
     if (host != nullptr) energies.host = (*host)(HostPart(x), HostPart(grad));
-    Unload(gradient);
   }
-  energies.vanDerWaals = pairs.vanDerWaals;
-  energies.electrostatics = pairs.electrostatics;
+  for (PairEvaluator& part : between) {
+    const PairEnergies sums =
+        gradient == nullptr ? part.Energy(x.data(), {}) : part.Gradient(x.data(), {}, grad.data());
+    energies.vanDerWaals += sums.vanDerWaals;
+    energies.electrostatics += sums.electrostatics;
+  }
+  if (gradient != nullptr) Unload(gradient);
   return energies;
+}
+
+void QZHostFunc::Impl::FreezePairs(const unsigned char* fixed) {
+  // By number: whether the atom is fixed, those of the host that never move included.
+  std::vector<unsigned char> held(pairs->NumAtoms(), 0);
+  bool holdsLigand = false;
+  for (unsigned int i = 0; i < held.size(); ++i) {
+    const unsigned int at = variable[pairs->atoms[i]];
+    held[i] = at == kRigid || (fixed != nullptr && fixed[at] != 0);
+    holdsLigand = holdsLigand || (held[i] && pairs->mobile[i]);
+  }
+  between.clear();
+  if (!holdsLigand) {
+    between.emplace_back(*pairs);
+    return;
+  }
+  between.emplace_back(
+      Restricted(*pairs, [&](unsigned int i) { return !pairs->mobile[i] || !held[i]; }));
+  if (!flexible.empty()) {
+    between.emplace_back(Restricted(
+        *pairs, [&](unsigned int i) { return static_cast<bool>(pairs->mobile[i]) == held[i]; }));
+  }
 }
 
 QZHostFunc::QZHostFunc(const QZHostField& field) : impl_(std::make_unique<Impl>(field)) {}
@@ -157,13 +203,15 @@ bool QZHostFunc::Setup(const QZChem::QZMolBase& mol) {
   impl_->x.assign(3 * std::size_t{impl_->ligandBound}, 0.0);
   impl_->x.insert(impl_->x.end(), data->coords.begin(), data->coords.end());
   impl_->grad.assign(impl_->x.size(), 0.0);
-  impl_->between = std::make_unique<PairEvaluator>(std::move(input));
+  impl_->pairs = std::make_shared<const PairInput>(std::move(input));
+  impl_->FreezePairs(nullptr);
   return true;
 }
 
 void QZHostFunc::Clear() {
   impl_->ligand.Clear();
-  impl_->between.reset();
+  impl_->between.clear();
+  impl_->pairs.reset();
   impl_->host.reset();
   impl_->flexible.clear();
   impl_->ligandBound = 0;
@@ -205,7 +253,9 @@ bool QZHostFunc::operator()(const double* x, double* hessian, double* grad) {
       AddMixedBlock(hessian, variable[i], variable[j], block);
     }
   };
-  impl_->between->HessianBlocks(impl_->x.data(), {}, add, nullptr);
+  for (PairEvaluator& part : impl_->between) {
+    part.HessianBlocks(impl_->x.data(), {}, add, nullptr);
+  }
   if (impl_->host == nullptr) return true;
   auto& entries = impl_->entries;
   entries.clear();
@@ -240,6 +290,10 @@ bool QZHostFunc::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrix
   if (!impl_->IsBound()) return false;
   impl_->Load(x);
   if (!impl_->ligand.AppendModelHessian(impl_->x.data(), entries)) return false;
+  const auto place = [this](unsigned int atom) { return impl_->variable[atom]; };
+  for (PairEvaluator& part : impl_->between) {
+    AppendStiffPairs(part, impl_->x.data(), {}, place, entries);
+  }
   if (impl_->host == nullptr) return true;
   const std::size_t first = entries.size();
   impl_->host->AppendModelHessian(impl_->HostPart(impl_->x), entries);
@@ -250,6 +304,7 @@ bool QZHostFunc::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrix
 bool QZHostFunc::Freeze(const unsigned char* fixed) {
   if (!impl_->IsBound()) return false;
   impl_->ligand.Freeze(fixed);
+  impl_->FreezePairs(fixed);
   if (impl_->host == nullptr) return true;
   std::vector<unsigned char>& ofHost = impl_->fixedInHost;
   ofHost.assign(impl_->variable.size() - impl_->ligandBound, 1);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "kernels/packed.h"
+#include "kernels/vec3.h"
 
 namespace QZMolPotential {
 namespace {
@@ -27,16 +28,12 @@ PairInput Checked(PairInput input) {
 /// for each atom with itself and -H between them.
 template <class Block>
 struct Expansion {
-  const PairView& view;
   const unsigned int* atoms;
   double* diagonal;
   Block& block;
+  PairView view = {};
 
-  static void RowDone(void* context, std::size_t row) {
-    static_cast<Expansion*>(context)->Expand(row);
-  }
-
-  void Expand(std::size_t i) {
+  void Take(std::size_t i) {
     const unsigned int atom = atoms[view.number[i]];
     double own[6] = {};
     view.ForEachRun(i, [&](std::size_t begin, std::size_t end) {
@@ -60,6 +57,29 @@ struct Expansion {
       }
     });
     for (std::size_t k = 0; k < 6; ++k) diagonal[6 * i + k] += own[k];
+  }
+};
+
+/// Picks out the pairs whose energy curves upwards by more than `least` along their distance.
+struct Springs {
+  const unsigned int* atoms;
+  double least;
+  const PairEvaluator::BlockSink& stiff;
+  PairView view = {};
+
+  void Take(std::size_t i) {
+    view.ForEachRun(i, [&](std::size_t begin, std::size_t end) {
+      for (std::size_t j = begin; j < end; ++j) {
+        if (view.first[j] == 0.0 && view.second[j] == 0.0) continue;
+        const Vec3 d{view.x[i] - view.x[j], view.y[i] - view.y[j], view.z[i] - view.z[j]};
+        const double square = Dot(d, d);
+        const double curvature = view.first[j] + view.second[j] * square;
+        if (!(curvature > least) || view.number[j] == kNoAtom) continue;
+        const Vec3 s = (curvature / square) * d;
+        const double h[6] = {s.x * d.x, s.x * d.y, s.x * d.z, s.y * d.y, s.y * d.z, s.z * d.z};
+        stiff(atoms[view.number[i]], atoms[view.number[j]], h);
+      }
+    });
   }
 };
 
@@ -112,21 +132,29 @@ PairEnergies PairEvaluator::run(const double* x, PairTerms terms, double* grad, 
     return {terms.vanDerWaals ? kNaN : 0.0, terms.electrostatics ? kNaN : 0.0};
   }
   PairView view = layout_.View(*input_);
-  const auto finish = prepare(view);
+  prepare(view);
   const bool derivatives = grad != nullptr || view.rowDone != nullptr;
   if (derivatives) layout_.ClearGradient();
   const PairEnergies energies = RunPairs(view, terms, derivatives);
   if (grad != nullptr) layout_.AddGradient(*input_, grad);
-  finish();
   return energies;
 }
 
 PairEnergies PairEvaluator::Energy(const double* x, PairTerms terms) {
-  return run(x, terms, nullptr, [](PairView&) { return [] {}; });
+  return run(x, terms, nullptr, [](PairView&) {});
 }
 
 PairEnergies PairEvaluator::Gradient(const double* x, PairTerms terms, double* grad) {
-  return run(x, terms, grad, [](PairView&) { return [] {}; });
+  return run(x, terms, grad, [](PairView&) {});
+}
+
+template <class Rows>
+PairEnergies PairEvaluator::runRows(const double* x, PairTerms terms, Rows& rows, double* grad) {
+  return run(x, terms, grad, [&](PairView& view) {
+    rows.view = view;
+    view.rowDone = [](void* context, std::size_t row) { static_cast<Rows*>(context)->Take(row); };
+    view.context = &rows;
+  });
 }
 
 template <class Block>
@@ -136,19 +164,14 @@ PairEnergies PairEvaluator::runHessian(const double* x,
                                        double* grad) {
   double* const diagonal = layout_.Diagonal().data();
   const unsigned int* const atoms = input_->atoms.data();
-  PairView loops;
-  Expansion<Block> expansion{loops, atoms, diagonal, block};
-  return run(x, terms, grad, [&](PairView& view) {
-    loops = view;
-    view.rowDone = &Expansion<Block>::RowDone;
-    view.context = &expansion;
-    return [&] {
-      layout_.ForEachUsedSlot([&](std::size_t s) {
-        const unsigned int atom = atoms[loops.number[s]];
-        block(atom, atom, diagonal + 6 * s);
-      });
-    };
+  Expansion<Block> expansion{atoms, diagonal, block};
+  const PairEnergies energies = runRows(x, terms, expansion, grad);
+  if (expansion.view.number == nullptr) return energies;  // nothing was computed
+  layout_.ForEachUsedSlot([&](std::size_t s) {
+    const unsigned int atom = atoms[expansion.view.number[s]];
+    block(atom, atom, diagonal + 6 * s);
   });
+  return energies;
 }
 
 PairEnergies PairEvaluator::Hessian(const double* x,
@@ -164,6 +187,15 @@ PairEnergies PairEvaluator::HessianBlocks(const double* x,
                                           double* grad) {
   return runHessian(
       x, terms, [&](unsigned int i, unsigned int j, const double* h) { block(i, j, h); }, grad);
+}
+
+void PairEvaluator::ForEachStiff(const double* x,
+                                 PairTerms terms,
+                                 double least,
+                                 const BlockSink& stiff) {
+  layout_.Diagonal();  // with it comes the room for the coefficients
+  Springs springs{input_->atoms.data(), least, stiff};
+  runRows(x, terms, springs, nullptr);
 }
 
 }  // namespace QZMolPotential

@@ -47,6 +47,11 @@ class PairEvaluator {
                              const BlockSink& block,
                              double* grad);
 
+  /// Where the energy of two atoms, as a function of their distance r, curves upwards by more than
+  /// `least` (kcal/mol/Å²): stiff(i, j, h) receives the positive semidefinite E'' d ⊗ d / r² of
+  /// those atoms (indices), h as above. What such a contact adds to a model of the Hessian.
+  void ForEachStiff(const double* x, PairTerms terms, double least, const BlockSink& stiff);
+
   /// Calls visit(i, j, energies) for each counted pair of atoms (numbers, i < j), one by one and
   /// without regard to speed: for listings. Cost: O(atoms²) whatever the cutoff.
   using Visitor = std::function<void(unsigned int, unsigned int, PairEnergies)>;
@@ -56,9 +61,12 @@ class PairEvaluator {
   std::size_t NumListings() const { return layout_.NumListings(); }
 
  private:
-  // prepare(view) may ask for second derivatives and returns what is called in the end.
+  // prepare(view) may ask for second derivatives.
   template <class Prepare>
   PairEnergies run(const double* x, PairTerms terms, double* grad, Prepare prepare);
+  // `rows` takes the coefficients of second derivatives row by row.
+  template <class Rows>
+  PairEnergies runRows(const double* x, PairTerms terms, Rows& rows, double* grad);
   template <class Block>
   PairEnergies runHessian(const double* x, PairTerms terms, Block block, double* grad);
 

@@ -8,6 +8,7 @@
 
 #include "qzchem/io.h"
 #include "qzchem/perceived.h"
+#include "qzchem/templates.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
@@ -118,8 +119,8 @@ std::shared_ptr<const Perception> Perception::FindParameters(const QZChem::QZMol
     return nullptr;
   }
   const std::string name = std::string("molecule ") + mol.GetTitle();
-  if (QZChem::QZLacksHydrogens(mol)) {
-    reason = name + " lacks hydrogens";
+  if (const std::string missing = QZChem::QZFindMissing(mol); !missing.empty()) {
+    reason = name + (QZChem::QZHasBondOrders(mol) ? " lacks hydrogens: " : ": ") + missing;
     return nullptr;
   }
   auto perception = std::static_pointer_cast<const Perception>(QZChem::QZGetPerceived(

@@ -16,6 +16,7 @@
 
 #include "perception/perception.h"
 #include "perception/rdkit_bridge.h"
+#include "qzchem/locale.h"
 
 namespace QZMolPotential {
 namespace {
@@ -142,6 +143,8 @@ class Collector {
 std::unique_ptr<const UffParameters> PerceiveUff(const QZChem::QZMolBase& mol,
                                                  const AtomGraph& graph,
                                                  std::string& error) {
+  // The parameters are parsed at first use, by the program's locale.
+  const QZChem::QZClassicNumbers numbers;
   try {
     const QZChem::QZRDKitMol converted = QZChem::QZToRDKit(mol, /*coordinates=*/true);
     if (!converted.error.empty()) {

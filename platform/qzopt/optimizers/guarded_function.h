@@ -45,6 +45,8 @@ class GuardedFunction {
 
   bool HasBest() const { return !best_.x.empty(); }
   const Point& Best() const { return best_; }
+  /// What was seen belongs to other variables.
+  void ForgetBest() { best_ = {}; }
 
  private:
   bool fail(std::string reason);

@@ -27,6 +27,16 @@ bool FitsScales(const std::vector<double>& scales, std::size_t n) {
                             }));
 }
 
+Eigen::MatrixXd LowerTriangle(const std::vector<double>& packed, std::size_t n) {
+  const auto size = static_cast<Eigen::Index>(n);
+  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(size, size);
+  std::size_t next = 0;
+  for (Eigen::Index row = 0; row < size; ++row) {
+    for (Eigen::Index column = 0; column <= row; ++column) matrix(row, column) = packed[next++];
+  }
+  return matrix;
+}
+
 Metric::Metric(std::size_t n, const std::vector<double>& scales) : n_(n), scales_(scales) {}
 
 bool Metric::TakeModel(QZHessianModel* model, const double* x) {
@@ -68,35 +78,54 @@ bool Metric::factorise(SparseMatrix& matrix) {
   auto factor = std::make_unique<Factor>(matrix);
   if (factor->info() != Eigen::Success) return false;
   factor_ = std::move(factor);
+  dense_.reset();
   matrix_ = matrix;
   work_.resize(matrix.rows());
   return true;
 }
 
+bool Metric::TakeMatrix(const std::vector<double>& packed) {
+  Eigen::MatrixXd matrix = LowerTriangle(packed, n_);
+  auto factor = std::make_unique<Eigen::LLT<Eigen::MatrixXd>>(matrix);
+  if (factor->info() != Eigen::Success || !matrix.allFinite()) return false;
+  dense_ = std::move(factor);
+  factor_.reset();
+  denseMatrix_ = std::move(matrix);
+  return true;
+}
+
 void Metric::StepFrom(const double* y, double* dx) const {
-  if (!IsModel()) {
-    for (std::size_t i = 0; i < n_; ++i) dx[i] = Scale(i) * y[i];
-    return;
-  }
   const auto n = static_cast<Eigen::Index>(n_);
-  work_ = ConstVector(y, n);
-  factor_->matrixU().solveInPlace(work_);
-  Vector(dx, n) = factor_->permutationPinv() * work_;
+  if (dense_) {
+    Vector(dx, n) = dense_->matrixU().solve(ConstVector(y, n));
+  } else if (factor_) {
+    work_ = ConstVector(y, n);
+    factor_->matrixU().solveInPlace(work_);
+    Vector(dx, n) = factor_->permutationPinv() * work_;
+  } else {
+    for (std::size_t i = 0; i < n_; ++i) dx[i] = Scale(i) * y[i];
+  }
 }
 
 void Metric::GradientOverY(const double* grad, double* gradY) const {
-  if (!IsModel()) {
-    for (std::size_t i = 0; i < n_; ++i) gradY[i] = Scale(i) * grad[i];
-    return;
-  }
   const auto n = static_cast<Eigen::Index>(n_);
-  work_ = factor_->permutationP() * ConstVector(grad, n);
-  factor_->matrixL().solveInPlace(work_);
-  Vector(gradY, n) = work_;
+  if (dense_) {
+    Vector(gradY, n) = dense_->matrixL().solve(ConstVector(grad, n));
+  } else if (factor_) {
+    work_ = factor_->permutationP() * ConstVector(grad, n);
+    factor_->matrixL().solveInPlace(work_);
+    Vector(gradY, n) = work_;
+  } else {
+    for (std::size_t i = 0; i < n_; ++i) gradY[i] = Scale(i) * grad[i];
+  }
 }
 
 void Metric::AddTo(double factor, Eigen::MatrixXd& matrix) const {
-  if (!IsModel()) {
+  if (dense_) {
+    matrix.triangularView<Eigen::Lower>() += factor * denseMatrix_;
+    return;
+  }
+  if (!factor_) {
     matrix.diagonal() += factor * Diagonal();
     return;
   }
@@ -108,7 +137,8 @@ void Metric::AddTo(double factor, Eigen::MatrixXd& matrix) const {
 }
 
 Eigen::VectorXd Metric::Diagonal() const {
-  if (IsModel()) return matrix_.diagonal();
+  if (dense_) return denseMatrix_.diagonal();
+  if (factor_) return matrix_.diagonal();
   Eigen::VectorXd diagonal(static_cast<Eigen::Index>(n_));
   for (std::size_t i = 0; i < n_; ++i) {
     diagonal[static_cast<Eigen::Index>(i)] = 1.0 / (Scale(i) * Scale(i));
@@ -117,7 +147,8 @@ Eigen::VectorXd Metric::Diagonal() const {
 }
 
 Eigen::VectorXd Metric::Times(const Eigen::VectorXd& v) const {
-  if (IsModel()) return matrix_.selfadjointView<Eigen::Lower>() * v;
+  if (dense_) return denseMatrix_.selfadjointView<Eigen::Lower>() * v;
+  if (factor_) return matrix_.selfadjointView<Eigen::Lower>() * v;
   return Diagonal().cwiseProduct(v);
 }
 

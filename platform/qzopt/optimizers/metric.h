@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <Eigen/Cholesky>
 #include <Eigen/SparseCholesky>
 #include <Eigen/SparseCore>
 #include <memory>
@@ -16,10 +17,13 @@ inline constexpr const char* kWrongScales = "there must be one positive scale fo
 /// Whether there are no scales, or one positive number for each of the `n` variables.
 bool FitsScales(const std::vector<double>& scales, std::size_t n);
 
+/// A packed lower triangle of `n` rows as a matrix; 0 above the diagonal.
+Eigen::MatrixXd LowerTriangle(const std::vector<double>& packed, std::size_t n);
+
 /// The positive definite matrix M in which a minimiser measures steps: the unit matrix, a diagonal
-/// 1 / scale², or a model Hessian. With M = Pᵀ L Lᵀ P the variables y of
+/// 1 / scale², a model Hessian, or any matrix. With M = Pᵀ L Lᵀ P the variables y of
 ///   x = x0 + Pᵀ L⁻ᵀ y
-/// are those in which M is the unit matrix.
+/// are those in which M is the unit matrix; P is the order in which a sparse M is factored.
 class Metric {
  public:
   /// `scales`: one positive number for each of the `n` variables, or none for all 1.
@@ -29,7 +33,13 @@ class Metric {
   /// of keeps 1 / scale². False, with the metric as it was, where there is no usable model.
   bool TakeModel(QZHessianModel* model, const double* x);
 
-  bool IsModel() const { return factor_ != nullptr; }
+  /// Takes a matrix, packed, which need not be a model's; `TakeModel` may replace it. False, with
+  /// the metric as it was, where it is not positive definite.
+  bool TakeMatrix(const std::vector<double>& packed);
+  /// Back to the scales, where there is such a matrix.
+  void DropMatrix() { dense_.reset(); }
+
+  bool IsDiagonal() const { return factor_ == nullptr && dense_ == nullptr; }
   double Scale(std::size_t i) const { return scales_.empty() ? 1.0 : scales_[i]; }
 
   /// dx = Pᵀ L⁻ᵀ y, n doubles each.
@@ -50,8 +60,10 @@ class Metric {
 
   std::size_t n_;
   std::vector<double> scales_;
-  std::unique_ptr<Factor> factor_;      // null: diagonal
-  Eigen::SparseMatrix<double> matrix_;  // the model, lower triangle
+  std::unique_ptr<Factor> factor_;                      // of a model; null: none
+  Eigen::SparseMatrix<double> matrix_;                  // the model, lower triangle
+  std::unique_ptr<Eigen::LLT<Eigen::MatrixXd>> dense_;  // of any other matrix; null: none
+  Eigen::MatrixXd denseMatrix_;                         // lower triangle
   std::vector<QZMatrixEntry> entries_;
   mutable Eigen::VectorXd work_;
 };

@@ -154,10 +154,13 @@ QZOptResult Minimisation::Run(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) 
     RunState state(guarded, options_, checkpoint, /*continues=*/result_.restarts > 0);
     state.Start(x);
     if (state.HasStarted()) descend(state, scales_);
+    result_.revisions += state.Revisions();
     const double before = result_.energy;
     const double gradientBefore = result_.gradientNorm;
     const bool isFirst = result_.restarts == 0;
-    const bool isBetter = isFirst || state.Converged() || state.Current().energy < before;
+    // After a revision `x` means nothing any more.
+    const bool isBetter =
+        isFirst || state.Converged() || state.Revisions() > 0 || state.Current().energy < before;
     if (isBetter) {
       take(state);
       if (state.HasStarted()) std::ranges::copy(state.Current().x, x);

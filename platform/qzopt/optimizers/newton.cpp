@@ -47,12 +47,7 @@ class NewtonRun {
 
 bool NewtonRun::takeHessian() {
   if (!state_.Func().EvaluateHessian(state_.Current().x.data(), packed_)) return false;
-  const auto n = static_cast<Eigen::Index>(n_);
-  hessian_.resize(n, n);
-  std::size_t next = 0;
-  for (Eigen::Index row = 0; row < n; ++row) {
-    for (Eigen::Index column = 0; column <= row; ++column) hessian_(row, column) = packed_[next++];
-  }
+  hessian_ = LowerTriangle(packed_, n_);
   metric_.TakeModel(model_, state_.Current().x.data());
   return true;
 }
@@ -106,6 +101,8 @@ void NewtonRun::Run() {
     while (!state_.Ended() && takeHessian()) {
       if (radius_ == 0.0) radius_ = firstRadius();
       if (!takeStep()) return;
+      std::vector<QZCurvatureStep> none;  // the next Hessian is computed
+      if (state_.IsRevisionDue() && !state_.Revise(none)) return;
     }
   } catch (const std::bad_alloc&) {
     // As if there were no Hessian.

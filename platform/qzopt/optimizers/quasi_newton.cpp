@@ -24,6 +24,12 @@ constexpr int kFullHistory = 2000;
 constexpr int kShortHistory = 300;
 // Iterations between models. bench/README.md tells how the number was chosen.
 constexpr unsigned int kModelLife = 40;
+// A carried-over Hessian is a dense matrix: none beyond so many variables, and of so many steps.
+constexpr std::size_t kLargestCarried = 1500;
+constexpr std::size_t kMostCarriedSteps = 30;
+// A step whose product with the change of the gradient is below this part of their lengths' tells
+// nothing of a positive curvature.
+constexpr double kLeastCurvature = 1e-8;
 // Attempts from the best point with a fresh Hessian after the line search broke down.
 constexpr int kMaxRestarts = 5;
 
@@ -43,6 +49,31 @@ class RecentPoints {
   std::size_t next_ = 0;
 };
 
+// The BFGS matrix (packed) that follows from the metric by the steps.
+std::vector<double> UpdatedMatrix(const Metric& metric,
+                                  std::size_t numVar,
+                                  const std::vector<QZCurvatureStep>& steps) {
+  const auto n = static_cast<Eigen::Index>(numVar);
+  Eigen::MatrixXd b = Eigen::MatrixXd::Zero(n, n);
+  metric.AddTo(1.0, b);
+  b.triangularView<Eigen::StrictlyUpper>() = b.transpose();
+  for (const QZCurvatureStep& step : steps) {
+    const Eigen::Map<const Eigen::VectorXd> s(step.move.data(), n);
+    const Eigen::Map<const Eigen::VectorXd> y(step.change.data(), n);
+    const double product = s.dot(y);
+    if (!(product > kLeastCurvature * s.norm() * y.norm())) continue;
+    const Eigen::VectorXd bs = b * s;
+    b.noalias() += y * (y.transpose() / product);
+    b.noalias() -= bs * (bs.transpose() / s.dot(bs));
+  }
+  std::vector<double> packed;
+  packed.reserve(numVar * (numVar + 1) / 2);
+  for (Eigen::Index row = 0; row < n; ++row) {
+    for (Eigen::Index column = 0; column <= row; ++column) packed.push_back(b(row, column));
+  }
+  return packed;
+}
+
 // What Ceres evaluates, and what happens after each of its iterations. Its variables are
 //   z = sqrt(s) y,   E' = s E,
 // which leaves the metric's unit Hessian a unit matrix. s sets the length of the first step, since
@@ -56,6 +87,7 @@ class Search final : public ceres::IterationCallback {
         model_(model),
         n_(state.Func().NumVar()),
         z_(n_),
+        latestZ_(n_),
         x_(n_),
         gradY_(n_) {}
 
@@ -66,6 +98,9 @@ class Search final : public ceres::IterationCallback {
  private:
   void solve();
   void setOrigin();
+  bool takeModel() { return metric_.TakeModel(model_, state_.Current().x.data()); }
+  bool revise();
+  void keepStep(const Point& from);
   void toX(const double* z);
   const Point* pointAt(const std::vector<double>& x);
   double fineEnergy(const Point& point) const;
@@ -75,6 +110,7 @@ class Search final : public ceres::IterationCallback {
   QZHessianModel* model_;
   std::size_t n_;
   std::vector<double> z_;
+  std::vector<double> latestZ_;  // whose point x_ is
   std::vector<double> x_;
   std::vector<double> gradY_;
   RecentPoints recent_;
@@ -83,8 +119,11 @@ class Search final : public ceres::IterationCallback {
   double fineBase_ = 0.0;     // the fine energy of the latest iterate
   double energyScale_ = 1.0;  // s
   double lengthScale_ = 1.0;  // sqrt(s)
+  bool hasModel_ = false;
   unsigned int modelAge_ = 0;
   bool modelDue_ = false;
+  bool revisionDue_ = false;
+  std::vector<QZCurvatureStep> steps_;  // the latest, where they may be wanted
 };
 
 class CeresFunction final : public ceres::FirstOrderFunction {
@@ -100,7 +139,10 @@ class CeresFunction final : public ceres::FirstOrderFunction {
   int n_;
 };
 
+// Ceres comes back to the z of its latest evaluation, where x_ still belongs to it.
 void Search::toX(const double* z) {
+  if (std::equal(latestZ_.begin(), latestZ_.end(), z)) return;
+  std::copy_n(z, n_, latestZ_.begin());
   for (std::size_t i = 0; i < n_; ++i) gradY_[i] = z[i] / lengthScale_;
   metric_.StepFrom(gradY_.data(), x_.data());
   for (std::size_t i = 0; i < n_; ++i) x_[i] += origin_.x[i];
@@ -153,10 +195,35 @@ ceres::CallbackReturnType Search::operator()(const ceres::IterationSummary& summ
   const Point* point = pointAt(x_);
   if (point == nullptr) return ceres::SOLVER_ABORT;
   if (fine_) fineBase_ = fineEnergy(*point);
+  const Point before = state_.Current();
   if (!state_.Iterate(*point)) return ceres::SOLVER_TERMINATE_SUCCESSFULLY;
   ++modelAge_;
-  modelDue_ = metric_.IsModel() && modelAge_ >= kModelLife;
-  return modelDue_ ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
+  modelDue_ = hasModel_ && modelAge_ >= kModelLife;
+  keepStep(before);
+  revisionDue_ = state_.IsRevisionDue();
+  return modelDue_ || revisionDue_ ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
+}
+
+void Search::keepStep(const Point& from) {
+  if (!state_.IsRevisable() || n_ > kLargestCarried) return;
+  if (steps_.size() == kMostCarriedSteps) steps_.erase(steps_.begin());
+  const Point& to = state_.Current();
+  QZCurvatureStep step{to.x, to.grad};
+  for (std::size_t i = 0; i < n_; ++i) {
+    step.move[i] -= from.x[i];
+    step.change[i] -= from.grad[i];
+  }
+  steps_.push_back(std::move(step));
+}
+
+// Other variables at the current point, with what is known of the Hessian. False: the run ended.
+bool Search::revise() {
+  if (!state_.Revise(steps_)) return false;
+  recent_ = {};
+  hasModel_ = takeModel();
+  if (!hasModel_) metric_.DropMatrix();
+  if (!steps_.empty()) metric_.TakeMatrix(UpdatedMatrix(metric_, n_, steps_));
+  return true;
 }
 
 // Sets z = 0 at the current point, and s there: the first step of the run changes no variable by
@@ -164,6 +231,7 @@ ceres::CallbackReturnType Search::operator()(const ceres::IterationSummary& summ
 void Search::setOrigin() {
   origin_ = state_.Current();
   std::ranges::fill(z_, 0.0);
+  std::ranges::fill(latestZ_, std::numeric_limits<double>::quiet_NaN());
   energyScale_ = lengthScale_ = 1.0;
   fineBase_ = 0.0;
   metric_.GradientOverY(origin_.grad.data(), gradY_.data());
@@ -184,8 +252,8 @@ void Search::solve() {
   const bool small = n_ <= kLargestFullHistory;
   options.line_search_direction_type = ceres::LBFGS;
   options.max_lbfgs_rank = small ? kFullHistory : kShortHistory;
-  if (metric_.IsModel()) options.max_lbfgs_rank = static_cast<int>(kModelLife);
-  options.use_approximate_eigenvalue_bfgs_scaling = !small && !metric_.IsModel();
+  if (hasModel_) options.max_lbfgs_rank = static_cast<int>(kModelLife);
+  options.use_approximate_eigenvalue_bfgs_scaling = !small && metric_.IsDiagonal();
   options.function_tolerance = 0.0;
   options.gradient_tolerance = 0.0;
   options.parameter_tolerance = 0.0;
@@ -200,15 +268,20 @@ void Search::solve() {
 }
 
 void Search::Run() {
-  metric_.TakeModel(model_, state_.Current().x.data());
+  hasModel_ = takeModel();
   int attempt = 0;
   while (!state_.Ended()) {
     const unsigned int before = state_.Func().Limits().Iterations();
-    modelDue_ = false;
+    modelDue_ = revisionDue_ = false;
     setOrigin();
     solve();
     if (state_.Ended() || state_.Func().Failed() || state_.Func().Stopped() != nullptr) return;
+    if (revisionDue_) {
+      if (!revise()) return;
+      continue;
+    }
     if (!modelDue_) {
+      steps_.clear();
       // The line search broke down.
       const bool gained = state_.Func().Limits().Iterations() > before;
       if ((!gained && fine_) || attempt == kMaxRestarts) return;
@@ -216,9 +289,10 @@ void Search::Run() {
       const double was = origin_.energy;
       state_.ReturnToBest();
       fine_ = fine_ || state_.IsWithinRounding(was - state_.Current().energy) || !gained;
+      metric_.DropMatrix();
     }
     modelAge_ = 0;
-    metric_.TakeModel(model_, state_.Current().x.data());
+    takeModel();
   }
 }
 

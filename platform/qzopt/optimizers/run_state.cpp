@@ -12,6 +12,8 @@ namespace {
 // Energies are sums of many terms, each rounded: digits beyond this many are not told apart.
 constexpr double kEnergyRounding = 1e-11;
 
+constexpr const char* kConverged = "converged: the gradient is below the tolerance";
+
 }  // namespace
 
 void RunState::Start(const double* x) {
@@ -40,18 +42,39 @@ bool RunState::Iterate(Point point) {
   return !ended_;
 }
 
+bool RunState::Revise(std::vector<QZCurvatureStep>& steps) {
+  if (!revisable_->Revise(current_.x.data(), steps)) {
+    revisable_ = nullptr;
+    return !ended_;
+  }
+  ++revisions_;
+  func_.ForgetBest();
+  if (!func_.Evaluate(current_.x.data(), &current_.energy, current_.grad.data())) {
+    End("the energy is infinite in the variables chosen on the way");
+    return false;
+  }
+  gradientNorm_ = RootMeanSquare(current_.grad);
+  judgeGradient();
+  return !ended_;
+}
+
 void RunState::reportIterate() {
   if (report(ended_ ? 1 : 0) || ended_) return;
   ended_ = stopped_ = reported_ = true;
   message_ = "stopped by the checkpoint";
 }
 
+bool RunState::judgeGradient() {
+  if (!(gradientNorm_ <= options_.gradientTolerance)) return false;
+  ended_ = converged_ = true;
+  message_ = kConverged;
+  return true;
+}
+
 void RunState::judge() {
+  if (judgeGradient()) return;
   const char* limit = func_.Limits().ReachedAtIteration();
-  if (gradientNorm_ <= options_.gradientTolerance) {
-    ended_ = converged_ = true;
-    message_ = "converged: the gradient is below the tolerance";
-  } else if (limit != nullptr) {
+  if (limit != nullptr) {
     ended_ = stopped_ = true;
     message_ = limit;
   } else if (options_.energyTolerance > 0.0 &&
@@ -100,7 +123,7 @@ void RunState::End(const std::string& message) {
     message_ = func_.Failed() ? func_.Failure() : message;
   }
   converged_ = gradientNorm_ <= options_.gradientTolerance && !func_.Failed();
-  if (converged_) message_ = "converged: the gradient is below the tolerance";
+  if (converged_) message_ = kConverged;
 }
 
 }  // namespace QZOpt

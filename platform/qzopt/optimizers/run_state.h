@@ -8,6 +8,7 @@
 
 #include "guarded_function.h"
 #include "qzopt/checkpoint.h"
+#include "qzopt/hints.h"
 
 namespace QZOpt {
 
@@ -21,13 +22,26 @@ class RunState {
            const QZOptOptions& options,
            QZCheckpoint1* checkpoint,
            bool continues)
-      : func_(func), options_(options), checkpoint_(checkpoint), continues_(continues) {}
+      : func_(func),
+        options_(options),
+        checkpoint_(checkpoint),
+        continues_(continues),
+        revisable_(dynamic_cast<QZRestartable*>(&func.Func())) {}
 
   GuardedFunction& Func() { return func_; }
   /// Evaluates the start and takes it as iteration 0, unless it cannot be evaluated.
   void Start(const double* x);
   /// Takes `point` as the next iterate. False: the run has ended.
   bool Iterate(Point point);
+  bool IsRevisable() const { return revisable_ != nullptr; }
+  /// Whether the function wants its variables chosen anew at the current point.
+  bool IsRevisionDue() const {
+    return revisable_ != nullptr && revisable_->IsRevisionDue(current_.x.data());
+  }
+  /// Lets it choose them; `steps` as for `QZRestartable::Revise`. False: the run has ended. Where
+  /// the function would not change them it is not asked again.
+  bool Revise(std::vector<QZCurvatureStep>& steps);
+  unsigned int Revisions() const { return revisions_; }
   /// Goes back to the best point seen where the method has left it behind.
   void ReturnToBest();
   /// Ends with `message` for want of a step, or with what made the function or a limit fail it.
@@ -47,6 +61,7 @@ class RunState {
   bool IsWithinRounding(double energyChange) const;
 
  private:
+  bool judgeGradient();
   void judge();
   void reportIterate();
   bool report(unsigned int state);
@@ -55,6 +70,8 @@ class RunState {
   const QZOptOptions& options_;
   QZCheckpoint1* checkpoint_;
   bool continues_;
+  QZRestartable* revisable_;  // null: not, or no longer
+  unsigned int revisions_ = 0;
   Point current_;
   double previousEnergy_ = std::numeric_limits<double>::infinity();
   double gradientNorm_ = std::numeric_limits<double>::quiet_NaN();

@@ -15,6 +15,12 @@ QZCheckpoint0::~QZCheckpoint0() = default;
 QZConstrFunc::~QZConstrFunc() = default;
 QZHessianModel::~QZHessianModel() = default;
 QZRestartable::~QZRestartable() = default;
+bool QZRestartable::IsRevisionDue(const double* /*x*/) {
+  return false;
+}
+bool QZRestartable::Revise(double* /*x*/, std::vector<QZCurvatureStep>& /*steps*/) {
+  return false;
+}
 
 bool QZFunc1::CheckVariablesValidity(const double* x) {
   return std::all_of(x, x + NumVar(), [](double value) { return std::isfinite(value); });

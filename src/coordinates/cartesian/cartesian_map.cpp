@@ -64,6 +64,10 @@ bool CartesianMap::PullHessian(const double* cartHess, const double* /*cartGrad*
 
 bool CartesianMap::PullModel(const std::vector<QZOpt::QZMatrixEntry>& cart,
                              std::vector<QZOpt::QZMatrixEntry>& entries) {
+  if (moving_.size() * 3 == NumCoords()) {
+    entries.insert(entries.end(), cart.begin(), cart.end());
+    return true;
+  }
   constexpr unsigned int kFixed = ~0U;
   std::vector<unsigned int> place(NumCoords(), kFixed);
   for (unsigned int k = 0; k < moving_.size(); ++k) {

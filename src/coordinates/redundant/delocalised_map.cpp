@@ -47,7 +47,7 @@ class DelocalisedMap final : public InternalMap {
  public:
   explicit DelocalisedMap(const MapRequest& request) : InternalMap(request) {
     const auto moving = static_cast<std::size_t>(std::ranges::count(fixed_, 0));
-    numBody_ = 3 * moving - std::min(3 * moving, numHeldMotions());
+    numBody_ = 3 * moving - std::min(3 * moving, fewestHeldMotions());
     column_.assign(fixed_.size(), -1);
     for (std::size_t atom = 0; atom < fixed_.size(); ++atom) {
       if (fixed_[atom]) continue;

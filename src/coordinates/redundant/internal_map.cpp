@@ -56,9 +56,13 @@ void InternalMap::numberVars() {
   turns_.assign(pieces_.size(), AxisTurn{});
 }
 
-std::size_t InternalMap::numHeldMotions() const {
+std::size_t InternalMap::fewestHeldMotions() const {
   std::size_t count = 0;
-  for (const Piece& piece : pieces_) count += (piece.Translates() ? 3 : 0) + piece.axes.size();
+  for (const Piece& piece : pieces_) {
+    const bool mayBeStraight = piece.Translates() && set_.MayBeStraight(piece.atoms);
+    count += piece.Translates() ? 3 : 0;
+    count += mayBeStraight ? std::min<std::size_t>(piece.axes.size(), 2) : piece.axes.size();
+  }
   return count;
 }
 

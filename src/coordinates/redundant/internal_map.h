@@ -27,6 +27,7 @@ class InternalMap : public CoordinateMap {
   bool Place(const double* vars, double* coords) override;
   void PullGradient(const double* cartGrad, double* grad) override;
   bool IsPathDependent() const override { return true; }
+  bool IsOutdated(const double* coords) const override { return set_.IsOutdated(coords); }
 
  protected:
   explicit InternalMap(const MapRequest& request);
@@ -46,7 +47,8 @@ class InternalMap : public CoordinateMap {
 
   /// To be called by constructors: gives the pieces' motions their variables, after the body's.
   void numberVars();
-  std::size_t numHeldMotions() const;
+  /// Over the forms that the pieces may have.
+  std::size_t fewestHeldMotions() const;
 
   std::vector<unsigned char> fixed_;
   PrimitiveSet set_;

@@ -16,20 +16,35 @@ constexpr double kDegree = std::numbers::pi / 180.0;
 // keeps its form, so that a run about the limit does not change forms to and fro.
 constexpr double kBecomesStraight = 170.0 * kDegree;
 constexpr double kStaysStraight = 165.0 * kDegree;
-// Atoms of two neighbours wider than the first, others wider than the second, may become straight.
-constexpr double kWide = 130.0 * kDegree;
+// Angles of ring atoms and of atoms of more than two neighbours have room for bends if they are
+// wider than this when set up.
 constexpr double kNearlyStraight = 150.0 * kDegree;
 // Bond orders of an atom of two neighbours that sum to this are those of a straight one.
 constexpr unsigned int kLinearOrders = 4;
 // A reference direction closer to the line than this sine tells no plane.
 constexpr double kReferenceSine = 0.2;
+// One that has come closer than this is to be replaced.
+constexpr double kLostReferenceSine = 0.07;
 
 double angleAt(const double* x, unsigned int a, unsigned int centre, unsigned int b) {
   const Vec3 c = LoadAtom(x, centre);
   return VectorAngle(LoadAtom(x, a) - c, LoadAtom(x, b) - c).Angle();
 }
 
+// The sine between the line from a to b and the direction from `origin` to `atom`.
+double sineOff(
+    const double* x, unsigned int a, unsigned int b, unsigned int origin, unsigned int atom) {
+  const Vec3 axis = LoadAtom(x, b) - LoadAtom(x, a);
+  const Vec3 t = LoadAtom(x, atom) - LoadAtom(x, origin);
+  return Norm(Cross(axis, t)) / (Norm(axis) * Norm(t));
+}
+
 }  // namespace
+
+bool PrimitiveSet::isStraight(const Corner& corner, const double* x) {
+  return angleAt(x, corner.end, corner.centre, corner.otherEnd) >
+         (corner.straight ? kStaysStraight : kBecomesStraight);
+}
 
 void PrimitiveSet::Build(const QZChem::QZMolBase& mol,
                          const double* coords,
@@ -37,6 +52,7 @@ void PrimitiveSet::Build(const QZChem::QZMolBase& mol,
   fixed_ = fixed;
   neighbours_.assign(mol.AtomIndexBound(), {});
   linearByBonds_.assign(mol.AtomIndexBound(), 0);
+  inRing_.assign(mol.AtomIndexBound(), 0);
   corners_.clear();
   cornerIndex_.clear();
   primitives_.clear();
@@ -47,7 +63,10 @@ void PrimitiveSet::Build(const QZChem::QZMolBase& mol,
     const unsigned int b = bond.GetEnd()->GetIndex();
     neighbours_[a].push_back(b);
     neighbours_[b].push_back(a);
-    for (const unsigned int atom : {a, b}) orders[atom] += bond.GetOrder();
+    for (const unsigned int atom : {a, b}) {
+      orders[atom] += bond.GetOrder();
+      if (bond.IsInRing()) inRing_[atom] = 1;
+    }
     add(Primitive::Kind::Bond, {a, b, 0, 0});
   }
   for (std::size_t atom = 0; atom < orders.size(); ++atom) {
@@ -58,6 +77,10 @@ void PrimitiveSet::Build(const QZChem::QZMolBase& mol,
   addDihedrals();
   addSkippingDihedrals();
   addOutOfPlane();
+  usedCorners_.clear();
+  for (const Condition& c : conditions_) usedCorners_.push_back(c.corner);
+  std::ranges::sort(usedCorners_);
+  usedCorners_.erase(std::unique(usedCorners_.begin(), usedCorners_.end()), usedCorners_.end());
 }
 
 std::size_t PrimitiveSet::add(Primitive::Kind kind, const std::array<unsigned int, 4>& atoms) {
@@ -88,12 +111,14 @@ void PrimitiveSet::addCorners(const double* x) {
     for (std::size_t u = 0; u < ends.size(); ++u) {
       for (std::size_t w = u + 1; w < ends.size(); ++w) {
         const double angle = angleAt(x, ends[u], centre, ends[w]);
-        const double limit = ends.size() == 2 ? kWide : kNearlyStraight;
+        const bool isOpen = ends.size() == 2 && !inRing_[centre];
         // Written so that an angle between atoms in one place counts as wide.
-        const bool hasBends = linearByBonds_[centre] || !(angle <= limit);
+        const bool wasWide = linearByBonds_[centre] || !(angle <= kNearlyStraight);
+        const bool hasBends = isOpen || wasWide;
         cornerIndex_[{centre, std::min(ends[u], ends[w]), std::max(ends[u], ends[w])}] =
             corners_.size();
-        corners_.push_back({ends[u], centre, ends[w], hasBends, !(angle <= kBecomesStraight)});
+        corners_.push_back(
+            {ends[u], centre, ends[w], hasBends, wasWide, !(angle <= kBecomesStraight)});
       }
     }
   }
@@ -185,10 +210,7 @@ void PrimitiveSet::addOutOfPlane() {
 }
 
 void PrimitiveSet::Choose(const double* x) {
-  for (Corner& corner : corners_) {
-    const double angle = angleAt(x, corner.end, corner.centre, corner.otherEnd);
-    corner.straight = angle > (corner.straight ? kStaysStraight : kBecomesStraight);
-  }
+  for (Corner& corner : corners_) corner.straight = isStraight(corner, x);
   for (Primitive& p : primitives_) {
     p.active = true;
     if (p.IsBend()) chooseReference(p, x);
@@ -198,15 +220,29 @@ void PrimitiveSet::Choose(const double* x) {
   }
 }
 
+bool PrimitiveSet::MayBeStraight(const std::vector<unsigned int>& atoms) const {
+  return std::ranges::all_of(atoms, [this](unsigned int atom) {
+    const auto& n = neighbours_[atom];
+    return n.size() < 2 || (n.size() == 2 && corners_[cornerOf(n[0], atom, n[1])].wasWide);
+  });
+}
+
+bool PrimitiveSet::IsOutdated(const double* x) const {
+  const auto isLost = [x](const Primitive& p) {
+    if (!p.active || !p.IsBend() || p.spaceFixed) return false;
+    return sineOff(x, p.atoms[0], p.atoms[2], p.atoms[1], p.atoms[3]) < kLostReferenceSine;
+  };
+  const auto hasChanged = [&](std::size_t k) {
+    return isStraight(corners_[k], x) != corners_[k].straight;
+  };
+  return std::ranges::any_of(usedCorners_, hasChanged) || std::ranges::any_of(primitives_, isLost);
+}
+
 // The atom nearest by bonds that is out of the line, else a direction in space.
 void PrimitiveSet::chooseReference(Primitive& bend, const double* x) const {
   const unsigned int centre = bend.atoms[1];
-  const Vec3 origin = LoadAtom(x, centre);
-  Vec3 axis = LoadAtom(x, bend.atoms[2]) - LoadAtom(x, bend.atoms[0]);
-  axis = (1.0 / Norm(axis)) * axis;
   const auto tellsAPlane = [&](unsigned int atom) {
-    const Vec3 t = LoadAtom(x, atom) - origin;
-    return Norm(Cross(axis, t)) > kReferenceSine * Norm(t);
+    return sineOff(x, bend.atoms[0], bend.atoms[2], centre, atom) > kReferenceSine;
   };
   constexpr std::size_t kMostSearched = 64;
   std::vector<unsigned int> reached{centre, bend.atoms[0], bend.atoms[2]};
@@ -221,8 +257,9 @@ void PrimitiveSet::chooseReference(Primitive& bend, const double* x) const {
       reached.push_back(next);
     }
   }
+  const Vec3 axis = LoadAtom(x, bend.atoms[2]) - LoadAtom(x, bend.atoms[0]);
   bend.spaceFixed = true;
-  bend.direction = VectorAngle::Across(axis);
+  bend.direction = VectorAngle::Across((1.0 / Norm(axis)) * axis);
 }
 
 }  // namespace QZMolPotential

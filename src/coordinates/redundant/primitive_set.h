@@ -20,8 +20,8 @@ namespace QZMolPotential {
 /// of their plane. Angles within some degrees of straight, and dihedrals through them, mean
 /// nothing; there the angle gives way to two bends and the dihedrals to ones that skip the straight
 /// atoms. Both forms have their places in the list wherever an angle may become straight: an atom
-/// of two neighbours by its bond orders or by being wide at the start, any other by being nearly
-/// straight at the start. Which form counts is chosen for a geometry. A straight angle without room
+/// of two neighbours outside of rings always, or by its bond orders, any other by being nearly
+/// straight when set up. Which form counts is chosen for a geometry. A straight angle without room
 /// for bends only drops out.
 class PrimitiveSet {
  public:
@@ -32,6 +32,12 @@ class PrimitiveSet {
              const std::vector<unsigned char>& fixed);
   /// Chooses the forms for `x`. Angles change form beyond 170° and back below 165°.
   void Choose(const double* x);
+  /// Whether `Choose` would choose other forms at `x`, or a bend's reference atom is in its line.
+  bool IsOutdated(const double* x) const;
+
+  /// Whether the atoms are a chain that bond orders, or how wide its angles were when set up, let
+  /// be straight from end to end.
+  bool MayBeStraight(const std::vector<unsigned int>& atoms) const;
 
   const std::vector<Primitive>& All() const { return primitives_; }
 
@@ -40,6 +46,7 @@ class PrimitiveSet {
   struct Corner {
     unsigned int end, centre, otherEnd;
     bool hasBends = false;
+    bool wasWide = false;
     bool straight = false;
   };
   struct Condition {
@@ -48,6 +55,7 @@ class PrimitiveSet {
     bool straight;
   };
 
+  static bool isStraight(const Corner& corner, const double* x);
   void addCorners(const double* x);
   void addCornerPrimitives();
   void addDihedrals();
@@ -62,7 +70,9 @@ class PrimitiveSet {
   std::vector<std::vector<unsigned int>> neighbours_;
   std::vector<unsigned char> fixed_;
   std::vector<unsigned char> linearByBonds_;
+  std::vector<unsigned char> inRing_;
   std::vector<Corner> corners_;
+  std::vector<std::size_t> usedCorners_;  // those that primitives depend on
   std::map<std::array<unsigned int, 3>, std::size_t> cornerIndex_;
   std::vector<Primitive> primitives_;
   std::vector<Condition> conditions_;

@@ -16,8 +16,12 @@ namespace {
 using Form = ZmatRow::Form;
 
 constexpr double kStraight = 165.0 * std::numbers::pi / 180.0;
+// A run chooses anew beyond these, off the limit at its start so that it does not go to and fro.
+constexpr double kBecomesStraight = 170.0 * std::numbers::pi / 180.0;
+constexpr double kNoLongerStraight = 160.0 * std::numbers::pi / 180.0;
 constexpr double kApart = 1e-4;   // Å: closer atoms have no direction
 constexpr double kOffLine = 0.5;  // Å: nearer to a line a partner does not tell a plane
+constexpr double kOffLineNoMore = 0.25;
 
 double AngleAt(const Vec3& p, const Vec3& q, const Vec3& r) {
   const Vec3 u = p - q;
@@ -297,6 +301,17 @@ bool ZmatrixMap::measure(std::size_t k) {
     third.value = std::atan2(own.z, own.y);
   }
   return true;
+}
+
+bool ZmatrixMap::IsOutdated(const double* coords) const {
+  const auto at = [coords](unsigned int atom) { return LoadAtom(coords, atom); };
+  return std::ranges::any_of(rows_, [&](const ZmatRow& row) {
+    const auto [b, a, d] = row.partner;
+    if (row.form == Form::Point || ZmatRow::IsAxis(a)) return false;
+    const double angle = AngleAt(at(row.atom), at(b), at(a));
+    if (row.form == Form::Bent ? angle > kBecomesStraight : angle < kNoLongerStraight) return true;
+    return !ZmatRow::IsAxis(d) && OffLine(at(a), at(b), at(d)) < kOffLineNoMore;
+  });
 }
 
 bool ZmatrixMap::Place(const double* vars, double* coords) {

@@ -36,6 +36,10 @@ void RefuseEmptyArguments(CLI::App& app) {
   }
 }
 
+void AddTimeLimit(CLI::App& command, Task& task, const std::string& help) {
+  command.add_option("--time-limit", task.timeLimit, help + ". Default: none")->check(kPositive);
+}
+
 void AddSource(CLI::App& command, SourceArguments& source, Task& task) {
   const auto addList = [&command](const char* name, auto& into, const char* help) {
     command.add_option(name, into, help)
@@ -119,77 +123,34 @@ void RestraintArguments::AddSelectionsTo(CLI::App& command) {
       ->group("Restraints");
 }
 
-void RestraintArguments::AddTo(CLI::App& command, bool constraints) {
+void RestraintArguments::AddTo(CLI::App& command, bool takesConstraints) {
+  constraints = takesConstraints;
   // One argument holds all that belongs to one restraint, so an option takes exactly one.
-  const auto add = [&](const char* name, std::vector<std::string>& into, const char* help) {
-    command.add_option(name, into, help)
+  const auto add = [&command](const std::string& name, auto& into, const std::string& help) {
+    command.add_option("--" + name, into, help + ". May be repeated")
         ->expected(1)
         ->allow_extra_args(false)  // else "[C]" would be taken for a list
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->group("Restraints");
   };
-  add("--restrain",
-      positional,
-      "\"SELECTION [width [strength]]\": hold atoms, selected as for --freeze, near their start; "
-      "width in Å (default "
-      "0), strength in kcal/mol/Å² (default 50). May be repeated");
-  add("--restrain-torsion",
-      torsion,
-      "\"i j k l degrees k\": k (φ - φ0)², the angle with its sign, k in kcal/mol/rad². Atom "
-      "numbers count from 1; a "
-      "SMARTS with map numbers 1 to 4 may stand in their place. May be repeated");
-  add("--restrain-distance",
-      distance,
-      "\"i j distance k\": k (r - r0)², Å and kcal/mol/Å². May be repeated");
-  add("--distance-band",
-      band,
-      "\"i j low high k\": k times the squared excess outside low to high, Å and kcal/mol/Å². May "
-      "be repeated");
-  add("--wall",
-      wall,
-      "\"sphere x y z radius k\" or \"box x1 y1 z1 x2 y2 z2 k\": k times the squared excess beyond "
-      "the wall, Å and kcal/mol/Å². May be repeated");
-  add("--tether",
-      tether,
-      "\"REFERENCE SMARTS [width [strength]]\": hold the atoms that a SMARTS matches near where "
-      "the "
-      "molecule of a file has them; Å and kcal/mol/Å² (default 0 and 50). May be repeated");
-  add("--expression",
-      expression,
-      "An energy in kcal/mol, such as \"10*(distance(1,2)-distance(3,4))^2\", of distance (Å), "
-      "angle, "
-      "dihedral (radians), x, y and z of atoms from 1. May be repeated");
-  command
-      .add_option("--hold-torsions",
-                  holdTorsions,
-                  "k: every rotatable bond's torsion as it is, k (φ - φ0)², kcal/mol/rad²")
-      ->check(kPositive)
-      ->group("Restraints");
   AddSelectionsTo(command);
-  if (!constraints) return;
-  add("--constrain-distance",
-      constrainDistance,
-      "\"i j [value]\": keep a distance at a value in Å (default: as it is). May be repeated");
-  add("--constrain-angle",
-      constrainAngle,
-      "\"i j k [degrees]\": keep an angle (default: as it is). May be repeated");
-  add("--constrain-torsion",
-      constrainTorsion,
-      "\"i j k l [degrees]\": keep a torsion, with its sign (default: as it is). May be repeated");
+  for (const RestraintKind& kind : RestraintKinds()) {
+    if (kind.isConstraint && !takesConstraints) continue;
+    add(kind.name, byKind[kind.name], kind.help);
+  }
+  add("restraints",
+      files,
+      "A JSON file with a list of such restraints, each an object with the option's name as "
+      "\"kind\" (restraints.schema.json describes it)");
 }
 
 void RestraintArguments::Parse(Task& task) const {
-  for (const auto& text : positional) task.restraints.AddPositional(text);
-  for (const auto& text : torsion) task.restraints.AddTorsion(text);
-  for (const auto& text : distance) task.restraints.AddDistance(text);
-  for (const auto& text : band) task.restraints.AddDistanceBand(text);
-  for (const auto& text : constrainDistance) task.restraints.AddDistanceConstraint(text);
-  for (const auto& text : constrainAngle) task.restraints.AddAngleConstraint(text);
-  for (const auto& text : constrainTorsion) task.restraints.AddTorsionConstraint(text);
-  for (const auto& text : wall) task.restraints.AddWall(text);
-  for (const auto& text : tether) task.restraints.AddTether(text);
-  for (const auto& text : expression) task.restraints.AddExpression(text);
-  if (holdTorsions > 0.0) task.restraints.HoldTorsions(holdTorsions);
+  for (const RestraintKind& kind : RestraintKinds()) {
+    const auto arguments = byKind.find(kind.name);
+    if (arguments == byKind.end()) continue;
+    for (const std::string& argument : arguments->second) task.restraints.Add(kind, argument);
+  }
+  for (const std::string& path : files) task.restraints.AddFile(path, constraints);
   if (!freeze.empty()) task.freeze.emplace("--freeze", freeze);
   if (!move.empty()) task.move.emplace("--move", move);
 }

@@ -38,6 +38,9 @@ void CheckFiles(RunArguments& args) {
   if (report.json) outputs.push_back({"--json", "-"});
   std::vector<NamedPath> inputs = InputFiles(args.source);
   if (!args.host.empty()) inputs.push_back({"--host", args.host});
+  for (const auto& path : args.task.restraints.Files()) {
+    inputs.push_back({"a file of a restraint", path});
+  }
   RequireDistinct(inputs, outputs);
 }
 
@@ -150,7 +153,7 @@ void AddRunOptions(CLI::App& command, RunArguments& args) {
                      "none");
   command.add_flag("--partial-charges",
                    args.task.partialCharges,
-                   "Write the force field's partial charges: SD data and JSON");
+                   "Write the force field's partial charges: SD data, MOL2 and JSON");
   command.add_flag(
       "--json", args.report.json, "One JSON object a record and line on standard output");
 }

@@ -93,7 +93,7 @@ bool CheckRecord(const CheckArguments& args, Outcome& record) {
     QZMolPotential::QZGenericFF2 alone;
     AddRestraint(held, alone);
     alone.Setup(record.mol);
-    passes = check(held.option + ", " + held.what, alone) && passes;
+    passes = check(held.origin.Label() + ", " + held.what, alone) && passes;
   }
   return passes;
 }
@@ -120,7 +120,7 @@ void AddCheck(CLI::App& app, Action& action) {
   CLI::App& command = *app.add_subcommand(
       "check", "Compare analytic derivatives with finite differences at each molecule's geometry");
   AddSource(command, args->source, args->task);
-  args->restraints.AddTo(command, /*constraints=*/false);
+  args->restraints.AddTo(command, /*takesConstraints=*/false);
   args->coordinates = "cartesian";
   command.add_option("--coordinates", args->coordinates, "Variables to differentiate in")
       ->check(CLI::IsMember(CoordinateNames()))

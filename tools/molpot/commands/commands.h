@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "input/records.h"
@@ -25,6 +26,9 @@ extern const CLI::Validator kPositive;
 extern const CLI::Validator kFinite;
 /// Lets every option of the commands refuse an empty argument.
 void RefuseEmptyArguments(CLI::App& app);
+
+/// Adds --time-limit.
+void AddTimeLimit(CLI::App& command, Task& task, const std::string& help);
 
 /// A subcommand hands its work to `action`, which runs after all arguments are parsed.
 using Action = std::function<int()>;
@@ -50,23 +54,16 @@ std::vector<NamedPath> InputFiles(const SourceArguments& source);
 /// Adds INPUT and what describes molecules and force field: the arguments that all commands share.
 void AddSource(CLI::App& command, SourceArguments& source, Task& task);
 
-/// --restrain and its kin. Held as text while parsing; `Parse` hands them to the task.
+/// --restrain and its kin, --restraints and the selections. Held as text while parsing; `Parse`
+/// hands them to the task.
 struct RestraintArguments {
-  std::vector<std::string> positional;
-  std::vector<std::string> torsion;
-  std::vector<std::string> distance;
-  std::vector<std::string> band;
-  std::vector<std::string> constrainDistance;
-  std::vector<std::string> constrainAngle;
-  std::vector<std::string> constrainTorsion;
-  std::vector<std::string> wall;
-  std::vector<std::string> expression;
-  std::vector<std::string> tether;
-  double holdTorsions = 0.0;
+  std::map<std::string, std::vector<std::string>> byKind;
+  std::vector<std::string> files;
+  bool constraints = false;
   std::string freeze;
   std::string move;
   void AddSelectionsTo(CLI::App& command);
-  void AddTo(CLI::App& command, bool constraints);
+  void AddTo(CLI::App& command, bool takesConstraints);
   void Parse(Task& task) const;
 };
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "commands/commands.h"
+#include "input/errors.h"
 #include "input/records.h"
 #include "output/console.h"
 #include "output/tables.h"
@@ -56,7 +57,7 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
       continue;
     }
     ++done;
-    std::printf("  %-13s %9u %10u %11u %9.3f %14.5f %10.1e%s\n",
+    std::printf("  %-13s %9u %10u %11u %9.3f %14.5f %10.1e%s%s\n",
                 name,
                 outcome.numVariables,
                 outcome.optimizer.iterations,
@@ -64,9 +65,21 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
                 outcome.seconds,
                 outcome.energy,
                 outcome.optimizer.gradientNorm,
-                outcome.optimizer.converged ? "" : "  not converged");
+                outcome.optimizer.fellBack ? "  went on in cartesian" : "",
+                outcome.IsUnconverged() ? ("  not converged: " + outcome.reason).c_str() : "");
   }
   return done;
+}
+
+// Makes the record ready once, so that every run finds it typed. False, and told, when it fails.
+bool PrepareRecord(const CompareArguments& args, Outcome& record) {
+  try {
+    Prepare(args.task, record.mol);
+    return true;
+  } catch (const RecordError& error) {
+    PrintMessage(args.source.Name() + ": " + RecordName(record) + ": " + error.what());
+    return false;
+  }
 }
 
 int Compare(CompareArguments& args) {
@@ -74,8 +87,8 @@ int Compare(CompareArguments& args) {
   args.restraints.Parse(args.task);
   args.source.Parse(args.task);
   unsigned int failed = 0;
-  for (const Outcome& record : ReadAll(args.source, failed)) {
-    if (CompareRecord(args.task, record) == 0) ++failed;
+  for (Outcome& record : ReadAll(args.source, failed)) {
+    if (!PrepareRecord(args, record) || CompareRecord(args.task, record) == 0) ++failed;
   }
   return failed > 0 ? kSomeFailed : kAllGood;
 }
@@ -87,7 +100,7 @@ void AddCompare(CLI::App& app, Action& action) {
   CLI::App& command = *app.add_subcommand(
       "compare", "Minimise each molecule in every coordinate system that applies");
   AddSource(command, args->source, args->task);
-  args->restraints.AddTo(command, /*constraints=*/false);
+  args->restraints.AddTo(command, /*takesConstraints=*/true);
   command
       .add_option("--max-iterations", args->task.optimizer.maxIterations, "Iterations a molecule")
       ->capture_default_str();
@@ -97,6 +110,10 @@ void AddCompare(CLI::App& app, Action& action) {
                   "RMS gradient of convergence, kcal/mol a unit of the variables (Å, radians)")
       ->check(kPositive)
       ->capture_default_str();
+  AddTimeLimit(
+      command,
+      args->task,
+      "Seconds a molecule and coordinate system, after which the run ends where it stands");
   command.callback([args, &action] { action = [args] { return Compare(*args); }; });
 }
 

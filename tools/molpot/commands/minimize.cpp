@@ -50,7 +50,7 @@ void AddMinimize(CLI::App& app, Action& action) {
                   "Variables of the minimiser. Positions mean the input's frame in all of them. "
                   "Default: cartesian")
       ->check(CLI::IsMember(CoordinateNames()));
-  args->restraints.AddTo(command, /*constraints=*/true);
+  args->restraints.AddTo(command, /*takesConstraints=*/true);
   command.add_option("--max-iterations", task.optimizer.maxIterations, "Iterations a molecule")
       ->capture_default_str();
   command
@@ -71,12 +71,8 @@ void AddMinimize(CLI::App& app, Action& action) {
                   "auto, quasi-newton (gradients alone) or newton (second derivatives)")
       ->transform(CLI::CheckedTransformer(MethodNames(), CLI::ignore_case))
       ->default_str("auto");
-  command
-      .add_option("--time-limit",
-                  task.timeLimit,
-                  "Seconds a record, after which it ends where it stands, not converged. Default: "
-                  "none")
-      ->check(kPositive);
+  AddTimeLimit(
+      command, task, "Seconds a record, after which it ends where it stands, not converged");
   command.add_flag("--accept-unconverged",
                    args->report.acceptUnconverged,
                    "Exit status 0 although records did not converge or miss a constraint; they are "

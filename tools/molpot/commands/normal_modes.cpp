@@ -37,7 +37,7 @@ void AddNormalModes(CLI::App& app, Action& action) {
           "What moves: rigid and torsion-rigid for motions as a whole, torsion for rotatable "
           "bonds alone. Default: cartesian")
       ->check(CLI::IsMember(CoordinateNames()));
-  args->restraints.AddTo(command, /*constraints=*/false);
+  args->restraints.AddTo(command, /*takesConstraints=*/false);
   command
       .add_option("--gradient-tolerance",
                   task.optimizer.gradientTolerance,

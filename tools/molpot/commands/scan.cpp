@@ -59,7 +59,9 @@ class Scan {
   }
 
   std::vector<QZOpt::QZScanPoint> Run() {
-    QZOpt::QZRelaxedScan scan(task_.optimizer);
+    QZOpt::QZOptOptions options = task_.optimizer;
+    options.maxSeconds = task_.timeLimit;
+    QZOpt::QZRelaxedScan scan(options);
     for (std::size_t k = 0; k < drives_.size(); ++k) {
       std::vector<double> targets = drives_[k].Targets();
       for (double& target : targets) target *= drives_[k].ToLibrary();
@@ -78,6 +80,7 @@ class Scan {
     mol_.GetCoords(x.data());
     std::vector<QZOpt::QZScanPoint> points = scan.Run(energy_.Function(), x.data());
     ClearStatus();
+    for (QZOpt::QZScanPoint& point : points) name(point);
     return points;
   }
 
@@ -91,6 +94,19 @@ class Scan {
   }
 
  private:
+  // Puts names and where they are in place of the numbers of constraints that are not met.
+  void name(QZOpt::QZScanPoint& point) const {
+    const std::size_t at = point.message.find("; constraint ");
+    if (point.converged || at == std::string::npos) return;
+    point.message.resize(at);
+    for (std::size_t k = 0; k < drives_.size(); ++k) {
+      point.message += Format("; %s %s is at %.3f%s",
+                              drives_[k].Name(),
+                              drives_[k].AtomsText().c_str(),
+                              Reached(k, point),
+                              drives_[k].Unit());
+    }
+  }
   // Turns and shifts whole sides of the molecule; in rings the constraints pull instead.
   void place(const std::vector<double>& targets, double* x) {
     mol_.SetCoords(x);
@@ -304,6 +320,9 @@ void AddScan(CLI::App& app, Action& action) {
                   "RMS gradient of convergence, kcal/mol/Å")
       ->check(kPositive)
       ->capture_default_str();
+  AddTimeLimit(command,
+               args->task,
+               "Seconds a point and direction, after which the point counts as not converged");
   command.callback([args, &action] { action = [args] { return ReportRecordErrors(*args); }; });
 }
 

@@ -35,8 +35,8 @@ void AddHydrogens(QZChem::QZGraphMol& mol) {
     added = QZChem::QZAddHydrogens(mol);
   }
   if (added >= 0) return;
-  std::string error = "hydrogens cannot be added";
-  for (const auto& text : messages) error += "; " + text;
+  std::string error;
+  for (const auto& text : messages) error += (error.empty() ? "" : "; ") + text;
   throw RecordError(error);
 }
 

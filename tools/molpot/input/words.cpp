@@ -17,13 +17,17 @@ std::vector<std::string> Words(const std::string& text) {
   return words;
 }
 
+bool ParseNumber(const std::string& word, double& value) {
+  const char* end = word.data() + word.size();
+  const auto [next, status] = std::from_chars(word.data(), end, value);
+  return status == std::errc() && next == end && std::isfinite(value);
+}
+
 double TakeNumber(const std::string& option, const char* what, std::vector<std::string>& words) {
   if (words.empty()) throw UsageError(option + ": the " + what + " is missing");
   double value = 0.0;
   const std::string word = words.front();
-  const char* end = word.data() + word.size();
-  const auto [next, status] = std::from_chars(word.data(), end, value);
-  if (status != std::errc() || next != end || !std::isfinite(value)) {
+  if (!ParseNumber(word, value)) {
     throw UsageError(option + ": \"" + word + "\" is no number for the " + what);
   }
   words.erase(words.begin());

@@ -6,6 +6,25 @@
 
 namespace Molpot {
 
+namespace {
+
+// What missed its target or bounds, and by how much.
+nlohmann::ordered_json Violations(const Outcome& outcome) {
+  auto list = nlohmann::ordered_json::array();
+  for (const HeldReport& held : outcome.held) {
+    if (!held.IsViolated()) continue;
+    list.push_back({{"option", held.origin.option},
+                    {"argument", held.origin.argument},
+                    {"what", held.what},
+                    {"reached", held.reached},
+                    {"violation", held.beyond},
+                    {"unit", held.PlainUnit()}});
+  }
+  return list;
+}
+
+}  // namespace
+
 std::string JsonLine(const Outcome& outcome, bool minimised) {
   nlohmann::ordered_json json;
   json["record"] = outcome.record;
@@ -48,12 +67,14 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
       json["free_energy"] = outcome.modes.freeEnergy;
     }
     for (const HeldReport& held : outcome.held) {
-      json["restraints"].push_back({{"option", held.option},
+      json["restraints"].push_back({{"option", held.origin.option},
+                                    {"argument", held.origin.argument},
                                     {"what", held.what},
                                     {"reached", held.reached},
                                     {"unit", held.unit},
                                     {"energy", held.energy}});
     }
+    if (!outcome.held.empty()) json["violations"] = Violations(outcome);
   }
   if (!outcome.warnings.empty()) json["warnings"] = outcome.warnings;
   // Titles come from files and need not be UTF-8.

@@ -7,6 +7,7 @@
 
 #include "output/console.h"
 #include "output/format.h"
+#include "output/tables.h"
 
 namespace Molpot {
 
@@ -28,6 +29,21 @@ void Summary::Add(const Outcome& outcome) {
   iterations_ += outcome.optimizer.iterations;
   energyChange_ += outcome.energy - outcome.initialEnergy;
   if (outcome.IsUnconverged()) ++unconverged_;
+  for (const HeldReport& held : outcome.held) count(outcome, held);
+}
+
+void Summary::count(const Outcome& outcome, const HeldReport& held) {
+  if (!held.IsViolated()) return;
+  const std::string label = held.origin.Label();
+  auto entry = std::ranges::find(violations_, label, &Entry::first);
+  if (entry == violations_.end()) entry = violations_.emplace(entry, label, Violation());
+  Violation& violation = entry->second;
+  if (violation.last != done_) ++violation.records;
+  violation.last = done_;
+  if (held.beyond <= violation.most) return;
+  violation.most = held.beyond;
+  violation.where = Format("%.4f %s", held.beyond, held.PlainUnit().c_str()) + " (" +
+                    RecordName(outcome) + (held.who.empty() ? "" : ", " + held.who) + ")";
 }
 
 std::string Summary::Text(bool minimised) const {
@@ -40,6 +56,11 @@ std::string Summary::Text(bool minimised) const {
   }
   text += Format(", %.2f s\n", Seconds(start_));
   for (const auto& [reason, count] : reasons_) text += Format("  %u x ", count) + reason + "\n";
+  if (!violations_.empty()) text += "off their targets or bounds:\n";
+  for (const auto& [label, violation] : violations_) {
+    text += "  " + label + Format(": %u records, at most by ", violation.records) +
+            violation.where + "\n";
+  }
   return text;
 }
 

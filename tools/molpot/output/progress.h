@@ -5,6 +5,8 @@
 #include <chrono>
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "run/task.h"
 
@@ -27,6 +29,17 @@ class Summary {
   unsigned long iterations_ = 0;
   double energyChange_ = 0.0;
   std::map<std::string, unsigned int> reasons_;
+  // Of a restraint or constraint, by where it was asked for.
+  struct Violation {
+    unsigned int records = 0;
+    unsigned int last = 0;  // record that counted
+    double most = 0.0;
+    std::string where;
+  };
+  using Entry = std::pair<std::string, Violation>;
+  void count(const Outcome& outcome, const HeldReport& held);
+
+  std::vector<Entry> violations_;
 };
 
 /// How far a run has come, as the status line: with a bar and the time left where the size of the

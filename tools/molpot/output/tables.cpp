@@ -85,8 +85,10 @@ std::string ModesTable(const Outcome& outcome) {
 std::string HeldLines(const Outcome& outcome) {
   std::string text;
   for (const HeldReport& held : outcome.held) {
-    text += "  " + held.option + ", " + held.what +
-            Format(": %.4f %s, %.4f kcal/mol\n", held.reached, held.unit.c_str(), held.energy);
+    text += "  " + held.origin.option + ", " + held.what +
+            Format(": %.4f %s", held.reached, held.unit.c_str()) +
+            (held.IsViolated() ? Format(" (off by %.4f)", held.beyond) : "") +
+            Format(", %.4f kcal/mol\n", held.energy);
   }
   return text;
 }

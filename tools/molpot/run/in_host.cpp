@@ -44,7 +44,9 @@ void LeaveHost(const Task& task, Energy& energy, Outcome& outcome) {
   outcome.interactionEnergy = parts->Interaction();
   outcome.host = task.host->HostOf(outcome.mol);
   if (outcome.named.has_value()) {
-    outcome.mol = QZMolPotential::QZHostField::LigandOf(outcome.mol);
+    // The molecule that was joined, which is typed already, where it is now.
+    outcome.mol = std::move(*outcome.named);
+    outcome.mol.SetCoords(coords.data());
     outcome.named.reset();
   }
   if (task.strain) outcome.strainEnergy = parts->ligand - RelaxedFreeEnergy(task, outcome.mol);

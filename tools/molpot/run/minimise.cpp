@@ -2,10 +2,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "run/minimise.h"
 
+#include <cmath>
 #include <deque>
 #include <memory>
+#include <numbers>
 
 #include "input/errors.h"
+#include "output/format.h"
 #include "run/coordinates.h"
 #include "run/watch.h"
 
@@ -39,17 +42,36 @@ std::vector<unsigned int> FrozenAtoms(const Task& task, const QZMolBase& mol) {
 
 namespace {
 
+constexpr double kConstraintTolerance = 1e-6;  // Å or radians
+
 void ReportHeld(Energy& energy,
                 const std::vector<HeldConstraint>& constraints,
                 const std::vector<double>& coords,
                 Outcome& outcome) {
-  for (const auto& held : energy.Held()) {
-    const double value = (*held.function)(coords.data());
-    outcome.held.push_back({held.option, held.what, held.unit, held.measure(outcome.mol), value});
+  const auto report = [&outcome](const Held& held, double value) {
+    const double reached = held.measure(outcome.mol);
+    outcome.held.push_back(
+        {held.origin, held.who, held.what, held.unit, reached, value, held.Beyond(reached)});
+  };
+  for (const auto& held : energy.Held()) report(held, (*held.function)(coords.data()));
+  for (const auto& held : constraints) report(held, 0.0);
+}
+
+// The constraint that is missed most, by its option; "" when all are met.
+std::string MissedConstraint(const std::vector<HeldConstraint>& constraints,
+                             const std::vector<double>& residuals) {
+  double most = kConstraintTolerance;
+  std::string text;
+  for (std::size_t k = 0; k < constraints.size() && k < residuals.size(); ++k) {
+    if (std::abs(residuals[k]) <= most) continue;
+    most = std::abs(residuals[k]);
+    const bool isLength = constraints[k].unit == "Å";
+    text = constraints[k].origin.Label() + " (" + constraints[k].what + ") is missed by " +
+           Format("%.3g %s",
+                  isLength ? most : most * 180.0 / std::numbers::pi,
+                  constraints[k].unit.c_str());
   }
-  for (const auto& held : constraints) {
-    outcome.held.push_back({held.option, held.what, held.unit, held.measure(outcome.mol), 0.0});
-  }
+  return text;
 }
 
 }  // namespace
@@ -68,6 +90,7 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   outcome.numVariables = function->NumVar();
   {
     Watch watch(task, outcome, *function);
+    std::string missed;
     if (constraints.empty()) {
       QZOpt::QZMinimizer minimizer(task.optimizer);
       minimizer.SetScales(function->GetScales());
@@ -77,14 +100,23 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
       minimizer.SetScales(function->GetScales());
       std::deque<QZMolPotential::QZCoordinateConstr> inVariables;
       for (auto& constraint : constraints) {
-        minimizer.AddConstraint(inVariables.emplace_back(*constraint.function, *function));
+        minimizer.AddBounds(inVariables.emplace_back(*constraint.function, *function),
+                            -constraint.halfWidth,
+                            constraint.halfWidth,
+                            kConstraintTolerance);
       }
       outcome.optimizer = minimizer.Minimize(*function, x.data(), &watch);
+      missed = MissedConstraint(constraints, minimizer.GetResiduals());
     }
     outcome.trajectory = watch.Trajectory();
     outcome.reason = outcome.optimizer.converged || watch.Reason().empty()
                          ? outcome.optimizer.message
                          : watch.Reason();
+    if (!outcome.optimizer.converged && !missed.empty()) {
+      // In place of the minimiser's own word on it, which numbers the constraints.
+      outcome.reason =
+          missed + "; " + outcome.reason.substr(0, outcome.reason.find("; constraint "));
+    }
   }
   if (!function->AdaptVar(coords.data(), x.data())) {
     throw RecordError("the minimiser's result has no finite geometry");

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <set>
 
 #include "input/errors.h"
 #include "input/records.h"
@@ -34,20 +35,29 @@ double Sum(const std::vector<Component>& components) {
 }
 
 void ListMatches(const Task& task, Outcome& outcome) {
-  const auto list = [&outcome](const char* option, const AtomSelection& selection) {
-    std::string line = std::string(option) + " \"" + selection.Text() + "\": atoms";
-    for (const unsigned int index : selection.Atoms(outcome.mol)) {
-      line += " " + std::to_string(index + 1);
-    }
-    outcome.matched.push_back(line);
+  const auto list = [&outcome](
+                        const char* option, const AtomSelection& selection, const QZMolBase& mol) {
+    outcome.matched.push_back(std::string(option) + " \"" + selection.Text() +
+                              "\": " + AtomRanges(selection.Atoms(mol)));
   };
-  if (task.freeze.has_value()) list("--freeze", *task.freeze);
-  if (task.move.has_value()) list("--move", *task.move);
-  for (const auto& held : task.restraints.Build(outcome.mol, outcome.mol)) {
-    outcome.matched.push_back(held.option + ": " + held.what);
+  if (task.freeze.has_value()) list("--freeze", *task.freeze, outcome.mol);
+  if (task.move.has_value()) list("--move", *task.move, outcome.mol);
+  if (task.hostFlexible.has_value()) {
+    list("--host-flexible", *task.hostFlexible, *task.host->GetHost());
   }
+  std::set<std::string> matched;
+  const auto listHeld = [&](const Held& held) {
+    matched.insert(held.origin.Label());
+    outcome.matched.push_back(held.origin.Label() + ": " + held.what);
+  };
+  for (const auto& held : task.restraints.Build(outcome.mol, outcome.mol)) listHeld(held);
   for (const auto& held : task.restraints.BuildConstraints(outcome.mol, outcome.mol)) {
-    outcome.matched.push_back(held.option + ": " + held.what);
+    listHeld(held);
+  }
+  for (const Origin& origin : task.restraints.Origins()) {
+    if (!matched.contains(origin.Label())) {
+      outcome.matched.push_back(origin.Label() + ": matches nothing");
+    }
   }
 }
 
@@ -57,6 +67,9 @@ void Annotate(const Task& task, Outcome& outcome) {
     for (const double charge : outcome.partialCharges) charges += Format("%.5f ", charge);
     charges.pop_back();
     QZChem::QZSetSDData(outcome.mol, "molpotential.partial_charges", charges);
+    for (auto& atom : QZSystem::QZRange(outcome.mol.GetAtoms())) {
+      QZChem::QZSetPartialCharge(atom, outcome.partialCharges[atom.GetIndex()]);
+    }
   }
   const auto setEnergy = [&outcome](const char* tag, const std::optional<double>& energy) {
     if (energy.has_value()) QZChem::QZSetSDData(outcome.mol, tag, FullDigits(*energy));

@@ -65,11 +65,18 @@ struct Interaction {
 
 /// What became of a restraint or constraint.
 struct HeldReport {
-  std::string option;
+  Origin origin;
+  std::string who;
   std::string what;
   std::string unit;
   double reached = 0.0;
   double energy = 0.0;  // 0 for constraints
+  double beyond = 0.0;  // its target or bounds
+  bool IsViolated() const { return beyond > kNegligible; }
+  /// "Å" of "Å away at most".
+  std::string PlainUnit() const { return unit.substr(0, unit.find(' ')); }
+  /// Å or degrees, of what is as good as met.
+  static constexpr double kNegligible = 1e-3;
 };
 
 /// What became of one record.

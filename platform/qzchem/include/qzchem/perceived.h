@@ -26,5 +26,9 @@ QZ_API QZPerceived QZGetPerceived(const QZMolBase& mol,
 /// How often anything was perceived since the process began: the difference over a piece of work
 /// tells whether molecules were perceived again in it.
 QZ_API unsigned long QZCountPerceptions();
+/// The same of molecules handed to RDKit for perception, which most of it begins with.
+QZ_API unsigned long QZCountConversions();
+/// Counts one more.
+QZ_API void QZNoteConversion();
 
 }  // namespace QZChem

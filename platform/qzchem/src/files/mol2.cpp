@@ -15,6 +15,7 @@
 #include "files/records.h"
 #include "files/sybyl.h"
 #include "perception/elements.h"
+#include "qzchem/partialcharge.h"
 #include "qzchem/residue.h"
 #include "qzchem/topology.h"
 
@@ -32,6 +33,7 @@ std::string Word(std::string text, const char* fallback) {
 void AppendAtom(const QZMolBase& mol,
                 const QZAtomBase& atom,
                 unsigned int number,
+                double charge,
                 std::string& text) {
   double xyz[3];
   mol.GetCoords(&atom, xyz);
@@ -53,7 +55,7 @@ void AppendAtom(const QZMolBase& mol,
                   type.c_str(),
                   residue != nullptr ? residue->number : 1,
                   residue != nullptr ? Word(residue->name, "MOL").c_str() : "MOL",
-                  static_cast<double>(atom.GetFormalCharge()));
+                  charge);
 }
 
 std::vector<std::string> Words(std::string_view line) {
@@ -210,15 +212,19 @@ std::string WriteMol2(const QZGraphMol& mol,
     note = "its title would break the format and is written with a blank before it";
   }
   if (Trimmed(title).empty()) title = "unnamed";  // RDKit takes an empty line for the block's end
-  const auto isCharged = [](const QZAtomBase& atom) { return atom.GetFormalCharge() != 0; };
-  bool hasCharges = false;
+  bool isPartial = true;
+  bool isCharged = false;
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    isPartial = isPartial && QZGetPartialCharge(atom).has_value();
+    isCharged = isCharged || atom.GetFormalCharge() != 0;
+  }
   std::string atoms;
   std::vector<unsigned int> numbers(mol.AtomIndexBound());
   unsigned int next = 0;
   for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
     numbers[atom.GetIndex()] = ++next;
-    hasCharges = hasCharges || isCharged(atom);
-    AppendAtom(mol, atom, next, atoms);
+    const double formal = atom.GetFormalCharge();
+    AppendAtom(mol, atom, next, isPartial ? *QZGetPartialCharge(atom) : formal, atoms);
   }
   std::string bonds;
   next = 0;
@@ -233,7 +239,7 @@ std::string WriteMol2(const QZGraphMol& mol,
   out << kStart << '\n'
       << title << '\n'
       << mol.NumAtoms() << ' ' << mol.NumBonds() << " 1 0 0\nSMALL\n"
-      << (hasCharges ? "USER_CHARGES" : "NO_CHARGES") << "\n@<TRIPOS>ATOM\n"
+      << (isPartial || isCharged ? "USER_CHARGES" : "NO_CHARGES") << "\n@<TRIPOS>ATOM\n"
       << atoms << "@<TRIPOS>BOND\n"
       << bonds;
   return "";

@@ -90,6 +90,10 @@ class PdbRecord {
       rest.remove_prefix(std::min(length + 1, rest.size()));
       if (std::string fault = readLine(line); !fault.empty()) return fault;
     }
+    if (mol_.NumAtoms() == 0 && numLines_ > 0) {
+      return "There is no model " + std::to_string(format_.model) + ", the record has " +
+             std::to_string(std::max(numModels_, 1U));
+    }
     if (mol_.NumAtoms() == 0) return "The record has no atoms";
     mol_.SetTitle(title_.c_str());
     addBonds();

@@ -48,7 +48,7 @@ std::string Read(const RecordFormat& format,
     case QZMolFormat::XYZ:
       return ReadXyz(text, mol);
     case QZMolFormat::SMILES:
-      return ReadSmiles(text, format.makeCoordinates, mol);
+      return ReadSmiles(text, format.makeCoordinates, mol, note);
     case QZMolFormat::SDF:
       break;
   }
@@ -120,7 +120,18 @@ std::string WriteRecord(QZMolFormat format,
     std::ranges::replace_if(title, isControl, ' ');
     note = "control characters of the title are written as blanks";
   }
+  const bool keepsRadicals = format == QZMolFormat::SDF || format == QZMolFormat::SMILES;
+  if (!keepsRadicals && FindRadical(mol, 1) != nullptr) {
+    note += std::string(note.empty() ? "" : "; ") + "the format does not hold unpaired electrons";
+  }
   return Guarded([&] { return Write(format, mol, title, out, note); });
+}
+
+const QZAtomBase* FindRadical(const QZMolBase& mol, unsigned int electrons) {
+  for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+    if (atom.GetRadicalElectrons() >= electrons) return &atom;
+  }
+  return nullptr;
 }
 
 void SetDimension(QZMolBase& mol, Dimension dimension) {

@@ -31,7 +31,10 @@ std::string ReadPdb(const std::string& text,
                     QZGraphMol& mol,
                     std::string& note);
 std::string ReadXyz(const std::string& text, QZGraphMol& mol);
-std::string ReadSmiles(const std::string& text, bool makeCoordinates, QZGraphMol& mol);
+std::string ReadSmiles(const std::string& text,
+                       bool makeCoordinates,
+                       QZGraphMol& mol,
+                       std::string& note);
 // Titles come without control characters.
 std::string WriteSdf(const QZGraphMol& mol,
                      std::string title,
@@ -50,6 +53,9 @@ std::string WriteSmiles(const QZGraphMol& mol, const std::string& title, std::os
 /// partners. Cost: O(atoms) through a cell list.
 using BondRule = bool (*)(const QZAtomBase& a, const QZAtomBase& b, const void* data);
 void ConnectByDistance(QZGraphMol& mol, BondRule mayBond = nullptr, const void* data = nullptr);
+
+/// The first atom with that many unpaired electrons or more; null without one.
+const QZAtomBase* FindRadical(const QZMolBase& mol, unsigned int electrons);
 
 /// What a record says about its coordinates.
 enum class Dimension { Unknown, Two, Three };

@@ -21,6 +21,7 @@
 #include "perception/rdkit_log.h"
 #include "qzchem/io.h"
 #include "qzchem/locale.h"
+#include "qzchem/topology.h"
 #include "qzsystem/error.h"
 
 namespace QZChem {
@@ -69,7 +70,10 @@ bool QZSmilesToMol(QZGraphMol& mol, const char* smiles) {
   return false;
 }
 
-std::string ReadSmiles(const std::string& text, bool makeCoordinates, QZGraphMol& mol) {
+std::string ReadSmiles(const std::string& text,
+                       bool makeCoordinates,
+                       QZGraphMol& mol,
+                       std::string& note) {
   const std::string_view line = Trimmed(text);
   const std::size_t end = std::min(line.find_first_of(" \t"), line.size());
   const std::string smiles(line.substr(0, end));
@@ -80,6 +84,10 @@ std::string ReadSmiles(const std::string& text, bool makeCoordinates, QZGraphMol
     return "No molecule from SMILES \"" + smiles + "\": " + error;
   }
   mol.SetTitle(std::string(Trimmed(line.substr(end))).c_str());
+  if (const QZAtomBase* atom = FindRadical(mol, 2); atom != nullptr) {
+    note = "SMILES does not tell the spin of atom " + std::to_string(atom->GetIndex() + 1) + " (" +
+           QZGetAtomicSymbol(atom->GetAtomicNumber()) + "): its electrons are taken as unpaired";
+  }
   return makeCoordinates ? EmbedOne(mol) : "";
 }
 

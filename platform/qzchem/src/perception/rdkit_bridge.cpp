@@ -78,6 +78,7 @@ bool IsComplete(RDKit::RWMol& mol) {
 
 QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens) {
   const QZClassicNumbers numbers;
+  QZNoteConversion();
   QZRDKitMol result = ConvertToRDKit(mol, coordinates, implyHydrogens);
   std::string reason;
   try {
@@ -96,6 +97,15 @@ QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens
     // Rings are found all the same; aromaticity stays unknown.
   }
   return result;
+}
+
+QZRDKitMol Copy(const QZRDKitMol& perceived, const QZMolBase& mol, bool coordinates) {
+  QZRDKitMol copy{std::make_unique<RDKit::RWMol>(*perceived.mol),
+                  perceived.atomIndices,
+                  perceived.error,
+                  perceived.isComplete};
+  if (coordinates) AddConformer(mol, copy);
+  return copy;
 }
 
 }  // namespace
@@ -124,11 +134,17 @@ QZRDKitMol ConvertToRDKit(const QZMolBase& mol, bool coordinates, bool implyHydr
 }
 
 QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates) {
-  return Perceived(mol, coordinates, /*implyHydrogens=*/false);
+  const auto perceived = PerceivedRDKitMol(mol);
+  if (!perceived->isComplete) return Perceived(mol, coordinates, /*implyHydrogens=*/false);
+  return Copy(*perceived, mol, coordinates);
 }
 
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates) {
-  return Perceived(mol, coordinates, /*implyHydrogens=*/true);
+  return Copy(*PerceivedRDKitMol(mol), mol, coordinates);
+}
+
+QZRDKitMol PerceiveRDKitMol(const QZMolBase& mol) {
+  return Perceived(mol, /*coordinates=*/false, /*implyHydrogens=*/true);
 }
 
 unsigned int RDKitMolTag() {
@@ -139,7 +155,7 @@ unsigned int RDKitMolTag() {
 std::shared_ptr<const QZRDKitMol> PerceivedRDKitMol(const QZMolBase& mol) {
   return std::static_pointer_cast<const QZRDKitMol>(
       QZGetPerceived(mol, RDKitMolTag(), [&mol]() -> QZPerceived {
-        return std::make_shared<const QZRDKitMol>(ToRDKitWithImpliedHydrogens(mol, false));
+        return std::make_shared<const QZRDKitMol>(PerceiveRDKitMol(mol));
       }));
 }
 

@@ -28,12 +28,14 @@ struct QZRDKitMol {
 /// Atoms, bonds, charges and, with `coordinates`, a 3D conformer; nothing is perceived.
 QZRDKitMol ConvertToRDKit(const QZMolBase& mol, bool coordinates, bool implyHydrogens);
 /// The same with chemistry perceived as far as it can be; hydrogens stay explicit and none are
-/// implied.
+/// implied. A copy of `PerceivedRDKitMol` where that is complete.
 QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
 /// The same where hydrogens that valence asks for are implied, as SMARTS patterns and the search
 /// for missing hydrogens want it.
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates);
-/// That molecule, without coordinates, converted and perceived once and kept with `mol` under
+/// That molecule made anew, without coordinates.
+QZRDKitMol PerceiveRDKitMol(const QZMolBase& mol);
+/// That molecule, converted and perceived once and kept with `mol` under
 /// `RDKitMolTag`; never null.
 std::shared_ptr<const QZRDKitMol> PerceivedRDKitMol(const QZMolBase& mol);
 unsigned int RDKitMolTag();

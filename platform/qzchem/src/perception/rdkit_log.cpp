@@ -112,11 +112,10 @@ std::string InUsersWords(const std::string& text) {
     std::istringstream words(rest);
     unsigned int atom = 0;
     std::string element;
-    int valence = 0;
-    words >> atom >> element >> valence;
+    words >> atom >> element;
     if (element.ends_with(',')) element.pop_back();
-    return "Atom " + std::to_string(atom + 1) + " (" + element + ") has valence " +
-           std::to_string(valence) + ", more than its element and charge permit";
+    return "Atom " + std::to_string(atom + 1) + " (" + element +
+           ") has more bonds than its element and charge permit";
   }
   if (const std::string rest = Behind(line, "Unkekulized atoms: "); !rest.empty()) {
     return "The aromatic bonds of atoms " + FromOne(rest) +

@@ -16,7 +16,7 @@ std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol) {
   topology->bondAromatic.assign(mol.BondIndexBound(), 0);
   // Also the molecule that force fields will ask for.
   const auto perceive = [&mol]() -> QZPerceived {
-    return std::make_shared<const QZRDKitMol>(ToRDKitWithImpliedHydrogens(mol, false));
+    return std::make_shared<const QZRDKitMol>(PerceiveRDKitMol(mol));
   };
   const auto converted =
       std::static_pointer_cast<const QZRDKitMol>(topology->derived->Get(RDKitMolTag(), perceive));

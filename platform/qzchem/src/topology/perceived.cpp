@@ -11,6 +11,7 @@ namespace QZChem {
 namespace {
 
 std::atomic<unsigned long> perceptions{0};
+std::atomic<unsigned long> conversions{0};
 
 }  // namespace
 
@@ -38,6 +39,14 @@ QZPerceived QZGetPerceived(const QZMolBase& mol,
 
 unsigned long QZCountPerceptions() {
   return perceptions;
+}
+
+unsigned long QZCountConversions() {
+  return conversions;
+}
+
+void QZNoteConversion() {
+  ++conversions;
 }
 
 }  // namespace QZChem

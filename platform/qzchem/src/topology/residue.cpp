@@ -23,7 +23,10 @@ void QZSetResidue(QZAtomBase& atom, const QZResidue& residue) {
 std::string QZDescribeResidue(const QZAtomBase& atom) {
   const QZResidue* residue = QZGetResidue(atom);
   if (residue == nullptr) return "";
-  std::string text = "residue " + residue->name + " " + std::to_string(residue->number);
+  // Ligands may be named in digits: "residue 478, number 200".
+  const bool isNumeric = residue->name.find_first_not_of("0123456789") == std::string::npos;
+  std::string text = "residue " + residue->name + (isNumeric ? ", number " : " ") +
+                     std::to_string(residue->number);
   if (residue->insertionCode != ' ') text += residue->insertionCode;
   if (!residue->chain.empty()) text += " (chain " + residue->chain + ")";
   return text;

@@ -29,6 +29,13 @@ class QZ_API QZHessianModel {
   virtual ~QZHessianModel();
 };
 
+/// A step of a minimiser and the change of the gradient over it: what is known of the Hessian
+/// along the step.
+struct QZCurvatureStep {
+  std::vector<double> move;
+  std::vector<double> change;
+};
+
 /// A function whose variables belong to the way that led to them, or may serve no longer where a
 /// minimiser gets stuck: it can start afresh from the point reached, and at last present itself in
 /// variables that always serve.
@@ -37,6 +44,13 @@ class QZ_API QZRestartable {
   /// Makes the variables consistent with what `x` (NumVar() doubles, in and out) has reached.
   /// False: starting again there would gain nothing, and `x` is as it was.
   virtual bool Restart(double* x) = 0;
+  /// Whether other variables serve better at the iterate `x`; a minimiser asks after each
+  /// iteration, so that it must be cheap. Here: never.
+  virtual bool IsRevisionDue(const double* x);
+  /// Chooses the variables anew at `x` (in and out), their number staying. `steps`, what the way
+  /// there has told of the Hessian, come back in the new variables; none where they cannot be
+  /// carried over. False: all is as it was. Here: false.
+  virtual bool Revise(double* x, std::vector<QZCurvatureStep>& steps);
   /// The same function in variables that always serve, started from what `x` has reached: `start`
   /// receives that function's variables. Null where there are none. Owned by this object, valid
   /// until the next call.

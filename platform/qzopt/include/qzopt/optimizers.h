@@ -48,6 +48,8 @@ struct QZOptResult {
   bool fellBack = false;
   /// The method of the last steps, never Auto.
   QZOptMethod method = QZOptMethod::QuasiNewton;
+  /// How often a `QZRestartable` function chose its variables anew on the way.
+  unsigned int revisions = 0;
 };
 
 /// Minimises a function of any number of variables.

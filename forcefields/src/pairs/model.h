@@ -1,0 +1,36 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <limits>
+#include <vector>
+
+#include "kernels/mat3.h"
+#include "kernels/sinks.h"
+#include "pairs/evaluator.h"
+
+namespace QZMolPotential {
+
+/// Where atoms stand that are no variables.
+inline constexpr unsigned int kNoVariable = std::numeric_limits<unsigned int>::max();
+
+/// Adds to a model Hessian what contacts and hydrogen bonds bring, the stiffest that bonded terms
+/// know nothing of. `place(atom)` is an atom's place among the variables or `kNoVariable`. Pairs
+/// below 2 kcal/mol/Å² are left out: they cost more in the factor than they save (bench/README.md
+/// tells how the number was chosen).
+template <class Place, class Entry>
+void AppendStiffPairs(
+    PairEvaluator& pairs, const double* x, PairTerms terms, Place place, std::vector<Entry>& to) {
+  constexpr double kLeast = 2.0;
+  EntrySink sink(to);
+  pairs.ForEachStiff(x, terms, kLeast, [&](unsigned int a, unsigned int b, const double* h) {
+    const Mat3 block{{h[0], h[1], h[2]}, {h[1], h[3], h[4]}, {h[2], h[4], h[5]}};
+    const unsigned int i = place(a);
+    const unsigned int j = place(b);
+    if (i != kNoVariable) sink.Diagonal(i, block);
+    if (j != kNoVariable) sink.Diagonal(j, block);
+    if (i != kNoVariable && j != kNoVariable) sink.Mixed(i, j, -block);
+  });
+}
+
+}  // namespace QZMolPotential

@@ -1,0 +1,193 @@
+// Copyright (c) the molpotential authors.
+// SPDX-License-Identifier: BSD-3-Clause
+#include "input/parts.h"
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "input/errors.h"
+#include "input/words.h"
+#include "output/format.h"
+
+namespace Molpot {
+
+void Parts::Refuse(const std::string& reason) const {
+  throw UsageError(origin_.Label() + ": " + reason);
+}
+
+double Parts::Number(const char* name) {
+  const std::optional<double> value = OptionalNumber(name);
+  if (!value.has_value()) Refuse(std::string("the number \"") + name + "\" is missing");
+  return *value;
+}
+
+double Parts::NonNegative(const char* name) {
+  const double value = Number(name);
+  if (value < 0.0) Refuse(std::string("\"") + name + "\" must not be negative");
+  return value;
+}
+
+double Parts::Positive(const char* name) {
+  const double value = Number(name);
+  if (!(value > 0.0)) Refuse(std::string("\"") + name + "\" must be positive");
+  return value;
+}
+
+double Parts::NonNegative(const char* name, double fallback) {
+  const double value = OptionalNumber(name).value_or(fallback);
+  if (value < 0.0) Refuse(std::string("\"") + name + "\" must not be negative");
+  return value;
+}
+
+WordParts::WordParts(const std::string& option, const std::string& argument)
+    : Parts({option, argument}), words_(Words(argument)) {}
+
+AtomTuple WordParts::Atoms(unsigned int count) {
+  return {From().Label(), count, words_};
+}
+
+AtomSelection WordParts::Selection(unsigned int maxNumbers) {
+  std::vector<double> numbers;
+  AtomSelection selection(From().option, From().argument, maxNumbers, numbers);
+  words_.clear();
+  for (const double number : numbers) words_.push_back(FullDigits(number));
+  return selection;
+}
+
+std::string WordParts::Text(const char* name) {
+  if (words_.empty()) Refuse(std::string("\"") + name + "\" is missing");
+  const std::string word = words_.front();
+  words_.erase(words_.begin());
+  return word;
+}
+
+std::string WordParts::Everything(const char* /*name*/) {
+  words_.clear();
+  return From().argument;
+}
+
+std::optional<std::string> WordParts::OptionalText(const char* name) {
+  double value = 0.0;
+  if (words_.empty() || ParseNumber(words_.front(), value)) return std::nullopt;
+  return Text(name);
+}
+
+std::optional<double> WordParts::OptionalNumber(const char* name) {
+  if (words_.empty()) return std::nullopt;
+  return TakeNumber(From().Label(), name, words_);
+}
+
+std::vector<double> WordParts::Point(const char* name) {
+  std::vector<double> point;
+  for (int axis = 0; axis < 3; ++axis) point.push_back(Number(name));
+  return point;
+}
+
+std::optional<Parts::Range> WordParts::OptionalRange() {
+  if (words_.empty()) return std::nullopt;
+  const double low = Number("value");
+  return Range{low, OptionalNumber("high").value_or(low)};
+}
+
+void WordParts::End() {
+  ExpectEnd(From().Label(), words_);
+}
+
+JsonParts::JsonParts(const std::string& option, const nlohmann::json& entry, std::string folder)
+    : Parts({option, ""}),
+      entry_(std::make_unique<const nlohmann::json>(entry)),
+      folder_(std::move(folder)) {}
+
+JsonParts::~JsonParts() = default;
+
+const nlohmann::json* JsonParts::find(const char* name) {
+  taken_.insert(name);
+  const auto found = entry_->find(name);
+  return found == entry_->end() ? nullptr : &*found;
+}
+
+const nlohmann::json& JsonParts::get(const char* name) {
+  const nlohmann::json* value = find(name);
+  if (value == nullptr) Refuse(std::string("\"") + name + "\" is missing");
+  return *value;
+}
+
+AtomTuple JsonParts::Atoms(unsigned int count) {
+  const nlohmann::json& value = get("atoms");
+  std::vector<std::string> words;
+  if (value.is_string()) words = Words(value.get<std::string>());
+  if (value.is_array()) {
+    for (const auto& number : value) {
+      if (!number.is_number_unsigned()) Refuse("\"atoms\" must be numbers from 1, or a text");
+      words.push_back(number.dump());
+    }
+  }
+  AtomTuple atoms(From().option, count, words);
+  ExpectEnd(From().option + ": \"atoms\"", words);
+  return atoms;
+}
+
+AtomSelection JsonParts::Selection(unsigned int /*maxNumbers*/) {
+  return {From().option, Text("atoms")};
+}
+
+std::optional<AtomSelection> JsonParts::OptionalSelection() {
+  if (find("atoms") == nullptr) return std::nullopt;
+  return Selection(0);
+}
+
+std::string JsonParts::Text(const char* name) {
+  const nlohmann::json& value = get(name);
+  if (!value.is_string()) Refuse(std::string("\"") + name + "\" must be a text");
+  return value.get<std::string>();
+}
+
+std::string JsonParts::File(const char* name) {
+  return (std::filesystem::path(folder_) / Text(name)).string();
+}
+
+std::optional<std::string> JsonParts::OptionalText(const char* name) {
+  if (find(name) == nullptr) return std::nullopt;
+  return Text(name);
+}
+
+std::optional<double> JsonParts::OptionalNumber(const char* name) {
+  const nlohmann::json* value = find(name);
+  if (value == nullptr) return std::nullopt;
+  if (!value->is_number()) Refuse(std::string("\"") + name + "\" must be a number");
+  return value->get<double>();
+}
+
+std::vector<double> JsonParts::Point(const char* name) {
+  const nlohmann::json& value = get(name);
+  std::vector<double> point;
+  if (value.is_array()) {
+    for (const auto& number : value) {
+      if (number.is_number()) point.push_back(number.get<double>());
+    }
+  }
+  if (point.size() != 3 || value.size() != 3) {
+    Refuse(std::string("\"") + name + "\" must be three numbers");
+  }
+  return point;
+}
+
+std::optional<Parts::Range> JsonParts::OptionalRange() {
+  const std::optional<double> value = OptionalNumber("value");
+  const bool isRange = find("low") != nullptr || find("high") != nullptr;
+  if (value.has_value() && isRange) Refuse("either \"value\" or \"low\" and \"high\" is needed");
+  if (value.has_value()) return Range{*value, *value};
+  if (!isRange) return std::nullopt;
+  const double low = Number("low");
+  return Range{low, Number("high")};
+}
+
+void JsonParts::End() {
+  for (const auto& [name, value] : entry_->items()) {
+    if (name != "kind" && name != "comment" && !taken_.contains(name)) {
+      Refuse("there is no \"" + name + "\" here");
+    }
+  }
+}
+
+}  // namespace Molpot
