@@ -35,10 +35,17 @@ class BuildWithLibrary(build_py):
         subprocess.check_call(["cmake", "--build", tree, *target])
         package = pathlib.Path(self.build_lib) / "molpotential"
         stage = tree / "stage"
+        shutil.rmtree(stage, ignore_errors=True)
         subprocess.check_call(
             ["cmake", "--install", tree, "--prefix", stage, "--component", "python"]
         )
-        shutil.copytree(stage, package, dirs_exist_ok=True)
+        for path in stage.rglob("*"):
+            # Libraries are looked up by the names of their links; wheels hold files.
+            if path.is_dir() or (path.parent.name == "lib" and not path.is_symlink()):
+                continue
+            place = package / path.relative_to(stage)
+            place.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(path, place)
 
 
 class WithCompiledModule(Distribution):

@@ -20,7 +20,7 @@ from ._core import InputError, MolPotentialError
 from ._journal import Journal, Summary
 from ._records import chunks, run_chunk, to_arguments
 
-CHUNK = 100  # records: a second or two of work, beside which starting the program is little
+CHUNK = 500  # records: a second of work, beside which starting the program is little
 _AHEAD = 4  # chunks a thread of the cluster that are read before the oldest one is done
 
 __all__ = ["CHUNK", "Summary", "minimize_files"]

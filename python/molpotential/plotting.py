@@ -4,9 +4,12 @@
 
 import numpy as np
 
+from ._runs import _posed
+
 
 class Recorder:
-    """A callback for `minimize` that keeps every iteration: iteration, energy, gradient, coords."""
+    """A callback for `minimize` that keeps every iteration: iterations, energies (kcal/mol), gradients
+    (root mean square, kcal/mol per Å or radian), coords (each (N, 3) in Å)."""
 
     def __init__(self, keep_coords=True):
         self.keep_coords = keep_coords
@@ -20,11 +23,19 @@ class Recorder:
             self.coords.append(coords)
 
     def frame(self):
-        """The run as a pandas DataFrame."""
+        """The run as a pandas DataFrame: energy and gradient by iteration."""
         import pandas
 
         columns = {"energy": self.energies, "gradient": self.gradients}
         return pandas.DataFrame(columns, index=pandas.Index(self.iterations, name="iteration"))
+
+    def molecules(self, mol):
+        """The iterations as copies of a molecule: a trajectory to be written to a file."""
+        rows = zip(self.iterations, self.energies, self.gradients, self.coords)
+        return [
+            _posed(mol, x, {"Iteration": i, "Energy": f"{energy:.10g}", "Gnorm": f"{gradient:.10g}"})
+            for i, energy, gradient, x in rows
+        ]
 
 
 def plot_run(recorder, axes=None):
@@ -42,20 +53,40 @@ def plot_run(recorder, axes=None):
     return axes
 
 
+def _label(kind, unit):
+    return f"{kind} ({unit})"
+
+
+def _plot_map(scan, axes):
+    energies = scan.energies - np.nanmin(scan.energies)
+    levels = axes.contourf(scan.values, scan.values2, energies.T, 20, cmap="viridis")
+    axes.figure.colorbar(levels, ax=axes, label="relative energy (kcal/mol)")
+    places = np.array([(a, b) for a in scan.values for b in scan.values2])
+    bad = places[~np.asarray(scan.converged).ravel()]
+    if len(bad):
+        axes.plot(bad[:, 0], bad[:, 1], "wo", markersize=3)
+    axes.set_xlabel(_label(scan.kind, scan.unit))
+    axes.set_ylabel(_label(scan.kind2 + " 2", scan.unit2))
+
+
 def plot_scan(scan, axes=None):
-    """Relative energy against the driven value; points that did not converge are open circles."""
+    """Relative energy against the driven value, or over two of them as a map; points that did not
+    converge are open circles. Returns the axes."""
     import matplotlib.pyplot as plt
 
     if axes is None:
         axes = plt.subplots()[1]
+    if scan.kind2:
+        _plot_map(scan, axes)
+        return axes
     energies = np.asarray(scan.energies) - np.nanmin(scan.energies)
-    axes.plot(scan.values, energies, color="tab:blue")
-    good = np.asarray(scan.converged, dtype=bool)
     values = np.asarray(scan.values)
+    good = np.asarray(scan.converged, dtype=bool)
+    axes.plot(values, energies, color="tab:blue")
     axes.plot(values[good], energies[good], "o", color="tab:blue")
     axes.plot(values[~good], energies[~good], "o", color="tab:blue", markerfacecolor="white")
-    if scan.unit == "degrees":
-        axes.set_xticks(np.arange(-180, 181, 60))
-    axes.set_xlabel(f"{scan.kind} ({scan.unit})")
+    if scan.kind == "torsion":
+        axes.xaxis.set_major_locator(plt.MultipleLocator(60))
+    axes.set_xlabel(_label(scan.kind, scan.unit))
     axes.set_ylabel("relative energy (kcal/mol)")
     return axes

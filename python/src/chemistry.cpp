@@ -101,6 +101,21 @@ Array Conformers(const Molecule& self, unsigned int count, double rms, unsigned 
   return result;
 }
 
+MoleculePtr Subset(const Molecule& self, const py::object& atoms, bool cap) {
+  auto part = std::make_shared<Molecule>();
+  const auto members = Members(Resolve(ToAtoms(atoms), self.mol, "subset"));
+  if (!QZChem::QZSubsetMol(part->mol,
+                           self.mol,
+                           members,
+                           /*adjustHydrogens=*/cap,
+                           /*keepMapIndex=*/true,
+                           nullptr,
+                           nullptr)) {
+    throw InputError("subset: there are no atoms in it");
+  }
+  return part;
+}
+
 py::list Residues(const Molecule& self) {
   py::list all;
   for (const auto& atom : QZRange(self.mol.GetAtoms())) {
@@ -240,6 +255,12 @@ void DefineChemistry(py::module_& m, MoleculeClass& molecule) {
 
 "[#6]C(=O)O" (a SMARTS), "atoms 0-5,7" (counting from 0), "residue LIG", "residue 45:A", "chain A",
 "component 2", "hydrogens", "all", "within 6 of residue LIG" (Å), joined by and, or, not, parentheses.)")
+      .def("subset",
+           &Subset,
+           py::arg("atoms"),
+           py::arg("cap") = false,
+           "A new molecule of some atoms (indices or a selection) in their order, with the bonds "
+           "between them; bonds that are cut leave open valences, or with `cap` end in hydrogens.")
       .def("match",
            &Match,
            py::arg("smarts"),

@@ -79,6 +79,12 @@ std::unique_ptr<QZ::QZGeometryConstr> Make(const std::string& kind,
                    "plane-height, rmsd)");
 }
 
+bool IsPossible(const std::string& kind, double value) {
+  if (kind == "distance") return value > 0.0;
+  if (kind == "angle") return value >= 0.0 && value <= 180.0;
+  return (kind != "centroid-distance" && kind != "rmsd") || value >= 0.0;
+}
+
 }  // namespace
 
 double UnitOf(const std::string& kind) {
@@ -103,6 +109,10 @@ ConstraintSet::ConstraintSet(const py::list& constraints, const QZChem::QZGraphM
     const auto high = item.attr("high").cast<std::optional<double>>();
     for (const auto& number : {value, low, high}) {
       if (std::isnan(number.value_or(0.0))) throw InputError("a constraint is not a number");
+    }
+    if (value.has_value() && !IsPossible(kind, *value)) {
+      throw InputError("a " + kind + " cannot be " +
+                       py::str(py::float_(*value)).cast<std::string>());
     }
     Held held;
     held.cartesian = MakeConstraint(kind, item.attr("atoms"), item.attr("reference"), mol);

@@ -138,6 +138,11 @@ are variables; None: as the function needs it. It works on a copy of the functio
            py::arg("fixed") = py::none(),
            py::arg("overall_motion") = py::none(),
            py::arg("move") = py::none())
+      .def("__repr__",
+           [](Coordinates& self) {
+             return "<Coordinates " + self.Kind() + ": " +
+                    std::to_string(self.System().Func().NumVar()) + " variables>";
+           })
       .def_property_readonly("kind", &Coordinates::Kind, "The name of the variables.")
       .def_property_readonly(
           "start", &Coordinates::StartArray, "The variables at `x0`, (variables,).")

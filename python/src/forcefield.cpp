@@ -42,7 +42,15 @@ class ForceField final : public Summed {
     auto field = std::make_unique<QZ::QZStandardFF>(kind_);
     if (cutoff_.has_value()) field->SetCutoff(*cutoff_);
     field->SetDielectric(dielectric_, distanceDependent_);
-    SetUp<TypingError>(*field, mol, name_.c_str());
+    try {
+      SetUp<TypingError>(*field, mol, name_.c_str());
+    } catch (const TypingError& error) {
+      const std::string missing = QZChem::QZFindMissing(mol);
+      if (missing.empty()) throw;
+      throw TypingError(std::string(error.what()) + ": " + missing + " [atoms from 1; " +
+                        (QZChem::QZHasBondOrders(mol) ? "add_hydrogens()" : "apply_templates()") +
+                        " of the molecule adds them]");
+    }
     return field;
   }
 
@@ -73,7 +81,12 @@ Raises TypingError for a molecule that the force field cannot describe.)")
       .def_property_readonly("charges",
                              &ForceField::PartialCharges,
                              "Partial charges, (N,) in e; of UFF, which has none, (0,).")
-      .def_property_readonly("name", &ForceField::Name, "The name it was made with.");
+      .def_property_readonly("name", &ForceField::Name, "The name it was made with.")
+      .def("__repr__", [](const ForceField& self) {
+        const QZChem::QZGraphMol& mol = self.GetMolecule()->mol;
+        return "<ForceField " + self.Name() + " of \"" + mol.GetTitle() + "\", " +
+               std::to_string(mol.NumAtoms()) + " atoms>";
+      });
 }
 
 }  // namespace MolPotentialPython

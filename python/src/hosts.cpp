@@ -99,6 +99,7 @@ class Host {
     func->Bind(std::move(mol));
     return func;
   }
+  unsigned int NumAtoms() const { return field_.GetHost()->NumAtoms(); }
   static MoleculePtr LigandOf(const Molecule& joined) {
     return std::make_shared<Molecule>(Molecule{QZ::QZHostField::LigandOf(joined.mol)});
   }
@@ -158,6 +159,12 @@ void DefineHosts(py::module_& m) {
            "The ligand's own energy at `x`, (N, 3) or flat in Å, above that of the minimum it "
            "relaxes "
            "to without the host; kcal/mol.")
+      .def("__repr__",
+           [](const HostFunction& self) {
+             return "<HostFunction of " + std::to_string(self.GetMolecule()->mol.NumAtoms()) +
+                    " atoms, " + std::to_string(self.FlexibleAtoms().size()) +
+                    " of them the host's>";
+           })
       .def_property_readonly("flexible_atoms",
                              &HostFunction::FlexibleAtoms,
                              "The host's indices of the atoms that move too, (atoms,).");

@@ -51,8 +51,8 @@ MoleculePtr FromSmiles(const std::string& smiles) {
   }();
   if (!good) {
     const std::string reason = messages.Take();
-    throw InputError("SMILES \"" + smiles +
-                     "\": " + (reason.empty() ? "no molecule can be made of it" : reason));
+    throw InputError(reason.empty() ? "SMILES \"" + smiles + "\": no molecule can be made of it"
+                                    : reason);
   }
   return MakeMolecule(std::move(mol));
 }

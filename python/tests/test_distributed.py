@@ -200,3 +200,18 @@ def test_chunks_hold_every_byte_once(tmp_path, kind, end, monkeypatch):
         assert [len(part.split()) for part in parts] == [7] * 8 + [4]
         rest = list(records.chunks([str(path)], parts[3].end, 7))
         assert [part.data for part in rest] == [part.data for part in parts[4:]]
+
+
+def test_reading_holds_one_chunk_at_a_time(tmp_path):
+    import tracemalloc
+
+    path = tmp_path / "long.smi.gz"
+    line = b"C" * 200 + b" a title\n"
+    with gzip.open(path, "wb", 1) as stream:
+        for _ in range(100):
+            stream.write(line * 2000)  # 42 MB in all
+    tracemalloc.start()
+    count = sum(len(part.data) for part in records.chunks([str(path)], (0, 0), 500))
+    peak = tracemalloc.get_traced_memory()[1]
+    tracemalloc.stop()
+    assert count == 200_000 * len(line) and peak < 8e6

@@ -21,7 +21,7 @@ def test_mmff94_is_rdkits(aspirin):
     assert energy == pytest.approx(reference.CalcEnergy(), rel=1e-6)
     assert np.allclose(gradient.ravel(), reference.CalcGrad(), rtol=1e-6, atol=1e-6)
     assert sum(ff.components(aspirin.coords).values()) == pytest.approx(energy, rel=1e-10)
-    assert ff.energy(aspirin.coords.ravel()) == energy
+    assert ff.energy(aspirin.coords.ravel()) == pytest.approx(energy, rel=1e-12)
     assert gradient.shape == aspirin.coords.shape
 
 
@@ -71,6 +71,72 @@ def test_terms_have_their_closed_forms(butane):
         mp.PositionRestraint("[Xe]").bind(butane)
     with pytest.raises(mp.InputError, match="99"):
         mp.DistancePenalty(0, 99, 1.0, 1.0).bind(butane)
+
+
+def test_every_term_is_zero_inside_and_has_true_derivatives_outside(butane):
+    x = butane.coords
+    torsion = butane.measure((0, 1, 2, 3))
+    bound = {
+        "tether": mp.Tether([0, 3], x[[0, 3]], width=0.2, strength=3.0, onset=0.1),
+        "sphere": mp.SphereWall(x.mean(axis=0), 4.0, 2.0, onset=0.3),
+        "box": mp.BoxWall(x.min(axis=0), [np.inf] * 3, 2.0, atoms="[#6]"),
+        "position": mp.PositionRestraint("[#6]", 0.2, 3.0, onset=0.2),
+        "power": mp.PositionRestraint([0, 1], 0.2, 3.0, exponent=3.0),
+        "band": mp.DistanceBand(0, 3, 1.0, 5.0, 3.0, onset=0.2),
+        "torsion": mp.TorsionPenalty(0, 1, 2, 3, torsion, 4.0, width=5.0, onset=2.0),
+        "held": mp.HoldTorsions(4.0),
+    }
+    stretched = 2.9 * (x - x.mean(axis=0)) + x.mean(axis=0) + [-1.5, 0.3, 0.2]
+    twisted = butane.copy()
+    twisted.set_internal((0, 1, 2, 3), torsion + 40.0)
+    for name, term in bound.items():
+        term.bind(butane)
+        assert term.energy(x) == pytest.approx(0.0, abs=1e-20), name
+        away = twisted.coords if name in ("torsion", "held") else stretched
+        assert term.energy(away) > 0.05, name
+        found = mp.check(term, away)
+        assert found.gradient < 1e-6 and found.hessian < 1e-4, name
+    # Closed forms beyond an onset w: k (e² - w e + w²/3), and of a power.
+    moved = x + [0.0, 0.0, 1.0]
+    e, w = 0.8, 0.1
+    assert bound["tether"].energy(moved) == pytest.approx(2 * 3.0 * (e * e - w * e + w * w / 3))
+    assert bound["power"].energy(moved) == pytest.approx(2 * 3.0 * e**3)
+    assert bound["held"].energy(twisted.coords) == pytest.approx(4.0 * np.radians(40.0) ** 2)
+    for wrong in (
+        lambda: mp.Tether([0, 1], x[:1]).bind(butane),
+        lambda: mp.SphereWall([0, 0, 0], -1.0, 1.0),
+        lambda: mp.BoxWall([1, 1, 1], [0, 2, 2], 1.0),
+        lambda: mp.DistanceBand(0, 1, 2.0, 1.0, 1.0),
+        lambda: mp.PositionRestraint([0], -0.1),
+        lambda: mp.HoldTorsions(1.0).bind(mp.Molecule.from_smiles("C")),
+    ):
+        with pytest.raises(mp.InputError):
+            wrong()
+
+
+def test_force_fields_in_force_fields_keep_their_terms(butane):
+    inner = mp.ForceField("mmff94", butane)
+    inner.add(mp.DistancePenalty(0, 3, 2.0, 10.0))
+    outer = mp.ForceField("uff", butane)
+    plain = outer.energy(butane.coords)
+    outer.add(inner)
+    assert outer.energy(butane.coords) == pytest.approx(plain + inner.energy(butane.coords))
+    for loop in (inner, outer):
+        with pytest.raises(mp.InputError, match="itself"):
+            inner.add(loop)
+
+
+def test_interactions_sum_to_the_components(aspirin):
+    ff = mp.ForceField("mmff94", aspirin)
+    table = ff.interactions(aspirin.coords)
+    for name, energy in ff.components(aspirin.coords).items():
+        rows = [e for term, e in zip(table["term"], table["energy"]) if term == name]
+        assert sum(rows) == pytest.approx(energy, abs=1e-8), name
+    worst = ff.interactions(aspirin.coords, highest=2)
+    assert max(table["energy"]) == max(worst["energy"])
+    assert len(worst["energy"]) == 2 * len(set(worst["term"]))
+    pandas = pytest.importorskip("pandas")
+    assert list(pandas.DataFrame(worst).columns) == ["term", "atoms", "energy"]
 
 
 class Spring(mp.Function):

@@ -1,8 +1,5 @@
 # Copyright (c) the molpotential authors.
 # SPDX-License-Identifier: BSD-3-Clause
-import signal
-import threading
-
 import numpy as np
 import pytest
 import rdkit.ForceField.rdForceField  # noqa: F401
@@ -68,22 +65,6 @@ def test_callback_sees_coordinates_stops_and_raises(butane):
 
     with pytest.raises(KeyError, match="mine"):
         mp.minimize(ff, butane.coords, callback=fail)
-
-
-def test_keyboard_interrupt_ends_a_run(aspirin):
-    class Slow(mp.Function):
-        def energy_and_gradient(self, x):
-            event.wait(0.02)
-            return 0.0, np.zeros_like(x)
-
-    event = threading.Event()
-    ff = mp.ForceField("mmff94", aspirin)
-    ff.add(Slow())
-    timer = threading.Timer(0.3, lambda: signal.raise_signal(signal.SIGINT))
-    timer.start()
-    with pytest.raises(KeyboardInterrupt):
-        mp.minimize(ff, aspirin.coords, gradient_tolerance=1e-12)
-    timer.join()
 
 
 def test_scipy_takes_a_function_as_it_is(butane):
