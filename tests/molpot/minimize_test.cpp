@@ -131,6 +131,7 @@ TEST(Molpot, SaysWithItsStatusAndInWordsHowItWent) {
       {scan + "'1 2 3 4' --step 0", 2, ""},
       {scan + "'1 2 3'", 2, ""},
       {scan + "'1 2 3 99'", 1, ""},
+      {"compare data/butane.sdf --time-limit 1e-9", 1, "time limit"},
       {minimize + "-o - --freeze [Xe]", 1, "matches nothing"},
       {minimize + "-o - --restrain [Xe]", 1, "matches nothing"},
       {minimize + "-o - --restrain-distance '1 900 2.0 5'", 1, "no atom 900"},
@@ -238,6 +239,23 @@ TEST(Minimize, ConstraintsHoldInEveryCoordinateSystemAndBesideFrozenAtoms) {
       EXPECT_NEAR(energy, free, 1e-3);
     }
   }
+}
+
+TEST(Minimize, PartialChargesAreInTheColumnOfMol2) {
+  const Scratch scratch;
+  const auto result =
+      scratch.Molpot("minimize data/aspirin.sdf -o out.mol2 --partial-charges --json");
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto line = JsonLines(result.out).at(0);
+  std::istringstream in(scratch.Read("out.mol2"));
+  std::string text;
+  while (text != "@<TRIPOS>ATOM" && std::getline(in, text)) {
+  }
+  for (const auto& charge : line["partial_charges"]) {
+    ASSERT_TRUE(std::getline(in, text));
+    EXPECT_NEAR(std::stod(text.substr(text.rfind(' '))), charge.get<double>(), 6e-5) << text;
+  }
+  EXPECT_NE(scratch.Read("out.mol2").find("USER_CHARGES"), std::string::npos);
 }
 
 TEST(Minimize, TrajectoryHoldsEveryIterationInCartesianCoordinates) {

@@ -147,6 +147,50 @@ TEST(Minimize, WhatDidNotConvergeIsMarkedInEveryOutputAndInTheStatus) {
   ExpectContains(late.err, "time limit of 0.001 s");
 }
 
+// The line that is rewritten on a terminal, within a record that takes seconds.
+TEST(Progress, IsShownWithinLongRecordsOnATerminal) {
+  const Scratch scratch;
+  const auto result = scratch.Shell(
+      "command -v script >/dev/null || exit 77; script -qec \"$molpot minimize "
+      "data/hiv_protease.pdb -o out.pdb --add-hydrogens --time-limit 3\" /dev/null </dev/null");
+  if (result.status == 77) GTEST_SKIP() << "there is no script(1) here";
+  EXPECT_EQ(result.status, 1) << result.out;
+  ExpectContains(result.out, "\r\033[K");
+  ExpectContains(result.out, ": iteration ");
+  ExpectContains(result.out, "time limit of 3 s");
+  const auto plain = scratch.Molpot("minimize data/butane.sdf -o out.sdf");
+  EXPECT_EQ(plain.err, "") << "nothing of it elsewhere";
+}
+
+// Hydrogens between two atoms, which the force field's typing would not survive.
+TEST(Failures, BridgingHydrogensFailTheirRecordAlone) {
+  const Scratch scratch;
+  const std::string h3o2 =
+      "bridged\n\n\n  5  4  0  0  0  0  0  0  0  0999 V2000\n"
+      "    1.2200    0.0000    0.0000 O   0  0\n   -1.2200    0.0000    0.0000 O   0  0\n"
+      "    0.0000    0.0000    0.0000 H   0  0\n    1.5000    0.9200    0.0000 H   0  0\n"
+      "   -1.5000   -0.9200    0.3000 H   0  0\n  1  3  1  0\n  2  3  1  0\n  1  4  1  0\n"
+      "  2  5  1  0\nM  CHG  1   3  -1\nM  END\n$$$$\n";
+  const std::string diborane =
+      "diborane\n\n\n  8  8  0  0  0  0  0  0  0  0999 V2000\n"
+      "    0.8800    0.0000    0.0000 B   0  0\n   -0.8800    0.0000    0.0000 B   0  0\n"
+      "    0.0000    0.9800    0.0000 H   0  0\n    0.0000   -0.9800    0.0000 H   0  0\n"
+      "    1.4600    0.0000    1.0400 H   0  0\n    1.4600    0.0000   -1.0400 H   0  0\n"
+      "   -1.4600    0.0000    1.0400 H   0  0\n   -1.4600    0.0000   -1.0400 H   0  0\n"
+      "  1  3  1  0\n  1  4  1  0\n  2  3  1  0\n  2  4  1  0\n  1  5  1  0\n  1  6  1  0\n"
+      "  2  7  1  0\n  2  8  1  0\nM  CHG  4   1  -1   2  -1   3   1   4   1\nM  END\n$$$$\n";
+  const std::string butane = scratch.Read("data/butane.sdf");
+  scratch.File("mixed.sdf", butane + h3o2 + diborane + butane);
+  for (const char* options : {"", " --add-hydrogens", " --forcefield mmff94s -j 2"}) {
+    const auto result = scratch.Molpot(std::string("minimize mixed.sdf -o out.sdf") + options);
+    EXPECT_EQ(result.status, 1) << result.err;
+    ExpectContains(result.err, "record 2 (bridged)");
+    ExpectContains(result.err, "Atom 3 (H) has more bonds");
+    ExpectContains(result.err, "record 3 (diborane)");
+    EXPECT_EQ(scratch.Molecules("out.sdf").size(), 2u);
+  }
+}
+
 TEST(Failures, JsonSaysWhatStandardErrorSaysAndWhichForceFieldWouldDo) {
   const Scratch scratch;
   QZChem::QZGraphMol mol;  // boron trifluoride: there is no such MMFF94 type

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
-#include <clocale>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <locale>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/capture.h"
+#include "support/german_locale.h"
 #include "support/molecules.h"
 #include "support/records_text.h"
 
@@ -70,6 +71,35 @@ TEST(Faults, WhatAMoleculeCannotHoldIsRefusedInTheUsersWords) {
       << messages.Warnings()[0];
 }
 
+TEST(Faults, UnpairedElectronsAreKeptOrTold) {
+  const auto reading = ReadAll("[CH2] carbene\n[CH3] methyl\n", SMILES);
+  ASSERT_EQ(reading.titles, "carbene;methyl;");
+  EXPECT_NE(reading.records[0].note.find("spin of atom 1 (C)"), std::string::npos);
+  EXPECT_EQ(reading.records[1].note, "");
+  for (const QZGraphMol& mol : reading.molecules) {
+    const unsigned int electrons = mol.GetAtom(0)->GetRadicalElectrons();
+    EXPECT_EQ(electrons, mol.NumAtoms() == 3 ? 2U : 1U);
+    for (const QZMolFormat format : {SDF, SMILES}) {
+      const QZGraphMol back = ReadOne(Written(mol, format), format);
+      EXPECT_EQ(back.GetAtom(0)->GetRadicalElectrons(), electrons) << Written(mol, format);
+    }
+    MessageCapture messages;
+    for (const QZMolFormat format : {MOL2, PDB, XYZ}) Written(mol, format);
+    ASSERT_EQ(messages.Warnings().size(), 3U);
+    EXPECT_NE(messages.Warnings()[0].find("unpaired electrons"), std::string::npos);
+  }
+}
+
+TEST(Faults, ARecordThatLostItsAtomsDoesNotTakeThoseOfTheNext) {
+  const std::string good = Written(Water(), PDB);
+  const std::string bad =
+      "COMPND    bad\nHETA    1  O1  UNL     1       0.000   0.000\nCONECT    1    2    3\nEND\n";
+  const auto reading = ReadAll(good + bad + good, PDB);
+  ASSERT_EQ(reading.records.size(), 3U);
+  EXPECT_EQ(reading.records[1].raw, bad);
+  EXPECT_EQ(reading.molecules.size(), 2U);
+}
+
 TEST(Faults, OtherFilesAreCalledWhatTheyAre) {
   EXPECT_NE(Fault("CCO ethanol\nc1ccccc1 benzene\n").find("looks like SMILES"), std::string::npos);
   EXPECT_NE(Fault("This is a letter.\n").find("no SDF"), std::string::npos);
@@ -95,7 +125,14 @@ TEST(Faults, BlankLinesAndRepeatedTagsAreKeptInOrder) {
 
 TEST(Faults, TitlesAndDataThatLookLikeMarksDoNotBreakTheFormat) {
   MessageCapture messages;
-  for (const char* title : {"$$$$", "M  END", "a\tb\x07\nc", "@<TRIPOS>ATOM", "> <x>"}) {
+  for (const char* title : {"$$$$",
+                            "M  END",
+                            "a\tb\x07\nc",
+                            "@<TRIPOS>ATOM",
+                            "> <x>",
+                            "  3  2  0  0  0  0  0  0  0  0999 V2000",
+                            "  3  2  0",
+                            "3"}) {
     for (const QZMolFormat format : {SDF, MOL2, PDB, XYZ}) {
       QZGraphMol mol = Water();
       mol.SetTitle(title);
@@ -165,13 +202,6 @@ TEST(Faults, CompressedDataAreKnownByContentAndMayBePadded) {
   std::filesystem::remove(path);
 }
 
-// A locale of the host program that writes 1.5 as "1,5" and 1000 as "1.000".
-class CommaNumbers final : public std::numpunct<char> {
-  char do_decimal_point() const override { return ','; }
-  char do_thousands_sep() const override { return '.'; }
-  std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(Faults, NumbersAreTheSameInEveryLocale) {
   const auto everything = [] {
     MessageCapture messages;
@@ -194,11 +224,12 @@ TEST(Faults, NumbersAreTheSameInEveryLocale) {
   EXPECT_EQ(everything(), plain);
   EXPECT_EQ(std::use_facet<std::numpunct<char>>(std::locale()).decimal_point(), ',') << "as it was";
   std::locale::global(before);
-  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8"}) {
-    if (std::setlocale(LC_ALL, name) == nullptr) continue;  // where the system has one
-    EXPECT_EQ(everything(), plain);
-    std::setlocale(LC_ALL, "C");
-  }
+  const GermanLocale german;
+  if (!german) GTEST_SKIP() << "no German locale can be made here";
+  char text[9];
+  std::snprintf(text, sizeof text, "%.1f", 1.5);
+  EXPECT_STREQ(text, "1,5");
+  EXPECT_EQ(everything(), plain);
 }
 
 }  // namespace

@@ -187,6 +187,7 @@ TEST(Files, PdbKeepsResiduesAndReadsTheModelAskedFor) {
   EXPECT_EQ(first.molecules[0].NumBonds(), 1U);
   EXPECT_DOUBLE_EQ(Coords(first.molecules[0])[3], 1.458);
   EXPECT_DOUBLE_EQ(Coords(read(2, 'B').molecules.at(0))[3], 1.452);
+  EXPECT_EQ(read(9, 0).records.at(0).error, "There is no model 9, the record has 2");
   const QZGraphMol copy = first.molecules[0];
   EXPECT_NE(Written(copy, PDB).find("CA  GLY A   7"), std::string::npos);
 }

@@ -29,7 +29,8 @@ std::string NotComparable(const Task& task, QZMolPotential::QZCoordinates kind) 
   return {};
 }
 
-unsigned int CompareRecord(const Task& task, const Outcome& record) {
+// True when some system applied and all that did converged.
+bool CompareRecord(const Task& task, const Outcome& record) {
   CheckStandardOutput();
   std::printf("%s, %u atoms\n", RecordName(record).c_str(), record.mol.NumAtoms());
   std::printf("  %-13s %9s %10s %11s %9s %14s %10s\n",
@@ -41,6 +42,7 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
               "energy",
               "gradient");
   unsigned int done = 0;
+  bool allConverged = true;
   for (const auto kind : AllCoordinates()) {
     const char* name = QZMolPotential::QZGetCoordinatesName(kind);
     std::string reason = NotComparable(task, kind);
@@ -57,6 +59,7 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
       continue;
     }
     ++done;
+    allConverged = allConverged && outcome.optimizer.converged;
     std::printf("  %-13s %9u %10u %11u %9.3f %14.5f %10.1e%s%s\n",
                 name,
                 outcome.numVariables,
@@ -68,7 +71,7 @@ unsigned int CompareRecord(const Task& task, const Outcome& record) {
                 outcome.optimizer.fellBack ? "  went on in cartesian" : "",
                 outcome.IsUnconverged() ? ("  not converged: " + outcome.reason).c_str() : "");
   }
-  return done;
+  return done > 0 && allConverged;
 }
 
 // Makes the record ready once, so that every run finds it typed. False, and told, when it fails.
@@ -88,7 +91,7 @@ int Compare(CompareArguments& args) {
   args.source.Parse(args.task);
   unsigned int failed = 0;
   for (Outcome& record : ReadAll(args.source, failed)) {
-    if (!PrepareRecord(args, record) || CompareRecord(args.task, record) == 0) ++failed;
+    if (!PrepareRecord(args, record) || !CompareRecord(args.task, record)) ++failed;
   }
   return failed > 0 ? kSomeFailed : kAllGood;
 }

@@ -95,6 +95,7 @@ bool NextPdbText(LineSource& in, bool splitModels, std::string& raw) {
   bool hasAtoms = false;
   bool isClosed = false;  // by ENDMDL or END
   bool hasEnded = false;  // by END
+  bool hasHeader = false;
   std::string line;
   while (!IsFull(raw) && in.Read(line)) {
     const bool startsModel = line.starts_with("MODEL ");
@@ -107,7 +108,14 @@ bool NextPdbText(LineSource& in, bool splitModels, std::string& raw) {
     }
     if (IsPdbAtom(line)) hasAtoms = true;
     if (startsModel) isClosed = false;
-    if (hasAtoms && TrimmedRight(line) == "END") hasEnded = isClosed = true;
+    hasHeader = hasHeader || isHeader;
+    const bool isEnd = TrimmedRight(line) == "END";
+    // One that lost its atoms must not take those of the next.
+    if (isEnd && hasHeader && !hasAtoms) {
+      raw += line;
+      return true;
+    }
+    if (hasAtoms && isEnd) hasEnded = isClosed = true;
     if (hasAtoms && line.starts_with("ENDMDL")) isClosed = true;
     raw += line;
   }
