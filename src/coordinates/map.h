@@ -79,6 +79,10 @@ class CoordinateMap {
   virtual RouteCounts Routes() const { return {}; }
   /// Why the last `Start` or `Place` failed, or ended short of its aim; "" after one that did not.
   const std::string& Reason() const { return reason_; }
+  /// Stands where `other` stands, of which this is a `Clone` made since its last `Start`: for
+  /// looking at variables again and again without moving `other`. Allocates nothing. Here: nothing,
+  /// for maps that have no way behind them.
+  virtual void Follow(const CoordinateMap& /*other*/) {}
   /// An independent copy, state included.
   virtual std::unique_ptr<CoordinateMap> Clone() const = 0;
 

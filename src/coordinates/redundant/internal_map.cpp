@@ -168,6 +168,15 @@ bool InternalMap::Place(const double* vars, double* coords) {
   return true;
 }
 
+void InternalMap::Follow(const CoordinateMap& other) {
+  const auto& leader = static_cast<const InternalMap&>(other);
+  isPlaced_ = leader.isPlaced_;
+  lastVars_ = leader.lastVars_;
+  lastCoords_ = leader.lastCoords_;
+  turns_ = leader.turns_;
+  followBody(leader);
+}
+
 // g over x as a gradient over y.
 void InternalMap::turnBack(const double* cartGrad, double* bodyGrad) const {
   for (std::size_t k = 0; k < pieces_.size(); ++k) {
