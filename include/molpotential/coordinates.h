@@ -75,7 +75,7 @@ class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZResta
   /// Internal).
   bool Restart(double* vars) override;
   /// Whether an angle has become straight at `vars`, or is straight no longer (ZMatrix, Redundant,
-  /// Internal), or a dihedral's plane is lost.
+  /// Internal), or a dihedral's plane is lost, or a fragment has turned far (Redundant, Internal).
   bool IsRevisionDue(const double* vars) override;
   /// Starts anew at the geometry of `vars`, with variables of the forms that serve there.
   bool Revise(double* vars, std::vector<QZOpt::QZCurvatureStep>& steps) override;

@@ -159,6 +159,32 @@ TEST(StraightAngles, ComeDuringAConstrainedRun) {
   }
 }
 
+// Two waters, one turned by two radians in the variables: they are revised before a turn of 2π,
+// where a rotation vector means one turn whatever its direction.
+TEST(FragmentTurns, GetANewReferenceWhenTheyAreFar) {
+  const auto mol = WaterDimer();
+  const Reals x = Coords(mol);
+  for (const QZCoordinates kind : {QZCoordinates::Redundant, QZCoordinates::Internal}) {
+    SCOPED_TRACE(QZGetCoordinatesName(kind));
+    ProbeFunc probe;
+    QZCoordinateFunc f(probe, /*own=*/false, kind);
+    f.SetOverallMotion(false);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()));
+    Reals vars = VarsOf(f, x);
+    EXPECT_FALSE(f.IsRevisionDue(vars.data()));
+    vars.back() = 2.0;  // of the second water's rotation vector
+    const double energy = f(vars.data());
+    Reals before = CoordsOf(f, vars, x.size());
+    ASSERT_TRUE(f.IsRevisionDue(vars.data()));
+    std::vector<QZOpt::QZCurvatureStep> none;
+    ASSERT_TRUE(f.Revise(vars.data(), none));
+    EXPECT_EQ(vars.back(), 0.0);
+    EXPECT_FALSE(f.IsRevisionDue(vars.data()));
+    EXPECT_NEAR(f(vars.data()), energy, 1e-9);
+    EXPECT_LE(LargestDifference(CoordsOf(f, vars, x.size()), before), 1e-9);
+  }
+}
+
 // Hides that variables can be chosen anew.
 class Plain final : public QZOpt::QZFunc1 {
  public:

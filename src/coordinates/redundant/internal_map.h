@@ -29,7 +29,7 @@ class InternalMap : public CoordinateMap {
   bool IsPathDependent() const override { return true; }
   void Follow(const CoordinateMap& other) override;
   RouteCounts Routes() const override { return routes_; }
-  bool IsOutdated(const double* coords) const override { return set_.IsOutdated(coords); }
+  bool IsOutdated(const double* vars, const double* coords) const override;
 
  protected:
   explicit InternalMap(const MapRequest& request);
