@@ -14,6 +14,7 @@
 #include "forcefields/standard.h"
 #include "molpotential/molpotential.h"
 #include "qzopt/optimizers.h"
+#include "qzopt/scan.h"
 
 namespace {
 
@@ -156,6 +157,42 @@ TEST(StraightAngles, ComeDuringAConstrainedRun) {
     EXPECT_NEAR(f(vars.data()), result.energy, 1e-9);
     ASSERT_TRUE(f.AdaptVar(x.data(), vars.data()));
     EXPECT_NEAR(bent.Degrees(x.data()), 174.0, 1e-4);
+  }
+}
+
+// A scan goes into the straight range and back out of it, over variables that change on the way.
+TEST(StraightAngles, AreScannedAsInCartesianCoordinates) {
+  const auto mol = FromSmiles("CC#CC", /*embed=*/true);
+  Reals x = Coords(mol);
+  BentField bent({0, 1, 2}, 125.0);
+  ASSERT_TRUE(bent.Setup(mol));
+  QZOpt::QZMinimizer().Minimize(bent, x.data());
+  std::vector<double> targets;
+  for (const double degrees : {130.0, 145.0, 160.0, 168.0, 175.0}) {
+    targets.push_back(degrees * kDegree);
+  }
+  std::vector<std::vector<QZOpt::QZScanPoint>> found;
+  for (const QZCoordinates kind : {QZCoordinates::Cartesian,
+                                   QZCoordinates::Redundant,
+                                   QZCoordinates::Internal,
+                                   QZCoordinates::ZMatrix}) {
+    SCOPED_TRACE(QZGetCoordinatesName(kind));
+    QZStandardFF field(QZForceFieldKind::MMFF94);
+    QZCoordinateFunc f(field, /*own=*/false, kind);
+    QZValenceAngleConstr angle(0, 1, 2);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()) && angle.Setup(mol));
+    QZCoordinateConstr constraint(angle, f);
+    QZOpt::QZRelaxedScan scan;
+    scan.SetScales(f.GetScales());
+    scan.Drive(
+        constraint, [&](double target) { angle.SetTarget(target); }, targets);
+    found.push_back(scan.Run(f, VarsOf(f, x).data()));
+    for (std::size_t k = 0; k < targets.size(); ++k) {
+      const auto& point = found.back()[k];
+      EXPECT_TRUE(point.converged) << k << ": " << point.message;
+      EXPECT_NEAR(point.energy, found.front()[k].energy, 1e-4) << k;
+      EXPECT_NEAR(point.slopes[0], found.front()[k].slopes[0], 0.05) << k;
+    }
   }
 }
 
