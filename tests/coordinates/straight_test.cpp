@@ -126,6 +126,9 @@ TEST(StraightAngles, ComeAndGoDuringARun) {
         // Both forms have room in redundant coordinates; what is out of use counts for nothing.
         unsigned int numUnused = 0;
         Reals other = vars;
+        std::mt19937 rng(3);
+        std::ranges::fill(grad, 0.0);
+        f(Jittered(vars, 0.01, rng).data(), grad.data());
         for (unsigned int i = 0; i < numVar; ++i) {
           if (vars[i] != 0.0 || grad[i] != 0.0) continue;
           other[i] = 0.7;
