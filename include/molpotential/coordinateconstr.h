@@ -16,8 +16,8 @@ namespace QZMolPotential {
 /// Neither is owned, both must be set up and outlive this object; what follows from a new start of
 /// the function is seen at once. Where the variables have no geometry c is NaN. Nothing is moved:
 /// evaluating the constraint leaves the function where it is. Cost: one way back to coordinates and
-/// one turned gradient; allocates where the function's size has changed, and in redundant and
-/// internal coordinates, where looking takes a copy of their state, at every gradient.
+/// one turned gradient, and in redundant and internal coordinates a copy of their state. Allocates
+/// where the function's size has changed, and for Hessians.
 class QZ_API QZCoordinateConstr final : public QZOpt::QZConstrFunc,
                                         public QZOpt::QZConstrHessian,
                                         public QZOpt::QZConstrFallBack {

@@ -53,6 +53,11 @@ struct QZBackTransformations {
 /// ty, tz (R(q)(r - c)/|q|² + t with c the component's centre at the start); ZMatrix distance,
 /// angle, dihedral of atom after atom, outwards along bonds, where a nearly straight angle at the
 /// start becomes two bends and the first three atoms have what overall motion leaves them.
+/// In ZMatrix, Redundant and Internal a nearly straight angle is two bends, and dihedrals skip the
+/// straight atoms. Which form an angle has is chosen at each start, and by minimisers anew whenever
+/// it becomes straight or is so no longer (`IsRevisionDue`, `Revise`): variables then belong to the
+/// function as it is, and the number of them and of scales stays what it was. In Redundant both
+/// forms have room; a variable out of use is 0 with a gradient of 0.
 class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZRestartable {
  public:
   /// With `own` the function is deleted with this object.
@@ -75,7 +80,7 @@ class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZResta
   /// Internal).
   bool Restart(double* vars) override;
   /// Whether an angle has become straight at `vars`, or is straight no longer (ZMatrix, Redundant,
-  /// Internal), or a dihedral's plane is lost.
+  /// Internal), or a dihedral's plane is lost, or a fragment has turned far (Redundant, Internal).
   bool IsRevisionDue(const double* vars) override;
   /// Starts anew at the geometry of `vars`, with variables of the forms that serve there.
   bool Revise(double* vars, std::vector<QZOpt::QZCurvatureStep>& steps) override;

@@ -104,7 +104,7 @@ bool QZCoordinateFunc::Restart(double* vars) {
 bool QZCoordinateFunc::IsRevisionDue(const double* vars) {
   State& s = *state_;
   return s.IsStarted() && AdaptVar(s.lookCoords.data(), vars) &&
-         s.map->IsOutdated(s.lookCoords.data());
+         s.map->IsOutdated(vars, s.lookCoords.data());
 }
 
 bool QZCoordinateFunc::Revise(double* vars, std::vector<QZOpt::QZCurvatureStep>& steps) {

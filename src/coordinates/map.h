@@ -72,13 +72,17 @@ class CoordinateMap {
   virtual bool IsPathDependent() const { return false; }
   /// True when a new `Start` at the geometry reached may make variables that serve better.
   virtual bool StartMatters() const { return IsPathDependent(); }
-  /// True when variables of other forms serve better at `coords`, a geometry that these lead to: an
-  /// angle has become straight, or is straight no longer. A `Start` there chooses them.
-  virtual bool IsOutdated(const double* /*coords*/) const { return false; }
+  /// True when other variables serve better at `coords`, to which `vars` lead: an angle has become
+  /// straight, or is straight no longer, or a piece has turned far. A `Start` there chooses them.
+  virtual bool IsOutdated(const double* /*vars*/, const double* /*coords*/) const { return false; }
   /// Since the map was made; all 0 where geometries are computed and not sought.
   virtual RouteCounts Routes() const { return {}; }
   /// Why the last `Start` or `Place` failed, or ended short of its aim; "" after one that did not.
   const std::string& Reason() const { return reason_; }
+  /// Stands where `other` stands, of which this is a `Clone` made since its last `Start`: for
+  /// looking at variables again and again without moving `other`. Allocates nothing. Here: nothing,
+  /// for maps that have no way behind them.
+  virtual void Follow(const CoordinateMap& /*other*/) {}
   /// An independent copy, state included.
   virtual std::unique_ptr<CoordinateMap> Clone() const = 0;
 

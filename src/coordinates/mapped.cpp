@@ -28,6 +28,7 @@ bool QZMappedFunc::State::Start(const double* coords) {
   started = map->Start(coords, vars.data());
   frozen.Forget();
   if (!started) return false;
+  looker = map->IsPathDependent() ? map->Clone() : nullptr;
   startVars = std::move(vars);
   startCoords.assign(coords, coords + map->NumCoords());
   if (map->IsPathDependent()) memory.Start(startVars, startCoords);
@@ -66,6 +67,7 @@ bool QZMappedFunc::SetMolFunc2(QZMolFunc2& func, bool own) {
 bool QZMappedFunc::Setup(const QZChem::QZMolBase& mol) {
   State& s = *state_;
   s.map.reset();
+  s.looker.reset();
   s.routesBefore = {};
   s.started = false;
   if (!mol.IsValid() || !wrapped_ || !wrapped_->Setup(mol)) return false;

@@ -71,17 +71,20 @@ struct QZMappedFunc::State {
   /// fixed atoms as soon as it is known what they add.
   template <class Evaluate>
   double Complete(QZMolFunc1& f, const double* vars, Evaluate evaluate);
-  /// What the map's state must be to look at `vars` without moving it: itself, or a copy.
+  /// Looks at variables without moving the map where it has a way behind it.
   template <class Look>
-  bool LookWith(Look look) const {
-    return map->IsPathDependent() ? look(*map->Clone()) : look(*map);
+  bool LookWith(Look look) {
+    if (!looker) return look(*map);
+    looker->Follow(*map);
+    return look(*looker);
   }
 
   QZMolFunc2* func2 = nullptr;  // the wrapped function where it has a Hessian
   std::unique_ptr<QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>> fixedPred;
   std::optional<bool> overallMotion;
   std::vector<unsigned int> moving;
-  std::unique_ptr<CoordinateMap> map;  // null before Setup
+  std::unique_ptr<CoordinateMap> map;     // null before Setup
+  std::unique_ptr<CoordinateMap> looker;  // null where the map itself may be looked with
   FrozenTerms frozen;
   Evaluation work;
   RouteCounts routesBefore;  // what the map had counted at `SetupConf`

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "coordinates/cartesian/adaptor_support.h"
 #include "coordinates/exact.h"
+#include "molpotential/coordinateconstr.h"
+#include "molpotential/geomconstr.h"
 #include "molpotential/interadaptor.h"
 #include "molpotential/toradaptor.h"
 #include "support/allocations.h"
@@ -48,7 +50,37 @@ void ExpectNothingTaken(QZMolPotential::QZMappedFunc& f, const QZChem::QZGraphMo
   EXPECT_EQ(Allocations(), before);
 }
 
-// Redundant and internal coordinates have a test of their own.
+// In systems with a way behind them looking is done elsewhere than evaluating.
+TEST(Allocation, NoneByLookingAtARunAndByConstraintsOfIt) {
+  using QZMolPotential::QZCoordinates;
+  const auto mol = Butane();
+  const auto x = Coords(mol);
+  for (const QZCoordinates kind :
+       {QZCoordinates::ZMatrix, QZCoordinates::Redundant, QZCoordinates::Internal}) {
+    SCOPED_TRACE(QZGetCoordinatesName(kind));
+    FieldedProbe probe(0.1);
+    QZMolPotential::QZCoordinateFunc f(probe, /*own=*/false, kind);
+    QZMolPotential::QZDihedralAngleConstr dihedral(0, 1, 2, 3);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()) && dihedral.Setup(mol));
+    QZMolPotential::QZCoordinateConstr constraint(dihedral, f);
+    std::vector<double> vars = VarsOf(f, x);
+    std::vector<double> grad(vars.size());
+    std::vector<double> back(x.size());
+    constraint(vars.data(), grad.data());
+    f(vars.data(), grad.data());
+    const long before = Allocations();
+    for (int k = 0; k < 12; ++k) {
+      for (double& v : vars) v += 2e-3;
+      constraint(vars.data());
+      constraint(vars.data(), grad.data());
+      f(vars.data(), grad.data());
+      EXPECT_TRUE(f.AdaptVar(back.data(), vars.data()));
+      EXPECT_FALSE(f.IsRevisionDue(vars.data()));
+    }
+    EXPECT_EQ(Allocations(), before);
+  }
+}
+
 TEST(Allocation, MappedFunctionsAllocateOnlyWhenTheyStart) {
   using QZMolPotential::QZCoordinates;
   const auto mol = WaterDimer();

@@ -14,6 +14,7 @@
 #include "forcefields/standard.h"
 #include "molpotential/molpotential.h"
 #include "qzopt/optimizers.h"
+#include "qzopt/scan.h"
 
 namespace {
 
@@ -122,6 +123,21 @@ TEST(StraightAngles, ComeAndGoDuringARun) {
         Reals grad(numVar, 0.0);
         EXPECT_NEAR(f(vars.data(), grad.data()), result.energy, 1e-9);
         EXPECT_LE(Rms(grad), 1.1e-4);
+        // Both forms have room in redundant coordinates; what is out of use counts for nothing.
+        unsigned int numUnused = 0;
+        Reals other = vars;
+        std::mt19937 rng(3);
+        std::ranges::fill(grad, 0.0);
+        f(Jittered(vars, 0.01, rng).data(), grad.data());
+        for (unsigned int i = 0; i < numVar; ++i) {
+          if (vars[i] != 0.0 || grad[i] != 0.0) continue;
+          other[i] = 0.7;
+          ++numUnused;
+        }
+        EXPECT_TRUE(kind != QZCoordinates::Redundant || numUnused > 0);
+        if (kind == QZCoordinates::Redundant) {
+          EXPECT_NEAR(f(other.data()), f(vars.data()), 1e-9);
+        }
         EXPECT_NEAR(field.Degrees(x.data()), target, 8.0);
       }
       EXPECT_GE(revisions, 1U);
@@ -156,6 +172,68 @@ TEST(StraightAngles, ComeDuringAConstrainedRun) {
     EXPECT_NEAR(f(vars.data()), result.energy, 1e-9);
     ASSERT_TRUE(f.AdaptVar(x.data(), vars.data()));
     EXPECT_NEAR(bent.Degrees(x.data()), 174.0, 1e-4);
+  }
+}
+
+// A scan goes into the straight range and back out of it, over variables that change on the way.
+TEST(StraightAngles, AreScannedAsInCartesianCoordinates) {
+  const auto mol = FromSmiles("CC#CC", /*embed=*/true);
+  Reals x = Coords(mol);
+  BentField bent({0, 1, 2}, 125.0);
+  ASSERT_TRUE(bent.Setup(mol));
+  QZOpt::QZMinimizer().Minimize(bent, x.data());
+  std::vector<double> targets;
+  for (const double degrees : {130.0, 145.0, 160.0, 168.0, 175.0}) {
+    targets.push_back(degrees * kDegree);
+  }
+  std::vector<std::vector<QZOpt::QZScanPoint>> found;
+  for (const QZCoordinates kind : {QZCoordinates::Cartesian,
+                                   QZCoordinates::Redundant,
+                                   QZCoordinates::Internal,
+                                   QZCoordinates::ZMatrix}) {
+    SCOPED_TRACE(QZGetCoordinatesName(kind));
+    QZStandardFF field(QZForceFieldKind::MMFF94);
+    QZCoordinateFunc f(field, /*own=*/false, kind);
+    QZValenceAngleConstr angle(0, 1, 2);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()) && angle.Setup(mol));
+    QZCoordinateConstr constraint(angle, f);
+    QZOpt::QZRelaxedScan scan;
+    scan.SetScales(f.GetScales());
+    scan.Drive(
+        constraint, [&](double target) { angle.SetTarget(target); }, targets);
+    found.push_back(scan.Run(f, VarsOf(f, x).data()));
+    for (std::size_t k = 0; k < targets.size(); ++k) {
+      const auto& point = found.back()[k];
+      EXPECT_TRUE(point.converged) << k << ": " << point.message;
+      EXPECT_NEAR(point.energy, found.front()[k].energy, 1e-4) << k;
+      EXPECT_NEAR(point.slopes[0], found.front()[k].slopes[0], 0.05) << k;
+    }
+  }
+}
+
+// Two waters, one turned by two radians in the variables: they are revised before a turn of 2π,
+// where a rotation vector means one turn whatever its direction.
+TEST(FragmentTurns, GetANewReferenceWhenTheyAreFar) {
+  const auto mol = WaterDimer();
+  const Reals x = Coords(mol);
+  for (const QZCoordinates kind : {QZCoordinates::Redundant, QZCoordinates::Internal}) {
+    SCOPED_TRACE(QZGetCoordinatesName(kind));
+    ProbeFunc probe;
+    QZCoordinateFunc f(probe, /*own=*/false, kind);
+    f.SetOverallMotion(false);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()));
+    Reals vars = VarsOf(f, x);
+    EXPECT_FALSE(f.IsRevisionDue(vars.data()));
+    vars.back() = 2.0;  // of the second water's rotation vector
+    const double energy = f(vars.data());
+    Reals before = CoordsOf(f, vars, x.size());
+    ASSERT_TRUE(f.IsRevisionDue(vars.data()));
+    std::vector<QZOpt::QZCurvatureStep> none;
+    ASSERT_TRUE(f.Revise(vars.data(), none));
+    EXPECT_EQ(vars.back(), 0.0);
+    EXPECT_FALSE(f.IsRevisionDue(vars.data()));
+    EXPECT_NEAR(f(vars.data()), energy, 1e-9);
+    EXPECT_LE(LargestDifference(CoordsOf(f, vars, x.size()), before), 1e-9);
   }
 }
 

@@ -23,7 +23,7 @@ constexpr std::size_t kLargestFullHistory = 1500;
 constexpr int kFullHistory = 2000;
 constexpr int kShortHistory = 300;
 // Iterations between models. bench/README.md tells how the number was chosen.
-constexpr unsigned int kModelLife = 40;
+constexpr unsigned int kModelLife = 20;
 // A carried-over Hessian is a dense matrix: none beyond so many variables, and of so many steps.
 constexpr std::size_t kLargestCarried = 1500;
 constexpr std::size_t kMostCarriedSteps = 30;

@@ -78,11 +78,11 @@ std::vector<std::size_t> QZRelaxedScan::path(bool back) const {
   return order;
 }
 
-void QZRelaxedScan::relax(QZFunc1& f, const std::vector<double>& from, QZScanPoint& point) const {
+bool QZRelaxedScan::relax(QZFunc1& f, std::vector<double>& x, QZScanPoint& point) const {
   QZScanPoint found;
+  bool hasChanged = false;
   found.targets = point.targets;
   try {
-    std::vector<double> x = from;
     QZConstrainedMinimizer minimizer(options_);
     minimizer.SetScales(scales_);
     for (std::size_t i = 0; i < driven_.size(); ++i) {
@@ -101,7 +101,8 @@ void QZRelaxedScan::relax(QZFunc1& f, const std::vector<double>& from, QZScanPoi
     found.evaluations = result.evaluations;
     found.slopes = minimizer.GetMultipliers();
     found.slopes.resize(driven_.size());
-    if (std::isfinite(result.energy)) found.x = std::move(x);
+    if (std::isfinite(result.energy)) found.x = x;
+    hasChanged = result.restarts + result.revisions > 0;
   } catch (const std::exception& error) {
     found.message = std::string("the point could not be set up: ") + error.what();
   }
@@ -110,19 +111,29 @@ void QZRelaxedScan::relax(QZFunc1& f, const std::vector<double>& from, QZScanPoi
   if (point.message == kNotReached || IsBetter(found, point)) point = std::move(found);
   point.iterations = iterations;
   point.evaluations = evaluations;
+  return hasChanged;
 }
 
 std::vector<QZScanPoint> QZRelaxedScan::Run(QZFunc1& f, const double* start) {
   std::vector<QZScanPoint> points = makePoints();
   if (points.empty()) return points;
   std::vector<double> lastGood(start, start + f.NumVar());
+  std::vector<unsigned char> isCurrent(points.size(), 0);  // x is in the function's variables
   const std::size_t runs = 2 * points.size();
   std::size_t run = 0;
   for (const bool back : {false, true}) {
     for (const std::size_t index : path(back)) {
       QZScanPoint& point = points[index];
-      relax(f, lastGood, point);
-      if (point.converged) lastGood = point.x;
+      std::vector<double> x = lastGood;
+      if (relax(f, x, point)) {
+        // Variables from before mean nothing any more.
+        std::ranges::fill(isCurrent, 0);
+        lastGood = x;
+        isCurrent[index] = point.x == x;
+      } else {
+        isCurrent[index] = isCurrent[index] != 0 || point.x == x;
+        if (point.converged && isCurrent[index] != 0) lastGood = point.x;
+      }
       ++run;
       if (progress_ && !progress_(point, run, runs)) return points;
     }

@@ -71,6 +71,7 @@ class DelocalisedMap final : public InternalMap {
 
   bool startBody(double* vars) override;
   Route placeBody(const double* vars) override;
+  void followBody(const InternalMap& other) override;
   const std::vector<double>& bodyCoords() const override { return y_; }
   void pullBody(const double* g, double* out) override;
   void addBodyCurvature(const double* g, double* hess) override;
@@ -274,6 +275,18 @@ InternalMap::Route DelocalisedMap::placeBody(const double* vars) {
   goodY_ = y_;
   goodQ_ = q_;
   return route;
+}
+
+void DelocalisedMap::followBody(const InternalMap& other) {
+  const auto& leader = static_cast<const DelocalisedMap&>(other);
+  y_ = leader.y_;
+  goodY_ = leader.goodY_;
+  q_ = leader.q_;
+  goodQ_ = leader.goodQ_;
+  rows_ = leader.rows_;
+  rowsCurrent_ = leader.rowsCurrent_;
+  factor_ = leader.factor_;
+  fresh_ = leader.fresh_;
 }
 
 // out = Jᵀ t at y_.

@@ -168,6 +168,25 @@ bool InternalMap::Place(const double* vars, double* coords) {
   return true;
 }
 
+// At 2π the three components of ω are one turn: a piece on the way there gets a new reference.
+bool InternalMap::IsOutdated(const double* vars, const double* coords) const {
+  constexpr double kFar = 1.0;  // radians
+  const auto isFar = [&](const Piece& piece) {
+    const auto omega = turnOf(piece, vars);
+    return std::hypot(omega[0], omega[1], omega[2]) > kFar;
+  };
+  return set_.IsOutdated(coords) || std::ranges::any_of(pieces_, isFar);
+}
+
+void InternalMap::Follow(const CoordinateMap& other) {
+  const auto& leader = static_cast<const InternalMap&>(other);
+  isPlaced_ = leader.isPlaced_;
+  lastVars_ = leader.lastVars_;
+  lastCoords_ = leader.lastCoords_;
+  turns_ = leader.turns_;
+  followBody(leader);
+}
+
 // g over x as a gradient over y.
 void InternalMap::turnBack(const double* cartGrad, double* bodyGrad) const {
   for (std::size_t k = 0; k < pieces_.size(); ++k) {

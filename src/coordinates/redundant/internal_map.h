@@ -27,8 +27,9 @@ class InternalMap : public CoordinateMap {
   bool Place(const double* vars, double* coords) override;
   void PullGradient(const double* cartGrad, double* grad) override;
   bool IsPathDependent() const override { return true; }
+  void Follow(const CoordinateMap& other) override;
   RouteCounts Routes() const override { return routes_; }
-  bool IsOutdated(const double* coords) const override { return set_.IsOutdated(coords); }
+  bool IsOutdated(const double* vars, const double* coords) const override;
 
  protected:
   explicit InternalMap(const MapRequest& request);
@@ -41,6 +42,8 @@ class InternalMap : public CoordinateMap {
   using Route = ClosestGeometry::Route;
   /// Moves the body to where `vars`, which are finite, lead.
   virtual Route placeBody(const double* vars) = 0;
+  /// Takes the state of the body of `other`, which is of the same class.
+  virtual void followBody(const InternalMap& other) = 0;
   virtual const std::vector<double>& bodyCoords() const = 0;
   /// out (numBodyVars()) += (∂y/∂v)ᵀ g.
   virtual void pullBody(const double* g, double* out) = 0;

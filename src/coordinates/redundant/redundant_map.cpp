@@ -47,6 +47,9 @@ class RedundantMap final : public InternalMap {
 
   Route placeBody(const double* vars) override { return body_.Seek(vars); }
 
+  void followBody(const InternalMap& other) override {
+    body_ = static_cast<const RedundantMap&>(other).body_;
+  }
   const std::vector<double>& bodyCoords() const override { return body_.Y(); }
 
   // g_q = W B M⁻¹ g.

@@ -303,7 +303,7 @@ bool ZmatrixMap::measure(std::size_t k) {
   return true;
 }
 
-bool ZmatrixMap::IsOutdated(const double* coords) const {
+bool ZmatrixMap::IsOutdated(const double* /*vars*/, const double* coords) const {
   const auto at = [coords](unsigned int atom) { return LoadAtom(coords, atom); };
   return std::ranges::any_of(rows_, [&](const ZmatRow& row) {
     const auto [b, a, d] = row.partner;

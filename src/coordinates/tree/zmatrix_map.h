@@ -28,7 +28,7 @@ class ZmatrixMap final : public CoordinateMap {
   bool Place(const double* vars, double* coords) override;
   void PullGradient(const double* cartGrad, double* grad) override;
   bool StartMatters() const override { return true; }
-  bool IsOutdated(const double* coords) const override;
+  bool IsOutdated(const double* vars, const double* coords) const override;
   std::unique_ptr<CoordinateMap> Clone() const override;
 
  protected:

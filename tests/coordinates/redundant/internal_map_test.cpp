@@ -95,6 +95,15 @@ void expectDerivatives(MapMaker maker, const Case& c) {
   }
   TestSupport::MapFunc f(*map, probe);
   EXPECT_EQ(TestSupport::CheckDerivatives(f, v, 1e-4), "");
+  // Turned far: beyond half a turn and beyond several.
+  const auto kinds = map->Kinds();
+  for (const double turn : {2.2, 9.0}) {
+    Values far = v;
+    for (std::size_t i = 0; i < v.size(); ++i) {
+      if (kinds[i] == QZMolPotential::VariableKind::Rotation) far[i] += i % 2 == 0 ? turn : -0.8;
+    }
+    EXPECT_EQ(TestSupport::CheckDerivatives(f, far, 1e-4), "") << turn;
+  }
 }
 
 TEST(InternalMaps, DerivativesAreThoseOfTheFunction) {

@@ -55,18 +55,21 @@ struct QZOptResult {
 /// Minimises a function of any number of variables.
 ///   Quasi-Newton: limited-memory BFGS with a line search for the strong Wolfe conditions. Over a
 /// function with a `QZHessianModel` it works in variables in which the model is the unit matrix,
-/// and takes the model anew every 40 iterations. Without one it keeps its whole history up to 1,500
+/// and takes the model anew every 20 iterations. Without one it keeps its whole history up to 1,500
 /// variables (the steps are those of BFGS from the unit matrix), 300 steps beyond. The first step
 /// changes no variable by more than its scale, which is 1 unless given. After a line search that
 /// broke down it starts again from the best point, several times if need be.
 ///   Newton: exact Hessians in a trust region, measured by the model or the scales.
-///   Stuck, or failed past its start: a function that is `QZRestartable` starts afresh from the
-/// point reached, until that gains nothing, and at last presents itself in the variables of its
-/// fall-back. All of this is one sequence of iterations with one set of limits; a fall-back's
-/// iterations reach the checkpoint in the function's own variables, with a null gradient.
+///   A function that is `QZRestartable` is asked after each iteration whether other variables serve
+/// better there; then it chooses them, and the latest steps, turned into them, shape what follows.
+/// `x` ends in the variables that the function has at the end.
+///   Stuck, or failed past its start: such a function starts afresh from the point reached, until
+/// that gains nothing, and at last presents itself in the variables of its fall-back. All of this
+/// is one sequence of iterations with one set of limits; a fall-back's iterations reach the
+/// checkpoint in the function's own variables, with a null gradient.
 /// Fails: `converged` false, and the reason in `message`.
 /// Cost: besides the evaluations 4 n operations and 2 n doubles per step of history, of which there
-/// are at most 40 with a model, 2,000 without (300 when large), and with a model two triangular
+/// are at most 20 with a model, 2,000 without (300 when large), and with a model two triangular
 /// solves with its sparse factor an iteration. Newton: n²/2 doubles thrice and one to some five
 /// times n³/3 operations a step.
 class QZ_API QZMinimizer {

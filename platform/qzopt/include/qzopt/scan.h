@@ -20,7 +20,8 @@ struct QZScanPoint {
   double energy = 0.0;
   /// dE/dtarget of the minimal energy, one a driven coordinate.
   std::vector<double> slopes;
-  /// The function's variables; empty where nothing was reached.
+  /// The function's variables; empty where nothing was reached. Where a `QZRestartable` function
+  /// chooses others later in the scan, these mean what they did when progress was last reported.
   std::vector<double> x;
   /// Of all the runs at this point.
   unsigned int iterations = 0;
@@ -86,7 +87,8 @@ class QZ_API QZRelaxedScan {
   };
   std::vector<QZScanPoint> makePoints() const;
   std::vector<std::size_t> path(bool back) const;
-  void relax(QZFunc1& f, const std::vector<double>& from, QZScanPoint& point) const;
+  /// From `x`, which receives what was reached. True: the function has other variables now.
+  bool relax(QZFunc1& f, std::vector<double>& x, QZScanPoint& point) const;
 
   QZOptOptions options_;
   std::vector<Driven> driven_;
