@@ -172,7 +172,9 @@ are variables; None: as the function needs it. It works on a copy of the functio
             return Hessian(self.System().Func(), q, self.Mutex());
           },
           py::arg("q"),
-          "Second derivatives at `q`, (variables,): (variables, variables).")
+          "Second derivatives at `q`, (variables,): (variables, variables) in kcal/mol per Å or "
+          "radian "
+          "twice.")
       .def("cartesian",
            &Coordinates::Cartesian,
            py::arg("q"),

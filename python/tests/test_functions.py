@@ -96,6 +96,13 @@ def test_every_term_is_zero_inside_and_has_true_derivatives_outside(butane):
         assert term.energy(away) > 0.05, name
         found = mp.check(term, away)
         assert found.gradient < 1e-6 and found.hessian < 1e-4, name
+    tied = mp.TetherTo(butane, strength=3.0).bind(twisted)  # by the common skeleton
+    carbons = butane.numbers == 6
+    away = ((twisted.coords - x)[carbons] ** 2).sum()
+    mirrored = ((twisted.coords[carbons][::-1] - x[carbons]) ** 2).sum()
+    assert tied.energy(twisted.coords) == pytest.approx(3.0 * min(away, mirrored))
+    with pytest.raises(mp.InputError, match="Xe"):
+        mp.TetherTo(butane, "[Xe]").bind(twisted)
     # Closed forms beyond an onset w: k (e² - w e + w²/3), and of a power.
     moved = x + [0.0, 0.0, 1.0]
     e, w = 0.8, 0.1
