@@ -3,6 +3,7 @@
 #pragma once
 
 #include <Eigen/Eigenvalues>
+#include <cmath>
 
 #include "kernels/rotation.h"
 
@@ -29,6 +30,23 @@ inline Mat3 BestRotation(const Mat3& s) {
   if (n(0, 0) >= solver.eigenvalues()(3)) return Identity();
   const Eigen::Vector4d q = solver.eigenvectors().col(3);
   return Rotation(q.data());
+}
+
+/// Of a symmetric matrix, by which a best rotation turns when its points move; what is below 1e-12
+/// of the largest eigenvalue counts as 0, as for atoms in line, where a turn about the line changes
+/// nothing.
+inline Mat3 SymmetricPseudoInverse(const Mat3& m) {
+  Eigen::Matrix3d a;
+  a << m.row0.x, m.row0.y, m.row0.z, m.row1.x, m.row1.y, m.row1.z, m.row2.x, m.row2.y, m.row2.z;
+  const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> eigen(a);
+  const double limit = 1e-12 * eigen.eigenvalues().cwiseAbs().maxCoeff();
+  Eigen::Matrix3d b = Eigen::Matrix3d::Zero();
+  for (Eigen::Index k = 0; k < 3; ++k) {
+    const double value = eigen.eigenvalues()[k];
+    const auto v = eigen.eigenvectors().col(k);
+    if (std::abs(value) > limit) b += v * v.transpose() / value;
+  }
+  return {{b(0, 0), b(0, 1), b(0, 2)}, {b(1, 0), b(1, 1), b(1, 2)}, {b(2, 0), b(2, 1), b(2, 2)}};
 }
 
 }  // namespace QZMolPotential

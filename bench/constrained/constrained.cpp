@@ -46,6 +46,27 @@ double Rms(const Eigen::VectorXd& v) {
   return v.norm() / std::sqrt(static_cast<double>(v.size()));
 }
 
+// By differences of gradients.
+void AddHoldHessian(
+    const Hold& hold, const double* x, std::size_t n, double factor, double* hessian) {
+  constexpr double kStep = 1e-4;
+  const auto& atoms = hold.atoms;
+  std::vector<double> shifted(x, x + n);
+  for (std::size_t k = 0; k < 3 * atoms.size(); ++k) {
+    const std::size_t row = 3 * atoms[k / 3] + k % 3;
+    shifted[row] = x[row] + kStep;
+    const auto up = TestSupport::InternalGradient(shifted.data(), atoms);
+    shifted[row] = x[row] - kStep;
+    const auto down = TestSupport::InternalGradient(shifted.data(), atoms);
+    shifted[row] = x[row];
+    for (std::size_t l = 0; l < up.size(); ++l) {
+      const std::size_t column = 3 * atoms[l / 3] + l % 3;
+      if (column > row) continue;
+      hessian[row * (row + 1) / 2 + column] += factor * (up[l] - down[l]) / (2.0 * kStep);
+    }
+  }
+}
+
 }  // namespace
 
 Problem::Problem(QZOpt::QZFunc1& energy, std::vector<double> start, std::vector<Hold> holds)
@@ -106,29 +127,14 @@ void Problem::Hessian(const double* x,
     (*func2)(x, packed.data(), nullptr);
   }
   for (double& element : packed) element *= factor;
-  constexpr double kStep = 1e-4;
   for (std::size_t i = 0; i < holds_.size(); ++i) {
-    const auto& atoms = holds_[i].atoms;
-    std::vector<double> shifted(x, x + n);
-    for (std::size_t k = 0; k < 3 * atoms.size(); ++k) {
-      const std::size_t row = 3 * atoms[k / 3] + k % 3;
-      shifted[row] = x[row] + kStep;
-      const auto up = TestSupport::InternalGradient(shifted.data(), atoms);
-      shifted[row] = x[row] - kStep;
-      const auto down = TestSupport::InternalGradient(shifted.data(), atoms);
-      shifted[row] = x[row];
-      for (std::size_t l = 0; l < up.size(); ++l) {
-        const std::size_t column = 3 * atoms[l / 3] + l % 3;
-        if (column > row) continue;
-        packed[row * (row + 1) / 2 + column] += weights[i] * (up[l] - down[l]) / (2.0 * kStep);
-      }
-    }
+    AddHoldHessian(holds_[i], x, n, weights[i], packed.data());
   }
 }
 
 namespace {
 
-class HoldConstr final : public QZOpt::QZConstrFunc {
+class HoldConstr final : public QZOpt::QZConstrFunc, public QZOpt::QZConstrHessian {
  public:
   HoldConstr(Problem& problem, std::size_t index) : problem_(problem), index_(index) {}
   unsigned int NumVar() const override { return static_cast<unsigned int>(problem_.NumVar()); }
@@ -144,15 +150,25 @@ class HoldConstr final : public QZOpt::QZConstrFunc {
     return hold.atoms.size() == 4 ? std::remainder(value, 2.0 * kPi) : value;
   }
 
+  bool AddHessian(const double* x, double factor, double* hessian) const override {
+    AddHoldHessian(problem_.GetHold(index_), x, problem_.NumVar(), factor, hessian);
+    return true;
+  }
+
  private:
   Problem& problem_;
   std::size_t index_;
 };
 
-void SolveOurs(Problem& problem, QZOpt::QZFunc1& energy, unsigned int& evaluations, bool& solved) {
+void SolveOursBy(QZOpt::QZOptMethod method,
+                 Problem& problem,
+                 QZOpt::QZFunc1& energy,
+                 unsigned int& evaluations,
+                 bool& solved) {
   std::vector<HoldConstr> constraints;
   for (std::size_t i = 0; i < problem.NumHolds(); ++i) constraints.emplace_back(problem, i);
-  QZOpt::QZConstrainedMinimizer minimizer({.gradientTolerance = Problem::kGradient});
+  QZOpt::QZConstrainedMinimizer minimizer(
+      {.gradientTolerance = Problem::kGradient, .method = method});
   for (std::size_t i = 0; i < problem.NumHolds(); ++i) {
     const Hold& hold = problem.GetHold(i);
     minimizer.AddBounds(constraints[i], 0.0, hold.upper - hold.lower, Problem::kTolerance);
@@ -162,6 +178,10 @@ void SolveOurs(Problem& problem, QZOpt::QZFunc1& energy, unsigned int& evaluatio
   evaluations = result.evaluations;
   solved = result.converged;
   problem.Evaluate(x.data());
+}
+
+void SolveOurs(Problem& problem, QZOpt::QZFunc1& energy, unsigned int& evaluations, bool& solved) {
+  SolveOursBy(QZOpt::QZOptMethod::QuasiNewton, problem, energy, evaluations, solved);
 }
 
 // One to four internal coordinates along bonds, some of them off their value, some bounded.
@@ -264,7 +284,14 @@ int main(int argc, char** argv) {
     SolveOurs(problem, energy, n, solved);
     modelled.hide = false;
   };
+  const auto newton = [](Problem& problem, QZOpt::QZFunc1& energy, unsigned int& n, bool& solved) {
+    auto& counted = dynamic_cast<TestSupport::InternalModelled2&>(energy);
+    const unsigned int before = counted.hessians;
+    SolveOursBy(QZOpt::QZOptMethod::Newton, problem, energy, n, solved);
+    problem.CountHessians(counted.hessians - before);
+  };
   Tally tallies[] = {{"ours, with a model", SolveOurs},
+                     {"ours, Newton", newton},
                      {"ours, without", plain},
                      {"NLopt SLSQP", peer(SolveSlsqp)},
                      {"NLopt augmented Lagrangian, LBFGS", peer(SolveNloptAugmented)},

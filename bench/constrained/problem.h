@@ -44,6 +44,7 @@ class Problem {
   bool IsSolved() const { return solved_; }
   unsigned int Evaluations() const { return evaluations_; }
   unsigned int Hessians() const { return hessians_; }
+  void CountHessians(unsigned int more) { hessians_ += more; }
   double BestEnergy() const { return solvedEnergy_; }
   void Restart();
 

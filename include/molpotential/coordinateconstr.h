@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "molpotential/constraint.h"
@@ -17,7 +18,9 @@ namespace QZMolPotential {
 /// evaluating the constraint leaves the function where it is. Cost: one way back to coordinates and
 /// one turned gradient; allocates where the function's size has changed, and in redundant and
 /// internal coordinates, where looking takes a copy of their state, at every gradient.
-class QZ_API QZCoordinateConstr final : public QZOpt::QZConstrFunc {
+class QZ_API QZCoordinateConstr final : public QZOpt::QZConstrFunc,
+                                        public QZOpt::QZConstrHessian,
+                                        public QZOpt::QZConstrFallBack {
  public:
   QZCoordinateConstr(QZMolConstr& constraint, QZCoordinateFunc& func)
       : constraint_(constraint), func_(func) {}
@@ -27,6 +30,10 @@ class QZ_API QZCoordinateConstr final : public QZOpt::QZConstrFunc {
   /// `grad` (NumVar() doubles) is **added to**.
   double operator()(const double* vars, double* grad) override;
   double operator()(const double* vars) override;
+  /// Jᵀ∇²c J + Σ ∂c/∂x_i ∂²x_i, where the constraint is a `QZConstrHessian`.
+  bool AddHessian(const double* vars, double factor, double* hessian) const override;
+  /// The constraint over the function's fall-back in Cartesian coordinates.
+  QZOpt::QZConstrFunc* FallBack(QZOpt::QZFunc1& fallBack) override;
 
  private:
   bool place(const double* vars);
@@ -35,6 +42,7 @@ class QZ_API QZCoordinateConstr final : public QZOpt::QZConstrFunc {
   QZCoordinateFunc& func_;
   std::vector<double> coords_;
   std::vector<double> cartGrad_;
+  std::unique_ptr<QZCoordinateConstr> fallBack_;
 };
 
 }  // namespace QZMolPotential

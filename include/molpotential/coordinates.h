@@ -30,6 +30,19 @@ QZ_API const char* QZGetCoordinatesName(QZCoordinates kind);
 /// The kind of that name; "subset" is cartesian and "quaternion" rigid. False for an unknown name.
 QZ_API bool QZFindCoordinates(const char* name, QZCoordinates& kind);
 
+/// How often a function in redundant or delocalised internal coordinates has sought the geometry of
+/// its variables, by the way it was found. Each way is tried where the one before it fails.
+struct QZBackTransformations {
+  /// Damped Newton steps.
+  unsigned int newton = 0;
+  /// Newton steps along the path of evenly changed coordinates.
+  unsigned int geodesic = 0;
+  /// One linear step in Cartesian coordinates, which does not quite reach the variables.
+  unsigned int cartesian = 0;
+  /// None: the nearest geometry known was taken.
+  unsigned int held = 0;
+};
+
 /// A function of Cartesian coordinates in the variables of any coordinate system, as `QZMappedFunc`
 /// tells: gradient, Hessian, scales, the frame of the start, fixed atoms.
 /// Cartesian, ZMatrix, Torsion, Redundant and Internal hold any atoms; in RigidBody, Cluster and
@@ -53,6 +66,10 @@ class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZResta
   /// Internal; off, what was there at the start is kept. Takes effect at the next `Setup`. Default:
   /// off only where f is known not to depend on the frame (`QZIsFrameInvariant`).
   void SetOverallMotion(bool on);
+
+  /// Since `SetupConf`, restarts and changes of variables included; all 0 in systems whose
+  /// geometries are computed from the variables.
+  QZBackTransformations GetBackTransformations() const;
 
   /// Starts anew at the geometry of `vars`, where that changes the variables (ZMatrix, Redundant,
   /// Internal).

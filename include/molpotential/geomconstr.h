@@ -18,15 +18,13 @@ namespace QZMolPotential {
 /// `Setup`, which fails with a Warning when one is missing or named twice. The value is that of the
 /// geometry less a target, which is given or measured at every `Setup` on the molecule. Copies:
 /// deep. Evaluation allocates nothing.
-class QZ_API QZGeometryConstr : public QZMolConstr {
+class QZ_API QZGeometryConstr : public QZMolConstr, public QZOpt::QZConstrHessian {
  public:
   bool Setup(const QZChem::QZMolBase& mol) override;
   unsigned int NumVar() const override { return numVar_; }
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
-  /// **Adds** `factor` times the second derivatives at `x` into the packed `hessian`. False, with
-  /// nothing added, when the class has none.
-  virtual bool AddHessian(const double* x, double factor, double* hessian) const;
+  bool AddHessian(const double* x, double factor, double* hessian) const override;
 
   /// Å or radians, as the class says.
   double GetTarget() const { return target_; }

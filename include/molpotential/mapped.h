@@ -71,6 +71,12 @@ class QZ_API QZMappedFunc : public QZForwardingAdaptor<QZMolAdaptor2>,
   /// **Adds** Jᵀg at `vars` to `grad` (NumVar()); `cartGrad`: g (3 x AtomIndexBound(), in). False
   /// as for `AdaptVar`.
   bool AdaptGrad(double* grad, const double* cartGrad, const double* vars) const;
+  /// **Adds** JᵀHJ + Σ g_i ∂²x_i/∂v∂v at `vars` to the packed `hess`; `cartHess`: H (packed, in),
+  /// `cartGrad`: g (in). False as for `AdaptVar`, and without the memory.
+  bool AdaptHessian(double* hess,
+                    const double* cartHess,
+                    const double* cartGrad,
+                    const double* vars) const;
 
   using QZForwardingAdaptor<QZMolAdaptor2>::operator();
   double operator()(const double* vars) override;

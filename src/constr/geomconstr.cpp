@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "molpotential/geomconstr.h"
 
-#include <Eigen/Core>
-#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -45,22 +43,6 @@ Vec3 CentroidOf(const double* x, std::span<const unsigned int> atoms) {
   Vec3 sum;
   for (const unsigned int atom : atoms) sum += LoadAtom(x, atom);
   return (1.0 / static_cast<double>(atoms.size())) * sum;
-}
-
-// Of a symmetric matrix; what is below 1e-12 of its largest eigenvalue counts as 0, as for atoms in
-// line, where a turn about the line changes nothing.
-Mat3 PseudoInverse(const Mat3& m) {
-  Eigen::Matrix3d a;
-  a << m.row0.x, m.row0.y, m.row0.z, m.row1.x, m.row1.y, m.row1.z, m.row2.x, m.row2.y, m.row2.z;
-  const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> eigen(a);
-  const double limit = 1e-12 * eigen.eigenvalues().cwiseAbs().maxCoeff();
-  Eigen::Matrix3d b = Eigen::Matrix3d::Zero();
-  for (Eigen::Index k = 0; k < 3; ++k) {
-    const double value = eigen.eigenvalues()[k];
-    const auto v = eigen.eigenvectors().col(k);
-    if (std::abs(value) > limit) b += v * v.transpose() / value;
-  }
-  return {{b(0, 0), b(0, 1), b(0, 2)}, {b(1, 0), b(1, 1), b(1, 2)}, {b(2, 0), b(2, 1), b(2, 2)}};
 }
 
 }  // namespace
@@ -271,7 +253,7 @@ double QZRMSDConstr::evaluate(const double* x, double* grad, double factor, doub
     const Vec3 b = LoadAtom(x, atoms[i]) - centre;
     lever = lever + Identity(Dot(a, b)) - Outer(a, b);
   }
-  const Mat3 inverse = PseudoInverse(lever);
+  const Mat3 inverse = SymmetricPseudoInverse(lever);
   const double scale = factor / (count * rmsd);
   PackedSink sink(hessian);
   for (std::size_t i = 0; i < atoms.size(); ++i) {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "kernels/packed.h"
+
 namespace QZMolPotential {
 
 bool QZCoordinateConstr::place(const double* vars) {
@@ -25,6 +27,25 @@ double QZCoordinateConstr::operator()(const double* vars, double* grad) {
     return std::numeric_limits<double>::quiet_NaN();
   }
   return value;
+}
+
+bool QZCoordinateConstr::AddHessian(const double* vars, double factor, double* hessian) const {
+  const auto* const bent = dynamic_cast<const QZOpt::QZConstrHessian*>(&constraint_);
+  std::vector<double> coords(func_.NumCoords());
+  if (bent == nullptr || !func_.AdaptVar(coords.data(), vars)) return false;
+  std::vector<double> cartHess(PackedSize(coords.size()), 0.0);
+  std::vector<double> cartGrad(coords.size(), 0.0);
+  if (!bent->AddHessian(coords.data(), factor, cartHess.data())) return false;
+  constraint_(coords.data(), cartGrad.data());
+  for (double& g : cartGrad) g *= factor;
+  return func_.AdaptHessian(hessian, cartHess.data(), cartGrad.data(), vars);
+}
+
+QZOpt::QZConstrFunc* QZCoordinateConstr::FallBack(QZOpt::QZFunc1& fallBack) {
+  auto* const other = dynamic_cast<QZCoordinateFunc*>(&fallBack);
+  if (other == nullptr) return nullptr;
+  fallBack_ = std::make_unique<QZCoordinateConstr>(constraint_, *other);
+  return fallBack_.get();
 }
 
 }  // namespace QZMolPotential

@@ -77,6 +77,16 @@ void QZCoordinateFunc::SetOverallMotion(bool on) {
   state_->overallMotion = on;
 }
 
+QZBackTransformations QZCoordinateFunc::GetBackTransformations() const {
+  if (!state_->map) return {};
+  const RouteCounts now = state_->map->Routes();
+  const RouteCounts& before = state_->routesBefore;
+  return {now.newton - before.newton,
+          now.geodesic - before.geodesic,
+          now.cartesian - before.cartesian,
+          now.held - before.held};
+}
+
 bool QZCoordinateFunc::Restart(double* vars) {
   State& s = *state_;
   if (!s.IsStarted() || !s.map->StartMatters()) return false;

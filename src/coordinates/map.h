@@ -20,6 +20,16 @@ namespace QZMolPotential {
 /// and dihedrals in radians; a rotation is one of a body's quaternion components or angles.
 enum class VariableKind { Cartesian, Length, Angle, Dihedral, Translation, Rotation };
 
+/// How often geometries were sought from variables, by the way they were found: by damped Newton
+/// steps; along the path of evenly changed variables; by one linear step in Cartesian coordinates,
+/// which misses its aim; or not at all, the nearest known one being taken.
+struct RouteCounts {
+  unsigned int newton = 0;
+  unsigned int geodesic = 0;
+  unsigned int cartesian = 0;
+  unsigned int held = 0;
+};
+
 /// A coordinate system: Cartesian coordinates x (3 x atom-index bound doubles, holes included) as a
 /// function of variables v, with first and second derivatives. Public adaptors and
 /// `QZCoordinateFunc` are faces of it.
@@ -65,6 +75,8 @@ class CoordinateMap {
   /// True when variables of other forms serve better at `coords`, a geometry that these lead to: an
   /// angle has become straight, or is straight no longer. A `Start` there chooses them.
   virtual bool IsOutdated(const double* /*coords*/) const { return false; }
+  /// Since the map was made; all 0 where geometries are computed and not sought.
+  virtual RouteCounts Routes() const { return {}; }
   /// Why the last `Start` or `Place` failed, or ended short of its aim; "" after one that did not.
   const std::string& Reason() const { return reason_; }
   /// An independent copy, state included.

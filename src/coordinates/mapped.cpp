@@ -66,6 +66,7 @@ bool QZMappedFunc::SetMolFunc2(QZMolFunc2& func, bool own) {
 bool QZMappedFunc::Setup(const QZChem::QZMolBase& mol) {
   State& s = *state_;
   s.map.reset();
+  s.routesBefore = {};
   s.started = false;
   if (!mol.IsValid() || !wrapped_ || !wrapped_->Setup(mol)) return false;
   MapRequest request;
@@ -97,6 +98,7 @@ bool QZMappedFunc::Setup(const QZChem::QZMolBase& mol) {
 
 bool QZMappedFunc::SetupConf(const double* coords) {
   if (!state_->map || !wrapped_->SetupConf(coords)) return false;
+  state_->routesBefore = state_->map->Routes();
   return state_->Start(coords) || Refuse(describe(), state_->map->Reason());
 }
 
@@ -142,6 +144,16 @@ bool QZMappedFunc::AdaptGrad(double* grad, const double* cartGrad, const double*
     if (!map.Place(vars, state_->lookCoords.data())) return false;
     map.PullGradient(cartGrad, grad);
     return true;
+  });
+}
+
+bool QZMappedFunc::AdaptHessian(double* hess,
+                                const double* cartHess,
+                                const double* cartGrad,
+                                const double* vars) const {
+  if (!state_->IsStarted()) return false;
+  return state_->LookWith([&](CoordinateMap& map) {
+    return map.Place(vars, state_->lookCoords.data()) && map.PullHessian(cartHess, cartGrad, hess);
   });
 }
 

@@ -84,6 +84,7 @@ struct QZMappedFunc::State {
   std::unique_ptr<CoordinateMap> map;  // null before Setup
   FrozenTerms frozen;
   Evaluation work;
+  RouteCounts routesBefore;  // what the map had counted at `SetupConf`
   bool started = false;
   std::vector<double> startVars, startCoords;
   std::vector<double> lookCoords;  // of those who only look

@@ -129,6 +129,36 @@ TEST(StraightAngles, ComeAndGoDuringARun) {
   }
 }
 
+// Held by a constraint at 174 degrees, from 125: the variables change within a constrained run.
+TEST(StraightAngles, ComeDuringAConstrainedRun) {
+  for (const QZCoordinates kind : kKinds) {
+    SCOPED_TRACE(QZGetCoordinatesName(kind));
+    const auto mol = FromSmiles("CC#CC", /*embed=*/true);
+    Reals x = Coords(mol);
+    BentField bent({0, 1, 2}, 125.0);
+    ASSERT_TRUE(bent.Setup(mol));
+    QZOpt::QZMinimizer().Minimize(bent, x.data());
+    QZStandardFF field(QZForceFieldKind::MMFF94);
+    QZCoordinateFunc f(field, /*own=*/false, kind);
+    QZValenceAngleConstr angle(0, 1, 2);
+    angle.SetTarget(174.0 * kDegree);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()) && angle.Setup(mol));
+    Reals vars = VarsOf(f, x);
+    QZCoordinateConstr constraint(angle, f);
+    QZOpt::QZConstrainedMinimizer minimizer;
+    minimizer.SetScales(f.GetScales());
+    minimizer.AddConstraint(constraint);
+    const auto result = minimizer.Minimize(f, vars.data());
+    EXPECT_TRUE(result.converged) << result.message;
+    EXPECT_FALSE(result.fellBack) << result.message;
+    EXPECT_GE(result.revisions, 1U);
+    EXPECT_LE(std::abs(constraint(vars.data())), 1e-6);
+    EXPECT_NEAR(f(vars.data()), result.energy, 1e-9);
+    ASSERT_TRUE(f.AdaptVar(x.data(), vars.data()));
+    EXPECT_NEAR(bent.Degrees(x.data()), 174.0, 1e-4);
+  }
+}
+
 // Hides that variables can be chosen anew.
 class Plain final : public QZOpt::QZFunc1 {
  public:

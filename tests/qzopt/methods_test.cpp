@@ -238,6 +238,62 @@ TEST(Restarts, LeadOnWhereARunIsStuck) {
   }
 }
 
+// |x|² = 1/2 over the variables of a `Stubborn`, and over those of its fall-back.
+class Circle final : public QZOpt::QZConstrFunc, public QZOpt::QZConstrFallBack {
+ public:
+  Circle(const Stubborn& f, bool follows) : f_(f), follows_(follows) {}
+  unsigned int NumVar() const override { return 2; }
+  double operator()(const double* y) override {
+    double unused[2] = {};
+    return (*this)(y, unused);
+  }
+  double operator()(const double* y, double* grad) override {
+    const double x[2] = {y[0] + f_.Shift(), y[1] + f_.Shift()};
+    return over_(x, grad);
+  }
+  QZOpt::QZConstrFunc* FallBack(QZOpt::QZFunc1&) override { return follows_ ? &over_ : nullptr; }
+
+ private:
+  const Stubborn& f_;
+  bool follows_;
+  Func over_{2, [](const double* x, double* g) {
+               for (int i : {0, 1}) g[i] += 2.0 * x[i];
+               return x[0] * x[0] + x[1] * x[1] - 0.5;
+             }};
+};
+
+TEST(Restarts, AndFallBacksOfConstrainedRunsEndInTheFunctionsOwnVariables) {
+  for (const int cures : {0, 2}) {
+    for (const bool follows : {false, true}) {
+      SCOPED_TRACE(std::to_string(cures) + (follows ? " with" : " without"));
+      Stubborn f(cures, /*hasFallBack=*/true);
+      Circle circle(f, follows);
+      QZOpt::QZConstrainedMinimizer minimizer({.gradientTolerance = 1e-3});
+      minimizer.AddConstraint(circle);
+      std::vector<double> y = {-9.6, -10.3};
+      Recorder recorder;
+      const QZOptResult result = minimizer.Minimize(f, y.data(), &recorder);
+      // A restart is enough, or only the fall-back helps.
+      const bool falls = follows && cures == 0;
+      EXPECT_EQ(result.converged, follows || cures > 0) << result.message;
+      EXPECT_EQ(result.fellBack, falls);
+      EXPECT_EQ(result.message.find("unshifted variables") != std::string::npos, falls);
+      EXPECT_EQ(result.restarts, f.restarts);
+      EXPECT_EQ(result.restarts > 0, cures > 0);
+      if (result.converged) {
+        EXPECT_LE(std::abs(circle(y.data())), 1e-6);
+        EXPECT_NEAR(f.fallBack(std::vector{y[0] + f.Shift(), y[1] + f.Shift()}.data()),
+                    result.energy,
+                    1e-12);
+        EXPECT_LT(result.energy, 0.2);
+      }
+      EXPECT_NEAR(minimizer.GetResiduals().at(0), circle(y.data()), 1e-12);
+      EXPECT_EQ(recorder.reports.back().x, y);
+      EXPECT_EQ(recorder.reports.back().state, 1u);
+    }
+  }
+}
+
 TEST(Limits, EndARunOfAnyMethodWithTheBestPoint) {
   Func2 f(2, RosenbrockBody());
   for (const QZOptMethod method : {QZOptMethod::QuasiNewton, QZOptMethod::Newton}) {

@@ -112,7 +112,10 @@ QZGraphMol QZHostField::Join(const QZMolBase& ligand, std::vector<unsigned int> 
     QZAtomBase* end = made[bond.GetEnd()->GetIndex()];
     if (begin != nullptr && end != nullptr) joined.AddBond(begin, end, bond.GetOrder());
   }
-  joined.SetData(HostAtomsTag(), HostAtoms{ligand.AtomIndexBound(), std::move(flexible)});
+  joined.SetData(HostAtomsTag(),
+                 HostAtoms{ligand.AtomIndexBound(),
+                           std::move(flexible),
+                           std::make_shared<const QZGraphMol>(ligand)});
   return joined;
 }
 
@@ -141,6 +144,44 @@ QZGraphMol QZHostField::LigandOf(const QZMolBase& joined) {
   bool hadHoles = false;
   for (unsigned int i = 0; i < atoms->ligandBound; ++i) hadHoles |= joined.GetAtom(i) == nullptr;
   if (!hadHoles) ligand.Sweep();
+  return ligand;
+}
+
+namespace {
+
+// True when every atom and bond of `ligand` is in `joined` as it was, and none beside them.
+bool IsUnchanged(const QZGraphMol& ligand, const QZMolBase& joined) {
+  std::size_t ends = 0;
+  for (const auto& atom : QZRange(ligand.GetAtoms())) {
+    const QZAtomBase* now = joined.GetAtom(atom.GetIndex());
+    if (now == nullptr || now->GetAtomicNumber() != atom.GetAtomicNumber() ||
+        now->GetFormalCharge() != atom.GetFormalCharge() ||
+        now->GetIsotope() != atom.GetIsotope() ||
+        now->GetRadicalElectrons() != atom.GetRadicalElectrons()) {
+      return false;
+    }
+    ends += now->GetDegree();
+  }
+  for (const auto& bond : QZRange(ligand.GetBonds())) {
+    bool isFound = false;
+    for (const auto& now : QZRange(joined.GetAtom(bond.GetBegin()->GetIndex())->GetBonds())) {
+      const auto* end = now.GetNeighbour(joined.GetAtom(bond.GetBegin()->GetIndex()));
+      isFound = isFound ||
+                (end->GetIndex() == bond.GetEnd()->GetIndex() && now.GetOrder() == bond.GetOrder());
+    }
+    if (!isFound) return false;
+  }
+  return ends == 2 * std::size_t{ligand.NumBonds()};
+}
+
+}  // namespace
+
+QZGraphMol PerceivedLigandOf(const QZMolBase& joined, const HostAtoms& atoms) {
+  if (!IsUnchanged(*atoms.ligand, joined)) return QZHostField::LigandOf(joined);
+  std::vector<double> coords(3 * std::size_t{joined.AtomIndexBound()});
+  joined.GetCoords(coords.data());
+  QZGraphMol ligand = *atoms.ligand;
+  ligand.SetCoords(coords.data());
   return ligand;
 }
 

@@ -23,7 +23,13 @@ struct QZHostField::Data {
 struct HostAtoms {
   unsigned int ligandBound = 0;
   std::vector<unsigned int> atoms;  // the host's indices
+  /// The ligand that was joined, for what has been perceived of it.
+  std::shared_ptr<const QZChem::QZGraphMol> ligand;
 };
 unsigned int HostAtomsTag();
+
+/// The ligand of a joined molecule at its coordinates: the one that was joined, or where it has
+/// been edited since a new one.
+QZChem::QZGraphMol PerceivedLigandOf(const QZChem::QZMolBase& joined, const HostAtoms& atoms);
 
 }  // namespace QZMolPotential

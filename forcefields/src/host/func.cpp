@@ -175,7 +175,7 @@ bool QZHostFunc::Setup(const QZChem::QZMolBase& mol) {
     return false;
   }
   const QZHostOptions& options = impl_->field.GetOptions();
-  const QZChem::QZGraphMol part = isJoined ? QZHostField::LigandOf(mol) : QZChem::QZGraphMol();
+  const QZChem::QZGraphMol part = isJoined ? PerceivedLigandOf(mol, *atoms) : QZChem::QZGraphMol();
   const QZChem::QZMolBase& ligand = isJoined ? part : mol;
   impl_->ligand.SetDielectric(options.dielectric, options.distanceDependent);
   const auto perception = Perception::Find(ligand, options.forceField);

@@ -31,10 +31,11 @@ constexpr std::size_t kMostModelled = 60;
 // (Hestenes, J. Optim. Theory Appl. 4, 303 (1969); for bounds Rockafellar, J. Optim. Theory Appl.
 // 12, 555 (1973); Nocedal and Wright, Numerical Optimization, 2nd ed., section 17.3). The new p_i
 // is mu_i d_i, which is minus the multiplier at the solution.
-class AugmentedFunction final : public QZFunc1, public QZHessianModel, public QZRestartable {
+class AugmentedFunction final : public QZFunc2, public QZHessianModel, public QZRestartable {
  public:
-  explicit AugmentedFunction(ConstrainedProblem& problem)
+  AugmentedFunction(ConstrainedProblem& problem, ConstrainedRun& run)
       : problem_(problem),
+        run_(run),
         model_(dynamic_cast<QZHessianModel*>(&problem.Func())),
         restartable_(dynamic_cast<QZRestartable*>(&problem.Func())),
         pulls_(problem.NumConstraints(), 0.0) {}
@@ -48,6 +49,8 @@ class AugmentedFunction final : public QZFunc1, public QZHessianModel, public QZ
     return (*this)(x, unused.data());
   }
   double operator()(const double* x, double* grad) override;
+  /// False where the function, or a constraint that acts, has no second derivatives.
+  bool operator()(const double* x, double* hessian, double* grad) override;
   QZSystem::QZIterBase<QZFComponent>* GetFComponents(const double*) override {
     return QZSystem::QZMakeEmptyIter<QZFComponent>();
   }
@@ -57,10 +60,18 @@ class AugmentedFunction final : public QZFunc1, public QZHessianModel, public QZ
 
   bool Restart(double* x) override {
     if (restartable_ == nullptr || !restartable_->Restart(x)) return false;
-    problem_.Forget();
+    run_.Renew(x);
     return true;
   }
-  // Constraints are known in the function's own variables alone.
+  bool IsRevisionDue(const double* x) override {
+    return restartable_ != nullptr && restartable_->IsRevisionDue(x);
+  }
+  bool Revise(double* x, std::vector<QZCurvatureStep>& steps) override {
+    if (restartable_ == nullptr || !restartable_->Revise(x, steps)) return false;
+    run_.Renew(x);
+    return true;
+  }
+  // The whole run falls back, not this function.
   QZFunc1* FallBack(const double*, std::vector<double>&) override { return nullptr; }
   const char* FallBackName() const override { return ""; }
   void ReturnFrom(const double*, double*) override {}
@@ -80,6 +91,7 @@ class AugmentedFunction final : public QZFunc1, public QZHessianModel, public QZ
   }
 
   ConstrainedProblem& problem_;
+  ConstrainedRun& run_;
   QZHessianModel* model_;
   QZRestartable* restartable_;
   std::vector<double> pulls_;      // p_i
@@ -101,6 +113,28 @@ double AugmentedFunction::operator()(const double* x, double* grad) {
     for (std::size_t j = 0; j < row.size(); ++j) grad[j] += slope * row[j];
   }
   return value;
+}
+
+// H + sum of (mu_i a_i ⊗ a_i + p_i ∇²c_i) over the constraints that pull.
+bool AugmentedFunction::operator()(const double* x, double* hessian, double* grad) {
+  auto* const func2 = dynamic_cast<QZFunc2*>(&problem_.Func());
+  if (func2 == nullptr || !problem_.Evaluate(x)) return false;
+  std::vector<double> sum(NumVar() * (NumVar() + std::size_t{1}) / 2, 0.0);
+  if (!(*func2)(x, sum.data(), nullptr)) return false;
+  for (std::size_t i = 0; i < pulls_.size(); ++i) {
+    const double slope = pull(i);
+    if (slope == 0.0) continue;
+    const auto* const bent = dynamic_cast<QZConstrHessian*>(problem_.Constraint(i).func);
+    if (bent == nullptr || !bent->AddHessian(x, slope, sum.data())) return false;
+    const std::vector<double>& row = problem_.Row(i);
+    double* next = sum.data();
+    for (std::size_t r = 0; r < row.size(); ++r) {
+      for (std::size_t c = 0; c <= r; ++c) *next++ += penalties_[i] * row[r] * row[c];
+    }
+  }
+  for (std::size_t k = 0; k < sum.size(); ++k) hessian[k] += sum[k];
+  if (grad != nullptr) (*this)(x, grad);
+  return true;
 }
 
 std::vector<unsigned int> NonZeros(const std::vector<double>& row) {
@@ -181,12 +215,13 @@ void ConstrainedRun::SolveAugmented(const std::vector<double>& scales) {
     message_ = problem_.Failed() ? problem_.Failure() : "the energy is infinite at the start";
     return;
   }
-  AugmentedFunction lagrangian(problem_);
+  AugmentedFunction lagrangian(problem_, *this);
   lagrangian.ChoosePenalties();
   std::vector<double> growth(problem_.NumConstraints(), 1.0);
   std::vector<double> previous = problem_.Residuals();
   InnerCheckpoint inner(*this);
   QZOptOptions options;
+  options.method = options_.method;
   // The run's own limits are counted by the problem.
   options.maxIterations = options.maxEvaluations = std::numeric_limits<unsigned int>::max();
   options.gradientTolerance =
@@ -194,7 +229,10 @@ void ConstrainedRun::SolveAugmented(const std::vector<double>& scales) {
   for (int outer = 0; outer < kMaxOuterIterations; ++outer) {
     QZMinimizer minimizer(options);
     minimizer.SetScales(scales);
-    minimizer.Minimize(lagrangian, x.data(), &inner);
+    const QZOptResult part = minimizer.Minimize(lagrangian, x.data(), &inner);
+    restarts_ += part.restarts;
+    revisions_ += part.revisions;
+    method_ = part.method;
     if (Ended() || !problem_.Evaluate(x.data())) return;
     const std::vector<double> residuals = problem_.Residuals();
     bool stuck = true;  // nothing shrinks or changes, and no penalty can grow

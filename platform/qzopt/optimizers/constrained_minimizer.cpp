@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "constrained_run.h"
 #include "metric.h"
+#include "returning_checkpoint.h"
 
 namespace QZOpt {
 namespace {
@@ -20,6 +24,62 @@ const char* FaultOf(double lower, double upper) {
   if (lower > upper) return "has its lower bound above its upper bound";
   if (lower == kInfinity || upper == -kInfinity) return "has bounds that no value is between";
   return nullptr;
+}
+
+struct Solution {
+  QZOptResult result;
+  std::vector<double> residuals;
+  std::vector<double> multipliers;
+};
+
+Solution SolutionOf(ConstrainedRun& run, double* x) {
+  Solution solution;
+  solution.result = run.Finish(x);
+  solution.residuals = run.Residuals();
+  solution.multipliers = run.Multipliers();
+  return solution;
+}
+
+// The constraints over a fall-back's variables; none where one of them cannot follow.
+std::vector<ConstraintEntry> EntriesOver(QZFunc1& fallBack, std::vector<ConstraintEntry> entries) {
+  for (ConstraintEntry& entry : entries) {
+    auto* const follower = dynamic_cast<QZConstrFallBack*>(entry.func);
+    entry.func = follower != nullptr ? follower->FallBack(fallBack) : nullptr;
+    if (entry.func == nullptr) return {};
+  }
+  return entries;
+}
+
+// Goes on in the fall-back's variables from where `stuck` is, `x` receiving what they lead to.
+// Nothing where there is no fall-back.
+std::optional<Solution> FallBack(QZRestartable& func,
+                                 const ConstrainedRun& stuck,
+                                 const std::vector<ConstraintEntry>& entries,
+                                 RunLimits& limits,
+                                 const QZOptOptions& options,
+                                 QZCheckpoint1* checkpoint,
+                                 double* x) {
+  const std::vector<double>& reached = stuck.Reached();
+  std::vector<double> start;
+  QZFunc1* const other = func.FallBack(reached.data(), start);
+  if (other == nullptr || other->NumVar() == 0 || start.size() != other->NumVar()) return {};
+  const std::vector<ConstraintEntry> over = EntriesOver(*other, entries);
+  if (over.empty()) return {};
+  std::optional<ReturningCheckpoint> returning;
+  if (checkpoint != nullptr) returning.emplace(func, reached.size(), *checkpoint);
+  ConstrainedProblem problem(*other, over, limits);
+  ConstrainedRun run(
+      problem, options, returning ? &*returning : nullptr, start.data(), /*continues=*/true);
+  run.SolveAugmented({});
+  if (!run.HasPoint()) return {};
+  Solution solution = SolutionOf(run, start.data());
+  func.ReturnFrom(start.data(), x);
+  solution.result.fellBack = true;
+  solution.result.restarts += stuck.Restarts();
+  solution.result.revisions += stuck.Revisions();
+  solution.result.message +=
+      std::string(", in ") + func.FallBackName() + " after " + stuck.Explain();
+  return solution;
 }
 
 }  // namespace
@@ -66,10 +126,15 @@ QZOptResult QZConstrainedMinimizer::Minimize(QZFunc1& f, double* x, QZCheckpoint
   ConstrainedProblem problem(f, entries, limits);
   ConstrainedRun run(problem, options_, checkpoint, x);
   run.SolveAugmented(scales_);
-  QZOptResult result = run.Finish(x);
-  residuals_ = run.Residuals();
-  multipliers_ = run.Multipliers();
-  return result;
+  std::optional<Solution> solution;
+  auto* const restartable = dynamic_cast<QZRestartable*>(&f);
+  if (restartable != nullptr && run.IsStuck()) {
+    solution = FallBack(*restartable, run, entries, limits, options_, checkpoint, x);
+  }
+  if (!solution) solution = SolutionOf(run, x);
+  residuals_ = std::move(solution->residuals);
+  multipliers_ = std::move(solution->multipliers);
+  return solution->result;
 }
 
 }  // namespace QZOpt

@@ -31,9 +31,28 @@ bool ConstrainedRun::Take(const double* x) {
     message_ = problem_.Failed()               ? problem_.Failure()
                : problem_.Stopped() != nullptr ? problem_.Stopped()
                                                : "the energy is infinite";
+    stopped_ = !problem_.Failed() && problem_.Stopped() != nullptr;
     return false;
   }
   if (started_) problem_.Limits().CountIteration();
+  const Iterate point = iterateHere();
+  latest_ = point.x;
+  judge(point);
+  const bool isKnown = !started_ && continues_;
+  started_ = true;
+  previousEnergy_ = point.energy;
+  if (converged_ || improves(point)) best_ = point;
+  // An end elsewhere than at the best point is reported when the run finishes.
+  reported_ = Ended() && best_.x == point.x;
+  if (isKnown && !reported_) return !Ended();
+  if (!report(point, reported_ ? 1 : 0) && !Ended()) {
+    message_ = "stopped by the checkpoint";
+    stopped_ = reported_ = true;
+  }
+  return !Ended();
+}
+
+ConstrainedRun::Iterate ConstrainedRun::iterateHere() {
   MultiplierFit fit = problem_.Multipliers();
   Iterate point;
   point.x = problem_.X();
@@ -43,18 +62,15 @@ bool ConstrainedRun::Take(const double* x) {
   point.energy = problem_.Energy();
   point.gradientNorm = RootMeanSquare(point.gradient);
   point.violation = violation(point.residuals);
-  latest_ = point.x;
-  judge(point);
-  started_ = true;
-  previousEnergy_ = point.energy;
-  if (converged_ || improves(point)) best_ = point;
-  // An end elsewhere than at the best point is reported when the run finishes.
-  reported_ = Ended() && best_.x == point.x;
-  if (!report(point, reported_ ? 1 : 0) && !Ended()) {
-    message_ = "stopped by the checkpoint";
-    reported_ = true;
-  }
-  return !Ended();
+  return point;
+}
+
+void ConstrainedRun::Renew(const double* x) {
+  problem_.Forget();
+  latest_.clear();
+  x_.assign(x, x + problem_.NumVar());
+  best_ = {};
+  if (problem_.Evaluate(x)) best_ = iterateHere();
 }
 
 void ConstrainedRun::judge(const Iterate& point) {
@@ -64,9 +80,11 @@ void ConstrainedRun::judge(const Iterate& point) {
     message_ = "converged: the gradient is below the tolerance and the constraints are met";
   } else if (const char* limit = problem_.Limits().ReachedAtIteration()) {
     message_ = limit;
+    stopped_ = true;
   } else if (met && started_ && options_.energyTolerance > 0.0 &&
              std::abs(point.energy - previousEnergy_) < options_.energyTolerance) {
     message_ = "stopped: the energy changes by less than the tolerance";
+    stopped_ = true;
   }
 }
 
@@ -109,6 +127,17 @@ double ConstrainedRun::violation(const std::vector<double>& residuals) const {
   return std::abs(residuals[worst]) / problem_.Constraint(worst).tolerance;
 }
 
+std::string ConstrainedRun::Explain() const {
+  if (problem_.Failed()) return problem_.Failure();
+  std::string why = message_.empty() ? "stopped: no further progress" : message_;
+  if (!converged_ && best_.violation > 1.0 && HasPoint()) {
+    const std::size_t worst = worstConstraint(best_.residuals);
+    why += "; " +
+           DescribeViolation(worst, best_.residuals[worst], problem_.Constraint(worst).tolerance);
+  }
+  return why;
+}
+
 QZOptResult ConstrainedRun::Finish(double* x) {
   if (best_.x.empty()) {
     best_.x = x_;
@@ -116,24 +145,17 @@ QZOptResult ConstrainedRun::Finish(double* x) {
     report(best_, 1);
   }
   std::ranges::copy(best_.x, x);
-  if (problem_.Failed()) {
-    message_ = problem_.Failure();
-  } else if (message_.empty() || (!converged_ && best_.violation > 1.0)) {
-    const std::string stop = message_.empty() ? "stopped: no further progress" : message_;
-    message_ = stop;
-    if (best_.violation > 1.0 && !best_.residuals.empty()) {
-      const std::size_t worst = worstConstraint(best_.residuals);
-      message_ += "; " + DescribeViolation(
-                             worst, best_.residuals[worst], problem_.Constraint(worst).tolerance);
-    }
-  }
-  const RunLimits& limits = problem_.Limits();
-  return {converged_,
-          limits.Iterations(),
-          limits.Evaluations(),
-          best_.energy,
-          best_.gradientNorm,
-          message_};
+  QZOptResult result;
+  result.converged = converged_;
+  result.iterations = problem_.Limits().Iterations();
+  result.evaluations = problem_.Limits().Evaluations();
+  result.energy = best_.energy;
+  result.gradientNorm = best_.gradientNorm;
+  result.message = Explain();
+  result.restarts = restarts_;
+  result.revisions = revisions_;
+  result.method = method_;
+  return result;
 }
 
 }  // namespace QZOpt

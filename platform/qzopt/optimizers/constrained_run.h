@@ -15,14 +15,17 @@ namespace QZOpt {
 /// and the best point so far. A method ends with an empty message when it can go no further.
 class ConstrainedRun {
  public:
+  /// With `continues`, the start is known to the checkpoint already.
   ConstrainedRun(ConstrainedProblem& problem,
                  const QZOptOptions& options,
                  QZCheckpoint1* checkpoint,
-                 const double* x)
+                 const double* x,
+                 bool continues = false)
       : problem_(problem),
         options_(options),
         checkpoint_(checkpoint),
-        x_(x, x + problem.NumVar()) {}
+        x_(x, x + problem.NumVar()),
+        continues_(continues) {}
 
   /// Augmented Lagrangian around the quasi-Newton minimiser from the best point.
   void SolveAugmented(const std::vector<double>& scales);
@@ -35,6 +38,16 @@ class ConstrainedRun {
 
   /// Takes `x` as the next iterate. False: the run ends there.
   bool Take(const double* x);
+  /// The function has chosen other variables at `x`, which stands for the point reached.
+  void Renew(const double* x);
+  bool HasPoint() const { return !best_.residuals.empty(); }
+  const std::vector<double>& Reached() const { return best_.x; }
+  /// Whether it ended for want of a step, and not because nobody wants it to go on.
+  bool IsStuck() const { return HasPoint() && !converged_ && !stopped_; }
+  /// Why it ended.
+  std::string Explain() const;
+  unsigned int Restarts() const { return restarts_; }
+  unsigned int Revisions() const { return revisions_; }
 
  private:
   struct Iterate {
@@ -46,6 +59,7 @@ class ConstrainedRun {
     double gradientNorm = std::numeric_limits<double>::quiet_NaN();
     double violation = std::numeric_limits<double>::infinity();
   };
+  Iterate iterateHere();
   std::vector<double> orNan(const std::vector<double>& values) const;
   std::size_t worstConstraint(const std::vector<double>& residuals) const;
   double violation(const std::vector<double>& residuals) const;
@@ -58,11 +72,16 @@ class ConstrainedRun {
   const QZOptOptions& options_;
   QZCheckpoint1* checkpoint_;
   std::vector<double> x_;  // the start
+  bool continues_;
   Iterate best_;
   std::vector<double> latest_;
   double previousEnergy_ = std::numeric_limits<double>::infinity();
   bool started_ = false;
   bool converged_ = false;
+  bool stopped_ = false;  // by a limit, the checkpoint, the energy test
+  unsigned int restarts_ = 0;
+  unsigned int revisions_ = 0;
+  QZOptMethod method_ = QZOptMethod::QuasiNewton;
   bool reported_ = false;  // the end is known to the checkpoint
   std::string message_;
 };

@@ -13,6 +13,8 @@ QZAdaptor::~QZAdaptor() = default;
 QZAdaptor0::~QZAdaptor0() = default;
 QZCheckpoint0::~QZCheckpoint0() = default;
 QZConstrFunc::~QZConstrFunc() = default;
+QZConstrHessian::~QZConstrHessian() = default;
+QZConstrFallBack::~QZConstrFallBack() = default;
 QZHessianModel::~QZHessianModel() = default;
 QZRestartable::~QZRestartable() = default;
 bool QZRestartable::IsRevisionDue(const double* /*x*/) {

@@ -330,16 +330,13 @@ ClosestGeometry::Route ClosestGeometry::Seek(const double* wanted) {
     remember();
     return route;
   };
-  for (std::size_t i = 0; i < q_.size(); ++i) {
-    if (!std::isfinite(wanted[i])) return Route::Failed;
-  }
   std::copy_n(wanted, wanted_.size(), wanted_.begin());
   startNear(wanted);
   if (newton(wanted, kNewtonSteps, kClose)) return finish(Route::Newton);
   if (geodesic(wanted)) return finish(Route::Geodesic);
   if (linearStep(wanted)) return finish(Route::Step);
   startNear(wanted);
-  return Route::Failed;
+  return Route::Held;
 }
 
 }  // namespace QZMolPotential

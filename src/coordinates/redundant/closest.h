@@ -23,7 +23,7 @@ namespace QZMolPotential {
 class ClosestGeometry {
  public:
   /// How `Seek` found its geometry.
-  enum class Route { Newton, Geodesic, Step, Failed };
+  enum class Route { Newton, Geodesic, Step, Held };
 
   /// Starts from `x` with its active `primitives`, which are kept by value. `fixed` as in
   /// `FindPieces`.
@@ -33,7 +33,8 @@ class ClosestGeometry {
              const double* x);
   /// Moves `Y()` to the geometry for `wanted`, one value a primitive: by damped Newton steps from
   /// the nearest of the latest geometries; failing that along the path of evenly changed
-  /// coordinates; failing that by one linear step. `Failed`: nothing finite, `Y()` is unchanged.
+  /// coordinates; failing that by one linear step; and where even that is not finite, to the
+  /// nearest of the latest geometries itself (`Held`). `wanted` must be finite.
   Route Seek(const double* wanted);
 
   const std::vector<Primitive>& Primitives() const { return primitives_; }

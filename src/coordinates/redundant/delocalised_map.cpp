@@ -70,7 +70,7 @@ class DelocalisedMap final : public InternalMap {
   double weight(std::size_t i) const { return std::sqrt(body_.Weight(i)) / kappa_; }
 
   bool startBody(double* vars) override;
-  bool placeBody(const double* vars) override;
+  Route placeBody(const double* vars) override;
   const std::vector<double>& bodyCoords() const override { return y_; }
   void pullBody(const double* g, double* out) override;
   void addBodyCurvature(const double* g, double* hess) override;
@@ -97,8 +97,6 @@ class DelocalisedMap final : public InternalMap {
   MatrixXd jacobian_;   // ∂(s, held)/∂y
   Eigen::PartialPivLU<MatrixXd> factor_;
   VectorXd wanted_, target_, residual_, step_, dual_, image_, correction_;
-  unsigned int placed_ = 0;
-  unsigned int linear_ = 0;
   // Work of the Hessian; empty before the first one.
   BlockHessian bent_;
   std::vector<double> pulled_, full_, product_;
@@ -240,8 +238,7 @@ bool DelocalisedMap::seek(const VectorXd& wanted, int steps, double aim) {
   return last < kCloseEnough;
 }
 
-bool DelocalisedMap::placeBody(const double* vars) {
-  ++placed_;
+InternalMap::Route DelocalisedMap::placeBody(const double* vars) {
   wanted_ = Eigen::Map<const VectorXd>(vars, rank_);
   const auto restore = [this] {
     y_ = goodY_;
@@ -249,9 +246,11 @@ bool DelocalisedMap::placeBody(const double* vars) {
     rowsCurrent_ = false;
     fresh_ = false;
   };
+  Route route = Route::Newton;
   bool found = seek(wanted_, kSteps, kClose);
   if (!found) {
     // Along the straight line in s, a geometry near each point of the way.
+    route = Route::Geodesic;
     restore();
     factor();
     residual(wanted_);
@@ -263,17 +262,18 @@ bool DelocalisedMap::placeBody(const double* vars) {
     found = seek(wanted_, kSteps, kClose);
   }
   if (!found) {
+    route = Route::Step;
     restore();
     factor();
     seek(wanted_, 1, kClose);
-    SetReason("a linear step in place of the back-transformation, " + std::to_string(++linear_) +
-              " of " + std::to_string(placed_));
   }
-  const bool finite = q_.allFinite();
-  if (!finite) restore();
+  if (!q_.allFinite()) {
+    route = Route::Held;
+    restore();
+  }
   goodY_ = y_;
   goodQ_ = q_;
-  return finite;
+  return route;
 }
 
 // out = Jᵀ t at y_.

@@ -115,6 +115,25 @@ std::array<double, 3> InternalMap::turnOf(const Piece& piece, const double* vars
   return omega;
 }
 
+void InternalMap::count(Route route) {
+  switch (route) {
+    case Route::Newton:
+      ++routes_.newton;
+      return;
+    case Route::Geodesic:
+      ++routes_.geodesic;
+      return;
+    case Route::Step:
+      ++routes_.cartesian;
+      SetReason("the geometry is a linear step in Cartesian coordinates");
+      return;
+    case Route::Held:
+      ++routes_.held;
+      SetReason("the geometry is the nearest one known");
+      return;
+  }
+}
+
 bool InternalMap::Place(const double* vars, double* coords) {
   // The same variables again lead to the same coordinates, bit for bit.
   if (isPlaced_ && std::equal(lastVars_.begin(), lastVars_.end(), vars)) {
@@ -123,10 +142,11 @@ bool InternalMap::Place(const double* vars, double* coords) {
   }
   if (!Reason().empty()) SetReason({});
   isPlaced_ = false;
-  if (!allFinite(vars, numVar_) || !placeBody(vars)) {
-    SetReason("no geometry belongs to these internal coordinates");
+  if (!allFinite(vars, numVar_)) {
+    SetReason("internal coordinates are not finite");
     return false;
   }
+  count(placeBody(vars));
   std::ranges::copy(start_, lastCoords_.begin());
   const double* y = bodyCoords().data();
   for (std::size_t k = 0; k < pieces_.size(); ++k) {

@@ -27,6 +27,7 @@ class InternalMap : public CoordinateMap {
   bool Place(const double* vars, double* coords) override;
   void PullGradient(const double* cartGrad, double* grad) override;
   bool IsPathDependent() const override { return true; }
+  RouteCounts Routes() const override { return routes_; }
   bool IsOutdated(const double* coords) const override { return set_.IsOutdated(coords); }
 
  protected:
@@ -37,8 +38,9 @@ class InternalMap : public CoordinateMap {
   virtual std::size_t numBodyVars() const = 0;
   virtual std::vector<VariableKind> bodyKinds() const = 0;
   virtual bool startBody(double* vars) = 0;
-  /// Moves the body. False: nothing finite.
-  virtual bool placeBody(const double* vars) = 0;
+  using Route = ClosestGeometry::Route;
+  /// Moves the body to where `vars`, which are finite, lead.
+  virtual Route placeBody(const double* vars) = 0;
   virtual const std::vector<double>& bodyCoords() const = 0;
   /// out (numBodyVars()) += (∂y/∂v)ᵀ g.
   virtual void pullBody(const double* g, double* out) = 0;
@@ -59,9 +61,11 @@ class InternalMap : public CoordinateMap {
 
  private:
   std::array<double, 3> turnOf(const Piece& piece, const double* vars) const;
+  void count(Route route);
   void turnBack(const double* cartGrad, double* bodyGrad) const;
 
   std::size_t numVar_ = 0;
+  RouteCounts routes_;
   std::vector<AxisTurn> turns_;  // by piece
   bool isPlaced_ = false;
   std::vector<double> lastVars_;    // placed last

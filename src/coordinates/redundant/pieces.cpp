@@ -5,6 +5,7 @@
 #include <Eigen/Core>
 #include <Eigen/Eigenvalues>
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numeric>
 #include <set>
@@ -19,15 +20,14 @@ constexpr double kNoMotion = 1e-4;
 constexpr double kUnseen = 1e-2;
 constexpr std::size_t kFrameAtoms = 24;
 
-// Σ (-s)^n / (2n + m)!, of which cos √s, sin √s / √s and (1 - cos √s)/s are those of m = 0, 1, 2,
-// with its first two derivatives.
+// Σ (-s)^n / (2n + m)! with its first two derivatives, for small s.
 std::array<double, 3> series(double s, int m) {
   double term = 1.0;
   for (int k = 2; k <= m; ++k) term /= k;
   std::array<double, 3> sum{term, 0.0, 0.0};
   double coefficient = term;                   // (-1)^n / (2n + m)!
   std::array<double, 3> power{1.0, 0.0, 0.0};  // s^n, s^(n-1), s^(n-2)
-  for (int n = 1; n <= 60; ++n) {
+  for (int n = 1; n <= 20; ++n) {
     coefficient /= -static_cast<double>((2 * n + m - 1) * (2 * n + m));
     power = {power[0] * s, power[0], power[1]};
     sum[0] += coefficient * power[0];
@@ -35,6 +35,24 @@ std::array<double, 3> series(double s, int m) {
     if (n > 1) sum[2] += coefficient * n * (n - 1) * power[2];
   }
   return sum;
+}
+
+// f_0 = cos √s, f_1 = sin √s / √s and f_2 = (1 - cos √s)/s, each with its first two derivatives.
+std::array<std::array<double, 3>, 3> turnFunctions(double s) {
+  constexpr double kSmall = 2.0;  // below it the quotients lose digits
+  if (s < kSmall) return {series(s, 0), series(s, 1), series(s, 2)};
+  const double r = std::sqrt(s);
+  std::array<std::array<double, 3>, 3> f;
+  f[0][0] = std::cos(r);
+  f[1][0] = std::sin(r) / r;
+  f[2][0] = (1.0 - f[0][0]) / s;
+  f[0][1] = -0.5 * f[1][0];
+  f[1][1] = 0.5 * (f[0][0] - f[1][0]) / s;
+  f[2][1] = -(f[0][1] + f[2][0]) / s;
+  f[0][2] = -0.5 * f[1][1];
+  f[1][2] = (0.5 * (f[0][1] - f[1][1]) - f[1][1]) / s;
+  f[2][2] = -(f[0][2] + 2.0 * f[2][1]) / s;
+  return f;
 }
 
 // Eigenvectors of a symmetric 3 x 3 matrix by ascending eigenvalue.
@@ -61,13 +79,13 @@ void AxisTurn::Set(const std::array<Vec3, 3>& axes, const std::array<double, 3>&
     w = {w.x + variable * axes[k].x, w.y + variable * axes[k].y, w.z + variable * axes[k].z};
   }
   const Jet<3> square = JetDot(w, w);
-  const auto function = [&square](int m) {
-    const auto f = series(square.value, m);
+  const auto functions = turnFunctions(square.value);
+  const auto through = [&](const std::array<double, 3>& f) {
     return square.Through(f[0], f[1], f[2]);
   };
-  const Jet<3> cosine = function(0);
-  const Jet<3> a = function(1);
-  const Jet<3> b = function(2);
+  const Jet<3> cosine = through(functions[0]);
+  const Jet<3> a = through(functions[1]);
+  const Jet<3> b = through(functions[2]);
   // R = cos 1 + a [w]x + b w wᵀ.
   const std::array<Jet<3>, 3> c{w.x, w.y, w.z};
   const std::array<Jet<3>, 9> cross{0.0, -w.z, w.y, w.z, 0.0, -w.x, -w.y, w.x, 0.0};

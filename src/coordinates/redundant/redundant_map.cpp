@@ -45,15 +45,7 @@ class RedundantMap final : public InternalMap {
     return true;
   }
 
-  bool placeBody(const double* vars) override {
-    ++placed_;
-    const auto route = body_.Seek(vars);
-    if (route == ClosestGeometry::Route::Step) {
-      SetReason("a linear step in place of the back-transformation, " + std::to_string(++steps_) +
-                " of " + std::to_string(placed_));
-    }
-    return route != ClosestGeometry::Route::Failed;
-  }
+  Route placeBody(const double* vars) override { return body_.Seek(vars); }
 
   const std::vector<double>& bodyCoords() const override { return body_.Y(); }
 
@@ -132,8 +124,6 @@ class RedundantMap final : public InternalMap {
   BlockHessian bent_;
   std::vector<PrimitiveRow> bentRows_;
   std::vector<double> multiplier_, change_, sum_;
-  unsigned int placed_ = 0;
-  unsigned int steps_ = 0;
 };
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <numbers>
 #include <random>
 
@@ -83,6 +85,50 @@ TEST(RedundantFunc, PlanarMoleculesReachTheCartesianMinimum) {
         sum += part.GetValue();
       EXPECT_NEAR(sum, internal.energy, 1e-9);
     }
+  }
+}
+
+// Variables that no geometry has, or far from any known: there is a geometry all the same, and it
+// is told how it was found.
+TEST(BackTransformation, AlwaysEndsWithAGeometryAndTellsHow) {
+  std::mt19937 rng(77);
+  const auto mol = TestSupport::DataMolecule("caffeine");
+  const Values x = Coords(mol);
+  for (const QZCoordinates kind : kKinds) {
+    SCOPED_TRACE(std::string(QZGetCoordinatesName(kind)) + ", seed 77");
+    TestSupport::ProbeFunc probe;
+    QZCoordinateFunc f(probe, /*own=*/false, kind);
+    ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()));
+    const Values start(f.GetVar(x.data()), f.GetVar(x.data()) + f.NumVar());
+    unsigned int asked = 0;
+    unsigned int short_ = 0;
+    for (const double size : {0.01, 0.3, 1.0, 5.0, 1e3, 1e8}) {
+      for (int k = 0; k < 5; ++k) {
+        const Values vars = Jittered(start, size, rng);
+        Values coords(x.size());
+        const auto before = f.GetBackTransformations();
+        EXPECT_TRUE(std::isfinite(f(vars.data())));
+        ASSERT_TRUE(f.AdaptVar(coords.data(), vars.data()));
+        EXPECT_TRUE(std::ranges::all_of(coords, [](double c) { return std::isfinite(c); }));
+        ++asked;
+        const auto now = f.GetBackTransformations();
+        const unsigned int missed = now.cartesian + now.held - before.cartesian - before.held;
+        short_ += missed;
+        EXPECT_TRUE(size > 0.1 || missed == 0);
+      }
+    }
+    const auto [newton, geodesic, cartesian, held] = f.GetBackTransformations();
+    EXPECT_EQ(newton + geodesic + cartesian + held, asked);
+    EXPECT_GE(newton, 5U);
+    EXPECT_GT(short_, 0U);
+    // The start is still where it was, and a new one counts afresh.
+    EXPECT_LE(TestSupport::LargestDifference(
+                  Values(f.GetVar(x.data()), f.GetVar(x.data()) + f.NumVar()), start),
+              0.0);
+    ASSERT_TRUE(f.SetupConf(x.data()));
+    EXPECT_EQ(f.GetBackTransformations().newton, 0U);
+    Values nothing(f.NumVar(), std::numeric_limits<double>::quiet_NaN());
+    EXPECT_TRUE(std::isnan(f(nothing.data())));
   }
 }
 

@@ -96,9 +96,11 @@ class QZ_API QZMinimizer {
 };
 
 /// Minimises under constraints c_i(x) = 0 and bounds lower_i <= c_i(x) <= upper_i: an augmented
-/// Lagrangian around `QZMinimizer`'s quasi-Newton method, whatever `method` says, with the
-/// function's model Hessian or the scales. Without constraints it is `QZMinimizer`. A function that
-/// is `QZRestartable` starts afresh where it gets stuck, and never falls back. Converged: every c_i
+/// Lagrangian around `QZMinimizer`, with the function's model Hessian or the scales; Newton's
+/// method where the function is a `QZFunc2` and every constraint a `QZConstrHessian`, else
+/// quasi-Newton whatever `method` says. Without constraints it is `QZMinimizer`. A function that is
+/// `QZRestartable` changes its variables on the way, starts afresh where it gets stuck, and falls
+/// back where every constraint is a `QZConstrFallBack`. Converged: every c_i
 /// is within its tolerance of what it may be, and the gradient less what the constraints that are
 /// reached bear of it within the gradient tolerance; `gradientNorm` and the checkpoint's gradient
 /// are that rest. A constraint's gradient needs the right direction only: its length is measured.
