@@ -251,7 +251,7 @@ then strength (kcal/mol/Å²) times the squared excess; onset as for PositionRes
   m.def(
       "TetherTo",
       &TetherTo,
-      py::arg("reference"),
+      py::arg("reference").none(false),
       py::arg("smarts") = "",
       py::arg("width") = 0.0,
       py::arg("strength") = 50.0,
