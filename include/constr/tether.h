@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <vector>
 
 #include "molpotential/invariance.h"
@@ -71,5 +72,21 @@ class QZ_API QZTetherRestraint final : public QZMolPotential::QZMolFunc2,
   std::vector<Target> targets_;
   unsigned int numVar_ = 0;
 };
+
+/// Atoms of a molecule and places for them.
+struct QZPlaces {
+  std::vector<unsigned int> atoms;
+  std::vector<double> points;  // x, y, z of each, Å
+};
+
+/// Where `reference` has the counterparts of atoms of `mol`: those that `smarts` matches in both,
+/// or for "" their largest common substructure. Of several ways to lay one on the other the nearest
+/// is taken, or for a molecule that lies elsewhere (more than 3 Å RMS) the one that superposes
+/// best. Fails: false with the reason in `error`, `places` unchanged.
+QZ_API bool QZFindPlaces(const QZChem::QZMolBase& reference,
+                         const QZChem::QZMolBase& mol,
+                         const std::string& smarts,
+                         QZPlaces& places,
+                         std::string& error);
 
 }  // namespace QZConstr

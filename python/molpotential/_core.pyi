@@ -152,6 +152,13 @@ def Tether(
     strength: float = 50.0,
     onset: float = 0.0,
 ) -> Function: ...
+def TetherTo(
+    reference: Molecule,
+    smarts: str = "",
+    width: float = 0.0,
+    strength: float = 50.0,
+    onset: float = 0.0,
+) -> Function: ...
 def SphereWall(
     centre: Sequence[float] | _Doubles,
     radius: float,

@@ -81,6 +81,25 @@ def _apply_templates(self, templates):
     templates.apply(self)
 
 
+def _restore(arrays, isotopes, radicals, data, residues):
+    mol = _from_arrays(*arrays)
+    mol.isotopes, mol.radicals = isotopes, radicals
+    for tag, value in data.items():
+        mol.set_data(tag, value)
+    for atom, residue in enumerate(residues):
+        if residue is not None:
+            mol._set_residue(atom, residue)
+    return mol
+
+
+def _reduce(self):
+    """What pickle keeps: everything but that bond orders were unknown, which it refuses."""
+    if "bond orders" in self.missing:
+        raise InputError(f"a molecule without bond orders cannot be pickled: {self.missing}")
+    arrays = (self.numbers, self.coords, self.bonds, self.charges, self.title)
+    return _restore, (arrays, self.isotopes, self.radicals, self.data, self.residues)
+
+
 def _repr(self):
     title = f' "{self.title}"' if self.title else ""
     return f"<Molecule{title}: {len(self)} atoms, {len(self.bonds)} bonds>"
@@ -100,6 +119,7 @@ for _name, _value in {
     "to_ase": _to_ase,
     "apply_templates": _apply_templates,
     "__deepcopy__": lambda self, memo: self.copy(),
+    "__reduce__": _reduce,
     "__repr__": _repr,
     "_repr_html_": _repr_html,
 }.items():

@@ -9,6 +9,7 @@ import re
 import subprocess
 import sys
 import tempfile
+from collections import deque
 from dataclasses import dataclass, field, replace
 
 from ._core import InputError
@@ -64,15 +65,23 @@ class Chunk:
     data: bytes
     end: tuple
 
+    def pieces(self, size):
+        """Its records, `size` of them at a time, as chunks with their own ends."""
+        ends = [match.end() for match in _END[self.kind].finditer(self.data)][size - 1 :: size]
+        if not ends or ends[-1] < len(self.data):
+            ends.append(len(self.data))
+        begin, (index, behind) = 0, self.end
+        for end in ends:
+            place = (index, behind - len(self.data) + end)
+            yield Chunk(self.kind, self.data[begin:end], place)
+            begin = end
+
     def split(self):
         """Its records as chunks of one."""
-        ends = [match.end() for match in _END[self.kind].finditer(self.data)]
-        begins = [0, *ends]
-        parts = [self.data[a:b] for a, b in zip(begins, [*ends, len(self.data)])]
-        return [replace(self, data=part) for part in parts if part.strip()]
+        return [part for part in self.pieces(1) if part.data.strip()]
 
     def halves(self):
-        """Its records as two chunks."""
+        """Its records as two chunks, the first empty where there is only one."""
         records = self.split()
         middle = len(records) // 2
         return [
@@ -115,6 +124,17 @@ def chunks(inputs, position, size):
                 offset += len(data)
                 if data.strip():
                     yield Chunk(kinds[index], data, (index, offset))
+
+
+def tapered(parts, last, size):
+    """The chunks, the `last` ones in pieces of `size` records, so that workers end together."""
+    held = deque()
+    for part in parts:
+        held.append(part)
+        if len(held) > last:
+            yield held.popleft()
+    for part in held:
+        yield from part.pieces(size)
 
 
 def _cut(stream, end, size):

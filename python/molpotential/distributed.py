@@ -18,7 +18,7 @@ from collections import deque
 
 from ._core import InputError, MolPotentialError
 from ._journal import Journal, Summary
-from ._records import chunks, run_chunk, to_arguments
+from ._records import chunks, run_chunk, tapered, to_arguments
 
 CHUNK = 500  # records: a second of work, beside which starting the program is little
 _AHEAD = 4  # chunks a thread of the cluster that are read before the oldest one is done
@@ -81,13 +81,14 @@ def _settle(client, chunk, future, call):
     return outcomes
 
 
-def _outcomes(parts, client, call):
+def _outcomes(parts, client, call, size):
     """(chunk, its outcomes) in order, as they are done."""
     if client is None:
         for chunk in parts:
             yield chunk, [run_chunk(chunk, *call)]
         return
     room = _Room(client)
+    parts = tapered(parts, room.size() // _AHEAD, max(1, size // _AHEAD))
     waiting = deque()
     while True:
         for chunk in itertools.islice(parts, max(0, room.size() - len(waiting))):
@@ -122,7 +123,7 @@ def minimize_files(
     notify = _Line() if progress is True else progress
     parts = chunks(journal.inputs, journal.position, chunk)
     with journal:
-        for part, outcomes in _outcomes(parts, client, call):
+        for part, outcomes in _outcomes(parts, client, call, chunk):
             for outcome in outcomes:
                 journal.add(outcome)
             journal.reached(part.end)

@@ -57,6 +57,13 @@ def _label(kind, unit):
     return f"{kind} ({unit})"
 
 
+def _mark_degrees(axis, kind):
+    from matplotlib.ticker import MultipleLocator
+
+    if kind == "torsion":
+        axis.set_major_locator(MultipleLocator(60))
+
+
 def _plot_map(scan, axes):
     energies = scan.energies - np.nanmin(scan.energies)
     levels = axes.contourf(scan.values, scan.values2, energies.T, 20, cmap="viridis")
@@ -65,13 +72,15 @@ def _plot_map(scan, axes):
     bad = places[~np.asarray(scan.converged).ravel()]
     if len(bad):
         axes.plot(bad[:, 0], bad[:, 1], "wo", markersize=3)
+    _mark_degrees(axes.xaxis, scan.kind)
+    _mark_degrees(axes.yaxis, scan.kind2)
     axes.set_xlabel(_label(scan.kind, scan.unit))
     axes.set_ylabel(_label(scan.kind2 + " 2", scan.unit2))
 
 
 def plot_scan(scan, axes=None):
-    """Relative energy against the driven value, or over two of them as a map; points that did not
-    converge are open circles. Returns the axes."""
+    """Relative energy (kcal/mol) against the driven value, or over two of them as a map; points that
+    did not converge are open circles. Returns the axes."""
     import matplotlib.pyplot as plt
 
     if axes is None:
@@ -85,8 +94,7 @@ def plot_scan(scan, axes=None):
     axes.plot(values, energies, color="tab:blue")
     axes.plot(values[good], energies[good], "o", color="tab:blue")
     axes.plot(values[~good], energies[~good], "o", color="tab:blue", markerfacecolor="white")
-    if scan.kind == "torsion":
-        axes.xaxis.set_major_locator(plt.MultipleLocator(60))
+    _mark_degrees(axes.xaxis, scan.kind)
     axes.set_xlabel(_label(scan.kind, scan.unit))
     axes.set_ylabel("relative energy (kcal/mol)")
     return axes

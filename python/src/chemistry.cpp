@@ -210,7 +210,7 @@ std::string Report(const Molecule& self, const std::string& kind) {
   const bool good = print(self.mol);
   stdout = output;
   std::fclose(memory);
-  const std::string report(text, size);
+  std::string report(text, size);
   std::free(text);
   if (!good) throw InputError("the molecule has no atoms");
   return report;

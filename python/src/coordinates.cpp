@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "coordinates.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "evaluate.h"
 
 namespace MolPotentialPython {
@@ -58,6 +61,10 @@ Presented::Presented(const Function& function,
     : func_(std::make_unique<QZ::QZCoordinateFunc>(
           *function.Copy().release(), /*own=*/true, FindCoordinates(kind))) {
   mol_ = std::make_unique<QZChem::QZGraphMol>(function.GetMolecule()->mol);
+  const auto isFinite = [](double value) { return std::isfinite(value); };
+  if (!std::all_of(x, x + NumCoords(), isFinite)) {
+    throw InputError("the starting coordinates are not finite");
+  }
   mol_->SetCoords(x);
   if (overallMotion.has_value()) func_->SetOverallMotion(*overallMotion);
   const std::vector<unsigned int> fixed = still.Find(*mol_);
@@ -132,7 +139,7 @@ are variables; None: as the function needs it. It works on a copy of the functio
                     const py::object&,
                     std::optional<bool>,
                     const py::object&>(),
-           py::arg("f"),
+           py::arg("f").none(false),
            py::arg("kind"),
            py::arg("x0"),
            py::arg("fixed") = py::none(),
@@ -172,7 +179,9 @@ are variables; None: as the function needs it. It works on a copy of the functio
             return Hessian(self.System().Func(), q, self.Mutex());
           },
           py::arg("q"),
-          "Second derivatives at `q`, (variables,): (variables, variables).")
+          "Second derivatives at `q`, (variables,): (variables, variables) in kcal/mol per Å or "
+          "radian "
+          "twice.")
       .def("cartesian",
            &Coordinates::Cartesian,
            py::arg("q"),

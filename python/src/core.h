@@ -151,7 +151,7 @@ class Function : public std::enable_shared_from_this<Function> {
   /// Whether `other` is this function or part of it.
   virtual bool Contains(const Function& other) const { return &other == this; }
   const MoleculePtr& GetMolecule() const { return mol_; }
-  /// Throws Error before `Bind`.
+  /// Throws InputError before `Bind`, and when atoms were added to the molecule since.
   QZMolPotential::QZMolFunc2& Bound() const;
   /// A copy of the bound function, which others may set up and evaluate meanwhile.
   std::unique_ptr<QZMolPotential::QZMolFunc2> Copy() const;

@@ -47,7 +47,9 @@ class ForceField final : public Summed {
     } catch (const TypingError& error) {
       const std::string missing = QZChem::QZFindMissing(mol);
       if (missing.empty()) throw;
-      throw TypingError(std::string(error.what()) + ": " + missing + " [atoms from 1; " +
+      std::string text = error.what();
+      if (text.find(missing) == std::string::npos) text += ": " + missing;
+      throw TypingError(text + " [atoms from 1; " +
                         (QZChem::QZHasBondOrders(mol) ? "add_hydrogens()" : "apply_templates()") +
                         " of the molecule adds them]");
     }
@@ -74,7 +76,7 @@ dielectric: constant of the electrostatics; distance_dependent: charges interact
 Raises TypingError for a molecule that the force field cannot describe.)")
       .def(py::init<const std::string&, MoleculePtr, std::optional<double>, double, bool>(),
            py::arg("name"),
-           py::arg("mol"),
+           py::arg("mol").none(false),
            py::arg("cutoff") = py::none(),
            py::arg("dielectric") = 1.0,
            py::arg("distance_dependent") = false)

@@ -39,9 +39,6 @@ py::dict Interactions(Function& self, const Array& x, std::optional<std::size_t>
   QZMolFunc2& func = self.Bound();
   const QZChem::QZGraphMol& mol = self.GetMolecule()->mol;
   const double* vars = Variables(x, func.NumVar());
-  if (func.NumVar() != 3 * mol.NumAtoms()) {
-    throw InputError("the molecule has changed since the function was bound (bind it again)");
-  }
   std::vector<Interaction> all;
   Unlocked([&] {
     const std::lock_guard turn(self.Mutex());
@@ -100,6 +97,9 @@ void Function::Bind(MoleculePtr mol) {
 
 QZMolFunc2& Function::Bound() const {
   if (func_ == nullptr) throw InputError("the function is not bound to a molecule (bind it first)");
+  if (func_->NumVar() != 3 * mol_->mol.NumAtoms()) {
+    throw InputError("the molecule has changed since the function was bound (bind it again)");
+  }
   return *func_;
 }
 
@@ -154,7 +154,7 @@ if you have it. An exception there ends what called it, with that exception.)")
             self->Bind(std::move(mol));
             return self;
           },
-          py::arg("mol"),
+          py::arg("mol").none(false),
           "Binds the term to a molecule, so that it can be evaluated alone; returns it.")
       .def_property_readonly("molecule", &Function::GetMolecule, "The bound molecule, or None.")
       .def(
@@ -193,7 +193,7 @@ if you have it. An exception there ends what called it, with that exception.)")
       m, "SummedFunction", "A bound function that other terms can be added to.")
       .def("add",
            &Summed::Add,
-           py::arg("term"),
+           py::arg("term").none(false),
            py::keep_alive<1, 2>(),
            "Adds a Function: a restraint, a penalty, an expression or one of your own. "
            "Minimisations "

@@ -174,7 +174,7 @@ void DefineHosts(py::module_& m) {
 cutoff: Å beyond which atoms of the host are not felt; 0: none. dielectric, distance_dependent: as for
 `ForceField`.)")
       .def(py::init<MoleculePtr, const std::string&, double, double, bool>(),
-           py::arg("host"),
+           py::arg("host").none(false),
            py::arg("forcefield") = "mmff94",
            py::arg("cutoff") = 10.0,
            py::arg("dielectric") = 1.0,
@@ -182,7 +182,7 @@ cutoff: Å beyond which atoms of the host are not felt; 0: none. dielectric, dis
       .def(
           "function",
           &Host::Bind,
-          py::arg("ligand"),
+          py::arg("ligand").none(false),
           py::arg("flexible") = 0.0,
           "The energy of `ligand` in the host, bound. flexible: the host's residues within that "
           "distance (Å) move too, or the host's atoms of a selection or of indices: the function's "

@@ -113,7 +113,7 @@ py::dict Minimise(const Function& function,
     QZOpt::QZMinimizer minimizer(options);
     minimizer.SetScales(system.Func().GetScales());
     result = ResultOf(Unlocked([&] {
-      const QZOptResult found = minimizer.Minimize(system.Func(), v.data(), &observer);
+      QZOptResult found = minimizer.Minimize(system.Func(), v.data(), &observer);
       finish();
       return found;
     }));
@@ -122,7 +122,7 @@ py::dict Minimise(const Function& function,
     minimizer.SetScales(system.Func().GetScales());
     held.AddTo(minimizer, system.Func());
     result = ResultOf(Unlocked([&] {
-      const QZOptResult found = minimizer.Minimize(system.Func(), v.data(), &observer);
+      QZOptResult found = minimizer.Minimize(system.Func(), v.data(), &observer);
       finish();
       return found;
     }));
@@ -149,7 +149,7 @@ class Worker {
   QZOptResult Run(double* x, QZOpt::QZCheckpoint1& checkpoint) {
     if (!system_.Start(x)) throw Error("the starting coordinates are refused");
     std::vector<double>& v = system_.Variables();
-    const QZOptResult result = minimizer_.Minimize(system_.Func(), v.data(), &checkpoint);
+    QZOptResult result = minimizer_.Minimize(system_.Func(), v.data(), &checkpoint);
     if (!system_.Func().AdaptVar(x, v.data())) throw Error("the result has no finite geometry");
     return result;
   }

@@ -89,6 +89,32 @@ std::shared_ptr<Function> Tether(
   });
 }
 
+std::shared_ptr<Function> TetherTo(const MoleculePtr& reference,
+                                   const std::string& smarts,
+                                   double width,
+                                   double strength,
+                                   double onset) {
+  RequireNonNegative("the width", width);
+  RequireNonNegative("the strength", strength);
+  RequireNonNegative("the onset", onset);
+  // A copy: the reference may change afterwards.
+  const auto kept = std::make_shared<const QZGraphMol>(reference->mol);
+  return std::make_shared<Term>("TetherTo", [=](const QZGraphMol& mol) {
+    QZConstr::QZPlaces places;
+    std::string error;
+    if (!QZConstr::QZFindPlaces(*kept, mol, smarts, places, error)) {
+      throw InputError("TetherTo: " + error);
+    }
+    auto tether = std::make_unique<QZConstr::QZTetherRestraint>(strength, width);
+    tether->SetOnset(onset);
+    for (std::size_t k = 0; k < places.atoms.size(); ++k) {
+      const double* p = &places.points[3 * k];
+      tether->AddTarget(places.atoms[k], p[0], p[1], p[2]);
+    }
+    return tether;
+  });
+}
+
 template <class Wall>
 std::shared_ptr<Function> MakeWall(
     const char* name, Wall wall, const py::object& atoms, double k, double onset) {
@@ -222,6 +248,17 @@ in place of 2; strength is in kcal/mol/Å to that power then.)");
       py::arg("onset") = 0.0,
       R"(Holds atoms (indices or a selection) near given points, (atoms, 3) in Å: free within `width` Å,
 then strength (kcal/mol/Å²) times the squared excess; onset as for PositionRestraint.)");
+  m.def(
+      "TetherTo",
+      &TetherTo,
+      py::arg("reference").none(false),
+      py::arg("smarts") = "",
+      py::arg("width") = 0.0,
+      py::arg("strength") = 50.0,
+      py::arg("onset") = 0.0,
+      R"(Holds atoms near where a reference molecule has theirs: those that a SMARTS matches in both, or
+without one the largest common substructure. Of symmetric ways the nearest counts. width and onset in
+Å, strength in kcal/mol/Å², as for Tether.)");
   m.def(
       "SphereWall",
       &SphereWall,

@@ -1,5 +1,7 @@
 # Copyright (c) the molpotential authors.
 # SPDX-License-Identifier: BSD-3-Clause
+import pickle
+
 import numpy as np
 import pytest
 from conftest import DATA
@@ -62,6 +64,11 @@ def test_templates_and_hydrogens_complete_a_pdb_file(tmp_path):
     assert Chem.MolToSmiles(Chem.RemoveHs(ligand.to_rdkit())) == "NCC(=O)O"
     back = mp.Molecule.from_rdkit(ligand.to_rdkit())
     assert back.residues == ligand.residues
+    same = pickle.loads(pickle.dumps(mol))
+    assert same.residues == mol.residues and np.array_equal(same.coords, mol.coords)
+    assert np.array_equal(same.bonds, mol.bonds) and same.title == mol.title
+    with pytest.raises(mp.InputError, match="pickled"):
+        pickle.dumps(mp.read(path)[0])
     assert mol.keep_largest_fragment() and len(mol) == len(ligand)
     assert mp.minimize(mp.ForceField("mmff94", mol), mol.coords).converged
 

@@ -198,6 +198,11 @@ def test_chunks_hold_every_byte_once(tmp_path, kind, end, monkeypatch):
         parts = list(records.chunks([str(path)], (0, 0), 7))
         assert b"".join(part.data for part in parts) == data
         assert [len(part.split()) for part in parts] == [7] * 8 + [4]
+        tail = list(records.tapered(iter(parts), 2, 3))
+        assert [len(part.split()) for part in tail] == [7] * 7 + [3, 3, 1, 3, 1]
+        assert b"".join(part.data for part in tail) == data
+        behind = [sum(len(part.data) for part in tail[: k + 1]) for k in range(len(tail))]
+        assert [part.end for part in tail] == [(0, place) for place in behind]
         rest = list(records.chunks([str(path)], parts[3].end, 7))
         assert [part.data for part in rest] == [part.data for part in parts[4:]]
 

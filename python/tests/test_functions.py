@@ -96,6 +96,13 @@ def test_every_term_is_zero_inside_and_has_true_derivatives_outside(butane):
         assert term.energy(away) > 0.05, name
         found = mp.check(term, away)
         assert found.gradient < 1e-6 and found.hessian < 1e-4, name
+    tied = mp.TetherTo(butane, strength=3.0).bind(twisted)  # by the common skeleton
+    carbons = butane.numbers == 6
+    away = ((twisted.coords - x)[carbons] ** 2).sum()
+    mirrored = ((twisted.coords[carbons][::-1] - x[carbons]) ** 2).sum()
+    assert tied.energy(twisted.coords) == pytest.approx(3.0 * min(away, mirrored))
+    with pytest.raises(mp.InputError, match="Xe"):
+        mp.TetherTo(butane, "[Xe]").bind(twisted)
     # Closed forms beyond an onset w: k (e² - w e + w²/3), and of a power.
     moved = x + [0.0, 0.0, 1.0]
     e, w = 0.8, 0.1
@@ -197,6 +204,44 @@ def test_nothing_leaks_and_wrong_sizes_are_refused(butane):
     del ff, spring
     gc.collect()
     assert [ref() for ref in gone] == [None, None]
+
+
+def test_what_would_crash_is_refused(butane):
+    ff = mp.ForceField("mmff94", butane)
+    for wrong in (
+        lambda: mp.ForceField("mmff94", None),
+        lambda: ff.add(None),
+        lambda: mp.HostField(None),
+        lambda: mp.Coordinates(None, "zmatrix", butane.coords),
+        lambda: mp.minimize(None, butane.coords),
+        lambda: ff.energy("abc"),
+    ):
+        with pytest.raises(TypeError):
+            wrong()
+    with pytest.raises(mp.InputError, match="finite"):
+        mp.minimize(ff, butane.coords * np.nan)
+    kept = []
+
+    class Keeping(mp.Function):
+        def energy_and_gradient(self, x):
+            kept.append(x)
+            return 0.0, np.zeros_like(x)
+
+    ff.add(Keeping())
+    ff.energy(butane.coords)
+    gc.collect()
+    assert np.array_equal(kept[0], butane.coords.ravel())
+    grown = butane.copy()
+    ff = mp.ForceField("mmff94", grown)
+    carbons = grown.subset("[#6]")
+    term = mp.DistancePenalty(0, 1, 1.0, 1.0).bind(carbons)
+    x = carbons.coords
+    carbons.add_hydrogens()
+    for call in (lambda: term.energy(x), lambda: mp.minimize(term, x), lambda: term.interactions(x)):
+        with pytest.raises(mp.InputError, match="changed"):
+            call()
+    term.bind(carbons)
+    assert term.energy(carbons.coords) > 0.0
 
 
 def test_messages_become_warnings(butane):

@@ -84,4 +84,4 @@ def test_ten_thousand_functions_leave_nothing_behind(butane):
     after = cycle(10_000)
     assert after[0] - before[0] < 4096  # 0.4 KiB a cycle
     assert after[1] - before[1] < 50
-    assert max(abs(a - b) for a, b in zip(after[2], before[2])) < 50
+    assert max(abs(a - b) for a, b in zip(after[2], before[2])) < 250  # 500 cycles do everything

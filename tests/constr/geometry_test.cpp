@@ -205,6 +205,33 @@ TEST(Places, TethersAndWallsFulfilTheContract) {
 
 // Across the edge of the flat bottom and the end of the onset value, slope and curvature are
 // continuous; far out the law is the old one shifted.
+TEST(Places, AreTheReferencesWhicheverWayThePatternLies) {
+  const auto reference = Butane();
+  auto mol = Butane();
+  const Reals x = Coords(mol);
+  QZPlaces places;
+  std::string error;
+  ASSERT_TRUE(QZFindPlaces(reference, mol, "CCCC", places, error)) << error;
+  ASSERT_EQ(places.atoms.size(), 4u);
+  for (std::size_t k = 0; k < 4; ++k) {  // each atom on itself, not on its mirror image
+    for (std::size_t i = 0; i < 3; ++i) {
+      EXPECT_EQ(places.points[3 * k + i], x[3 * places.atoms[k] + i]);
+    }
+  }
+  // Elsewhere, and by what both have in common.
+  Reals moved = Turned(x);
+  for (double& value : moved) value += 20.0;
+  mol.SetCoords(moved.data());
+  QZPlaces common;
+  ASSERT_TRUE(QZFindPlaces(reference, mol, "", common, error)) << error;
+  EXPECT_EQ(common.atoms.size(), 4u);
+  const auto before = common.atoms;
+  EXPECT_FALSE(QZFindPlaces(reference, mol, "[Xe]", common, error));
+  EXPECT_NE(error.find("matches nothing"), std::string::npos);
+  EXPECT_FALSE(QZFindPlaces(reference, mol, "C(", common, error));
+  EXPECT_EQ(common.atoms, before);
+}
+
 TEST(Onset, HasAContinuousHessian) {
   const auto mol = CarbonChain(4);
   QZDistLimitPenalty band(Atom(mol, 0), Atom(mol, 1), 2.0, 3.0, 10.0);
