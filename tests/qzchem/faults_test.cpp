@@ -98,6 +98,9 @@ TEST(Faults, ARecordThatLostItsAtomsDoesNotTakeThoseOfTheNext) {
   ASSERT_EQ(reading.records.size(), 3U);
   EXPECT_EQ(reading.records[1].raw, bad);
   EXPECT_EQ(reading.molecules.size(), 2U);
+  const std::string sdf = Written(Water());
+  const std::string cut = Replaced(Replaced(sdf, "V2000", ""), "M  END\n$$$$", "M$$$$");
+  EXPECT_EQ(ReadAll(sdf + cut + sdf).molecules.size(), 2U);
 }
 
 TEST(Faults, OtherFilesAreCalledWhatTheyAre) {

@@ -38,6 +38,11 @@ bool NextSdfText(LineSource& in, std::string& raw) {
     }
     const std::string_view text = TrimmedRight(line);
     if (text.empty()) inItem = false;
+    // The mark behind the rest of a line that lost its end.
+    if (!inItem && text.ends_with("$$$$") && starts.size() > kHeaderLines) {
+      raw += line;
+      return true;
+    }
     if (!inItem && IsCountsLine(line) && ++countsLines > 1 && starts.size() > kHeaderLines) {
       in.Unread(std::move(line));
       for (std::size_t i = 0; i < kHeaderLines; ++i) {
