@@ -56,7 +56,7 @@ AtomSelection WordParts::Selection(unsigned int maxNumbers) {
 
 std::string WordParts::Text(const char* name) {
   if (words_.empty()) Refuse(std::string("\"") + name + "\" is missing");
-  const std::string word = words_.front();
+  std::string word = words_.front();
   words_.erase(words_.begin());
   return word;
 }
@@ -78,8 +78,8 @@ std::optional<double> WordParts::OptionalNumber(const char* name) {
 }
 
 std::vector<double> WordParts::Point(const char* name) {
-  std::vector<double> point;
-  for (int axis = 0; axis < 3; ++axis) point.push_back(Number(name));
+  std::vector<double> point(3);
+  for (double& value : point) value = Number(name);
   return point;
 }
 

@@ -138,7 +138,7 @@ std::shared_ptr<const QZChem::QZTemplates> ReadTemplates(
             ? templates->AddFile(argument, error)
             : words.size() <= 2 &&
                   templates->AddSmiles(words.size() == 2 ? words.front() : "", words.back(), error);
-    if (!isGood) throw UsageError("--template: \"" + argument + "\": " + error);
+    if (!isGood) throw UsageError(std::string("--template: \"").append(argument) + "\": " + error);
   }
   return templates;
 }

@@ -119,7 +119,7 @@ void Restraints::AddFile(const std::string& path, bool constraints) {
     const auto kind = std::ranges::find(kinds, kindName, &RestraintKind::name);
     if (kind == kinds.end()) {
       std::string known;
-      for (const RestraintKind& one : kinds) known += std::string(" ") + one.name;
+      for (const RestraintKind& one : kinds) known.append(" ").append(one.name);
       throw UsageError(name + ": \"kind\" must be one of" + known);
     }
     name += " (" + kindName + ")";

@@ -72,7 +72,7 @@ bool IsCompressed(const std::string& path) {
 std::string MakeTemporary(const std::string& path, const std::string& target) {
   std::random_device random;
   for (int attempt = 0; attempt < 100; ++attempt) {
-    const std::string name = target + Format(".part-%08x%08x", random(), random());
+    std::string name = target + Format(".part-%08x%08x", random(), random());
     const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (file >= 0) {
       close(file);
