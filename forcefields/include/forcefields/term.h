@@ -84,7 +84,7 @@ class QZ_API QZForceFieldTerm final : public QZMolFunc2,
   /// are to be summed. Without a cutoff pairs couple all atoms. False before `Setup`.
   bool AppendHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries);
   /// The positive part of the Hessian: the curvature along each stretch, bend, torsion, and along
-  /// the distance of pairs where it exceeds 2 kcal/mol/Å². False before `Setup`.
+  /// the distance of pairs where it exceeds 2 kcal/mol/Å², 10 at most. False before `Setup`.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   bool IsFrameInvariant() const override { return true; }
   bool Freeze(const unsigned char* fixed) override;

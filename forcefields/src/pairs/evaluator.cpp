@@ -60,10 +60,12 @@ struct Expansion {
   }
 };
 
-/// Picks out the pairs whose energy curves upwards by more than `least` along their distance.
+/// Picks out the pairs whose energy curves upwards by more than `least` along their distance, and
+/// takes `most` for what curves more.
 struct Springs {
   const unsigned int* atoms;
   double least;
+  double most;
   const PairEvaluator::BlockSink& stiff;
   PairView view = {};
 
@@ -75,7 +77,7 @@ struct Springs {
         const double square = Dot(d, d);
         const double curvature = view.first[j] + view.second[j] * square;
         if (!(curvature > least) || view.number[j] == kNoAtom) continue;
-        const Vec3 s = (curvature / square) * d;
+        const Vec3 s = (std::min(curvature, most) / square) * d;
         const double h[6] = {s.x * d.x, s.x * d.y, s.x * d.z, s.y * d.y, s.y * d.z, s.z * d.z};
         stiff(atoms[view.number[i]], atoms[view.number[j]], h);
       }
@@ -189,12 +191,10 @@ PairEnergies PairEvaluator::HessianBlocks(const double* x,
       x, terms, [&](unsigned int i, unsigned int j, const double* h) { block(i, j, h); }, grad);
 }
 
-void PairEvaluator::ForEachStiff(const double* x,
-                                 PairTerms terms,
-                                 double least,
-                                 const BlockSink& stiff) {
+void PairEvaluator::ForEachStiff(
+    const double* x, PairTerms terms, double least, double most, const BlockSink& stiff) {
   layout_.Diagonal();  // with it comes the room for the coefficients
-  Springs springs{input_->atoms.data(), least, stiff};
+  Springs springs{input_->atoms.data(), least, most, stiff};
   runRows(x, terms, springs, nullptr);
 }
 

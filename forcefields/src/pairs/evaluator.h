@@ -49,8 +49,10 @@ class PairEvaluator {
 
   /// Where the energy of two atoms, as a function of their distance r, curves upwards by more than
   /// `least` (kcal/mol/Å²): stiff(i, j, h) receives the positive semidefinite E'' d ⊗ d / r² of
-  /// those atoms (indices), h as above. What such a contact adds to a model of the Hessian.
-  void ForEachStiff(const double* x, PairTerms terms, double least, const BlockSink& stiff);
+  /// those atoms (indices), E'' at most `most`, h as above. What such a contact adds to a model of
+  /// the Hessian.
+  void ForEachStiff(
+      const double* x, PairTerms terms, double least, double most, const BlockSink& stiff);
 
   /// Calls visit(i, j, energies) for each counted pair of atoms (numbers, i < j), one by one and
   /// without regard to speed: for listings. Cost: O(atoms²) whatever the cutoff.

@@ -16,14 +16,16 @@ inline constexpr unsigned int kNoVariable = std::numeric_limits<unsigned int>::m
 
 /// Adds to a model Hessian what contacts and hydrogen bonds bring, the stiffest that bonded terms
 /// know nothing of. `place(atom)` is an atom's place among the variables or `kNoVariable`. Pairs
-/// below 2 kcal/mol/Å² are left out: they cost more in the factor than they save (bench/README.md
-/// tells how the number was chosen).
+/// below 2 kcal/mol/Å² are left out: they cost more in the factor than they save. A clash, whose
+/// curvature holds for a fraction of an Å only, counts with 10, for more would keep internal
+/// coordinates from resolving it (bench/README.md tells how the numbers were chosen).
 template <class Place, class Entry>
 void AppendStiffPairs(
     PairEvaluator& pairs, const double* x, PairTerms terms, Place place, std::vector<Entry>& to) {
   constexpr double kLeast = 2.0;
+  constexpr double kMost = 10.0;
   EntrySink sink(to);
-  pairs.ForEachStiff(x, terms, kLeast, [&](unsigned int a, unsigned int b, const double* h) {
+  pairs.ForEachStiff(x, terms, kLeast, kMost, [&](unsigned int a, unsigned int b, const double* h) {
     const Mat3 block{{h[0], h[1], h[2]}, {h[1], h[3], h[4]}, {h[2], h[4], h[5]}};
     const unsigned int i = place(a);
     const unsigned int j = place(b);

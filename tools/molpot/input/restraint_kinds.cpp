@@ -120,7 +120,7 @@ void Restraints::AddFile(const std::string& path, bool constraints) {
     if (kind == kinds.end()) {
       std::string known;
       for (const RestraintKind& one : kinds) known.append(" ").append(one.name);
-      throw UsageError(name + ": \"kind\" must be one of" + known);
+      throw UsageError(name.append(": \"kind\" must be one of").append(known));
     }
     name += " (" + kindName + ")";
     if (kind->isConstraint && !constraints) {
