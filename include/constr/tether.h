@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "molpotential/invariance.h"
+#include "qzchem/subsearch.h"
 #include "qzopt/hints.h"
 
 namespace QZConstr {
@@ -86,6 +87,12 @@ struct QZPlaces {
 QZ_API bool QZFindPlaces(const QZChem::QZMolBase& reference,
                          const QZChem::QZMolBase& mol,
                          const std::string& smarts,
+                         QZPlaces& places,
+                         std::string& error);
+/// The same for a pattern that is parsed already, in its own order of atoms.
+QZ_API bool QZFindPlaces(const QZChem::QZMolBase& reference,
+                         const QZChem::QZMolBase& mol,
+                         const QZChem::QZSubSearch& pattern,
                          QZPlaces& places,
                          std::string& error);
 

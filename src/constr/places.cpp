@@ -77,11 +77,19 @@ bool QZFindPlaces(const QZChem::QZMolBase& reference,
     error = "the SMARTS \"" + pattern + "\" does not parse: " + search.GetError();
     return false;
   }
-  const Groups there = Matches(search, reference, /*unique=*/true);
-  const Groups here = Matches(search, mol, /*unique=*/false);
+  return QZFindPlaces(reference, mol, search, places, error);
+}
+
+bool QZFindPlaces(const QZChem::QZMolBase& reference,
+                  const QZChem::QZMolBase& mol,
+                  const QZChem::QZSubSearch& pattern,
+                  QZPlaces& places,
+                  std::string& error) {
+  const Groups there = Matches(pattern, reference, /*unique=*/true);
+  const Groups here = Matches(pattern, mol, /*unique=*/false);
   if (there.empty() || here.empty()) {
-    error =
-        "\"" + pattern + "\" matches nothing in the " + (there.empty() ? "reference" : "molecule");
+    error = std::string("the SMARTS matches nothing in the ") +
+            (there.empty() ? "reference" : "molecule");
     return false;
   }
   QZPlaces found;

@@ -1,7 +1,6 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 // Tethers: atoms near where a reference molecule has theirs.
-#include <limits>
 #include <memory>
 
 #include "constr/constr.h"
@@ -15,29 +14,8 @@ using QZChem::QZMolBase;
 namespace {
 
 constexpr double kStrength = 50.0;  // kcal/mol/Å²
-constexpr unsigned int kMostSeconds = 30;
-// Å RMS: a molecule that lies farther from the reference has not been placed on it.
-constexpr double kFar = 3.0;
 
-// The ways in which a pattern lies on a molecule, atoms in the pattern's order.
-std::vector<AtomGroup> Matches(const QZChem::QZSubSearch& search,
-                               const QZMolBase& mol,
-                               bool unique) {
-  std::vector<AtomGroup> groups;
-  for (const auto& match : QZSystem::QZRange(search.Match(mol, unique))) {
-    auto& group = groups.emplace_back();
-    for (const auto& pair : QZSystem::QZRange(match.GetPairs())) {
-      group.push_back(pair.target->GetIndex());
-    }
-  }
-  return groups;
-}
-
-struct Pairing {
-  AtomGroup atoms;
-  std::vector<double> points;  // of the reference, three doubles an atom
-};
-
+// The molecule of a file, and how others lie on it.
 class Reference {
  public:
   Reference(const std::string& path, std::optional<std::string> smarts, Parts& parts)
@@ -48,68 +26,28 @@ class Reference {
                    (stream.GetError().empty() ? "" : ": " + stream.GetError()));
     }
     if (!smarts_.has_value()) return;
+    if (!search_.Init(smarts_->c_str(), /*reorder=*/false)) {
+      parts.Refuse("the SMARTS \"" + *smarts_ + "\" does not parse: " + search_.GetError());
+    }
+    QZConstr::QZPlaces places;
     std::string error;
-    if (!init(*smarts_, search_, error)) parts.Refuse(error);
-    if (Matches(search_, mol_, /*unique=*/true).empty()) {
+    if (!QZConstr::QZFindPlaces(mol_, mol_, search_, places, error)) {
       parts.Refuse("\"" + *smarts_ + "\" matches nothing in " + path);
     }
   }
 
-  /// How atoms of `mol` correspond to places of the reference: of symmetric matches the nearest,
-  /// or for a molecule that lies elsewhere the one that superposes best. Throws RecordError.
-  Pairing Pair(const QZMolBase& mol) const {
-    if (smarts_.has_value()) return pair(search_, mol);
+  /// Throws RecordError.
+  QZConstr::QZPlaces Places(const QZMolBase& mol) const {
+    QZConstr::QZPlaces places;
     std::string error;
-    const std::string common = QZChem::QZFindCommonSubstructure(mol_, mol, kMostSeconds, error);
-    QZChem::QZSubSearch search;
-    if (common.empty() || !init(common, search, error)) throw RecordError(error);
-    return pair(search, mol);
+    if (!(smarts_.has_value() ? QZConstr::QZFindPlaces(mol_, mol, search_, places, error)
+                              : QZConstr::QZFindPlaces(mol_, mol, "", places, error))) {
+      throw RecordError(error);
+    }
+    return places;
   }
 
  private:
-  static bool init(const std::string& smarts, QZChem::QZSubSearch& search, std::string& error) {
-    if (search.Init(smarts.c_str(), /*reorder=*/false)) return true;
-    error = "the SMARTS \"" + smarts + "\" does not parse: " + search.GetError();
-    return false;
-  }
-
-  Pairing pair(const QZChem::QZSubSearch& search, const QZMolBase& mol) const {
-    const std::vector<AtomGroup> groups = Matches(search, mol, /*unique=*/false);
-    if (groups.empty()) throw RecordError("the SMARTS matches nothing");
-    Pairing nearest = best(search, groups, mol, /*superpose=*/false);
-    const auto count = static_cast<unsigned int>(nearest.atoms.size());
-    const double rmsd = QZChem::QZRMSD(nearest.points.data(),
-                                       Positions(mol, nearest.atoms).data(),
-                                       count,
-                                       /*superpose=*/false,
-                                       nullptr,
-                                       nullptr);
-    return rmsd <= kFar ? nearest : best(search, groups, mol, /*superpose=*/true);
-  }
-
-  Pairing best(const QZChem::QZSubSearch& search,
-               const std::vector<AtomGroup>& groups,
-               const QZMolBase& mol,
-               bool superpose) const {
-    double lowest = std::numeric_limits<double>::infinity();
-    Pairing result;
-    for (const AtomGroup& there : Matches(search, mol_, /*unique=*/true)) {
-      const std::vector<double> points = Positions(mol_, there);
-      for (const AtomGroup& group : groups) {
-        const double rmsd = QZChem::QZRMSD(points.data(),
-                                           Positions(mol, group).data(),
-                                           static_cast<unsigned int>(group.size()),
-                                           superpose,
-                                           nullptr,
-                                           nullptr);
-        if (!(rmsd < lowest)) continue;
-        lowest = rmsd;
-        result = {group, points};
-      }
-    }
-    return result;
-  }
-
   QZChem::QZGraphMol mol_;
   std::optional<std::string> smarts_;
   QZChem::QZSubSearch search_;
@@ -128,9 +66,9 @@ void Restraints::addTether(Parts& parts) {
   makers_.push_back([=, origin = parts.From()](const QZMolBase& named,
                                                const QZMolBase& mol,
                                                std::vector<HeldRestraint>& all) {
-    Pairing pairing;
+    QZConstr::QZPlaces pairing;
     try {
-      pairing = reference->Pair(named);
+      pairing = reference->Places(named);
     } catch (const RecordError& error) {
       throw RecordError(origin.Label() + ": " + error.what());
     }
