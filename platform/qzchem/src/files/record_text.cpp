@@ -43,7 +43,13 @@ bool NextSdfText(LineSource& in, std::string& raw) {
       raw += line;
       return true;
     }
-    if (!inItem && IsCountsLine(line) && ++countsLines > 1 && starts.size() > kHeaderLines) {
+    const bool isCountsLine = !inItem && IsCountsLine(line);
+    if (isCountsLine) ++countsLines;
+    // A second molecule, or one behind the rest of a damaged one; blank lines may precede a
+    // molecule.
+    if (isCountsLine && starts.size() > kHeaderLines &&
+        (countsLines > 1 ||
+         !Trimmed(std::string_view(raw).substr(0, *(starts.end() - kHeaderLines))).empty())) {
       in.Unread(std::move(line));
       for (std::size_t i = 0; i < kHeaderLines; ++i) {
         in.Unread(raw.substr(starts.back()));
