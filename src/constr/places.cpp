@@ -1,6 +1,7 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
 #include <limits>
+#include <utility>
 
 #include "constr/tether.h"
 #include "qzchem/commonsub.h"
@@ -61,6 +62,27 @@ double Nearest(const QZChem::QZMolBase& reference,
   return lowest;
 }
 
+// `name`: what an error calls the pattern.
+bool Find(const QZChem::QZMolBase& reference,
+          const QZChem::QZMolBase& mol,
+          const QZChem::QZSubSearch& pattern,
+          const std::string& name,
+          QZPlaces& places,
+          std::string& error) {
+  const Groups there = Matches(pattern, reference, /*unique=*/true);
+  const Groups here = Matches(pattern, mol, /*unique=*/false);
+  if (there.empty() || here.empty()) {
+    error = name + " matches nothing in the " + (there.empty() ? "reference" : "molecule");
+    return false;
+  }
+  QZPlaces found;
+  if (Nearest(reference, mol, there, here, /*superpose=*/false, found) > kFar) {
+    Nearest(reference, mol, there, here, /*superpose=*/true, found);
+  }
+  places = std::move(found);
+  return true;
+}
+
 }  // namespace
 
 bool QZFindPlaces(const QZChem::QZMolBase& reference,
@@ -77,7 +99,7 @@ bool QZFindPlaces(const QZChem::QZMolBase& reference,
     error = "the SMARTS \"" + pattern + "\" does not parse: " + search.GetError();
     return false;
   }
-  return QZFindPlaces(reference, mol, search, places, error);
+  return Find(reference, mol, search, "\"" + pattern + "\"", places, error);
 }
 
 bool QZFindPlaces(const QZChem::QZMolBase& reference,
@@ -85,19 +107,7 @@ bool QZFindPlaces(const QZChem::QZMolBase& reference,
                   const QZChem::QZSubSearch& pattern,
                   QZPlaces& places,
                   std::string& error) {
-  const Groups there = Matches(pattern, reference, /*unique=*/true);
-  const Groups here = Matches(pattern, mol, /*unique=*/false);
-  if (there.empty() || here.empty()) {
-    error = std::string("the SMARTS matches nothing in the ") +
-            (there.empty() ? "reference" : "molecule");
-    return false;
-  }
-  QZPlaces found;
-  if (Nearest(reference, mol, there, here, /*superpose=*/false, found) > kFar) {
-    Nearest(reference, mol, there, here, /*superpose=*/true, found);
-  }
-  places = std::move(found);
-  return true;
+  return Find(reference, mol, pattern, "the SMARTS", places, error);
 }
 
 }  // namespace QZConstr
