@@ -140,6 +140,8 @@ void QZHostFunc::Impl::FreezePairs(const unsigned char* fixed) {
     held[i] = at == kRigid || (fixed != nullptr && fixed[at] != 0);
     holdsLigand = holdsLigand || (held[i] && pairs->mobile[i]);
   }
+  const bool isWhole = !between.empty() && between[0].Input().NumAtoms() == pairs->NumAtoms();
+  if (!holdsLigand && isWhole) return;
   between.clear();
   if (!holdsLigand) {
     between.emplace_back(*pairs);

@@ -100,6 +100,7 @@ class Search final : public ceres::IterationCallback {
   void setOrigin();
   bool takeModel() { return metric_.TakeModel(model_, state_.Current().x.data()); }
   bool revise();
+  bool keepsSteps() const { return state_.IsRevisable() && n_ <= kLargestCarried; }
   void keepStep(const Point& from);
   void toX(const double* z);
   const Point* pointAt(const std::vector<double>& x);
@@ -195,17 +196,17 @@ ceres::CallbackReturnType Search::operator()(const ceres::IterationSummary& summ
   const Point* point = pointAt(x_);
   if (point == nullptr) return ceres::SOLVER_ABORT;
   if (fine_) fineBase_ = fineEnergy(*point);
-  const Point before = state_.Current();
+  Point before;
+  if (keepsSteps()) before = state_.Current();
   if (!state_.Iterate(*point)) return ceres::SOLVER_TERMINATE_SUCCESSFULLY;
   ++modelAge_;
   modelDue_ = hasModel_ && modelAge_ >= kModelLife;
-  keepStep(before);
+  if (keepsSteps()) keepStep(before);
   revisionDue_ = state_.IsRevisionDue();
   return modelDue_ || revisionDue_ ? ceres::SOLVER_TERMINATE_SUCCESSFULLY : ceres::SOLVER_CONTINUE;
 }
 
 void Search::keepStep(const Point& from) {
-  if (!state_.IsRevisable() || n_ > kLargestCarried) return;
   if (steps_.size() == kMostCarriedSteps) steps_.erase(steps_.begin());
   const Point& to = state_.Current();
   QZCurvatureStep step{to.x, to.grad};
