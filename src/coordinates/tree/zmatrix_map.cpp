@@ -132,7 +132,6 @@ bool ZmatrixMap::Start(const double* coords, double* vars) {
   lanePoints_.resize(points_.size());
   laneForces_.resize(points_.size());
   lanePlaced_.resize(rows_.size());
-  ReserveHessian();
   return true;
 }
 
