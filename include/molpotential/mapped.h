@@ -31,7 +31,9 @@ struct MapRequest;
 /// variables cannot do; an energy is NaN before `SetupConf` and where variables have no finite
 /// geometry, and nothing is added then; the Hessian call is false too over a function without one.
 /// Cost beside that of f: O(N) an energy or gradient, O(N²) a Hessian; holds a packed Hessian of
-/// all coordinates, untouched before the first Hessian call. Evaluation allocates nothing.
+/// all coordinates, untouched before the first Hessian call. Evaluation allocates nothing, save in
+/// redundant and internal coordinates the first Hessian after a start, which makes its work arrays,
+/// and in internal ones the dense products of molecules of more than some 40 atoms.
 class QZ_API QZMappedFunc : public QZForwardingAdaptor<QZMolAdaptor2>,
                             public QZOpt::QZHessianModel {
  public:
