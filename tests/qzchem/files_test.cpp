@@ -233,4 +233,34 @@ TEST(Files, AddedHydrogensStandAtBondingDistance) {
   EXPECT_EQ(messages.Warnings().size(), 1U);
 }
 
+// What was seen of the molecule before hydrogens came serves the whole one: it is embedded as one
+// that is looked at anew, with holes among its atoms and aromatic rings of sulfur.
+TEST(Files, AddedHydrogensAreSeenAsIfTheyHadAlwaysBeenThere) {
+  for (const char* smiles : {"Cc1nc2ccccc2s1", "[O-][N+](=O)c1cnc(N)s1", "C[N+](C)(C)CC(=O)[O-]"}) {
+    QZGraphMol mol;
+    ASSERT_TRUE(QZSmilesToMol(mol, smiles));
+    mol.DeleteAtom(mol.GetAtom(0));
+    for (auto& atom : QZRange(mol.GetAtoms())) {
+      if (atom.GetAtomicNumber() == 1) mol.DeleteAtom(&atom);
+    }
+    ASSERT_GT(QZAddHydrogens(mol), 0);
+    const unsigned long conversions = QZCountConversions();
+    std::vector<std::vector<double>> conformers;
+    ASSERT_TRUE(QZMakeConformers(mol, {}, conformers));
+    EXPECT_EQ(QZCountConversions(), conversions) << smiles;
+    QZGraphMol anew = mol;
+    anew.GetAtom(1)->SetIsotope(13);
+    anew.GetAtom(1)->SetIsotope(0);
+    std::vector<std::vector<double>> expected;
+    ASSERT_TRUE(QZMakeConformers(anew, {}, expected));
+    EXPECT_GT(QZCountConversions(), conversions);
+    EXPECT_EQ(conformers, expected) << smiles;
+    for (unsigned int i = 0; i < mol.BondIndexBound(); ++i) {
+      if (mol.GetBond(i) == nullptr) continue;
+      EXPECT_EQ(mol.GetBond(i)->IsInRing(), anew.GetBond(i)->IsInRing()) << smiles << " " << i;
+      EXPECT_EQ(mol.GetBond(i)->IsAromatic(), anew.GetBond(i)->IsAromatic()) << smiles << " " << i;
+    }
+  }
+}
+
 }  // namespace
