@@ -132,6 +132,8 @@ TEST(Molpot, SaysWithItsStatusAndInWordsHowItWent) {
       {scan + "'1 2 3'", 2, ""},
       {scan + "'1 2 3 99'", 1, ""},
       {"compare data/butane.sdf --time-limit 1e-9", 1, "time limit"},
+      {"check data/butane.sdf --time-limit 1e-9", 1, "time limit of 1e-09 s"},
+      {"normal-modes data/butane.sdf --time-limit 1e-9", 1, "time limit"},
       {minimize + "-o - --freeze [Xe]", 1, "matches nothing"},
       {minimize + "-o - --restrain [Xe]", 1, "matches nothing"},
       {minimize + "-o - --restrain-distance '1 900 2.0 5'", 1, "no atom 900"},

@@ -42,8 +42,6 @@ std::vector<unsigned int> FrozenAtoms(const Task& task, const QZMolBase& mol) {
 
 namespace {
 
-constexpr double kConstraintTolerance = 1e-6;  // Å or radians
-
 void ReportHeld(Energy& energy,
                 const std::vector<HeldConstraint>& constraints,
                 const std::vector<double>& coords,
