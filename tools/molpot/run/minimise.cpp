@@ -120,6 +120,7 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
     throw RecordError("the minimiser's result has no finite geometry");
   }
   mol.SetCoords(coords.data());
+  outcome.backTransformations = function->GetBackTransformations();
   outcome.components = energy.Components(coords.data());
   ReportHeld(energy, constraints, coords, outcome);
 }
