@@ -107,7 +107,10 @@ class QZ_API QZHostFunc final : public QZMolFunc2,
   /// The ligand's terms by name, then "Interaction Van der Waals", "Interaction Electrostatics" and
   /// "Host"; the host's is 0 without flexible atoms, all are for null `x`.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
-  /// Those of the ligand.
+  /// Those of the ligand, then the pairs of ligand and host within the cutoff, named as the
+  /// components are, then the host's terms of which a flexible atom is part, all as "Host": names
+  /// add up to components. Atoms that are not of `mol` are of `QZHostField::GetHost`. Parameters as
+  /// `QZForceFieldTerm` has them. Cost: O(atoms²), some 250 bytes an interaction.
   QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
                                                        const double* coords,
                                                        unsigned int selector) const override;

@@ -23,10 +23,11 @@ QZ_API QZPerceived QZGetPerceived(const QZMolBase& mol,
                                   unsigned int tag,
                                   const std::function<QZPerceived()>& make);
 
-/// How often anything was perceived since the process began: the difference over a piece of work
-/// tells whether molecules were perceived again in it.
+/// How often anything was made for `QZGetPerceived` since the process began: the difference over a
+/// piece of work tells whether molecules were typed again in it.
 QZ_API unsigned long QZCountPerceptions();
-/// The same of molecules handed to RDKit for perception, which most of it begins with.
+/// The same of molecules handed to RDKit for rings, aromaticity and hydrogens, which typing begins
+/// with.
 QZ_API unsigned long QZCountConversions();
 /// Counts one more.
 QZ_API void QZNoteConversion();
