@@ -9,6 +9,7 @@
 namespace QZMolPotential {
 
 class Evaluation;
+class RigidBodies;
 
 /// Moves every connected component of a molecule as a rigid body: seven variables a component, as
 /// in `QZQuatAdaptor` without centring, in the order of the components' first atoms. Each component
@@ -18,19 +19,18 @@ class Evaluation;
 /// Atoms must be ordered by component: coordinates are cut into consecutive blocks of the
 /// components' sizes. This is not checked, and interleaved components are moved wrongly.
 /// `restrictInteractions` switches off **everything** that the wrapped function computes by
-/// category, between components as well as within them, since each component's adaptor installs
-/// the predicates of `QZQuatAdaptor` on it: use it over functions that have other terms.
+/// category, between components as well as within them, since the predicates of `QZQuatAdaptor` are
+/// installed on it for each component: use it over functions that have other terms.
 /// `Setup` binds the wrapped function to every component and at last to the whole molecule; called
 /// again, it starts afresh. It fails: false for an invalid molecule or without a function; with a
 /// Warning, for a molecule with holes in its atom indices; and when any of these bindings fails,
 /// after which `NumVar()` counts the components bound so far.
 ///
-/// Owns: the wrapped function, with `own`; the components' adaptors never do. Copies share the
-/// function, which is deleted with the last of them, and the components' adaptors with their
-/// reference geometry: **a `GetVar` through one copy is seen by the others**, until a `Setup` gives
-/// one of them components of its own. Callers rely on it. They may be evaluated and destroyed in
-/// any order, in one thread.
-/// The gradient is overwritten, not added to. Holds 18n doubles; evaluation allocates nothing.
+/// Owns: the wrapped function, with `own`. Copies share the function, which is deleted with the
+/// last of them, and the components with their reference geometry: **a `GetVar` through one copy is
+/// seen by the others**, until a `Setup` gives one of them components of its own. Callers rely on
+/// it. Copies may be evaluated and destroyed in any order, in one thread. The gradient is
+/// overwritten, not added to. Holds 18n doubles; evaluation allocates nothing.
 class QZ_API QZClusterQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
  public:
   QZClusterQuatAdaptor(QZMolFunc1& func, bool own, bool restrictInteractions);
@@ -63,11 +63,8 @@ class QZ_API QZClusterQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
   QZClusterQuatAdaptor();
 
  private:
-  class Part;
-  struct Parts;
-
   bool restrictInteractions_ = false;
-  std::shared_ptr<Parts> parts_;  // null before Setup
+  std::shared_ptr<RigidBodies> bodies_;  // shared by copies; null before Setup
   std::unique_ptr<Evaluation> work_;
 };
 

@@ -60,7 +60,8 @@ class QZ_API QZInternalAdaptor final : public QZFixMolAdaptor1 {
   /// `Setup` it only gives a Warning.
   void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const override;
   /// Fixes the atoms whose entries in `atoms` (one for each atom index, in, not kept) are negative.
-  /// The current coordinates become the reference. Null changes nothing.
+  /// The current coordinates become the reference. Fails with a Warning, and changes nothing, when
+  /// the coordinates cannot be described with these atoms fixed. Null changes nothing.
   void FixAtoms(int*& atoms) override;
 
  private:

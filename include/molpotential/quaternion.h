@@ -2,15 +2,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include <array>
 #include <memory>
-#include <vector>
 
 #include "molpotential/forwarding.h"
 
 namespace QZMolPotential {
 
 class Evaluation;
+class RigidBodies;
 
 /// Moves a molecule as a rigid body: seven variables (w, x, y, z, tx, ty, tz), a rotation
 /// quaternion of any length but zero and a translation (Å).
@@ -25,7 +24,7 @@ class Evaluation;
 /// onto t, and the gradient's first four entries are not scaled (zero for a cleared array).
 /// `Setup` fails: false for an invalid molecule, with the wrapped function's own `Setup`, and, with
 /// a Warning, for a molecule with holes in its atom indices.
-/// The gradient is overwritten, not added to. Cost: some 30 flops an atom and evaluation; holds 9n
+/// The gradient is overwritten, not added to. Cost: some 30 flops an atom and evaluation; holds 18n
 /// doubles. Evaluation allocates nothing.
 class QZ_API QZQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
  public:
@@ -76,9 +75,7 @@ class QZ_API QZQuatAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
  private:
   bool restrictInteractions_ = false;
   bool translateRefToGC_ = true;
-  unsigned int atomCount_ = 0;
-  std::vector<double> refCoords_;
-  std::array<double, 7> quatVars_{};
+  std::unique_ptr<RigidBodies> body_;  // of no atoms before Setup
   std::unique_ptr<Evaluation> work_;
 };
 

@@ -3,6 +3,7 @@
 #include "coordinates/map.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <new>
 #include <numeric>
@@ -35,6 +36,14 @@ void CoordinateMap::ReserveHessian() {
   if (pulled_) return;
   pulled_ = Reserve(NumVar(), moving_.size());
   column_ = Reserve(1, numCoords_ + NumVar());
+}
+
+bool CoordinateMap::CheckFinite(const double* coords) {
+  if (std::all_of(coords, coords + numCoords_, [](double x) { return std::isfinite(x); })) {
+    return true;
+  }
+  SetReason("coordinates are not finite");
+  return false;
 }
 
 void CoordinateMap::AddCurvature(const double* /*cartGrad*/, double* /*hess*/) {}

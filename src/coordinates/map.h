@@ -35,8 +35,8 @@ struct RouteCounts {
 /// `QZCoordinateFunc` are faces of it.
 ///
 /// `Start` first; then `Place`, and after it, for the same variables, any of the `Pull` calls,
-/// which use what `Place` has left in the object. None of these allocates but `Start`; work arrays
-/// for the Hessian are reserved there, and no memory of theirs is touched before the first Hessian.
+/// which use what `Place` has left in the object. None of these allocates but the first `Start`
+/// and, without `ReserveHessian`, the first `PullHessian`.
 class CoordinateMap {
  public:
   virtual ~CoordinateMap();
@@ -49,7 +49,8 @@ class CoordinateMap {
 
   /// Makes `coords` (in) the reference: what is fixed stays there bit for bit, and coordinates
   /// come out in its frame. `vars` (NumVar(), out) are its variables; `Place` of them gives
-  /// `coords` back. Fails: false, with a reason, when the system cannot describe this geometry.
+  /// `coords` back. Fails: false, with a reason, when the system cannot describe this geometry, or
+  /// its coordinates are not finite.
   virtual bool Start(const double* coords, double* vars) = 0;
   /// The coordinates (out, every entry) of `vars` (in). Where the way back is sought and not
   /// computed, the result is the nearest that could be had. Fails: false, with a reason, only when
@@ -62,6 +63,8 @@ class CoordinateMap {
   /// `PullGradient` over the columns of H, then `AddCurvature`: O(N² + N NumVar()) where a gradient
   /// costs O(N).
   virtual bool PullHessian(const double* cartHess, const double* cartGrad, double* hess);
+  /// Reserves the work arrays of `PullHessian`. Their memory is not touched before a Hessian.
+  virtual void ReserveHessian();
   /// Appends JᵀMJ, M being the symmetric sum of `cart`, to `entries`. Here through dense matrices,
   /// and false, with nothing appended, beyond a few thousand coordinates. May allocate.
   virtual bool PullModel(const std::vector<QZOpt::QZMatrixEntry>& cart,
@@ -97,8 +100,8 @@ class CoordinateMap {
   virtual void AddCurvature(const double* cartGrad, double* hess);
   /// The Cartesian coordinates that depend on variables at all; all of them if never called.
   void SetMoving(std::vector<unsigned int> coordinates) { moving_ = std::move(coordinates); }
-  /// To be called by `Start` of maps that use the `PullHessian` here: reserves its arrays.
-  void ReserveHessian();
+  /// Whether all of `coords` are finite; leaves the reason where they are not.
+  bool CheckFinite(const double* coords);
   void SetReason(std::string reason) { reason_ = std::move(reason); }
 
  private:

@@ -28,6 +28,7 @@ bool QZMappedFunc::State::Start(const double* coords) {
   started = map->Start(coords, vars.data());
   frozen.Forget();
   if (!started) return false;
+  if (func2 != nullptr) map->ReserveHessian();
   looker = map->IsPathDependent() ? map->Clone() : nullptr;
   startVars = std::move(vars);
   startCoords.assign(coords, coords + map->NumCoords());

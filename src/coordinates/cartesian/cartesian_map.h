@@ -21,6 +21,7 @@ class CartesianMap final : public CoordinateMap {
   bool Place(const double* vars, double* coords) override;
   void PullGradient(const double* cartGrad, double* grad) override;
   bool PullHessian(const double* cartHess, const double* cartGrad, double* hess) override;
+  void ReserveHessian() override {}
   bool PullModel(const std::vector<QZOpt::QZMatrixEntry>& cart,
                  std::vector<QZOpt::QZMatrixEntry>& entries) override;
   std::unique_ptr<CoordinateMap> Clone() const override;

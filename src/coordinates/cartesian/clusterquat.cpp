@@ -3,96 +3,36 @@
 #include "molpotential/clusterquat.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <iterator>
 #include <utility>
 #include <vector>
 
+#include "coordinates/cartesian/rigid_bodies.h"
 #include "coordinates/cartesian/swept.h"
 #include "coordinates/evaluation.h"
-#include "molpotential/quaternion.h"
+#include "coordinates/interactions.h"
 #include "qzchem/mol.h"
 #include "qzchem/topology.h"
 
 namespace QZMolPotential {
 
-/// The adaptor of one component.
-class QZClusterQuatAdaptor::Part final : public QZQuatAdaptor {
- public:
-  Part(QZMolFunc1& func, bool restrictInteractions, unsigned int atoms)
-      : QZQuatAdaptor(func, /*own=*/false, restrictInteractions), atomCount(atoms) {
-    SetTranslateRefToGC(false);
-  }
-  Part(const Part&) = delete;
-  Part& operator=(const Part&) = delete;
+namespace {
 
-  const unsigned int atomCount;
-};
-
-/// What copies share.
-struct QZClusterQuatAdaptor::Parts {
-  // Binds the components `first` to `last`, which are all of `mol`, `numbers` being its atoms'
-  // component numbers. Halves are split off as molecules of their own, so that C components cost
-  // O(n log C).
-  bool Add(QZMolFunc1& func,
-           bool restrictInteractions,
-           const QZChem::QZMolBase& mol,
-           const std::vector<unsigned int>& numbers,
-           unsigned int first,
-           unsigned int last);
-
-  std::vector<std::unique_ptr<Part>> list;
-  std::vector<double> reference;
-  std::vector<double> vars;
-};
-
-QZClusterQuatAdaptor::QZClusterQuatAdaptor() : work_(std::make_unique<Evaluation>()) {}
-QZClusterQuatAdaptor::~QZClusterQuatAdaptor() = default;
-
-QZClusterQuatAdaptor::QZClusterQuatAdaptor(QZMolFunc1& func, bool own, bool restrictInteractions)
-    : QZForwardingAdaptor(func, own),
-      restrictInteractions_(restrictInteractions),
-      work_(std::make_unique<Evaluation>()) {}
-
-QZClusterQuatAdaptor::QZClusterQuatAdaptor(const QZClusterQuatAdaptor& other)
-    : QZForwardingAdaptor(other),
-      restrictInteractions_(other.restrictInteractions_),
-      parts_(other.parts_),
-      work_(std::make_unique<Evaluation>(*other.work_)) {}
-
-QZClusterQuatAdaptor& QZClusterQuatAdaptor::operator=(const QZClusterQuatAdaptor& other) {
-  if (this == &other) return *this;
-  QZForwardingAdaptor::operator=(other);
-  restrictInteractions_ = other.restrictInteractions_;
-  parts_ = other.parts_;
-  *work_ = *other.work_;
-  return *this;
-}
-
-bool QZClusterQuatAdaptor::Setup(const QZChem::QZMolBase& mol) {
-  if (!mol.IsValid() || !IsSwept(mol) || !wrapped_) return false;
-  parts_ = std::make_shared<Parts>();
-  std::vector<unsigned int> numbers(mol.AtomIndexBound());
-  const unsigned int count = QZChem::QZDetermineComponents(mol, numbers.data());
-  const bool bound = parts_->Add(*wrapped_, restrictInteractions_, mol, numbers, 1, count);
-  std::size_t atoms = 0;
-  for (const auto& part : parts_->list) atoms += part->atomCount;
-  parts_->reference.assign(3 * atoms, 0.0);
-  parts_->vars.assign(NumVar(), 0.0);
-  work_->Resize(3 * atoms, /*hessian=*/false);
-  return bound && wrapped_->Setup(mol);
-}
-
-bool QZClusterQuatAdaptor::Parts::Add(QZMolFunc1& func,
-                                      bool restrictInteractions,
-                                      const QZChem::QZMolBase& mol,
-                                      const std::vector<unsigned int>& numbers,
-                                      unsigned int first,
-                                      unsigned int last) {
+// Binds `func` to the components `first` to `last`, which are all of `mol`, `numbers` being its
+// atoms' component numbers, and appends the number of atoms of each. Halves are split off as
+// molecules of their own, so that C components cost O(n log C).
+bool BindComponents(QZMolFunc1& func,
+                    bool restrictInteractions,
+                    const QZChem::QZMolBase& mol,
+                    const std::vector<unsigned int>& numbers,
+                    unsigned int first,
+                    unsigned int last,
+                    std::vector<unsigned int>& atomCounts) {
   if (first == last) {
-    auto part = std::make_unique<Part>(func, restrictInteractions, mol.NumAtoms());
-    if (!part->Setup(mol)) return false;
-    list.push_back(std::move(part));
+    if (!mol.IsValid()) return false;
+    if (restrictInteractions) SwitchOffInteractions(func);
+    if (!func.Setup(mol)) return false;
+    atomCounts.push_back(mol.NumAtoms());
     return true;
   }
   const unsigned int middle = first + (last - first) / 2;
@@ -110,41 +50,65 @@ bool QZClusterQuatAdaptor::Parts::Add(QZMolFunc1& func,
                              /*keepMapIndex=*/false,
                              nullptr,
                              nullptr) ||
-        !Add(func, restrictInteractions, half, kept, low, high)) {
+        !BindComponents(func, restrictInteractions, half, kept, low, high, atomCounts)) {
       return false;
     }
   }
   return true;
 }
 
+}  // namespace
+
+QZClusterQuatAdaptor::QZClusterQuatAdaptor() : work_(std::make_unique<Evaluation>()) {}
+QZClusterQuatAdaptor::~QZClusterQuatAdaptor() = default;
+
+QZClusterQuatAdaptor::QZClusterQuatAdaptor(QZMolFunc1& func, bool own, bool restrictInteractions)
+    : QZForwardingAdaptor(func, own),
+      restrictInteractions_(restrictInteractions),
+      work_(std::make_unique<Evaluation>()) {}
+
+QZClusterQuatAdaptor::QZClusterQuatAdaptor(const QZClusterQuatAdaptor& other)
+    : QZForwardingAdaptor(other),
+      restrictInteractions_(other.restrictInteractions_),
+      bodies_(other.bodies_),
+      work_(std::make_unique<Evaluation>(*other.work_)) {}
+
+QZClusterQuatAdaptor& QZClusterQuatAdaptor::operator=(const QZClusterQuatAdaptor& other) {
+  if (this == &other) return *this;
+  QZForwardingAdaptor::operator=(other);
+  restrictInteractions_ = other.restrictInteractions_;
+  bodies_ = other.bodies_;
+  *work_ = *other.work_;
+  return *this;
+}
+
+bool QZClusterQuatAdaptor::Setup(const QZChem::QZMolBase& mol) {
+  if (!mol.IsValid() || !IsSwept(mol) || !wrapped_) return false;
+  std::vector<unsigned int> numbers(mol.AtomIndexBound());
+  const unsigned int count = QZChem::QZDetermineComponents(mol, numbers.data());
+  std::vector<unsigned int> atomCounts;
+  const bool bound =
+      BindComponents(*wrapped_, restrictInteractions_, mol, numbers, 1, count, atomCounts);
+  bodies_ = std::make_shared<RigidBodies>(atomCounts);
+  work_->Resize(bodies_->NumCoords(), /*hessian=*/false);
+  return bound && wrapped_->Setup(mol);
+}
+
 void QZClusterQuatAdaptor::Clear() {
-  parts_.reset();
+  bodies_.reset();
   QZForwardingAdaptor::Clear();
 }
 
 unsigned int QZClusterQuatAdaptor::NumVar() const {
-  return parts_ ? 7 * static_cast<unsigned int>(parts_->list.size()) : 0;
+  return bodies_ ? static_cast<unsigned int>(bodies_->NumVar()) : 0;
 }
 
 const double* QZClusterQuatAdaptor::GetVar(const double* cartesian) {
-  if (NumVar() == 0) return nullptr;
-  std::copy_n(cartesian, parts_->reference.size(), parts_->reference.begin());
-  double* vars = parts_->vars.data();
-  for (const auto& part : parts_->list) {
-    part->GetVar(vars, cartesian);
-    cartesian += std::size_t{3} * part->atomCount;
-    vars += 7;
-  }
-  return parts_->vars.data();
+  return NumVar() == 0 ? nullptr : bodies_->SetReference(cartesian);
 }
 
 bool QZClusterQuatAdaptor::AdaptVar(double* cartesian, const double* vars) const {
-  if (!parts_) return true;
-  for (const auto& part : parts_->list) {
-    part->AdaptVar(cartesian, vars);
-    cartesian += std::size_t{3} * part->atomCount;
-    vars += 7;
-  }
+  if (bodies_) bodies_->Map().Place(vars, cartesian);
   return true;
 }
 
@@ -152,29 +116,17 @@ bool QZClusterQuatAdaptor::AdaptGrad(double* grad,
                                      const double* cartGrad,
                                      const double* vars,
                                      const double* refCoords) const {
-  if (!parts_) return true;
-  for (const auto& part : parts_->list) {
-    part->AdaptGrad(grad, cartGrad, vars, refCoords);
-    grad += 7;
-    vars += 7;
-    cartGrad += std::size_t{3} * part->atomCount;
-    refCoords += std::size_t{3} * part->atomCount;
-  }
+  if (bodies_) bodies_->AddGradient(cartGrad, vars, refCoords, grad);
   return true;
 }
 
 double QZClusterQuatAdaptor::operator()(const double* vars) {
-  if (NumVar() == 0) return 0.0;
-  return work_->Energy(*wrapped_, [&](double* x) { return AdaptVar(x, vars); });
+  return NumVar() == 0 ? 0.0 : work_->Energy(*wrapped_, bodies_->Map(), vars);
 }
 
 double QZClusterQuatAdaptor::operator()(const double* vars, double* grad) {
   std::fill_n(grad, NumVar(), 0.0);
-  if (NumVar() == 0) return 0.0;
-  return work_->Gradient(
-      *wrapped_,
-      [&](double* x) { return AdaptVar(x, vars); },
-      [&](const double* g) { AdaptGrad(grad, g, vars, parts_->reference.data()); });
+  return NumVar() == 0 ? 0.0 : work_->Gradient(*wrapped_, bodies_->Map(), vars, grad);
 }
 
 }  // namespace QZMolPotential

@@ -5,31 +5,64 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <utility>
 
 namespace QZMolPotential {
 namespace {
-
-Vec3 AnyPerpendicular(const Vec3& e) {
-  const Vec3 other = std::abs(e.x) < 0.7 ? Vec3{1.0, 0.0, 0.0} : Vec3{0.0, 1.0, 0.0};
-  const Vec3 normal = Cross(e, other);
-  return (1.0 / Norm(normal)) * normal;
-}
 
 // How many variables are left without overall motion.
 std::size_t NumInternal(std::size_t atoms) {
   return atoms > 2 ? 3 * atoms - 6 : atoms - 1;
 }
 
+// That of Frame::Standard.
+OwnFrame StandardFrame(std::span<const Vec3> points) {
+  constexpr double kAligned = 1e-6;  // Å
+  OwnFrame frame{.origin = points[0]};
+  if (points.size() < 2) return frame;
+  const Vec3 p = points[1] - frame.origin;
+  // Sines come from their own quotients: taken from the cosines they would lose half their digits
+  // near the axes.
+  const double rho = std::hypot(p.x, p.y);
+  const double r = Norm(p);
+  const double c = rho > kAligned ? p.x / rho : 1.0;
+  const double s = rho > kAligned ? p.y / rho : 0.0;
+  const double cb = rho / r;
+  const double sb = -p.z / r;
+  frame.axes = {{cb * c, cb * s, -sb}, {-s, c, 0.0}, {sb * c, sb * s, cb}};
+  if (points.size() < 3) return frame;
+  const Vec3 q = frame.Inside(points[2]);
+  double cx = 1.0;
+  double sx = 0.0;
+  if (std::abs(q.z) > kAligned) {
+    const bool hasAngle = std::abs(q.y) > kAligned;
+    cx = hasAngle ? q.y / std::hypot(q.y, q.z) : 0.0;
+    sx = hasAngle ? q.z / std::hypot(q.y, q.z) : 1.0;
+  } else if (q.y < 0.0) {
+    cx = -1.0;
+  }
+  const auto [x, y, z] = frame.axes;
+  frame.axes = {x, cx * y + sx * z, cx * z - sx * y};
+  return frame;
+}
+
 }  // namespace
 
-FrameMap::FrameMap(std::size_t atomIndexBound, std::vector<unsigned int> atoms, bool overallMotion)
+FrameMap::FrameMap(std::size_t atomIndexBound,
+                   std::vector<unsigned int> atoms,
+                   bool overallMotion,
+                   Frame frame)
     : CoordinateMap(3 * atomIndexBound),
       atoms_(std::move(atoms)),
       overallMotion_(overallMotion),
+      kind_(frame),
       kept_(overallMotion ? 3 * atoms_.size() : NumInternal(atoms_.size())),
+      ref_(NumCoords(), 0.0),
       inside_(3 * atoms_.size()),
-      turned_(3 * atoms_.size()) {}
+      turned_(3 * atoms_.size()) {
+  keepAllBut(1, 2);
+}
 
 std::unique_ptr<CoordinateMap> FrameMap::Clone() const {
   return std::make_unique<FrameMap>(*this);
@@ -37,6 +70,17 @@ std::unique_ptr<CoordinateMap> FrameMap::Clone() const {
 
 std::vector<VariableKind> FrameMap::Kinds() const {
   return std::vector<VariableKind>(NumVar(), VariableKind::Cartesian);
+}
+
+// The variables are all coordinates but those that the frame makes zero: of the first atom, y and z
+// of the second and z of the third one.
+void FrameMap::keepAllBut(std::size_t second, std::size_t third) {
+  const std::array<std::size_t, 6> removed{
+      0, 1, 2, 3 * second + 1, 3 * second + 2, atoms_.size() > 2 ? 3 * third + 2 : 0};
+  std::size_t count = 0;
+  for (std::size_t j = 0; j < 3 * atoms_.size() && count < kept_.size(); ++j) {
+    if (overallMotion_ || std::ranges::find(removed, j) == removed.end()) kept_[count++] = j;
+  }
 }
 
 void FrameMap::orient(const double* coords) {
@@ -70,28 +114,33 @@ void FrameMap::orient(const double* coords) {
     e2 = (1.0 / Norm(e2)) * e2;
   }
   frame_ = {first, {e1, e2, Cross(e1, e2)}};
-  const std::array<std::size_t, 6> removed{
-      0, 1, 2, 3 * second + 1, 3 * second + 2, atoms_.size() > 2 ? 3 * third + 2 : 0};
-  std::size_t count = 0;
-  for (std::size_t j = 0; j < 3 * atoms_.size() && count < kept_.size(); ++j) {
-    if (overallMotion_ || std::ranges::find(removed, j) == removed.end()) kept_[count++] = j;
-  }
+  keepAllBut(second, third);
 }
 
 bool FrameMap::Start(const double* coords, double* vars) {
   SetReason("");
-  if (!std::all_of(coords, coords + NumCoords(), [](double x) { return std::isfinite(x); })) {
-    SetReason("coordinates are not finite");
-    return false;
-  }
   ref_.assign(coords, coords + NumCoords());
-  orient(coords);
+  if (kind_ == Frame::Standard) {
+    std::array<Vec3, 3> points;
+    const std::size_t count = std::min(points.size(), atoms_.size());
+    for (std::size_t k = 0; k < count; ++k) points[k] = LoadAtom(coords, atoms_[k]);
+    frame_ = StandardFrame({points.data(), count});
+  } else {
+    orient(coords);
+  }
   for (std::size_t k = 0; k < atoms_.size(); ++k) {
     StoreAtom(inside_.data(), k, frame_.Inside(LoadAtom(coords, atoms_[k])));
   }
+  if (kind_ == Frame::Standard && atoms_.size() > 1) {
+    inside_[3] =
+        Norm(LoadAtom(coords, atoms_[1]) - frame_.origin);  // exact, and 0 for two in one place
+  }
   for (std::size_t v = 0; v < kept_.size(); ++v) vars[v] = inside_[kept_[v]];
-  ReserveHessian();
-  return true;
+  if (kind_ == Frame::Standard) {  // from here on all is in the frame, exact zeros included
+    frame_ = {};
+    std::ranges::fill(inside_, 0.0);
+  }
+  return CheckFinite(coords);
 }
 
 bool FrameMap::Place(const double* vars, double* coords) {

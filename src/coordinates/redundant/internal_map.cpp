@@ -78,10 +78,7 @@ std::vector<VariableKind> InternalMap::Kinds() const {
 
 bool InternalMap::Start(const double* coords, double* vars) {
   SetReason({});
-  if (!allFinite(coords, NumCoords())) {
-    SetReason("coordinates are not finite");
-    return false;
-  }
+  if (!CheckFinite(coords)) return false;
   start_.assign(coords, coords + NumCoords());
   set_.Choose(coords);
   for (const Primitive& p : set_.All()) {
@@ -102,7 +99,6 @@ bool InternalMap::Start(const double* coords, double* vars) {
   turns_.assign(pieces_.size(), AxisTurn{});
   for (std::size_t k = 0; k < pieces_.size(); ++k) turns_[k].Set(axesOf(pieces_[k]), {});
   isPlaced_ = false;
-  ReserveHessian();
   return true;
 }
 

@@ -22,8 +22,18 @@ ScrewLayout ComponentLayout(const MapRequest& request) {
     layout.unitOf[i] = parts[i] == 0 ? ScrewLayout::kNone : parts[i] - 1;
     if (parts[i] != 0 && request.fixed[i] != 0) layout.units[parts[i] - 1] = Unit::Still;
   }
-  const std::vector<double> nowhere(3 * parts.size(), 0.0);
-  layout.forest.Build(*request.mol, nowhere.data(), [](const auto&) { return false; });
+  layout.forest = TorsionForest(parts.size());
+  return layout;
+}
+
+ScrewLayout BlockLayout(const std::vector<unsigned int>& atomCounts) {
+  ScrewLayout layout;
+  layout.centred = false;
+  layout.units.assign(atomCounts.size(), Unit::Body);
+  for (unsigned int k = 0; k < atomCounts.size(); ++k) {
+    layout.unitOf.insert(layout.unitOf.end(), atomCounts[k], k);
+  }
+  layout.forest = TorsionForest(layout.unitOf.size());
   return layout;
 }
 

@@ -16,6 +16,9 @@ using BondPredicate = QZSystem::QZUnaryPredicate<QZChem::QZBondBase>;
 /// body. Holes belong to none.
 ScrewLayout ComponentLayout(const MapRequest& request);
 
+/// Consecutive blocks of so many atoms each, which turn about the origin.
+ScrewLayout BlockLayout(const std::vector<unsigned int>& atomCounts);
+
 /// Torsions on the bonds that `rotors` accepts in the units for which `turning` is true; never on
 /// bonds in rings or with nothing behind them. Atoms for which `held` is nonzero rest, else each
 /// component's largest rigid piece.

@@ -68,6 +68,7 @@ ScrewMap::ScrewMap(ScrewLayout layout)
       bodyOf_[u] = bodies_.size();
       bodies_.push_back({});
       bodies_.back().var = numVar_;
+      bodies_.back().atoms = atoms[u].size();
       numVar_ += 7;
     } else if (layout_.units[u] == Unit::Free) {
       for (const unsigned int atom : atoms[u]) {
@@ -130,10 +131,6 @@ double ScrewMap::dihedral(const double* coords, std::size_t k) const {
 
 bool ScrewMap::Start(const double* coords, double* vars) {
   SetReason("");
-  if (!std::all_of(coords, coords + NumCoords(), [](double x) { return std::isfinite(x); })) {
-    SetReason("coordinates are not finite");
-    return false;
-  }
   layout_.forest.MeasureAxes(coords);
   for (const std::size_t k : layout_.forest.Outwards()) {
     if (layout_.forest.Torsions()[k].length > 0.0) continue;
@@ -144,29 +141,24 @@ bool ScrewMap::Start(const double* coords, double* vars) {
   for (const std::size_t k : layout_.forest.Outwards()) {
     vars[axes_[k].var] = axes_[k].reference = dihedral(coords, k);
   }
-  std::vector<std::size_t> count(bodies_.size(), 0);
   for (Body& body : bodies_) body.centre = {};
   for (std::size_t i = 0; layout_.centred && i < slot_.size(); ++i) {
     const std::ptrdiff_t slot = bodySlotOf(i);
     if (slot < 0) continue;
-    const std::size_t b = static_cast<std::size_t>(slot) - numTorsions();
-    bodies_[b].centre += LoadAtom(coords, i);
-    ++count[b];
+    bodies_[static_cast<std::size_t>(slot) - numTorsions()].centre += LoadAtom(coords, i);
   }
-  for (std::size_t b = 0; b < bodies_.size(); ++b) {
-    if (layout_.centred)
-      bodies_[b].centre = (1.0 / static_cast<double>(count[b])) * bodies_[b].centre;
-    std::fill_n(vars + bodies_[b].var, 7, 0.0);
-    vars[bodies_[b].var] = 1.0;
-    StoreAtom(vars + bodies_[b].var + 4, 0, bodies_[b].centre);
+  for (Body& body : bodies_) {
+    if (layout_.centred) body.centre = (1.0 / static_cast<double>(body.atoms)) * body.centre;
+    std::fill_n(vars + body.var, 7, 0.0);
+    vars[body.var] = 1.0;
+    StoreAtom(vars + body.var + 4, 0, body.centre);
   }
   for (std::size_t j = 0; j < freeAtoms_.size(); ++j) {
     StoreAtom(vars + freeVars_[j], 0, LoadAtom(coords, freeAtoms_[j]));
   }
   origin_ = carried_.empty() ? Vec3{} : LoadAtom(coords, carried_[0]);
   coords_ = ref_;
-  ReserveHessian();
-  return true;
+  return CheckFinite(coords);
 }
 
 bool ScrewMap::Place(const double* vars, double* coords) {
@@ -183,9 +175,7 @@ bool ScrewMap::Place(const double* vars, double* coords) {
   }
   findAxes();
   std::ranges::copy(coords_, coords);
-  if (std::ranges::all_of(coords_, [](double x) { return std::isfinite(x); })) return true;
-  SetReason("coordinates are not finite");
-  return false;
+  return CheckFinite(coords_.data());
 }
 
 void ScrewMap::placeBodies(const double* vars) {

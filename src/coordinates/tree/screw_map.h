@@ -53,6 +53,7 @@ class ScrewMap final : public CoordinateMap {
  private:
   struct Body {
     std::size_t var = 0;
+    std::size_t atoms = 0;
     Vec3 centre;                  // c
     Vec3 at;                      // t, as placed
     double s = 0.0;               // |q|²

@@ -20,6 +20,10 @@ namespace QZMolPotential {
 /// are nested or disjoint, a forest whose leaves turn first.
 class TorsionForest {
  public:
+  TorsionForest() = default;
+  /// Of `atoms` atoms, none of which any torsion moves.
+  explicit TorsionForest(std::size_t atoms) : parent_(atoms, atoms), innermost_(atoms, 0) {}
+
   /// a-b-c-d on the bond b-c; the side of c moves, c itself standing on the axis.
   struct Torsion {
     unsigned int a, b, c, d;
