@@ -12,10 +12,10 @@ namespace QZMolPotential {
 namespace {
 
 constexpr unsigned int kNone = std::numeric_limits<unsigned int>::max();
-// A Newton step that moves no atom by more than this (Å) ends the search: the next one would be
-// its square.
+// A Newton step that moves no atom by more than this (Å) ends the search, since convergence is
+// quadratic: the next step would be about the square of this one.
 constexpr double kClose = 1e-7;
-// What counts as found where rounding keeps the steps from falling further.
+// When rounding keeps the steps from becoming smaller, a step below this counts as converged.
 constexpr double kCloseEnough = 1e-5;
 constexpr double kLongestMove = 0.4;  // Å an atom and step
 constexpr int kNewtonSteps = 25;
