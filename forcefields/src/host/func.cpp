@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned int kRigid = kNoVariable;
 
-/// The pairs between those atoms (numbers) of the ligand and of the host that `counts` takes.
+/// The pairs between ligand and host, restricted to the atoms (numbers) that `counts` accepts.
 template <class Counts>
 PairInput Restricted(const PairInput& all, Counts counts) {
   PairInput some = all;

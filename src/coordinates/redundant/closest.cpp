@@ -137,8 +137,8 @@ double ClosestGeometry::energy(const double* wanted, const double* y, const doub
   return sum;
 }
 
-// -∇E into `force_`, and the Hessian of E, without its curved part where that is not wanted, into
-// the factor's matrix; rows and signs on the way.
+// Writes -∇E to `force_` and the Hessian of E, with its part in ∂²q only if `curved`, to the matrix
+// to be factorised; updates rows and signs too.
 void ClosestGeometry::assemble(const double* wanted, bool curved) {
   stale_ = false;
   std::ranges::fill(factor_.Diagonal(), Block3{});
