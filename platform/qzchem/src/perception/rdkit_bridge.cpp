@@ -51,9 +51,9 @@ void Perceive(RDKit::RWMol& mol, bool strict) {
   RDKit::MolOps::setHybridization(mol);
 }
 
-// True when no atom has a hydrogen to be implied, nor a radical in place of one: then it is the
-// same whether hydrogens are implied or not. The molecule is left as it would be perceived with
-// hydrogens implied.
+// True when no atom lacks a hydrogen or has a radical in place of one, so that the result of
+// perception does not depend on whether hydrogens are implied. Leaves the molecule as perceived
+// with implied hydrogens.
 bool IsComplete(RDKit::RWMol& mol) {
   for (const RDKit::Atom* atom : mol.atoms()) {
     if (atom->getNumImplicitHs() > 0) return false;

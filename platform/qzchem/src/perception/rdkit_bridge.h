@@ -15,13 +15,14 @@ class RWMol;
 
 namespace QZChem {
 
-/// A molecule as RDKit sees it, and the way back to our atom indices.
+/// A molecule of RDKit with our atom indices for its atoms.
 struct QZRDKitMol {
   std::unique_ptr<RDKit::RWMol> mol;      // dense, atoms in index order
   std::vector<unsigned int> atomIndices;  // our index by RDKit's
   /// Why chemistry could not be perceived; "" when valences, rings and aromaticity are in place.
   std::string error;
-  /// Perceived, and the same whether hydrogens that valence asks for are implied or not.
+  /// True when perception succeeded and its result does not depend on whether hydrogens that
+  /// valence asks for are implied.
   bool isComplete = false;
 };
 
@@ -33,9 +34,9 @@ QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
 /// The same where hydrogens that valence asks for are implied, as SMARTS patterns and the search
 /// for missing hydrogens want it.
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates);
-/// That molecule made anew, without coordinates.
+/// Makes the molecule of `PerceivedRDKitMol`, without coordinates.
 QZRDKitMol PerceiveRDKitMol(const QZMolBase& mol);
-/// That molecule, converted and perceived once and kept with `mol` under
+/// The molecule with implied hydrogens, converted and perceived once and kept with `mol` under
 /// `RDKitMolTag`; never null.
 std::shared_ptr<const QZRDKitMol> PerceivedRDKitMol(const QZMolBase& mol);
 unsigned int RDKitMolTag();
