@@ -22,7 +22,8 @@ using Eigen::VectorXd;
 
 // Eigenvalues of G below this part of the largest are zero.
 constexpr double kZero = 1e-10;
-// Motions that the pieces' turns stand for may be seen a little; beyond this part they are more.
+// Internal coordinates may depend a little on motions that the turns of the pieces describe:
+// eigenvalues of such motions must be below this part of the largest one.
 constexpr double kWeak = 1e-2;
 // A step that moves no coordinate by more than this (Å) ends the search for a geometry.
 constexpr double kClose = 1e-10;
@@ -40,9 +41,9 @@ constexpr double kRefined = 1e-12;
 /// Delocalised internal coordinates: the combinations
 ///   s = Uᵀ D (q - q_0) / κ,   D = diag √k,  k the force constant of each coordinate's kind,
 /// U being the eigenvectors of G = D B Bᵀ D at the reference whose eigenvalues are not zero
-/// (Baker, Kessi & Delley, J. Chem. Phys. 105, 192 (1996), there with D = 1). With κ = √k of an
-/// angle they count about as angles do, whatever they are made of. The null vectors Z of DB hold
-/// the rest: Zᵀ(y - y_0) = 0.
+/// (Baker, Kessi & Delley, J. Chem. Phys. 105, 192 (1996), there with D = 1). Since κ = √k of an
+/// angle, a unit of any s is as stiff as a radian of an angle. The motions along the null vectors Z
+/// of DB are held: Zᵀ(y - y_0) = 0.
 class DelocalisedMap final : public InternalMap {
  public:
   explicit DelocalisedMap(const MapRequest& request) : InternalMap(request) {

@@ -21,7 +21,7 @@ namespace QZMolPotential {
 namespace {
 
 constexpr double kDegree = std::numbers::pi / 180.0;
-// 0.001 below straight: the dihedral about such an angle means nothing.
+// π - 0.001: about an angle this close to straight a dihedral is undefined.
 constexpr double kStraight = 3.1405926535897932;
 
 enum { kDistance, kAngle, kDihedral };
@@ -156,8 +156,8 @@ void QZZmatAdaptor::State::MarkUndefined(Row& row) {
   row.mask[kDihedral] = row.value[kAngle] >= kStraight ? -1 : 1;
 }
 
-// Where b-a-d is nearly straight, d becomes the nearest earlier atom to a that is not in line with
-// them, if there is one.
+// When b-a-d is nearly straight, d is replaced by the nearest earlier atom to a that is not in line
+// with a and b, if there is one.
 void QZZmatAdaptor::State::RechooseDihedral(const double* x,
                                             unsigned int k,
                                             EarlierAtoms& earlier) {

@@ -15,7 +15,7 @@ class RWMol;
 
 namespace QZChem {
 
-/// A molecule as RDKit sees it, and the way back to our atom indices.
+/// A molecule of RDKit with our atom indices for its atoms.
 struct QZRDKitMol {
   std::unique_ptr<RDKit::RWMol> mol;      // dense, atoms in index order
   std::vector<unsigned int> atomIndices;  // our index by RDKit's
@@ -33,7 +33,7 @@ QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
 /// The same where hydrogens that valence asks for are implied, as SMARTS patterns and the search
 /// for missing hydrogens want it.
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates);
-/// That molecule made anew, without coordinates.
+/// Makes the molecule of `PerceivedRDKitMol`, without coordinates.
 QZRDKitMol PerceiveRDKitMol(const QZMolBase& mol);
 /// Makes what `PerceiveRDKitMol` would make of a molecule from its conversion before hydrogens were
 /// added to both.

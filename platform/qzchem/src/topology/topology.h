@@ -12,8 +12,8 @@ namespace QZChem {
 class QZMolBase;
 struct QZRDKitMol;
 
-/// Perceived from atoms, bonds and charges; independent of coordinates. Immutable once built but
-/// for what is derived later, so that threads may share it.
+/// What is perceived from atoms, bonds and charges, independent of coordinates. Threads may share
+/// it: apart from the data derived later, which are guarded, it is immutable.
 struct QZTopology {
   std::vector<char> bondInRing;       // by bond index
   std::vector<char> bondAromatic;     // by bond index
