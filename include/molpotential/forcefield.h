@@ -158,7 +158,7 @@ class QZ_API QZGenericFF2 : public virtual QZMolFunc2,
   using QZGenericFFImpl2::Add;
   using QZGenericFFImpl2::Remove;
   /// **With `own` true `func` is deleted at once and the force field is left with a dangling
-  /// component: call `Add(func, false)` and keep `func` alive.** Callers rely on it as it stands.
+  /// component: call `Add(func, false)` and keep `func` alive**. Callers rely on it as it stands.
   /// Adds a new `QZNumericMolFunc2` over `func`, at every call, also for the same function.
   bool Add(QZMolFunc1& func, bool own);
   bool AddMolFunc(QZMolFunc2& func, bool own) { return Add(func, own); }
