@@ -10,6 +10,15 @@
 
 namespace QZMolPotential {
 
+/// The angle in [0, π] between two vectors; 0 where one of them has no length.
+inline double AngleBetween(const Vec3& u, const Vec3& v) {
+  return std::atan2(Norm(Cross(u, v)), Dot(u, v));
+}
+/// The angle a-b-c, at b.
+inline double AngleOf(const Vec3& a, const Vec3& b, const Vec3& c) {
+  return AngleBetween(a - b, c - b);
+}
+
 /// Derivatives of a function over the two vectors u and v of an angle.
 struct VectorGradients {
   Vec3 u;
@@ -86,14 +95,7 @@ struct VectorAngle : VectorCosine {
     normal = Cross(unitU, unitV);
     sine = Norm(normal);
     straight = sine < kStraight;
-    normal = straight ? Across(unitU) : (1.0 / sine) * normal;
-  }
-
-  /// A unit vector perpendicular to the unit vector `u`.
-  static Vec3 Across(const Vec3& u) {
-    const Vec3 other = std::abs(u.x) < 0.5 ? Vec3{1.0, 0.0, 0.0} : Vec3{0.0, 1.0, 0.0};
-    const Vec3 across = Cross(u, other);
-    return (1.0 / Norm(across)) * across;
+    normal = straight ? AnyPerpendicular(unitU) : (1.0 / sine) * normal;
   }
 
   double Angle() const { return std::atan2(sine, cosine); }

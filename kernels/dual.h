@@ -58,9 +58,6 @@ struct Dual {
   }
 };
 
-inline double ValueOf(double a) {
-  return a;
-}
 template <std::size_t N>
 double ValueOf(const Dual<N>& a) {
   return a.value;

@@ -52,6 +52,24 @@ inline double Norm(const Vec3& a) {
   return std::sqrt(Dot(a, a));
 }
 
+/// v/|v|; a vector of zero length divides by zero.
+template <class T>
+BasicVec3<T> Normalised(const BasicVec3<T>& v) {
+  using std::sqrt;
+  return (T(1.0) / sqrt(Dot(v, v))) * v;
+}
+/// The value of a number that carries derivatives; of a plain one, itself.
+constexpr double ValueOf(double a) {
+  return a;
+}
+/// A unit vector perpendicular to `e`, whose length is not zero.
+template <class T>
+BasicVec3<T> AnyPerpendicular(const BasicVec3<T>& e) {
+  const bool alongX = std::abs(ValueOf(e.x)) >= 0.7 * std::sqrt(ValueOf(Dot(e, e)));
+  return Normalised(Cross(
+      e, alongX ? BasicVec3<T>{T(0.0), T(1.0), T(0.0)} : BasicVec3<T>{T(1.0), T(0.0), T(0.0)}));
+}
+
 /// Atom `i` of a coordinate vector.
 inline Vec3 LoadAtom(const double* coords, std::size_t i) {
   return {coords[3 * i], coords[3 * i + 1], coords[3 * i + 2]};

@@ -58,7 +58,8 @@ class QZ_API QZInternalAdaptor final : public QZFixMolAdaptor1 {
   /// five to a line. Before `Setup` a Warning and nothing else.
   void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const override;
   /// The atoms with negative entries (one entry an atom index) do not move; the array is read and
-  /// not kept. The current coordinates become the reference. Null changes nothing.
+  /// not kept. The current coordinates become the reference. Null changes nothing, nor do atoms
+  /// that leave coordinates which cannot be described: a Warning.
   void FixAtoms(int*& atoms) override;
 
  private:

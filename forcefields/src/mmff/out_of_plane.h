@@ -86,7 +86,7 @@ struct MmffOutOfPlane {
     const Vec3 p = Arm(x, atoms[1], atoms[0]);
     Vec3 q = Arm(x, atoms[1], atoms[2]);
     const Vec3 normal = Cross(p, q);
-    if (Dot(normal, normal) == 0.0) q += 1e-8 * VectorAngle::Across((1.0 / Norm(p)) * p);
+    if (Dot(normal, normal) == 0.0) q += 1e-8 * AnyPerpendicular(p);
     return {b + p, b, b + q, b + Arm(x, atoms[1], atoms[3])};
   }
 };

@@ -2,11 +2,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
+
+#include "kernels/cells.h"
+#include "kernels/vec3.h"
 
 namespace QZMolPotential {
 
@@ -35,19 +37,16 @@ class NeighbourList {
 
  private:
   struct Box {
-    std::array<double, 3> centre;
-    std::array<double, 3> half;  // negative: no atoms
+    Vec3 centre;
+    Vec3 half;  // negative: no atoms
+    bool IsEmpty() const { return half.x < 0.0; }
   };
   void boxes(const Slots& slots);
-  void cells(double reach);
   void rowsOf(const Slots& slots, std::size_t cluster, double reach);
 
   std::vector<Box> boxes_;
-  std::array<double, 3> origin_{};
-  std::array<double, 3> edge_{};
-  std::array<std::size_t, 3> count_{};
-  std::array<double, 3> largestHalf_{};
-  std::vector<std::uint32_t> cellBegin_, cellClusters_, cellOf_;
+  CellList cells_;  // of the boxes' centres
+  Vec3 largestHalf_;
   std::vector<std::uint32_t> candidates_;
   std::vector<std::size_t> begin_;
   std::vector<std::uint32_t> entries_;

@@ -11,12 +11,6 @@
 namespace QZMolPotential {
 namespace {
 
-Vec3 AnyPerpendicular(const Vec3& e) {
-  const Vec3 other = std::abs(e.x) < 0.7 ? Vec3{1.0, 0.0, 0.0} : Vec3{0.0, 1.0, 0.0};
-  const Vec3 normal = Cross(e, other);
-  return (1.0 / Norm(normal)) * normal;
-}
-
 // How many variables are left without overall motion.
 std::size_t NumInternal(std::size_t atoms) {
   return atoms > 2 ? 3 * atoms - 6 : atoms - 1;

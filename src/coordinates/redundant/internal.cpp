@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "coordinates/map.h"
+#include "coordinates/maps.h"
 #include "qzchem/mol.h"
 #include "qzsystem/error.h"
 
@@ -16,7 +18,6 @@ namespace QZMolPotential {
 struct QZInternalAdaptor::State {
   QZChem::QZGraphMol mol;
   std::vector<unsigned char> fixed;
-  bool anyFixed = false;
   std::unique_ptr<CoordinateMap> map;
   std::vector<double> coords, vars;  // the current ones
 
@@ -28,24 +29,27 @@ struct QZInternalAdaptor::State {
   State(const State& other)
       : mol(other.mol),
         fixed(other.fixed),
-        anyFixed(other.anyFixed),
         map(other.map->Clone()),
         coords(other.coords),
         vars(other.vars) {}
 
-  // The map at the current coordinates.
-  bool Bind() {
+  // Makes the map at the current coordinates. Where it fails all stays as it was.
+  bool Bind(std::vector<unsigned char> fixedAtoms, bool anyFixed) {
     MapRequest request;
     request.mol = &mol;
-    request.fixed = fixed;
+    request.fixed = std::move(fixedAtoms);
     request.anyFixed = anyFixed;
     request.overallMotion = anyFixed;
     mol.SetCoords(coords.data());
     std::string reason;
-    map = MakeInternalMap(request, reason);
-    if (!map) return Fail(reason);
-    vars.assign(map->NumVar(), 0.0);
-    return map->Start(coords.data(), vars.data()) || Fail(map->Reason());
+    auto made = MakeMap(QZCoordinates::Internal, request, reason);
+    if (!made) return Fail(reason);
+    std::vector<double> start(made->NumVar());
+    if (!made->Start(coords.data(), start.data())) return Fail(made->Reason());
+    map = std::move(made);
+    vars = std::move(start);
+    fixed = std::move(request.fixed);
+    return true;
   }
   static bool Fail(const std::string& reason) {
     QZSystem::QZThrow.Warning("QZInternalAdaptor: %s", reason.c_str());
@@ -70,7 +74,7 @@ QZInternalAdaptor::~QZInternalAdaptor() = default;
 bool QZInternalAdaptor::Setup(const QZChem::QZMolBase& mol) {
   if (!mol.IsValid()) return false;
   auto state = std::make_unique<State>(mol);
-  if (!state->Bind()) return false;
+  if (!state->Bind(state->fixed, /*anyFixed=*/false)) return false;
   state_ = std::move(state);
   return true;
 }
@@ -140,13 +144,14 @@ void QZInternalAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& /*mol*/, do
 void QZInternalAdaptor::FixAtoms(int*& atoms) {
   if (!state_ || atoms == nullptr) return;
   State& s = *state_;
-  s.anyFixed = false;
+  std::vector<unsigned char> fixed = s.fixed;  // holes stay fixed
+  bool anyFixed = false;
   for (const auto& atom : QZSystem::QZRange(s.mol.GetAtoms())) {
-    const bool fixed = atoms[atom.GetIndex()] < 0;
-    s.fixed[atom.GetIndex()] = fixed ? 1 : 0;
-    s.anyFixed = s.anyFixed || fixed;
+    const bool isFixed = atoms[atom.GetIndex()] < 0;
+    fixed[atom.GetIndex()] = isFixed ? 1 : 0;
+    anyFixed = anyFixed || isFixed;
   }
-  s.Bind();
+  s.Bind(std::move(fixed), anyFixed);
 }
 
 }  // namespace QZMolPotential

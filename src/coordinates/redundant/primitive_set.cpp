@@ -259,7 +259,7 @@ void PrimitiveSet::chooseReference(Primitive& bend, const double* x) const {
   }
   const Vec3 axis = LoadAtom(x, bend.atoms[2]) - LoadAtom(x, bend.atoms[0]);
   bend.spaceFixed = true;
-  bend.direction = VectorAngle::Across((1.0 / Norm(axis)) * axis);
+  bend.direction = AnyPerpendicular((1.0 / Norm(axis)) * axis);
 }
 
 }  // namespace QZMolPotential

@@ -11,6 +11,7 @@
 
 #include "coordinates/tree/zmatrix_neighbours.h"
 #include "coordinates/tree/zmatrix_rows.h"
+#include "kernels/angle.h"
 #include "kernels/dihedral.h"
 #include "qzchem/mol.h"
 #include "qzchem/topology.h"
@@ -24,12 +25,6 @@ constexpr double kDegree = std::numbers::pi / 180.0;
 constexpr double kStraight = 3.1405926535897932;
 
 enum { kDistance, kAngle, kDihedral };
-
-double AngleAt(const Vec3& p, const Vec3& q, const Vec3& r) {
-  const Vec3 u = p - q;
-  const Vec3 v = r - q;
-  return std::atan2(Norm(Cross(u, v)), Dot(u, v));
-}
 
 // How many of the three values atom k has.
 unsigned int ValuesOf(std::size_t atom) {
@@ -169,14 +164,14 @@ void QZZmatAdaptor::State::RechooseDihedral(const double* x,
   auto& [b, a, d] = rows[k].partner;
   const Vec3 pa = LoadAtom(x, a);
   const Vec3 pb = LoadAtom(x, b);
-  const double angle = AngleAt(pb, pa, LoadAtom(x, d));
+  const double angle = AngleOf(pb, pa, LoadAtom(x, d));
   if (angle >= 15.0 * kDegree && angle <= 165.0 * kDegree) return;
   earlier.AddUpTo(k);
   const std::array<unsigned int, 3> taken = rows[k].partner;
   for (const double least : {15.0 * kDegree, 5.0 * kDegree}) {
     const auto bent = [&](unsigned int j) {
       if (std::ranges::find(taken, j) != taken.end()) return false;
-      const double bend = AngleAt(pb, pa, LoadAtom(x, j));
+      const double bend = AngleOf(pb, pa, LoadAtom(x, j));
       return bend > least && bend < std::numbers::pi - least;
     };
     d = earlier.Nearest(pa, kFarthest2, d, bent);
@@ -194,7 +189,7 @@ void QZZmatAdaptor::State::Xyz2int(const double* x) {
     row.value[kDistance] = Norm(p - pb);
     if (k < 2) continue;
     const Vec3 pa = LoadAtom(x, row.partner[1]);
-    row.value[kAngle] = AngleAt(p, pb, pa);
+    row.value[kAngle] = AngleOf(p, pb, pa);
     if (k < 3) continue;
     MarkUndefined(row);
     if (row.value[kAngle] >= kStraight) {

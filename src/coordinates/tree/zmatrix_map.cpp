@@ -7,6 +7,7 @@
 #include <numbers>
 #include <utility>
 
+#include "kernels/angle.h"
 #include "kernels/packed.h"
 #include "qzchem/mol.h"
 
@@ -22,12 +23,6 @@ constexpr double kNoLongerStraight = 160.0 * std::numbers::pi / 180.0;
 constexpr double kApart = 1e-4;   // Å: closer atoms have no direction
 constexpr double kOffLine = 0.5;  // Å: nearer to a line a partner does not tell a plane
 constexpr double kOffLineNoMore = 0.25;
-
-double AngleAt(const Vec3& p, const Vec3& q, const Vec3& r) {
-  const Vec3 u = p - q;
-  const Vec3 v = r - q;
-  return std::atan2(Norm(Cross(u, v)), Dot(u, v));
-}
 
 // How far p is from the line through a and b.
 double OffLine(const Vec3& a, const Vec3& b, const Vec3& p) {
@@ -198,7 +193,7 @@ void ZmatrixMap::chooseBent(ZmatRow& row, std::size_t placed) const {
     if (atom == row.atom || !isPlacedBefore(atom, placed)) continue;
     if (first == b) first = atom;
     row.partner[1] = atom;
-    const double angle = AngleAt(p, points_[b], points_[atom]);
+    const double angle = AngleOf(p, points_[b], points_[atom]);
     if (angle < kStraight && angle > std::numbers::pi - kStraight) return;
   }
   if (first == b) {
@@ -212,7 +207,7 @@ void ZmatrixMap::chooseBent(ZmatRow& row, std::size_t placed) const {
     }
   }
   row.partner[1] = first;
-  if (AngleAt(p, points_[b], points_[first]) >= kStraight) row.form = Form::Straight;
+  if (AngleOf(p, points_[b], points_[first]) >= kStraight) row.form = Form::Straight;
 }
 
 // Another neighbour of b, so that one dihedral turns all that hangs on b; else one of a; else the
@@ -307,7 +302,7 @@ bool ZmatrixMap::IsOutdated(const double* /*vars*/, const double* coords) const 
   return std::ranges::any_of(rows_, [&](const ZmatRow& row) {
     const auto [b, a, d] = row.partner;
     if (row.form == Form::Point || ZmatRow::IsAxis(a)) return false;
-    const double angle = AngleAt(at(row.atom), at(b), at(a));
+    const double angle = AngleOf(at(row.atom), at(b), at(a));
     if (row.form == Form::Bent ? angle > kBecomesStraight : angle < kNoLongerStraight) return true;
     return !ZmatRow::IsAxis(d) && OffLine(at(a), at(b), at(d)) < kOffLineNoMore;
   });

@@ -57,7 +57,7 @@ struct ZmatFrame {
       height = h;
       n = (T(1.0) / h) * normal;
     } else {
-      n = anyPerpendicular();
+      n = AnyPerpendicular(e);
     }
     m = Cross(n, e);
   }
@@ -83,15 +83,6 @@ struct ZmatFrame {
       direction = s1 * turned - c1 * e;
       slopes = {s1 * e + c1 * turned, s1 * (c2 * n - s2 * m)};
     }
-  }
-
- private:
-  BasicVec3<T> anyPerpendicular() const {
-    const BasicVec3<T> other = std::abs(ValueOf(e.x)) < 0.7 ? BasicVec3<T>{T(1.0), T(0.0), T(0.0)}
-                                                            : BasicVec3<T>{T(0.0), T(1.0), T(0.0)};
-    const BasicVec3<T> normal = Cross(e, other);
-    using std::sqrt;
-    return (T(1.0) / sqrt(Dot(normal, normal))) * normal;
   }
 };
 

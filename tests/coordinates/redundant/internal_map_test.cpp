@@ -210,6 +210,13 @@ TEST(InternalAdaptor, GradientRoundTripFixedAtomsAndCopies) {
     // The copy went its own way.
     ASSERT_TRUE(adaptor.GetAdaptedVariables(again.data()));
     EXPECT_EQ(again, v);
+
+    std::ranges::fill(marks, -1);
+    adaptor.FixAtoms(entries);
+    EXPECT_EQ(adaptor.NumOptVar(), 0U);
+    Values still(x.size());
+    EXPECT_TRUE(adaptor.OptVarToFuncVar(v.data(), still.data()));
+    EXPECT_EQ(still, coords);
   }
 }
 

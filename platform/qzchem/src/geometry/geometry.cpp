@@ -2,29 +2,32 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "qzchem/geometry.h"
 
-#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
 
+#include "kernels/angle.h"
 #include "kernels/dihedral.h"
+#include "kernels/rotation.h"
 #include "topology/mol_impl.h"
 #include "topology/walk.h"
 
 namespace QZChem {
 namespace {
 
-using Eigen::Vector3d;
+using QZMolPotential::AddToAtom;
+using QZMolPotential::AngleOf;
+using QZMolPotential::Cross;
+using QZMolPotential::Norm;
+using QZMolPotential::Normalised;
+using QZMolPotential::StoreAtom;
+using QZMolPotential::Vec3;
 
 // Å; closer atoms give no direction that rounding leaves meaningful.
 constexpr double kCoincident = 1e-8;
 // Sine of the angle below which two directions count as one line.
 constexpr double kStraight = 1e-8;
-
-Vector3d Position(const QZMolImpl& mol, const QZAtomBase* atom) {
-  return Vector3d(&mol.coords[std::size_t{3} * atom->GetIndex()]);
-}
 
 template <class... Atoms>
 bool OwnsAll(const QZMolImpl& mol, const Atoms*... atoms) {
@@ -32,13 +35,9 @@ bool OwnsAll(const QZMolImpl& mol, const Atoms*... atoms) {
 }
 
 // Also false for coordinates that are not finite.
-bool AreApart(const Vector3d& a, const Vector3d& b) {
-  const double r = (a - b).norm();
+bool AreApart(const Vec3& a, const Vec3& b) {
+  const double r = Norm(a - b);
   return std::isfinite(r) && r > kCoincident;
-}
-
-double AngleBetween(const Vector3d& u, const Vector3d& v) {
-  return std::atan2(u.cross(v).norm(), u.dot(v));
 }
 
 const QZBondBase* BondBetween(const QZAtomBase* a, const QZAtomBase* b) {
@@ -80,13 +79,12 @@ std::vector<QZAtomBase*> MovingSide(QZAtomBase* atom, QZAtomBase* pivot, const Q
 
 void Turn(QZMolImpl& mol,
           const std::vector<QZAtomBase*>& atoms,
-          const Vector3d& origin,
-          const Vector3d& axis,
+          const Vec3& origin,
+          const Vec3& axis,
           double angle) {
-  const Eigen::Matrix3d rotation = Eigen::AngleAxisd(angle, axis).toRotationMatrix();
+  const QZMolPotential::AxisRotation turn(axis, angle);
   for (const QZAtomBase* atom : atoms) {
-    Eigen::Map<Vector3d> p(&mol.coords[std::size_t{3} * atom->GetIndex()]);
-    p = origin + rotation * (p - origin);
+    StoreAtom(mol.coords.data(), atom->GetIndex(), origin + turn(Position(mol, atom) - origin));
   }
 }
 
@@ -94,7 +92,7 @@ void Turn(QZMolImpl& mol,
 
 double QZGetDistance(const QZMolBase& mol, const QZAtomBase* a, const QZAtomBase* b) {
   const QZMolImpl& impl = QZMolAccess::Impl(mol);
-  return OwnsAll(impl, a, b) ? (Position(impl, a) - Position(impl, b)).norm() : 0.0;
+  return OwnsAll(impl, a, b) ? Norm(Position(impl, a) - Position(impl, b)) : 0.0;
 }
 
 double QZGetAngle(const QZMolBase& mol,
@@ -103,8 +101,7 @@ double QZGetAngle(const QZMolBase& mol,
                   const QZAtomBase* c) {
   const QZMolImpl& impl = QZMolAccess::Impl(mol);
   if (!OwnsAll(impl, a, b, c)) return 0.0;
-  const Vector3d apex = Position(impl, b);
-  return AngleBetween(Position(impl, a) - apex, Position(impl, c) - apex);
+  return AngleOf(Position(impl, a), Position(impl, b), Position(impl, c));
 }
 
 double QZGetTorsion(const QZMolBase& mol,
@@ -114,27 +111,23 @@ double QZGetTorsion(const QZMolBase& mol,
                     const QZAtomBase* d) {
   const QZMolImpl& impl = QZMolAccess::Impl(mol);
   if (!OwnsAll(impl, a, b, c, d)) return 0.0;
-  const auto point = [&impl](const QZAtomBase* atom) {
-    return QZMolPotential::LoadAtom(impl.coords.data(), atom->GetIndex());
-  };
+  const auto point = [&impl](const QZAtomBase* atom) { return Position(impl, atom); };
   return QZMolPotential::DihedralCosine(point(a), point(b), point(c), point(d)).SignedAngle();
 }
 
 bool QZSetDistance(QZMolBase& mol, QZAtomBase* a, QZAtomBase* b, double distance) {
   QZMolImpl& impl = QZMolAccess::Impl(mol);
   if (!OwnsAll(impl, a, b) || !std::isfinite(distance) || !(distance > 0.0)) return false;
-  const Vector3d pa = Position(impl, a);
-  const Vector3d pb = Position(impl, b);
+  const Vec3 pa = Position(impl, a);
+  const Vec3 pb = Position(impl, b);
   if (!AreApart(pa, pb)) return false;
 
   const QZBondBase* bond = BondBetween(a, b);
   const std::vector<QZAtomBase*> moving = IsFree(bond) ? SmallerSide(*bond) : HangingOn(b, {a});
   // Away from the atom that stays.
-  const Vector3d direction = (moving.front() == b ? pb - pa : pa - pb).normalized();
-  const Vector3d shift = (distance - (pb - pa).norm()) * direction;
-  for (const QZAtomBase* atom : moving) {
-    Eigen::Map<Vector3d>(&impl.coords[std::size_t{3} * atom->GetIndex()]) += shift;
-  }
+  const Vec3 direction = Normalised(moving.front() == b ? pb - pa : pa - pb);
+  const Vec3 shift = (distance - Norm(pb - pa)) * direction;
+  for (const QZAtomBase* atom : moving) AddToAtom(impl.coords.data(), atom->GetIndex(), shift);
   return true;
 }
 
@@ -143,15 +136,15 @@ bool QZSetAngle(
   QZMolImpl& impl = QZMolAccess::Impl(mol);
   if (!OwnsAll(impl, a, b, c) || a == c) return false;
   if (!(angle >= 0.0 && angle <= std::numbers::pi)) return false;
-  const Vector3d apex = Position(impl, b);
+  const Vec3 apex = Position(impl, b);
   if (!AreApart(Position(impl, a), apex) || !AreApart(Position(impl, c), apex)) return false;
 
-  const Vector3d u = Position(impl, a) - apex;
-  const Vector3d v = Position(impl, c) - apex;
-  const Vector3d normal = u.cross(v);
-  const bool isStraight = normal.norm() <= kStraight * u.norm() * v.norm();
-  const Vector3d axis = isStraight ? u.unitOrthogonal() : normal.normalized();
-  const double change = angle - AngleBetween(u, v);
+  const Vec3 u = Position(impl, a) - apex;
+  const Vec3 v = Position(impl, c) - apex;
+  const Vec3 normal = Cross(u, v);
+  const bool isStraight = Norm(normal) <= kStraight * Norm(u) * Norm(v);
+  const Vec3 axis = isStraight ? QZMolPotential::AnyPerpendicular(u) : Normalised(normal);
+  const double change = angle - QZMolPotential::AngleBetween(u, v);
   // A ring bond is left alone where the other side can turn instead.
   if (!IsFree(BondBetween(b, c)) && IsFree(BondBetween(b, a))) {
     Turn(impl, MovingSide(a, b, c), apex, axis, -change);
@@ -167,14 +160,14 @@ bool QZSetTorsion(
   QZMolImpl& impl = QZMolAccess::Impl(mol);
   if (!OwnsAll(impl, a, b, c, d) || !std::isfinite(torsion)) return false;
   if (a == c || a == d || b == d) return false;
-  const Vector3d pb = Position(impl, b);
-  const Vector3d pc = Position(impl, c);
+  const Vec3 pb = Position(impl, b);
+  const Vec3 pc = Position(impl, c);
   if (!AreApart(Position(impl, a), pb) || !AreApart(pb, pc) || !AreApart(pc, Position(impl, d))) {
     return false;
   }
-  const Vector3d axis = (pc - pb).normalized();
-  const auto isInLine = [&axis](const Vector3d& v) {
-    return axis.cross(v).norm() <= kStraight * v.norm();
+  const Vec3 axis = Normalised(pc - pb);
+  const auto isInLine = [&axis](const Vec3& v) {
+    return Norm(Cross(axis, v)) <= kStraight * Norm(v);
   };
   if (isInLine(Position(impl, a) - pb) || isInLine(Position(impl, d) - pc)) return false;
 

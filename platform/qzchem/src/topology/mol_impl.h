@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "kernels/vec3.h"
 #include "qzchem/mol.h"
 
 namespace QZChem {
@@ -65,5 +66,10 @@ struct QZMolAccess {
   static bool HasUnknownOrders(const QZAtomBase& atom) { return atom.hasUnknownOrders_; }
   static void SetUnknownOrders(QZAtomBase& atom, bool unknown) { atom.hasUnknownOrders_ = unknown; }
 };
+
+/// Where an atom of `mol` is (Å).
+inline QZMolPotential::Vec3 Position(const QZMolImpl& mol, const QZAtomBase* atom) {
+  return QZMolPotential::LoadAtom(mol.coords.data(), atom->GetIndex());
+}
 
 }  // namespace QZChem

@@ -1,11 +1,11 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
 
+#include "kernels/rotation.h"
 #include "perception/elements.h"
 #include "qzchem/topology.h"
 #include "topology/mol_impl.h"
@@ -13,24 +13,22 @@
 namespace QZChem {
 namespace {
 
-using Eigen::Vector3d;
-
-Vector3d Position(const QZMolImpl& mol, const QZAtomBase* atom) {
-  return Vector3d(&mol.coords[std::size_t{3} * atom->GetIndex()]);
-}
+using QZMolPotential::Norm;
+using QZMolPotential::Normalised;
+using QZMolPotential::Vec3;
 
 // Unit vectors along which `order` hydrogens replace a bond that pointed along `axis`: along it for
 // a single bond, else spread about it, a pair perpendicular to the plane of the remaining bonds.
-std::vector<Vector3d> CapDirections(const Vector3d& axis, unsigned int order, Vector3d inPlane) {
+std::vector<Vec3> CapDirections(const Vec3& axis, unsigned int order, Vec3 inPlane) {
   if (order == 1) return {axis};
-  inPlane -= inPlane.dot(axis) * axis;
-  if (inPlane.norm() < 1e-6) inPlane = axis.unitOrthogonal();
-  const Vector3d first = inPlane.cross(axis).normalized();
+  inPlane -= Dot(inPlane, axis) * axis;
+  if (Norm(inPlane) < 1e-6) inPlane = QZMolPotential::AnyPerpendicular(axis);
+  const Vec3 first = Normalised(Cross(inPlane, axis));
   // Half the H-C-H angle of a methylene; a methyl's hydrogens lean 70.5 degrees off its axis.
   const double lean = (order == 2 ? 54.75 : 70.5) * std::numbers::pi / 180.0;
-  std::vector<Vector3d> directions;
+  std::vector<Vec3> directions;
   for (unsigned int i = 0; i < order; ++i) {
-    const Vector3d side = Eigen::AngleAxisd(2.0 * std::numbers::pi * i / order, axis) * first;
+    const Vec3 side = QZMolPotential::AxisRotation(axis, 2.0 * std::numbers::pi * i / order)(first);
     directions.push_back(std::cos(lean) * axis + std::sin(lean) * side);
   }
   return directions;
@@ -42,17 +40,18 @@ void CapBond(QZMolImpl& dst,
              const QZMolImpl& src,
              const QZAtomBase* source,
              const QZBondBase* bond) {
-  const Vector3d centre = Position(src, source);
-  const Vector3d cut = Position(src, bond->GetNeighbour(source)) - centre;
-  const Vector3d axis = cut.norm() > 1e-6 ? Vector3d(cut.normalized()) : Vector3d::UnitX();
-  Vector3d inPlane = Vector3d::Zero();
+  const Vec3 centre = Position(src, source);
+  const Vec3 cut = Position(src, bond->GetNeighbour(source)) - centre;
+  const Vec3 axis = Norm(cut) > 1e-6 ? Normalised(cut) : Vec3{1.0, 0.0, 0.0};
+  Vec3 inPlane;
   for (const QZBondBase* other : QZMolAccess::Bonds(*source)) {
     if (other != bond) inPlane = Position(src, other->GetNeighbour(source)) - centre;
   }
   const double length = CovalentRadius(source->GetAtomicNumber()) + CovalentRadius(1);
-  for (const Vector3d& direction : CapDirections(axis, bond->GetOrder(), inPlane)) {
-    const Vector3d place = centre + length * direction;
-    dst.AddBond(kept, dst.AddAtom(1, place.data()), 1);
+  for (const Vec3& direction : CapDirections(axis, bond->GetOrder(), inPlane)) {
+    double place[3];
+    QZMolPotential::StoreAtom(place, 0, centre + length * direction);
+    dst.AddBond(kept, dst.AddAtom(1, place), 1);
   }
 }
 
@@ -74,8 +73,9 @@ bool QZSubsetMol(QZMolBase& dst,
   for (std::size_t i = 0; i < copies.size(); ++i) {
     const QZAtomBase* atom = from.atoms[i].get();
     if (atom == nullptr || !pred(*atom)) continue;
-    const Vector3d place = Position(from, atom);
-    copies[i] = to.AddCopy(*atom, place.data());
+    double place[3];
+    QZMolPotential::StoreAtom(place, 0, Position(from, atom));
+    copies[i] = to.AddCopy(*atom, place);
     if (!keepMapIndex) copies[i]->SetMapIndex(0);
   }
   for (std::size_t i = 0; i < numBonds; ++i) {
