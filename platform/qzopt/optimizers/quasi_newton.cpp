@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "kernels/packed.h"
+
 namespace QZOpt {
 namespace {
 
@@ -67,7 +69,7 @@ std::vector<double> UpdatedMatrix(const Metric& metric,
     b.noalias() -= bs * (bs.transpose() / s.dot(bs));
   }
   std::vector<double> packed;
-  packed.reserve(numVar * (numVar + 1) / 2);
+  packed.reserve(QZMolPotential::PackedSize(numVar));
   for (Eigen::Index row = 0; row < n; ++row) {
     for (Eigen::Index column = 0; column <= row; ++column) packed.push_back(b(row, column));
   }
