@@ -48,11 +48,10 @@ struct QZBackTransformations {
 };
 
 /// Presents a function of Cartesian coordinates in the variables of any coordinate system.
-/// Gradient, Hessian, frame, fixed atoms, failures and cost are those of `QZMappedFunc`.
+/// Gradient, Hessian, frame, fixed atoms, ownership, failures and cost are those of `QZMappedFunc`.
 /// Fixed atoms: Cartesian, ZMatrix, Torsion, Redundant and Internal can hold any atoms. In
 /// RigidBody, Cluster and TorsionRigid a component that contains a fixed atom does not move at all,
-/// and every other component moves by itself. DegFree cannot hold atoms.
-/// Order of the variables:
+/// and every other component moves by itself. DegFree cannot hold atoms. Order of the variables:
 /// - Cartesian, DegFree: x, y, z by atom index;
 /// - RigidBody, Cluster, TorsionRigid: component by component, in each its torsions in bond order
 ///   (TorsionRigid), then w, x, y, z, tx, ty, tz of R(q)(r - c)/|q|² + t, R unnormalised and c the

@@ -11,6 +11,7 @@
 
 namespace QZMolPotential {
 
+/// The force fields.
 enum class QZForceFieldKind { MMFF94, MMFF94s, UFF };
 
 /// The terms a force field is made of. UFF has neither stretch-bend nor electrostatics.
