@@ -117,17 +117,22 @@ class CellList {
     }
   }
 
-  /// Of the points for which accept(i), the one nearest to `p` and nearer than the root of
-  /// `farthest2` (Å²), the lowest of several at the same distance; `none` if there is none.
+  /// Of points 0 to count - 1 for which accept(i), the one nearest to `p` and nearer than the root
+  /// of `farthest2` (Å²), the lowest of several at the same distance; `none` if there is none.
   /// `position` as in `Build`. Cost: a few cells when one is found within a few edges, otherwise
-  /// all points.
+  /// `count` points.
   template <class Position, class Accept>
-  Index Nearest(
-      const Vec3& p, double farthest2, Index none, Position position, Accept accept) const {
+  Index Nearest(const Vec3& p,
+                Index count,
+                double farthest2,
+                Index none,
+                Position position,
+                Accept accept) const {
     constexpr int kShells = 4;  // beyond, looking at all points is as cheap
     Index best = none;
     double best2 = farthest2;
     const auto look = [&](Index i) {
+      if (i >= count) return;
       const Vec3 d = p - position(i);
       const double d2 = Dot(d, d);
       const bool nearer = d2 < best2 || (d2 == best2 && best2 < farthest2 && i < best);
@@ -136,12 +141,13 @@ class CellList {
       best = i;
     };
     if (!isFinite(p)) return none;
-    for (int shell = 1; shell <= kShells; ++shell) {
-      ForEachNear(p, shell * edge_, look);
+    // From the point's own cell outwards, not further than the nearest so far.
+    for (int shell = 0; shell <= kShells; ++shell) {
       const double clear = shell * edge_;
+      ForEachNear(p, std::min(clear, std::sqrt(best2)), look);
       if (best2 <= clear * clear) return best;
     }
-    for (const auto& [key, i] : sorted_) look(i);
+    for (Index i = 0; i < count; ++i) look(i);
     return best;
   }
 

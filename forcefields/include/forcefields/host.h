@@ -112,7 +112,10 @@ class QZ_API QZHostFunc final : public QZMolFunc2,
   /// Electrostatics" and "Host". "Host" is 0 without flexible atoms; all values are 0 when `x` is
   /// null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
-  /// The interactions of the ligand with itself.
+  /// Those of the ligand, then the pairs of ligand and host within the cutoff, named as the
+  /// components are, then the host's terms of which a flexible atom is part, all as "Host": names
+  /// add up to components. Atoms that are not of `mol` are of `QZHostField::GetHost`. Parameters as
+  /// `QZForceFieldTerm` has them. Cost: O(atoms²), some 250 bytes an interaction.
   QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
                                                        const double* coords,
                                                        unsigned int selector) const override;

@@ -27,7 +27,8 @@ QZ_API QZPerceived QZGetPerceived(const QZMolBase& mol,
 /// How often `make` of `QZGetPerceived` was called since the process began. The difference before
 /// and after a piece of work tells whether the work perceived molecules again.
 QZ_API unsigned long QZCountPerceptions();
-/// How often a molecule was converted to RDKit for perception since the process began.
+/// How often a molecule was converted to RDKit for perception (rings, aromaticity, hydrogens), with
+/// which typing begins, since the process began.
 QZ_API unsigned long QZCountConversions();
 /// Adds one to `QZCountConversions`.
 QZ_API void QZNoteConversion();

@@ -21,22 +21,24 @@ struct QZRDKitMol {
   std::vector<unsigned int> atomIndices;  // our index by RDKit's
   /// Why chemistry could not be perceived; "" when valences, rings and aromaticity are in place.
   std::string error;
-  /// True when perception succeeded and its result does not depend on whether hydrogens that
-  /// valence asks for are implied.
+  /// Perceived, and no hydrogens are missing: none are implied.
   bool isComplete = false;
 };
 
 /// Atoms, bonds, charges and, with `coordinates`, a 3D conformer; nothing is perceived.
 QZRDKitMol ConvertToRDKit(const QZMolBase& mol, bool coordinates, bool implyHydrogens);
 /// The same with chemistry perceived as far as it can be; hydrogens stay explicit and none are
-/// implied. A copy of `PerceivedRDKitMol` where that is complete.
+/// implied. A copy of `PerceivedRDKitMol` where that is complete or cannot be understood.
 QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates);
 /// The same where hydrogens that valence asks for are implied, as SMARTS patterns and the search
 /// for missing hydrogens want it.
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates);
 /// Makes the molecule of `PerceivedRDKitMol`, without coordinates.
 QZRDKitMol PerceiveRDKitMol(const QZMolBase& mol);
-/// The molecule with implied hydrogens, converted and perceived once and kept with `mol` under
+/// Makes what `PerceiveRDKitMol` would make of a molecule from its conversion before hydrogens were
+/// added to both.
+void PerceiveCompleted(QZRDKitMol& completed);
+/// That molecule, converted and perceived once and kept with `mol` under
 /// `RDKitMolTag`; never null.
 std::shared_ptr<const QZRDKitMol> PerceivedRDKitMol(const QZMolBase& mol);
 unsigned int RDKitMolTag();
