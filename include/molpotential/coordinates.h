@@ -66,8 +66,8 @@ struct QZBackTransformations {
 /// (`IsRevisionDue`, `Revise`); the numbers of variables and scales stay the same, and variables
 /// from before no longer belong to the function. In Redundant there are variables for both
 /// descriptions; those not in use are 0 and have gradient 0.
-/// Internal: an evaluation allocates, and a Hessian costs O(n³) for n variables.
-/// Source: see `QZZmatAdaptor`, `QZTorAdaptor`, `QZRedundantInterAdaptor` and `QZInternalAdaptor`.
+/// Internal: a Hessian costs O(n³) for n variables. Source: see `QZZmatAdaptor`, `QZTorAdaptor`,
+/// `QZRedundantInterAdaptor` and `QZInternalAdaptor`.
 class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZRestartable {
  public:
   /// With `own` the function is deleted with this object.
