@@ -53,7 +53,7 @@ bool GuardedFunction::EvaluateHessian(const double* x, std::vector<double>& hess
       return true;
     }
   } catch (const std::exception&) {
-    // Energy and gradient may serve all the same.
+    // The run can go on with energy and gradient.
   }
   func2_ = nullptr;
   return false;

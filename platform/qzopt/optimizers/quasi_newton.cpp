@@ -221,7 +221,8 @@ void Search::keepStep(const Point& from) {
   steps_.push_back(std::move(step));
 }
 
-// Other variables at the current point, with what is known of the Hessian. False: the run ended.
+// Lets the function choose other variables at the current point, and converts what is known of the
+// Hessian. False: the run ended.
 bool Search::revise() {
   if (!state_.Revise(steps_)) return false;
   recent_ = {};
