@@ -15,10 +15,10 @@
 
 namespace QZMolPotential {
 
-/// Points sorted into cubic cells, for what is near to what. Only cells that hold a point exist, so
-/// that neither empty space nor a few points far out cost anything. Within a cell points stand in
-/// ascending order. Points that are not finite are in no cell.
-/// Cost: building O(n log n); a row of neighbouring cells is one search among the occupied ones.
+/// Points sorted into cubic cells, to find the points near a place. Only cells that hold a point
+/// exist, so that neither empty space nor a few distant points cost anything. The points of a cell
+/// are in ascending order. Points that are not finite are in no cell. Cost: building O(n log n); a
+/// row of neighbouring cells is one search among the occupied ones.
 class CellList {
  public:
   using Index = unsigned int;
@@ -87,7 +87,8 @@ class CellList {
   /// pairs nearer than the edge, and some beyond.
   template <class Visit>
   void ForEachPair(Visit visit) const {
-    // Rows ahead of a cell's own; where the search in each stands only moves on.
+    // The rows of cells after a cell's own row. The position of the search in each only moves
+    // forward.
     constexpr std::array<std::array<int, 2>, 4> kAhead{{{1, 0}, {-1, 1}, {0, 1}, {1, 1}}};
     std::array<std::size_t, 4> at{};
     for (std::size_t k = 0; k < keys_.size(); ++k) {
@@ -116,17 +117,22 @@ class CellList {
     }
   }
 
-  /// Of the points for which accept(i), the one nearest to `p` and nearer than the root of
-  /// `farthest2` (Å²), the lowest of several at the same distance; `none` if there is none.
+  /// Of points 0 to count - 1 for which accept(i), the one nearest to `p` and nearer than the root
+  /// of `farthest2` (Å²), the lowest of several at the same distance; `none` if there is none.
   /// `position` as in `Build`. Cost: a few cells when one is found within a few edges, otherwise
-  /// all points.
+  /// `count` points.
   template <class Position, class Accept>
-  Index Nearest(
-      const Vec3& p, double farthest2, Index none, Position position, Accept accept) const {
+  Index Nearest(const Vec3& p,
+                Index count,
+                double farthest2,
+                Index none,
+                Position position,
+                Accept accept) const {
     constexpr int kShells = 4;  // beyond, looking at all points is as cheap
     Index best = none;
     double best2 = farthest2;
     const auto look = [&](Index i) {
+      if (i >= count) return;
       const Vec3 d = p - position(i);
       const double d2 = Dot(d, d);
       const bool nearer = d2 < best2 || (d2 == best2 && best2 < farthest2 && i < best);
@@ -135,12 +141,13 @@ class CellList {
       best = i;
     };
     if (!isFinite(p)) return none;
-    for (int shell = 1; shell <= kShells; ++shell) {
-      ForEachNear(p, shell * edge_, look);
+    // From the point's own cell outwards, not further than the nearest so far.
+    for (int shell = 0; shell <= kShells; ++shell) {
       const double clear = shell * edge_;
+      ForEachNear(p, std::min(clear, std::sqrt(best2)), look);
       if (best2 <= clear * clear) return best;
     }
-    for (const auto& [key, i] : sorted_) look(i);
+    for (Index i = 0; i < count; ++i) look(i);
     return best;
   }
 
@@ -186,7 +193,7 @@ class CellList {
     }
   }
 
-  // A box of more rows than there are cells.
+  // For a box that spans more rows than there are cells: looks at every cell.
   template <class Visit>
   void forEachOfAll(const Cell& first, const Cell& last, Visit& visit) const {
     for (std::size_t c = 0; c < keys_.size(); ++c) {

@@ -8,8 +8,8 @@
 
 namespace QZMolPotential {
 
-/// What one variable of a tree-like coordinate system does to the atoms that hang on it: a turn
-/// about the unit `axis` e through `origin` o, or a shift along it.
+/// The motion that one variable v of a tree-like coordinate system gives to the atoms that depend
+/// on it: a turn about the unit vector `axis` e through `origin` o, or a shift along e.
 struct ScrewMotion {
   Vec3 axis;
   Vec3 origin;
@@ -18,18 +18,19 @@ struct ScrewMotion {
   /// ∂x/∂v of an atom at x: e x (x - o), or e.
   Vec3 Velocity(const Vec3& x) const { return turns ? Cross(axis, x - origin) : axis; }
 
-  /// ∂²x/∂v∂w of an atom at x that `inner` moves as well: variable w of `inner` hangs on this one,
-  /// or is this one. The outer motion turns the inner one's velocity, e x (∂x/∂w); a shift leaves
-  /// it.
+  /// ∂²x/∂v∂w of an atom at x that `inner`, the motion of a variable w, moves as well; w is this
+  /// variable or one further inside the tree. A turn rotates the velocity of the inner motion, e x
+  /// (∂x/∂w); a shift does not change it.
   Vec3 Second(const ScrewMotion& inner, const Vec3& x) const {
     return turns ? Cross(axis, inner.Velocity(x)) : Vec3{};
   }
 };
 
-/// Sums over the atoms that hang on a variable, from which each derivative of an energy along a
-/// screw motion of them all takes one product: the cost of a tree's derivatives is then atoms +
-/// variables, and of its second derivatives' gradient part variables². `reference` is any point
-/// near the atoms; sums that are added must have the same one.
+/// Sums over the atoms that depend on a variable. The derivative of an energy along any screw
+/// motion of all these atoms is one product with the sums. Therefore the gradient over the
+/// variables of a tree costs O(atoms + variables), and the contribution of the gradient to its
+/// second derivatives O(variables²). `reference` is any point near the atoms; only sums with the
+/// same reference may be added.
 struct AtomMoments {
   Vec3 force{};   // Σ g
   Mat3 moment{};  // Σ (x - reference) ⊗ g

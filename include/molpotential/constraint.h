@@ -26,9 +26,8 @@ class QZ_API QZMolConstr : public QZOpt::QZConstrFunc {
 
 /// Holds the distance of two atoms.
 ///   c = |xb - xa| - distance     in Å
-/// **The gradient is xa - xb on atom a and the opposite on b, that of r²/2 and not of c**: r times
-/// the derivative. Callers rely on it.
-/// Copies: deep.
+/// **The gradient is that of r²/2 and not of c**: xa - xb on atom a and the opposite on atom b,
+/// which is r times the derivative of c. Callers rely on it. Copies: deep.
 class QZ_API QZDistanceConstr final : public QZMolConstr {
  public:
   /// Keeps the indices of the atoms; the target is measured at `Setup` or given (Å).
@@ -79,7 +78,7 @@ class QZ_API QZAngleConstr final : public QZMolConstr {
   QZRecord<Data> data_;
 };
 
-/// Holds the cosine of the dihedral a-b-c-d, so that ±angle are one constraint.
+/// Holds the cosine of the dihedral a-b-c-d, so that +angle and -angle are the same constraint.
 ///   c = cos φ - cos(angle)     angle in radians
 /// Three atoms in line divide by zero: there is no guard. Copies: deep.
 class QZ_API QZDihedralConstr final : public QZMolConstr {

@@ -18,7 +18,7 @@ struct QZDistLimitPenalty::Data {
   double onset = 0.0;
   unsigned int numAtoms = 0;
 
-  bool Inside(double r) const { return lower <= r && r <= upper; }
+  bool Inside(double r) const { return !(r < lower) && r <= upper; }
   // The law at r beyond the violated limit, its slope along growing r.
   WallLaw Law(double r) const {
     if (r >= lower) return {k, r - upper, onset};
@@ -89,7 +89,7 @@ double QZDistLimitPenalty::operator()(const double* x) {
 double QZDistLimitPenalty::operator()(const double* x, double* grad) {
   const PairDistance pair(x, data_->atoms);
   if (data_->Inside(pair.r)) return 0.0;
-  if (data_->onset > 0.0) {
+  if (data_->onset > 0.0) [[unlikely]] {
     const WallLaw law = data_->Law(pair.r);
     QZMolPotential::AddDistanceGradient(grad, data_->atoms, pair, law.first);
     return law.value;
@@ -100,7 +100,7 @@ double QZDistLimitPenalty::operator()(const double* x, double* grad) {
 bool QZDistLimitPenalty::operator()(const double* x, double* hessian, double* grad) {
   const PairDistance pair(x, data_->atoms);
   if (data_->Inside(pair.r)) return true;
-  if (data_->onset > 0.0) {
+  if (data_->onset > 0.0) [[unlikely]] {
     const WallLaw law = data_->Law(pair.r);
     QZMolPotential::PackedSink sink(hessian);
     QZMolPotential::AddDistanceDerivatives(sink, grad, data_->atoms, pair, law.first, law.second);

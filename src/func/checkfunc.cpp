@@ -12,10 +12,11 @@
 namespace QZMolPotential {
 namespace {
 
-// What a plain difference of a smooth function is off by at most, as no mistake would be.
+// The largest relative error of a central difference of a smooth function; mistakes in derivatives
+// are larger.
 constexpr double kPlain = 1e-6;
 
-// A derivative by differences, and how far it may be off.
+// A derivative by differences and its estimated error.
 struct Estimate {
   double value = 0.0;
   double uncertainty = 0.0;
@@ -43,9 +44,9 @@ void Compare(QZDerivativeError& worst,
            numeric.uncertainty};
 }
 
-// One quantity's differences at halved steps, extrapolated to none by polynomials in h²: column j
-// of a row has lost the error terms up to h^2j. The best entry is the one that differs least from
-// its two neighbours, and that difference is its uncertainty.
+// Difference quotients of one quantity at halved steps h, extrapolated to h = 0 by polynomials in
+// h²: column j of a row is free of the error terms up to h^2j. The best entry is the one that
+// differs least from its two neighbours, and this difference is its uncertainty.
 class Extrapolation {
  public:
   static constexpr std::size_t kLevels = 10;
@@ -73,8 +74,8 @@ class Extrapolation {
   Estimate best_{std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::max()};
 };
 
-// The derivatives of a vector of quantities, evaluate(x, out), along each variable, against those
-// given: of the energy, or of the gradient.
+// Compares given derivatives of a vector of quantities (the energy, or the gradient), which
+// evaluate(x, out) computes, with differences along each variable.
 template <class Evaluate>
 class Differences {
  public:

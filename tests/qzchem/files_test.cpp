@@ -233,4 +233,63 @@ TEST(Files, AddedHydrogensStandAtBondingDistance) {
   EXPECT_EQ(messages.Warnings().size(), 1U);
 }
 
+// Types as other programs write them: in capitals, of a force field, of isotopes.
+TEST(Files, Mol2TypesOfEveryHandAreTakenWhereTheyAreClear) {
+  const auto element = [](const std::string& type, bool isBonded) {
+    const std::string record = "@<TRIPOS>MOLECULE\nx\n2 " + std::string(isBonded ? "1" : "0") +
+                               " 1\nSMALL\nNO_CHARGES\n@<TRIPOS>ATOM\n1 CA 0 0 0 C.3 1 CL 0\n2 " +
+                               type + " 1.5 0 0 " + type + " 1 CL 0\n@<TRIPOS>BOND\n" +
+                               (isBonded ? "1 1 2 1\n" : "");
+    const auto read = ReadAll(record, MOL2).molecules;
+    return read.empty() ? std::string("refused")
+                        : QZGetAtomicSymbol(read[0].GetAtom(1)->GetAtomicNumber());
+  };
+  const std::tuple<const char*, const char*, const char*> cases[] = {{"CL", "Cl", "Cl"},
+                                                                     {"BR", "Br", "Br"},
+                                                                     {"cl", "Cl", "Cl"},
+                                                                     {"ZN", "Zn", "Zn"},
+                                                                     {"D", "H", "H"},
+                                                                     {"c3", "C", "C"},
+                                                                     {"ca", "C", "C"},
+                                                                     {"sy", "S", "S"},
+                                                                     {"N.pl3", "N", "N"},
+                                                                     {"CA", "refused", "Ca"},
+                                                                     {"NA", "refused", "Na"},
+                                                                     {"si", "refused", "refused"}};
+  for (const auto& [type, bonded, alone] : cases) {
+    EXPECT_EQ(element(type, true), bonded) << type;
+    EXPECT_EQ(element(type, false), alone) << type;
+  }
+}
+
+// What was seen of the molecule before hydrogens came serves the whole one: it is embedded as one
+// that is looked at anew, with holes among its atoms and aromatic rings of sulfur.
+TEST(Files, AddedHydrogensAreSeenAsIfTheyHadAlwaysBeenThere) {
+  for (const char* smiles : {"Cc1nc2ccccc2s1", "[O-][N+](=O)c1cnc(N)s1", "C[N+](C)(C)CC(=O)[O-]"}) {
+    QZGraphMol mol;
+    ASSERT_TRUE(QZSmilesToMol(mol, smiles));
+    mol.DeleteAtom(mol.GetAtom(0));
+    for (auto& atom : QZRange(mol.GetAtoms())) {
+      if (atom.GetAtomicNumber() == 1) mol.DeleteAtom(&atom);
+    }
+    ASSERT_GT(QZAddHydrogens(mol), 0);
+    const unsigned long conversions = QZCountConversions();
+    std::vector<std::vector<double>> conformers;
+    ASSERT_TRUE(QZMakeConformers(mol, {}, conformers));
+    EXPECT_EQ(QZCountConversions(), conversions) << smiles;
+    QZGraphMol anew = mol;
+    anew.GetAtom(1)->SetIsotope(13);
+    anew.GetAtom(1)->SetIsotope(0);
+    std::vector<std::vector<double>> expected;
+    ASSERT_TRUE(QZMakeConformers(anew, {}, expected));
+    EXPECT_GT(QZCountConversions(), conversions);
+    EXPECT_EQ(conformers, expected) << smiles;
+    for (unsigned int i = 0; i < mol.BondIndexBound(); ++i) {
+      if (mol.GetBond(i) == nullptr) continue;
+      EXPECT_EQ(mol.GetBond(i)->IsInRing(), anew.GetBond(i)->IsInRing()) << smiles << " " << i;
+      EXPECT_EQ(mol.GetBond(i)->IsAromatic(), anew.GetBond(i)->IsAromatic()) << smiles << " " << i;
+    }
+  }
+}
+
 }  // namespace

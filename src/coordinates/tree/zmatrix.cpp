@@ -21,7 +21,7 @@ namespace QZMolPotential {
 namespace {
 
 constexpr double kDegree = std::numbers::pi / 180.0;
-// 0.001 below straight: the dihedral about such an angle means nothing.
+// π - 0.001: about an angle this close to straight a dihedral is undefined.
 constexpr double kStraight = 3.1405926535897932;
 
 enum { kDistance, kAngle, kDihedral };
@@ -52,7 +52,8 @@ struct QZZmatAdaptor::State {
   static void MarkUndefined(Row& row);
   void Int2xyz();
   ZmatRow Placing(std::size_t k) const;
-  ZmatAxes AxesOf() const;
+  void PlaceFirst();
+  std::array<double, 3> SlopesOfThird() const;
   void SweepBack(double* grad);
 
   unsigned int numAtoms = 0;
@@ -155,8 +156,8 @@ void QZZmatAdaptor::State::MarkUndefined(Row& row) {
   row.mask[kDihedral] = row.value[kAngle] >= kStraight ? -1 : 1;
 }
 
-// Where b-a-d is nearly straight, d becomes the nearest earlier atom to a that is not in line with
-// them, if there is one.
+// When b-a-d is nearly straight, d is replaced by the nearest earlier atom to a that is not in line
+// with a and b, if there is one.
 void QZZmatAdaptor::State::RechooseDihedral(const double* x,
                                             unsigned int k,
                                             EarlierAtoms& earlier) {
@@ -201,75 +202,89 @@ void QZZmatAdaptor::State::Xyz2int(const double* x) {
   }
 }
 
-// Atom 1 in line with the first axis, atom 2 on the side of the second.
 ZmatRow QZZmatAdaptor::State::Placing(std::size_t k) const {
-  ZmatRow row;
-  row.atom = static_cast<unsigned int>(k);
-  row.partner = rows[k].partner;
-  if (k == 1) {
-    row.form = ZmatRow::Form::Straight;
-    row.partner = {row.partner[0], ZmatRow::kAxis, ZmatRow::kAxis + 1};
-  }
-  if (k == 2) row.partner[2] = ZmatRow::kAxis + 1;
-  return row;
+  return {.atom = static_cast<unsigned int>(k), .partner = rows[k].partner};
 }
 
-// The axes of the frame in which the points stand: the first along atom 1, the second towards atom
-// 2 or, with atom 2 in line, towards y or z.
-ZmatAxes QZZmatAdaptor::State::AxesOf() const {
-  ZmatAxes axes;
-  const double r1 = numAtoms > 1 ? rows[1].value[kDistance] : 0.0;
-  if (r1 != 0.0) axes.axis[0] = (1.0 / r1) * (points[1] - points[0]);
-  if (numAtoms < 3) return axes;
+// The first three atoms, which no three others place.
+void QZZmatAdaptor::State::PlaceFirst() {
+  points[0] = {};
+  if (numAtoms > 1) points[1] = {rows[1].value[kDistance], 0.0, 0.0};
+  if (numAtoms < 3) return;
   const Row& row = rows[2];
-  const Vec3 along = points[row.partner[0]] - points[row.partner[1]];
-  const Vec3 arm = points[2] - points[row.partner[0]];
-  const auto across = [&](const Vec3& v) {
-    return v - (Dot(v, along) / Dot(along, along)) * along;
-  };
-  // The angle grows towards the second axis, and does not turn over with the arm where it passes 0
-  // or π.
-  const double side = row.value[kDistance] * std::sin(row.value[kAngle]) < 0.0 ? -1.0 : 1.0;
-  Vec3 second = side * across(arm);
-  if (!(Norm(second) > 1e-12 * Norm(arm))) {
-    second = across({0.0, 1.0, 0.0});
-    if (!(Norm(second) > 1e-6)) second = across({0.0, 0.0, 1.0});
-  }
-  if (Norm(second) > 0.0) axes.axis[1] = (1.0 / Norm(second)) * second;
-  axes.axis[2] = Cross(axes.axis[0], axes.axis[1]);
-  return axes;
+  const Vec3 pb = points[row.partner[0]];
+  const double away = pb.x > points[row.partner[1]].x ? 1.0 : -1.0;
+  const double r = row.value[kDistance];
+  const double theta = row.value[kAngle];
+  points[2] = {pb.x - away * r * std::cos(theta), r * std::sin(theta), 0.0};
 }
 
 void QZZmatAdaptor::State::Int2xyz() {
   std::ranges::fill(coords, 0.0);
-  points[0] = {};
+  PlaceFirst();
   const ZmatAxes axes;
   PlacedRow<double> placed;
-  for (std::size_t k = 1; k < numAtoms; ++k) {
+  for (std::size_t k = 3; k < numAtoms; ++k) {
     Row& row = rows[k];
     // Only a conversion from Cartesian coordinates makes a dihedral undefined: an angle that the
     // caller takes past straight keeps it.
-    if (k > 2 && row.mask[kDihedral] < 0) MarkUndefined(row);
+    if (row.mask[kDihedral] < 0) MarkUndefined(row);
     points[k] = PlaceRow(Placing(k), axes, row.value.data(), points.data(), placed);
-    StoreAtom(coords.data(), k, points[k]);
   }
+  for (std::size_t k = 1; k < numAtoms; ++k) StoreAtom(coords.data(), k, points[k]);
+}
+
+// The derivatives with respect to atom 2's distance and angle, wherever the molecule stands: with e
+// from a to b and m across it, on the atom's side, p = b + r (sin θ m - cos θ e).
+std::array<double, 3> QZZmatAdaptor::State::SlopesOfThird() const {
+  const Row& row = rows[2];
+  const auto [r, theta, unused] = row.value;
+  const Vec3 pb = points[row.partner[0]];
+  const Vec3 along = pb - points[row.partner[1]];
+  const Vec3 arm = points[2] - pb;
+  const double perAlong2 = 1.0 / Dot(along, along);
+  const auto across = [&](const Vec3& v) { return v - (perAlong2 * Dot(v, along)) * along; };
+  // The angle grows towards m, which does not turn over with the arm where it passes 0 or π.
+  const double sine = std::sin(theta);
+  Vec3 m = (r * sine < 0.0 ? -1.0 : 1.0) * across(arm);
+  if (!(Norm(m) > 1e-12 * Norm(arm))) {
+    m = across({0.0, 1.0, 0.0});
+    if (!(Norm(m) > 1e-6)) m = across({0.0, 0.0, 1.0});
+  }
+  const double ofM = Dot(forces[2], m) / Norm(m);
+  const double ofE = Dot(forces[2], along) * std::sqrt(perAlong2);
+  const double cosine = std::cos(theta);
+  return {sine * ofM - cosine * ofE, r * (sine * ofE + cosine * ofM), 0.0};
 }
 
 // Derivatives with respect to the values of each row, from the last atom to the first, written in
 // the variables' order.
 void QZZmatAdaptor::State::SweepBack(double* grad) {
-  const ZmatAxes axes = AxesOf();
   double* write = grad + freeCount;
-  for (std::size_t k = numAtoms; k-- > 1;) {
+  const auto put = [&](std::size_t k, const std::array<double, 3>& slopes) {
     const Row& row = rows[k];
-    const ZmatRow placing = Placing(k);
-    const PlacedRow<double> placed(placing, axes, row.value.data(), points.data());
-    const auto slopes = SweepRow(placing, axes, placed, forces.data());
     for (std::size_t which = ValuesOf(k); which-- > 0;) {
       if (row.mask[which] != 0) *--write = row.mask[which] > 0 ? slopes[which] : 0.0;
     }
+  };
+  const ZmatAxes axes;
+  for (std::size_t k = numAtoms; k-- > 3;) {
+    const ZmatRow placing = Placing(k);
+    const PlacedRow<double> placed(placing, axes, rows[k].value.data(), points.data());
+    put(k, SweepRow(placing, axes, placed, forces.data()));
   }
-  if (numAtoms == 1 && freeCount == 1) grad[0] = 0.0;
+  // Turning the first bond, or the third atom about it, is no variable.
+  if (numAtoms > 2) {
+    put(2, SlopesOfThird());
+    forces[rows[2].partner[0]] += forces[2];
+  }
+  if (numAtoms > 1) {
+    const double r = rows[1].value[kDistance];
+    const Vec3 along = r != 0.0 ? (1.0 / r) * (points[1] - points[0]) : Vec3{1.0, 0.0, 0.0};
+    put(1, {Dot(forces[1], along), 0.0, 0.0});
+  } else if (freeCount == 1) {
+    grad[0] = 0.0;
+  }
 }
 
 bool QZZmatAdaptor::FuncVarToOptVar(const double* coords, double* vars) {

@@ -27,8 +27,7 @@ class EarlierAtoms {
   template <class Accept>
   unsigned int Nearest(const Vec3& p, double farthest2, unsigned int none, Accept accept) const {
     const auto position = [this](unsigned int atom) { return LoadAtom(coords_, atom); };
-    const auto known = [&](unsigned int atom) { return atom < count_ && accept(atom); };
-    return count_ == 0 ? none : cells_.Nearest(p, farthest2, none, position, known);
+    return count_ == 0 ? none : cells_.Nearest(p, count_, farthest2, none, position, accept);
   }
 
  private:

@@ -42,8 +42,6 @@ std::vector<unsigned int> FrozenAtoms(const Task& task, const QZMolBase& mol) {
 
 namespace {
 
-constexpr double kConstraintTolerance = 1e-6;  // Å or radians
-
 void ReportHeld(Energy& energy,
                 const std::vector<HeldConstraint>& constraints,
                 const std::vector<double>& coords,
@@ -122,6 +120,7 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
     throw RecordError("the minimiser's result has no finite geometry");
   }
   mol.SetCoords(coords.data());
+  outcome.backTransformations = function->GetBackTransformations();
   outcome.components = energy.Components(coords.data());
   ReportHeld(energy, constraints, coords, outcome);
 }

@@ -6,8 +6,8 @@
 
 namespace QZSystem {
 
-/// A function of one argument; the two numbers keep argument and result passing apart in the
-/// family this belongs to and have no meaning here.
+/// A function of one argument. The two numbers have no meaning here; they are part of the
+/// template's signature, which callers rely on.
 template <class A, class R, int ArgKind, int ResultKind>
 class QZUnaryFunction {
  public:
