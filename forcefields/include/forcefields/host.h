@@ -13,7 +13,7 @@
 
 namespace QZMolPotential {
 
-/// How a ligand and its host interact.
+/// Options of the interaction between a ligand and its host.
 struct QZHostOptions {
   QZForceFieldKind forceField = QZForceFieldKind::MMFF94;
   double cutoff = 10.0;      // Å between two atoms; 0: none
@@ -29,7 +29,7 @@ struct QZHostOptions {
 ///   QZGraphMol mol = field.Join(ligand, field.FindNear(ligand, 4.0));   // or the ligand itself
 ///   QZHostFunc func(field);
 ///   if (!func.Setup(mol)) ...                                           // minimise func
-/// Copies share the host.
+/// Copies share the host. Cost: `Setup` types and copies the host.
 class QZ_API QZHostField {
  public:
   explicit QZHostField(const QZHostOptions& options = {});

@@ -45,7 +45,7 @@ bool Metric::TakeModel(QZHessianModel* model, const double* x) {
   try {
     if (!model->AppendModelHessian(x, entries_) || entries_.empty()) return false;
   } catch (const std::exception&) {
-    return false;  // a hint and no more: the function itself tells what is wrong
+    return false;  // only a hint: a faulty function shows its fault when it is evaluated
   }
   const auto n = static_cast<Eigen::Index>(n_);
   std::vector<double> diagonal(n_, 0.0);
