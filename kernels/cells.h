@@ -15,10 +15,10 @@
 
 namespace QZMolPotential {
 
-/// Points sorted into cubic cells, for what is near to what. Only cells that hold a point exist, so
-/// that neither empty space nor a few points far out cost anything. Within a cell points stand in
-/// ascending order. Points that are not finite are in no cell.
-/// Cost: building O(n log n); a row of neighbouring cells is one search among the occupied ones.
+/// Points sorted into cubic cells, to find the points near a place. Only cells that hold a point
+/// exist, so that neither empty space nor a few distant points cost anything. The points of a cell
+/// are in ascending order. Points that are not finite are in no cell. Cost: building O(n log n); a
+/// row of neighbouring cells is one search among the occupied ones.
 class CellList {
  public:
   using Index = unsigned int;
@@ -87,7 +87,8 @@ class CellList {
   /// pairs nearer than the edge, and some beyond.
   template <class Visit>
   void ForEachPair(Visit visit) const {
-    // Rows ahead of a cell's own; where the search in each stands only moves on.
+    // The rows of cells after a cell's own row. The position of the search in each only moves
+    // forward.
     constexpr std::array<std::array<int, 2>, 4> kAhead{{{1, 0}, {-1, 1}, {0, 1}, {1, 1}}};
     std::array<std::size_t, 4> at{};
     for (std::size_t k = 0; k < keys_.size(); ++k) {
@@ -192,7 +193,7 @@ class CellList {
     }
   }
 
-  // A box of more rows than there are cells.
+  // For a box that spans more rows than there are cells: looks at every cell.
   template <class Visit>
   void forEachOfAll(const Cell& first, const Cell& last, Visit& visit) const {
     for (std::size_t c = 0; c < keys_.size(); ++c) {

@@ -31,7 +31,8 @@ struct DihedralCosine {
     dot = Dot(normal, normal2);
     n2 = Dot(normal, normal);
     m2 = Dot(normal2, normal2);
-    // The reciprocal and the root do not wait for one another.
+    // Independent of each other, so that the processor can compute the reciprocal and the root at
+    // the same time.
     perN2M2 = 1.0 / (n2 * m2);
     product = std::sqrt(n2 * m2);
     perProduct = product * perN2M2;
@@ -50,8 +51,8 @@ struct DihedralCosine {
   /// digits where both bond angles are nearly straight.
   double Sine() const { return Dot(b, Cross(normal, normal2)) / Norm(b) * perProduct; }
 
-  /// The same, but 0 where it does not rise above the rounding of the normals' directions, so that
-  /// planar atoms have a planar angle.
+  /// The same, but 0 when it is below the rounding error of the normals' directions, so that the
+  /// dihedral of planar atoms is exactly 0 or π.
   double SineOrZero() const {
     constexpr double kRounding = 8.0 * std::numeric_limits<double>::epsilon();
     const double sine = Sine();

@@ -21,12 +21,12 @@ struct PointDistance {
   explicit PointDistance(const Vec3& d) : delta(d), r2(Dot(d, d)), r(std::sqrt(r2)) {}
   PointDistance(const Vec3& p0, const Vec3& p1) : PointDistance(p0 - p1) {}
 
-  /// ∇f with respect to P0, for slope f'; P1 has the opposite. 1/r as r · 1/r², since the
-  /// reciprocal need not wait for the root.
+  /// ∇f with respect to P0, for slope f'; that for P1 is the opposite. 1/r is computed as r · 1/r²,
+  /// so that the processor can compute the reciprocal and the root at the same time.
   Vec3 Slope(double first) const { return (first * (r * (1.0 / r2))) * delta; }
   /// ∇²f with respect to P0, for slope f' and curvature f''.
   Mat3 Curvature(double first, double second) const {
-    // Written so that little waits for the slope, which comes last.
+    // Ordered so that few operations depend on the slope, which is known last.
     const double perR2 = 1.0 / r2;
     const double perR = r * perR2;
     const double along = second * perR2 - first * (perR * perR2);
@@ -56,7 +56,8 @@ void AddDistanceDerivatives(Sink& sink,
   const Mat3 block = d.Curvature(first, second);
   sink.Diagonal(atoms[0], block);
   sink.Diagonal(atoms[1], block);
-  // The block is symmetric, so that either order will do; this one spares the sink a turn.
+  // The block is symmetric, so that the order of the atoms does not matter; in this order the sink
+  // need not transpose it.
   const auto [low, high] = std::minmax({atoms[0], atoms[1]});
   sink.Mixed(high, low, -block);
   if (grad != nullptr) AddDistanceGradient(grad, atoms, d, first);

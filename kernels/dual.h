@@ -8,8 +8,8 @@
 
 namespace QZMolPotential {
 
-/// A number with its derivatives along `N` directions: forward differentiation. Formulas written
-/// for a number type T give derivatives when T is this.
+/// A number with its derivatives along `N` directions, for forward differentiation: a formula
+/// written as a template over its number type also computes derivatives when the type is this one.
 template <std::size_t N>
 struct Dual {
   double value = 0.0;

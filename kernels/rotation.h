@@ -32,7 +32,7 @@ inline double SquaredNorm(const double* q) {
 inline Mat3 Rotation(const double* q) {
   const double s = SquaredNorm(q);
   if (s == 0.0) return {};
-  // A unit vector first: products of the components of a very short q would lose their digits.
+  // q is normalised first, since products of the components of a very short q would underflow.
   const double length = std::sqrt(s);
   const double u[4] = {q[0] / length, q[1] / length, q[2] / length, q[3] / length};
   const Mat3 m = UnnormalisedRotation(u);
@@ -47,7 +47,7 @@ inline std::array<double, 4> HalfQuaternionGradient(const Mat3& m, const double*
   const double w = q[0];
   const Vec3 v{q[1], q[2], q[3]};
   const double trace = m.row0.x + m.row1.y + m.row2.z;
-  // The antisymmetric and symmetric parts of m are all that R's derivative sees.
+  // The derivative of R depends on m only through its antisymmetric and symmetric parts.
   const Vec3 anti{m.row1.z - m.row2.y, m.row2.x - m.row0.z, m.row0.y - m.row1.x};
   const Vec3 sx{2.0 * m.row0.x - trace, m.row0.y + m.row1.x, m.row0.z + m.row2.x};
   const Vec3 sy{m.row0.y + m.row1.x, 2.0 * m.row1.y - trace, m.row1.z + m.row2.y};

@@ -158,8 +158,8 @@ class BlockHessian {
   std::vector<Mat3> mixed_;
 };
 
-/// Adds `factor` ∇q⊗∇q to `sink`, `gradient` being ∇q over `atoms`: what is positive in the second
-/// derivatives of a convex function of q, near its minimum all of them.
+/// Adds `factor` ∇q⊗∇q to `sink`; `gradient` is ∇q over `atoms`. For a function f(q) and factor f''
+/// this is the positive part of its Hessian, and near the minimum of f all of it.
 template <std::size_t K, HessianSink Sink>
 void AddOuterProducts(Sink& sink,
                       const std::array<unsigned int, K>& atoms,
@@ -174,8 +174,9 @@ void AddOuterProducts(Sink& sink,
   }
 }
 
-/// Adds to `sink` the second derivatives over K atoms and a centre of a function of the vectors
-/// from the centre to the atoms; `blocks[k][l]`, l <= k, are those over the vectors, rows over k.
+/// For a function of the K vectors from a central atom to K other atoms: adds its second
+/// derivatives over these K + 1 atoms to `sink`. `blocks[k][l]`, l <= k, are its second derivatives
+/// over the vectors k (rows) and l (columns).
 template <std::size_t K, HessianSink Sink>
 void AddCentred(Sink& sink,
                 const std::array<unsigned int, K>& atoms,

@@ -9,10 +9,10 @@
 
 namespace QZMolPotential {
 
-/// The rotation R that brings points b onto points a best, least squares of a - R b about their
-/// centroids, from s = Σ b ⊗ a: its quaternion is the eigenvector of the largest eigenvalue of
-/// Horn's 4 x 4 matrix, so that a reflection cannot come out. The identity where no rotation is
-/// better than none, as for a single point. Horn, J. Opt. Soc. Am. A 4, 629 (1987).
+/// The rotation R that superposes points b on points a best, minimising Σ |a - R b|² about the
+/// centroids, from s = Σ b ⊗ a. Its quaternion is the eigenvector of the largest eigenvalue of
+/// Horn's 4 x 4 matrix, so that the result is never a reflection. The identity when no rotation
+/// lowers the sum, as for a single point. Horn, J. Opt. Soc. Am. A 4, 629 (1987).
 inline Mat3 BestRotation(const Mat3& s) {
   const double xx = s.row0.x;
   const double yy = s.row1.y;
@@ -32,9 +32,9 @@ inline Mat3 BestRotation(const Mat3& s) {
   return Rotation(q.data());
 }
 
-/// Of a symmetric matrix, by which a best rotation turns when its points move; what is below 1e-12
-/// of the largest eigenvalue counts as 0, as for atoms in line, where a turn about the line changes
-/// nothing.
+/// The pseudo-inverse of a symmetric 3 x 3 matrix, needed for the derivative of a best rotation.
+/// Eigenvalues below 1e-12 of the largest count as 0: for atoms in line a turn about the line
+/// changes nothing.
 inline Mat3 SymmetricPseudoInverse(const Mat3& m) {
   Eigen::Matrix3d a;
   a << m.row0.x, m.row0.y, m.row0.z, m.row1.x, m.row1.y, m.row1.z, m.row2.x, m.row2.y, m.row2.z;

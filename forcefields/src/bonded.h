@@ -16,9 +16,9 @@
 
 namespace QZMolPotential {
 
-/// The terms of one kind of a molecule, one array for their atoms (by index), one for their
-/// parameters and one for the bonds that selections ask about. `K` computes one term: see
-/// `MmffStretch`.
+/// All terms of one kind of a molecule: an array of their atoms (by index), one of their
+/// parameters, and one of the bonds that selections are asked about. `K` computes one term;
+/// `MmffStretch` is an example.
 template <class K>
 struct BondedArrays {
   using Bonds = std::array<unsigned int, K::kBonds>;
@@ -73,7 +73,8 @@ class TermEvaluator {
   /// False: none.
   virtual bool Model(const double* x, Entries& entries) = 0;
   virtual void ForEach(const double* x, const Visit& visit) = 0;
-  /// Where its terms come from, by which two evaluators of the same are told; null: its own.
+  /// Identifies the shared array of terms, so that two evaluators of the same terms can be
+  /// recognised; null: the evaluator has terms of its own.
   virtual const void* Source() const { return nullptr; }
 };
 

@@ -17,11 +17,12 @@ std::vector<const QZChem::QZBondBase*> BondsOf(const QZChem::QZMolBase& mol);
 /// By atom index, whether `pred` accepts the atom.
 std::vector<std::uint8_t> Accepted(const QZChem::QZMolBase& mol,
                                    const Selection::AtomPredicate& pred);
-/// Narrows `input`, of all pairs, to those that the selection accepts. A predicate made from one of
-/// atoms (`QZChem::QZUnaryToBinaryOr`) is asked once for each atom, another once for each pair.
+/// Restricts `input`, which describes all pairs, to the pairs that the selection accepts. A
+/// predicate that was made from a predicate of atoms (`QZChem::QZUnaryToBinaryOr`) is asked once
+/// for each atom, any other once for each pair.
 void Choose(const QZChem::QZMolBase& mol, const Selection& selection, PairInput& input);
 
-/// Those of `all`, which `owner` keeps alive, that the selection accepts.
+/// The terms of `all` that the selection accepts. `owner` keeps `all` alive.
 template <class K>
 std::shared_ptr<const BondedArrays<K>> Chosen(const QZChem::QZMolBase& mol,
                                               const Selection& selection,

@@ -40,8 +40,9 @@ class PairTerm final : public TermEvaluator {
 
   bool SharesWith(const PairTerm& other) const { return pairs_ == other.pairs_; }
 
-  /// While it lives, the first of two terms that share an evaluator computes both and the second
-  /// nothing, so that their sum takes one pass. Null terms: nothing changes.
+  /// While such an object exists, the first of two terms that share an evaluator computes both
+  /// energies and the second computes nothing, so that their sum takes one pass over the pairs.
+  /// With null terms it has no effect.
   class Joint {
    public:
     explicit Joint(std::pair<PairTerm*, PairTerm*> terms)

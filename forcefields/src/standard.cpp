@@ -179,8 +179,8 @@ void QZStandardFF::joinPairs() {
   }
 }
 
-// Null when they have pairs of their own, now that terms are frozen or not, or when one of the two
-// was removed.
+// Null when the two terms do not use the same pairs, which may change with frozen atoms, or when
+// one of them was removed.
 std::pair<PairTerm*, PairTerm*> QZStandardFF::joint() const {
   const auto isHere = [this](const QZForceFieldTerm* f) {
     return std::ranges::any_of(GetComps(), [f](const auto& comp) { return comp.first == f; });

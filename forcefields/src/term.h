@@ -24,7 +24,8 @@ struct QZForceFieldTerm::Impl {
   /// What the selection accepts on `mol`; null when the force field lacks the term.
   std::unique_ptr<TermEvaluator> Make(const QZChem::QZMolBase& mol,
                                       const std::shared_ptr<const Perception>& from) const;
-  /// Leaves out what those flags hold; null: nothing. There and back costs a comparison.
+  /// Leaves out terms whose atoms are all fixed; null: none. Going back to the latest flags costs
+  /// only a comparison.
   void Restrict(const unsigned char* fixed);
   bool IsPairs() const;
   const char* Name() const;

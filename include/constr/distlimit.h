@@ -8,15 +8,15 @@
 
 namespace QZConstr {
 
-/// Keeps the distance r of two atoms inside a band, of the Cartesian coordinates of the whole
-/// molecule.
+/// A penalty that keeps the distance r of two atoms inside a band; a function of the Cartesian
+/// coordinates of the whole molecule.
 ///   E = 0                lower <= r <= upper
 ///   E = k (r - lower)²   r < lower
 ///   E = k (r - upper)²   r > upper     r and limits in Å, k in kcal/mol/Å²
-/// At the limits E, gradient and Hessian are 0. The limits are not compared: with lower > upper
-/// every distance is outside, and below `lower` the lower wall acts. Coincident atoms outside the
-/// band divide by zero. Copies: deep. Cost: O(1), nothing allocated; of a Hessian only the entries
-/// of the two atoms are touched.
+/// At the limits E, gradient and Hessian are 0. The limits are not compared: when lower > upper,
+/// the first formula that applies is that for r < lower, then that for r > upper. Coincident atoms
+/// outside the band divide by zero. Copies: deep. Cost: O(1), nothing allocated; a Hessian call
+/// touches only the entries of the two atoms.
 class QZ_API QZDistLimitPenalty final : public QZMolPotential::QZMolFunc2,
                                         public QZMolPotential::QZFrameQuery,
                                         public QZOpt::QZHessianModel {
@@ -37,15 +37,15 @@ class QZ_API QZDistLimitPenalty final : public QZMolPotential::QZMolFunc2,
   void SetUpperLimit(double upper);
   double Get_k() const;
   void Set_k(double k);
-  /// Width (Å) over which a wall's curvature rises from 0 at its limit to 2k, in place of the step;
-  /// 0, the default, for the shape above. With e the excess over the limit and w the onset
+  /// The onset w (Å), 0 by default: the distance beyond a limit over which the curvature rises from
+  /// 0 to 2k, instead of jumping as in the formulas above. With e the excess over the limit
   ///   E = k e³/(3w)  e < w        E = k (e² - w e + w²/3)  e >= w
-  /// False for one that is negative or not finite.
+  /// `SetOnset` fails: false for a value that is negative or not finite.
   double GetOnset() const;
   bool SetOnset(double onset);
 
-  /// Takes the atom-index bound, then fails with a Warning when the molecule lacks an atom; the
-  /// bound stays taken and the parameters keep. An atom named twice is never found.
+  /// Fails: false with a Warning when the molecule lacks one of the atoms or both atoms are the
+  /// same one. NumVar() is set in any case, and the parameters stay as they were.
   bool Setup(const QZChem::QZMolBase& mol) override;
   /// Ends the binding: NumVar() is 0 again.
   void Clear() override;
@@ -57,7 +57,7 @@ class QZ_API QZDistLimitPenalty final : public QZMolPotential::QZMolFunc2,
   bool operator()(const double* x, double* hessian, double* grad) override;
   /// True.
   bool IsFrameInvariant() const override { return true; }
-  /// The part of the second derivatives that is positive.
+  /// The positive part of the Hessian.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Distance Limit Penalty"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;

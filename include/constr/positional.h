@@ -10,20 +10,21 @@ namespace QZConstr {
 
 struct PositionRestraintData;
 
-/// Holds the selected atoms near the positions that they had at `Setup`, of the Cartesian
-/// coordinates of the whole molecule: a sum over atoms at distance d from their reference points of
+/// A restraint that holds the selected atoms near the positions that they had at `Setup`; a
+/// function of the Cartesian coordinates of the whole molecule. It is a sum over the selected
+/// atoms, each at distance d from its reference point, of
 ///   E = 0              d² <= width²
 ///   E = k (d - width)ⁿ otherwise; d and width in Å, k in kcal/mol/Åⁿ
-/// On the sphere itself E and gradient are 0; for n < 1 the gradient is singular just outside.
-/// Copies: deep, exponent included. Cost: O(restrained atoms), one pass, nothing allocated; holds
-/// 4 doubles an atom.
+/// At d = width E and gradient are 0; for n < 1 the gradient grows without bound just outside.
+/// Copies: deep, exponent included. Cost: O(restrained atoms), one pass, nothing allocated; holds 4
+/// doubles an atom.
 class QZ_API QZPositionRestraint : public QZMolPotential::QZMolFunc1,
                                    public QZMolPotential::QZFrameQuery,
                                    public QZOpt::QZHessianModel {
  public:
   ~QZPositionRestraint() override;
 
-  /// The selection, null when there is none and every atom is restrained.
+  /// The selection, owned by this object; null when every atom is restrained.
   const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>* GetPred() const;
 
   /// Takes the atoms that the selection accepts and their coordinates as reference points. A
@@ -35,8 +36,8 @@ class QZ_API QZPositionRestraint : public QZMolPotential::QZMolFunc1,
   /// Drops the restrained atoms; parameters and selection stay.
   void Clear() override;
   using QZMolPotential::QZMolFunc1::Set;
-  /// Keeps a copy of `pred` for the next `Setup` when `which` has the bit
-  /// `QZCategoryPositional`. True in either case: callers rely on it.
+  /// Keeps a copy of `pred` for the next `Setup` when `which` has the bit `QZCategoryPositional`.
+  /// Answers true whether it has or not: callers rely on it.
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
   void ClearPredicates() override;
   /// 3 x the number of atoms, holes not counted; coordinates and gradients have 3 x
@@ -45,9 +46,9 @@ class QZ_API QZPositionRestraint : public QZMolPotential::QZMolFunc1,
   using QZMolPotential::QZMolFunc1::operator();
   double operator()(const double* x) override;
   double operator()(const double* x, double* grad) override;
-  /// False: its reference points stand still.
+  /// False: the reference points do not move with the molecule.
   bool IsFrameInvariant() const override { return false; }
-  /// The part of the second derivatives that is positive.
+  /// The positive part of the Hessian.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Constraint Potential"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
@@ -80,10 +81,11 @@ class QZ_API QZHarmonicPotential final : public QZPositionRestraint {
   void Set_kc(double kc) { setStrength(kc); }
   double Get_dc() const { return getWidth(); }
   void Set_dc(double dc) { setWidth(dc); }
-  /// Width (Å) over which the curvature rises from 0 on the sphere to 2k, in place of the step; 0,
-  /// the default, for the shape above. With e = d - width and w the onset
+  /// The onset w (Å), 0 by default: the distance beyond `width` over which the curvature rises from
+  /// 0 to 2k, instead of jumping. With e = d - width
   ///   E = k e³/(3w)  e < w        E = k (e² - w e + w²/3)  e >= w
-  /// False for one that is negative or not finite. (A power above 2 needs none.)
+  /// `SetOnset` fails: false for a value that is negative or not finite. (With an exponent above 2
+  /// the curvature is continuous without an onset.)
   double GetOnset() const { return getOnset(); }
   bool SetOnset(double onset) { return setOnset(onset); }
   QZHarmonicPotential* CreateCopy() const override { return new QZHarmonicPotential(*this); }

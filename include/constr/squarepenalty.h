@@ -8,11 +8,12 @@
 
 namespace QZConstr {
 
-/// Draws the distance r of two atoms towards a target, of the Cartesian coordinates of the whole
-/// molecule.
+/// A harmonic penalty on the distance r of two atoms; a function of the Cartesian coordinates of
+/// the whole molecule.
 ///   E = k (r - dist0)²     r and dist0 in Å, k in kcal/mol/Å²
-/// Coincident atoms divide by zero: there is no guard. Copies: deep. Cost: O(1), nothing allocated;
-/// of a Hessian only the entries of the two atoms are touched.
+/// At r = dist0 E and gradient are exactly 0. Coincident atoms divide by zero: there is no guard.
+/// Copies: deep. Cost: O(1), nothing allocated; a Hessian call touches only the entries of the two
+/// atoms.
 class QZ_API QZDistanceQuadPenalty final : public QZMolPotential::QZMolFunc2,
                                            public QZMolPotential::QZFrameQuery,
                                            public QZOpt::QZHessianModel {
@@ -31,8 +32,8 @@ class QZ_API QZDistanceQuadPenalty final : public QZMolPotential::QZMolFunc2,
   double Get_k() const;
   void Set_k(double k);
 
-  /// Takes the atom-index bound, then fails with a Warning when the molecule lacks an atom; the
-  /// bound stays taken and the parameters keep. An atom named twice is never found.
+  /// Fails: false with a Warning when the molecule lacks one of the atoms or both atoms are the
+  /// same one. NumVar() is set in any case, and the parameters stay as they were.
   bool Setup(const QZChem::QZMolBase& mol) override;
   /// Ends the binding: NumVar() is 0 again.
   void Clear() override;
@@ -55,12 +56,12 @@ class QZ_API QZDistanceQuadPenalty final : public QZMolPotential::QZMolFunc2,
   QZMolPotential::QZRecord<Data> data_;
 };
 
-/// Draws the dihedral φ of the atoms a-b-c-d towards a target, of the Cartesian coordinates of the
+/// A penalty on the dihedral φ of the atoms a-b-c-d; a function of the Cartesian coordinates of the
 /// whole molecule.
 ///   E = k (cos φ - cos α0)²     α0 in radians, k in kcal/mol
-/// The law is on the cosine: +α0 and -α0 are one target, callers rely on it. Regular at φ = 0 and
-/// π. Degenerate (three atoms in line): E = 0, nothing added. Copies: deep. Cost: O(1), nothing
-/// allocated; of a Hessian only the entries of the four atoms are touched.
+/// Since E depends on the cosine, +α0 and -α0 are the same target; callers rely on it. Regular at φ
+/// = 0 and π. Degenerate (three atoms in line): E = 0, nothing added. Copies: deep. Cost: O(1),
+/// nothing allocated; a Hessian call touches only the entries of the four atoms.
 class QZ_API QZDihedralQuadPenalty final : public QZMolPotential::QZMolFunc2,
                                            public QZMolPotential::QZFrameQuery,
                                            public QZOpt::QZHessianModel {
@@ -81,12 +82,13 @@ class QZ_API QZDihedralQuadPenalty final : public QZMolPotential::QZMolFunc2,
   double Get_k() const;
   void Set_k(double k);
 
-  /// Fails with a Warning when the molecule has fewer than 4 atom indices or lacks an atom; the
-  /// parameters keep. An atom named twice is never found.
+  /// Fails: false with a Warning when the molecule has fewer than 4 atom indices or lacks one of
+  /// the atoms, or when an atom is named twice. The parameters stay as they were.
   bool Setup(const QZChem::QZMolBase& mol) override;
-  /// **12, whatever the molecule**: the variables of its own atoms, although coordinates, gradient
-  /// and Hessian are those of the whole molecule by atom index; callers rely on it. In a sum that
-  /// sizes its arrays by the last member, add this before a full-size one.
+  /// **Always 12**, the number of variables of the four atoms, although coordinates, gradient and
+  /// Hessian are those of the whole molecule by atom index; callers rely on it. A sum that takes
+  /// the number of variables of its last member (`QZForceFieldImpl`) must have a function of the
+  /// whole molecule after this one.
   unsigned int NumVar() const override;
   using QZMolPotential::QZMolFunc2::operator();
   double operator()(const double* x) override;

@@ -12,14 +12,14 @@
 
 namespace QZConstr {
 
-/// Holds atoms near given points, such as those of a reference structure, of the Cartesian
-/// coordinates of the whole molecule: a sum over the targets, at distance d from the point, of
+/// A restraint that holds atoms near given points, such as those of a reference structure; a
+/// function of the Cartesian coordinates of the whole molecule. It is a sum over the targets, the
+/// atom being at distance d from the point, of
 ///   E = 0                d <= width
 ///   E = k (d - width)²   d > width      d and width in Å, k in kcal/mol/Å²
-/// With an onset the curvature rises over it from 0 to 2k, as `SetOnset` says; without, the Hessian
-/// has a step on the sphere of a width. Unlike QZHarmonicPotential the points are the caller's,
-/// `SetupConf` leaves them alone, and there is a Hessian. Copies: deep. Cost: O(targets), nothing
-/// allocated.
+/// At d = width E and gradient are 0 and the Hessian jumps, unless an onset is set (`SetOnset`). In
+/// contrast to `QZHarmonicPotential` the caller gives the points, `SetupConf` does not change them,
+/// and there is a Hessian. Copies: deep. Cost: O(targets), nothing allocated.
 class QZ_API QZTetherRestraint final : public QZMolPotential::QZMolFunc2,
                                        public QZMolPotential::QZFrameQuery,
                                        public QZOpt::QZHessianModel {
@@ -27,8 +27,8 @@ class QZ_API QZTetherRestraint final : public QZMolPotential::QZMolFunc2,
   /// `k` in kcal/mol/Å², `width` in Å.
   explicit QZTetherRestraint(double k, double width = 0.0) : k_(k), width_(width) {}
 
-  /// Draws atom `index` to a point (Å). Takes effect at once and is checked by the next `Setup`; an
-  /// atom may have several.
+  /// Adds a target: atom `index` is held near the point (Å). Takes effect at once; the index is
+  /// checked by the next `Setup`. An atom may have several targets.
   void AddTarget(unsigned int index, double x, double y, double z);
   void ClearTargets() { targets_.clear(); }
   std::size_t NumTargets() const { return targets_.size(); }
@@ -36,9 +36,10 @@ class QZ_API QZTetherRestraint final : public QZMolPotential::QZMolFunc2,
   void Set_k(double k) { k_ = k; }
   double GetWidth() const { return width_; }
   void SetWidth(double width) { width_ = width; }
-  /// With e = d - width and w the onset (Å, 0 by default)
+  /// The onset w (Å), 0 by default: the distance beyond `width` over which the curvature rises from
+  /// 0 to 2k. With e = d - width
   ///   E = k e³/(3w)  e < w        E = k (e² - w e + w²/3)  e >= w
-  /// False for one that is negative or not finite.
+  /// `SetOnset` fails: false for a value that is negative or not finite.
   double GetOnset() const { return onset_; }
   bool SetOnset(double onset);
 
@@ -52,9 +53,9 @@ class QZ_API QZTetherRestraint final : public QZMolPotential::QZMolFunc2,
   double operator()(const double* x) override { return evaluate(x, nullptr, nullptr); }
   double operator()(const double* x, double* grad) override { return evaluate(x, grad, nullptr); }
   bool operator()(const double* x, double* hessian, double* grad) override;
-  /// False: its points stand still.
+  /// False: the points do not move with the molecule.
   bool IsFrameInvariant() const override { return false; }
-  /// The part of the second derivatives that is positive.
+  /// The positive part of the Hessian.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Tether Restraint"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
@@ -74,22 +75,24 @@ class QZ_API QZTetherRestraint final : public QZMolPotential::QZMolFunc2,
   unsigned int numVar_ = 0;
 };
 
-/// Atoms of a molecule and places for them.
+/// Atoms of a molecule, by index, and a point for each of them.
 struct QZPlaces {
   std::vector<unsigned int> atoms;
   std::vector<double> points;  // x, y, z of each, Å
 };
 
-/// Where `reference` has the counterparts of atoms of `mol`: those that `smarts` matches in both,
-/// or for "" their largest common substructure. Of several ways to lay one on the other the nearest
-/// is taken, or for a molecule that lies elsewhere (more than 3 Å RMS) the one that superposes
-/// best. Fails: false with the reason in `error`, `places` unchanged.
+/// Finds the atoms of `mol` that have counterparts in `reference`, and the positions of these
+/// counterparts. Counterparts are the atoms that `smarts` matches in both molecules, or for ""
+/// their largest common substructure (`QZChem::QZFindCommonSubstructure`). When the pattern can be
+/// matched in several ways, the matches with the smallest root mean square distance are taken; if
+/// it is above 3 Å, so that the molecule lies somewhere else, the matches that superpose best.
+/// Fails: false with the reason in `error`, `places` unchanged.
 QZ_API bool QZFindPlaces(const QZChem::QZMolBase& reference,
                          const QZChem::QZMolBase& mol,
                          const std::string& smarts,
                          QZPlaces& places,
                          std::string& error);
-/// The same for a pattern that is parsed already, in its own order of atoms.
+/// The same for a parsed pattern; the atoms in `places` are in the order of the pattern.
 QZ_API bool QZFindPlaces(const QZChem::QZMolBase& reference,
                          const QZChem::QZMolBase& mol,
                          const QZChem::QZSubSearch& pattern,

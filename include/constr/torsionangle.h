@@ -10,13 +10,14 @@
 
 namespace QZConstr {
 
-/// Holds one dihedral at a signed target, of the Cartesian coordinates of the whole molecule.
+/// A harmonic restraint of one dihedral to a signed target; a function of the Cartesian coordinates
+/// of the whole molecule.
 ///   E = k d²,  d = φ - φ0 taken into (-π, π],  φ the IUPAC dihedral; k in kcal/mol/rad²
-/// With a width, E = 0 for |d| <= width and k (|d| - width)² beyond; with an onset as well the
-/// curvature rises over it, as `SetOnset` says.
-/// Unlike the penalties on the cosine it tells +φ0 from -φ0 and is as stiff at 0 and π as
-/// elsewhere; opposite the target, at d = ±π, the gradient jumps. Degenerate (three atoms in line):
-/// E of φ = 0, no gradient. Copies: deep. Cost: O(1).
+/// With a width, E = 0 for |d| <= width and E = k (|d| - width)² beyond; for an onset see
+/// `SetOnset`.
+/// In contrast to the penalties on the cosine it distinguishes +φ0 from -φ0 and is as stiff at 0
+/// and π as elsewhere. Opposite the target, at d = ±π, the gradient jumps. Degenerate (three atoms
+/// in line): E is that of φ = 0 and the gradient is 0. Copies: deep. Cost: O(1), nothing allocated.
 class QZ_API QZTorsionAngleRestraint final : public QZMolPotential::QZMolFunc2,
                                              public QZMolPotential::QZFrameQuery,
                                              public QZOpt::QZHessianModel {
@@ -24,20 +25,21 @@ class QZ_API QZTorsionAngleRestraint final : public QZMolPotential::QZMolFunc2,
   /// `k` in kcal/mol/rad², `phi0` in radians.
   QZTorsionAngleRestraint(double k, double phi0);
 
-  /// The four atoms by index; takes effect at once, and is checked by the next `Setup`.
+  /// Sets the four atoms by index. Takes effect at once; the indices are checked by the next
+  /// `Setup`.
   void SetTorsion(unsigned int a, unsigned int b, unsigned int c, unsigned int d);
   double Get_k() const { return k_; }
   void Set_k(double k) { k_ = k; }
   double Get_phi0() const { return phi0_; }
   void Set_phi0(double phi0) { phi0_ = phi0; }
-  /// Half-width of the flat bottom in radians, 0 by default. False for one that is negative or not
-  /// finite.
+  /// The half-width of the flat bottom in radians, 0 by default. `SetWidth` fails: false for a
+  /// value that is negative or not finite.
   double GetWidth() const { return width_; }
   bool SetWidth(double width);
-  /// Angle (radians) over which the curvature rises from 0 at the edge of the flat bottom to 2k, in
-  /// place of a step; 0 by default. With e = |d| - width and w the onset
+  /// The onset w (radians), 0 by default: the angle beyond the flat bottom over which the curvature
+  /// rises from 0 to 2k, instead of jumping. With e = |d| - width
   ///   E = k e³/(3w)  e < w        E = k (e² - w e + w²/3)  e >= w
-  /// False for one that is negative or not finite.
+  /// `SetOnset` fails: false for a value that is negative or not finite.
   double GetOnset() const { return onset_; }
   bool SetOnset(double onset);
 
@@ -50,7 +52,7 @@ class QZ_API QZTorsionAngleRestraint final : public QZMolPotential::QZMolFunc2,
   bool operator()(const double* x, double* hessian, double* grad) override;
   /// True.
   bool IsFrameInvariant() const override { return true; }
-  /// The part of the second derivatives that is positive.
+  /// The positive part of the Hessian.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Torsion Angle Restraint"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
@@ -67,9 +69,9 @@ class QZ_API QZTorsionAngleRestraint final : public QZMolPotential::QZMolFunc2,
   unsigned int numAtoms_ = 0;
 };
 
-/// A torsion, by atom indices, of every rotatable bond (`QZChem::QZIsRotor`) in the order of the
-/// bonds: its ends between the first other neighbour of each. A restraint on each of them holds a
-/// conformation.
+/// One torsion a-b-c-d, as atom indices, for every rotatable bond b-c (`QZChem::QZIsRotor`), in the
+/// order of the bonds; a and d are the first further neighbours of b and c. Restraints on all of
+/// these torsions hold the conformation of a molecule.
 QZ_API std::vector<std::array<unsigned int, 4>> QZFindRotorTorsions(const QZChem::QZMolBase& mol);
 
 }  // namespace QZConstr

@@ -10,11 +10,11 @@
 
 namespace QZConstr {
 
-/// Draws one or more dihedrals towards a common target, of the Cartesian coordinates of the whole
-/// molecule: a sum over torsions of
+/// A restraint of one or more dihedrals to a common target; a function of the Cartesian coordinates
+/// of the whole molecule. It is a sum over torsions of
 ///   E = k/2 (cos φ - cos φ0)²     φ0 in radians, k in kcal/mol
-/// The law is on the cosine: +φ0 and -φ0 are one target. The factor 1/2 is not in
-/// QZDihedralQuadPenalty. Callers rely on both. Degenerate (three atoms in line): a torsion adds
+/// Since E depends on the cosine, +φ0 and -φ0 are the same target. `QZDihedralQuadPenalty` does not
+/// have the factor 1/2. Callers rely on both. Degenerate (three atoms in line): the torsion adds
 /// nothing. Copies: deep. Cost: O(torsions), one pass, nothing allocated.
 class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1,
                                          public QZMolPotential::QZFrameQuery,
@@ -28,11 +28,11 @@ class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1,
   ~QZTorsionHarmConstr() override;
 
   const std::string& GetTorsionPattern() const;
-  /// Takes effect at the next `Setup`, which parses it once; empty for no pattern. Map numbers
-  /// inside a recursive `$(...)` are ignored.
+  /// Sets the pattern, empty for none; takes effect at the next `Setup`. It is parsed once. Map
+  /// numbers inside a recursive `$(...)` are ignored.
   void SetTorsionPattern(std::string pattern);
-  /// Restrains the torsion of four atom indices from now on, and drops those found so far. The
-  /// indices are not checked against a molecule.
+  /// Restrains the torsion of four atom indices, at once, and drops the torsions that a pattern has
+  /// found. The indices are not checked against a molecule.
   void SetSingleTorsion(unsigned int a, unsigned int b, unsigned int c, unsigned int d);
   double Get_k() const;
   void Set_k(double k);
@@ -40,18 +40,19 @@ class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1,
   void Set_phi0(double phi0);
 
   using QZMolPotential::QZMolFunc1::Set;
-  /// With the bit `QZCategoryTorsionRestraint` in `which` keeps a copy of the predicate, the atom
-  /// overload after writing a line to standard output. True in either case, and `Setup` does not
-  /// consult the predicates: callers rely on both.
+  /// With the bit `QZCategoryTorsionRestraint` in `which` it keeps a copy of the predicate; the
+  /// overload for atoms also writes a line to standard output. Answers true with or without the
+  /// bit. `Setup` does not use the predicates. Callers rely on all of this.
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZBondBase>& pred, unsigned int which) override;
   void ClearPredicates() override;
 
-  /// Finds one torsion for each unique match of the pattern and puts them after the explicit one,
-  /// in place of those of an earlier `Setup`. A torsion's atoms stand in the order of the pattern's
-  /// atoms; the map numbers only mark which four they are. Fails with a Warning for a pattern that
-  /// does not parse, a map number above 4, a match without exactly four mapped atoms (the torsions
-  /// found before stay) and, leaving NumVar() at 0, when there is no torsion at all.
+  /// Finds one torsion for each unique match of the pattern. They follow the torsion of
+  /// `SetSingleTorsion` and replace those of an earlier `Setup`. The four atoms of a torsion are in
+  /// the order of the pattern's atoms; the map numbers only mark them. Fails: false with a Warning
+  /// for a pattern that does not parse, a map number above 4, or a match without exactly four
+  /// mapped atoms (torsions of earlier matches stay); false with a Warning, and NumVar() 0, when
+  /// there is no torsion at all.
   bool Setup(const QZChem::QZMolBase& mol) override;
   /// Drops the pattern's torsions and ends the binding.
   void Clear() override;
@@ -62,7 +63,7 @@ class QZ_API QZTorsionHarmConstr final : public QZMolPotential::QZMolFunc1,
   double operator()(const double* x, double* grad) override;
   /// True.
   bool IsFrameInvariant() const override { return true; }
-  /// The part of the second derivatives that is positive.
+  /// The positive part of the Hessian.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Torsion Constraint"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;

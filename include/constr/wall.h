@@ -11,27 +11,29 @@
 
 namespace QZConstr {
 
-/// Keeps the selected atoms inside a region, of the Cartesian coordinates of the whole molecule: a
-/// sum over them of
-///   E = k e²     e the excess beyond the wall in Å, 0 inside; k in kcal/mol/Å²
-/// With an onset the curvature rises over it from 0 to 2k, as `SetOnset` says; without, the Hessian
-/// has a step at the wall. Copies share the selection, which never changes. Cost: O(atoms), nothing
-/// allocated.
+/// A restraint that keeps the selected atoms inside a region; a function of the Cartesian
+/// coordinates of the whole molecule. It is a sum over the selected atoms of
+///   E = 0                inside
+///   E = k e²             at a distance e (Å) outside; k in kcal/mol/Å²
+/// At the wall E and gradient are 0 and the Hessian jumps, unless an onset is set (`SetOnset`).
+/// Copies: deep, but they share the selection, which never changes. Cost: O(selected atoms),
+/// nothing allocated.
 class QZ_API QZWallRestraint : public QZMolPotential::QZMolFunc2,
                                public QZMolPotential::QZFrameQuery,
                                public QZOpt::QZHessianModel {
  public:
   double Get_k() const { return k_; }
   void Set_k(double k) { k_ = k; }
-  /// With w the onset (Å, 0 by default)
+  /// The onset w (Å), 0 by default: the distance beyond the wall over which the curvature rises
+  /// from 0 to 2k.
   ///   E = k e³/(3w)  e < w        E = k (e² - w e + w²/3)  e >= w
-  /// False for one that is negative or not finite.
+  /// `SetOnset` fails: false for a value that is negative or not finite.
   double GetOnset() const { return onset_; }
   bool SetOnset(double onset);
 
   using QZMolPotential::QZMolFunc2::Set;
-  /// Keeps a copy of `pred` for the next `Setup` when `which` has the bit `QZCategoryPositional`;
-  /// without a selection every atom is kept inside. Answers whether it was kept.
+  /// Keeps a copy of `pred` for the next `Setup` when `which` has the bit `QZCategoryPositional`,
+  /// and answers whether it has. Without a selection every atom is kept inside.
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
   void ClearPredicates() override { selection_.reset(); }
   /// Takes the atoms that the selection accepts. Always true.
@@ -44,9 +46,9 @@ class QZ_API QZWallRestraint : public QZMolPotential::QZMolFunc2,
   double operator()(const double* x) override { return evaluate(x, nullptr, nullptr); }
   double operator()(const double* x, double* grad) override { return evaluate(x, grad, nullptr); }
   bool operator()(const double* x, double* hessian, double* grad) override;
-  /// False: the wall stands still.
+  /// False: the wall does not move with the molecule.
   bool IsFrameInvariant() const override { return false; }
-  /// The part of the second derivatives that is positive: all of them.
+  /// The Hessian, which is positive.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   /// One component, "Wall Restraint"; 0 when `x` is null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
@@ -70,7 +72,7 @@ class QZ_API QZWallRestraint : public QZMolPotential::QZMolFunc2,
   unsigned int numVar_ = 0;
 };
 
-/// The inside of a sphere: e = |x - centre| - radius.
+/// Keeps atoms inside a sphere: e = |x - centre| - radius.
 class QZ_API QZSphereWall final : public QZWallRestraint {
  public:
   /// `centre` and `radius` in Å, `k` in kcal/mol/Å².
@@ -84,8 +86,8 @@ class QZ_API QZSphereWall final : public QZWallRestraint {
   double radius_;
 };
 
-/// The inside of a box along the axes: the sum over x, y and z of the law of each, e being how far
-/// the coordinate lies below `low` or above `high`; either may be infinite.
+/// Keeps atoms inside a box along the axes: E is summed over x, y and z, e being the distance of
+/// the coordinate below `low` or above `high`. Either bound may be infinite.
 class QZ_API QZBoxWall final : public QZWallRestraint {
  public:
   /// `low` and `high` in Å, `k` in kcal/mol/Å².

@@ -15,9 +15,9 @@ class QZSubSearch;
 
 namespace QZMolPotential {
 
-/// True for a bond when an atom predicate holds for its begin atom or, asked second and only when
-/// needed, its end atom.
-/// Owns: a copy of the atom predicate; copies share it, since nothing changes it.
+/// True for a bond when an atom predicate holds for its begin atom or its end atom. The predicate
+/// is asked for the begin atom first, and for the end atom only when the first answer is false.
+/// Owns: a copy of the atom predicate, which copies of this object share.
 class QZ_API BondPred final : public QZSystem::QZUnaryPredicate<QZChem::QZBondBase> {
  public:
   explicit BondPred(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& atomPred);
@@ -28,25 +28,27 @@ class QZ_API BondPred final : public QZSystem::QZUnaryPredicate<QZChem::QZBondBa
   std::shared_ptr<const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>> atomPred_;
 };
 
-/// Every rotor: a single bond outside rings whose ends both have another neighbour; methyls,
-/// hydroxyls and amines turn.
+/// True for every rotatable bond: a single bond outside rings both ends of which have a further
+/// neighbour. Methyls, hydroxyls and amines count as rotors.
 class QZ_API QZTorsionPred1 final : public QZSystem::QZUnaryPredicate<QZChem::QZBondBase> {
  public:
   bool operator()(const QZChem::QZBondBase& bond) const override;
   QZTorsionPred1* CreateCopy() const override { return new QZTorsionPred1(*this); }
 };
 
-/// Rotors of heavy atoms: the other neighbour of each end is not a hydrogen.
+/// True for rotatable bonds both ends of which have a further neighbour other than hydrogen, so
+/// that methyls, hydroxyls and amines do not count.
 class QZ_API QZTorsionPred2 final : public QZSystem::QZUnaryPredicate<QZChem::QZBondBase> {
  public:
   bool operator()(const QZChem::QZBondBase& bond) const override;
   QZTorsionPred2* CreateCopy() const override { return new QZTorsionPred2(*this); }
 };
 
-/// The bonds that a SMARTS pattern names: between its atoms with map numbers 1 and 2, else between
-/// the middle two of four atoms, else between the first two. Each question is a search of the
-/// bond's molecule. Copies share the pattern. Fails: a pattern that does not parse, or of one atom,
-/// is an Error, and no bond is accepted.
+/// True for the bonds that a SMARTS pattern names: the bond between the atoms with map numbers 1
+/// and 2; without these numbers, the bond between the middle two atoms of a pattern of four, or
+/// between the first two atoms of any other pattern. Copies share the parsed pattern. Fails: a
+/// pattern that does not parse gives an Error, `IsValid` is false and no bond is accepted; a
+/// pattern of one atom accepts no bond. Cost: each call searches the molecule of the bond.
 class QZ_API QZTorsionPred3 final : public QZSystem::QZUnaryPredicate<QZChem::QZBondBase> {
  public:
   explicit QZTorsionPred3(const char* smarts);

@@ -12,11 +12,11 @@ namespace QZMolPotential {
 /// "iteration, energy, gradient norm", SD data "Iteration", "Energy" and "Gnorm", and the negated
 /// gradient as one arrow per atom under the tag "visibility mimic"; prints a progress table at Info
 /// level. Every call answers true.
-///   The arrow of an atom starts where the previous call left the atom, since it is drawn before
-///   the new coordinates are taken over; it is blue when every component lies within the gradient
-///   tolerance, red otherwise. Callers rely on the start, and on the header being printed before
-///   every line while no gradient norm is reported.
-/// Owns: a copy of the molecule. The stream is not owned. Copies: deep, sharing the stream.
+///   Callers rely on two quirks. The arrow of an atom starts where the previous call left the atom,
+///   since arrows are made before the new coordinates are taken over. While no gradient norm is
+///   reported, the header of the progress table is printed before every line. An arrow is blue when
+///   every component of the gradient is within the gradient tolerance, otherwise red. Owns: a copy
+///   of the molecule. The stream is not owned. Copies: deep, sharing the stream.
 class QZ_API QZMolCoordGradFileCP : public virtual QZOpt::QZCheckpoint1 {
  public:
   QZMolCoordGradFileCP(QZChem::qzmolostream& stream, const QZChem::QZMolBase& mol);

@@ -13,9 +13,10 @@ class QZMolBase;
 
 namespace QZMolPotential {
 
-/// An equality constraint c(x) = 0 on an internal coordinate of a molecule. `x` and `grad` are full
-/// coordinate vectors by atom index, 3 x AtomIndexBound() doubles, and the gradient is **added**.
-/// NumVar() counts the variables of the constrained atoms alone: callers rely on it.
+/// An equality constraint c(x) = 0 on an internal coordinate of a molecule. Cost: O(1), nothing
+/// allocated. `x` and `grad` are full coordinate vectors by atom index, 3 x AtomIndexBound()
+/// doubles, and the gradient is **added**. NumVar() counts the variables of the constrained atoms
+/// alone: callers rely on it.
 class QZ_API QZMolConstr : public QZOpt::QZConstrFunc {
  public:
   /// Looks the atoms up by index, and takes the target from the molecule's geometry when the
@@ -26,9 +27,8 @@ class QZ_API QZMolConstr : public QZOpt::QZConstrFunc {
 
 /// Holds the distance of two atoms.
 ///   c = |xb - xa| - distance     in Å
-/// **The gradient is xa - xb on atom a and the opposite on b, that of r²/2 and not of c**: r times
-/// the derivative. Callers rely on it.
-/// Copies: deep.
+/// **The gradient is that of r²/2 and not of c**: xa - xb on atom a and the opposite on atom b,
+/// which is r times the derivative of c. Callers rely on it. Copies: deep.
 class QZ_API QZDistanceConstr final : public QZMolConstr {
  public:
   /// Keeps the indices of the atoms; the target is measured at `Setup` or given (Å).
@@ -79,7 +79,7 @@ class QZ_API QZAngleConstr final : public QZMolConstr {
   QZRecord<Data> data_;
 };
 
-/// Holds the cosine of the dihedral a-b-c-d, so that ±angle are one constraint.
+/// Holds the cosine of the dihedral a-b-c-d, so that +angle and -angle are the same constraint.
 ///   c = cos φ - cos(angle)     angle in radians
 /// Three atoms in line divide by zero: there is no guard. Copies: deep.
 class QZ_API QZDihedralConstr final : public QZMolConstr {

@@ -13,16 +13,15 @@ namespace QZMolPotential {
 
 /// The sum of other functions of the same variables, in the order they were pushed:
 ///   E(x) = sum of member(x), gradient likewise; 0 without members.
-/// The members are not owned: the caller sets them up, keeps them alive and gives all of them the
-/// same variable count, which is taken from the first one and not compared with the others.
-/// Abstract: a derived class supplies `CreateCopy`, and with it what a copy of shared members
-/// means.
+/// The members are not owned: the caller sets them up and keeps them alive. All must have the same
+/// number of variables; NumVar() is that of the first one and is not compared with the others.
+/// Abstract: a derived class supplies `CreateCopy`.
 /// **A member that reports fewer variables than it reads makes the arrays too short**: a
-/// `QZDihedralQuadPenalty` reports 12 and writes by atom index all the same. Push a function of the
-/// whole molecule first, and with it the caller's arrays and the sum's own have room.
-/// **The gradient call overwrites `grad`** and `Setup` answers false without doing anything:
-/// callers rely on both. Copies: share the members. Cost: one array of NumVar() doubles, allocated
-/// afresh by every gradient call and kept until the next one.
+/// `QZDihedralQuadPenalty` reports 12 but writes by atom index. If a function of the whole molecule
+/// is pushed first, the caller's arrays and those of this class are long enough. **The gradient
+/// call overwrites `grad`** and `Setup` answers false without doing anything: callers rely on both.
+/// Copies: share the members. Cost: every gradient call allocates an array of NumVar() doubles,
+/// which is kept until the next one.
 class QZ_API QZMolContainerFunc : public virtual QZMolFunc1,
                                   public QZFrameQuery,
                                   public QZFreezable,
@@ -52,7 +51,7 @@ class QZ_API QZMolContainerFunc : public virtual QZMolFunc1,
   bool Setup(const QZChem::QZMolBase& mol) override;
   /// True when every member says so.
   bool IsFrameInvariant() const override;
-  /// Every member that can; false when none did.
+  /// Passes the flags to every member that is a `QZFreezable`; false when none accepted.
   bool Freeze(const unsigned char* fixed) override;
   /// The sum of the models of those members that have one; false when none has.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;

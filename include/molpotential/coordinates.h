@@ -14,12 +14,12 @@ namespace QZMolPotential {
 /// The variables in which a function of a molecule can be presented.
 enum class QZCoordinates {
   Cartesian,    ///< x, y, z of the moving atoms
-  DegFree,      ///< the same in a frame fixed to three atoms, less what only places the molecule
+  DegFree,      ///< x, y, z without the overall motion, in a frame fixed to three atoms
   RigidBody,    ///< quaternion and translation of the whole molecule
-  Cluster,      ///< the same of each connected component
+  Cluster,      ///< quaternion and translation of each connected component
   Redundant,    ///< all bond lengths, angles and dihedrals
-  Internal,     ///< as many combinations of these as there are degrees of freedom
-  ZMatrix,      ///< for each atom a distance, an angle and a dihedral to atoms before it
+  Internal,     ///< delocalised internal coordinates: combinations of all these, not redundant
+  ZMatrix,      ///< for each atom a distance, an angle and a dihedral to earlier atoms
   Torsion,      ///< rotatable torsions
   TorsionRigid  ///< rotatable torsions, quaternion and translation of each component
 };
@@ -27,65 +27,77 @@ enum class QZCoordinates {
 /// "cartesian", "degfree", "rigid", "cluster", "redundant", "internal", "zmatrix", "torsion" or
 /// "torsion-rigid".
 QZ_API const char* QZGetCoordinatesName(QZCoordinates kind);
-/// The kind of that name; "subset" is cartesian and "quaternion" rigid. False for an unknown name.
+/// Finds the kind with a name; "subset" stands for cartesian and "quaternion" for rigid. False for
+/// an unknown name.
 QZ_API bool QZFindCoordinates(const char* name, QZCoordinates& kind);
 
-/// How often a function in redundant or delocalised internal coordinates has sought the geometry of
-/// its variables, by the way it was found. Each way is tried where the one before it fails.
+/// How often a function in redundant or delocalised internal coordinates has searched for the
+/// geometry of its variables, counted by the method that found it. The methods are tried in this
+/// order.
 struct QZBackTransformations {
   /// Damped Newton steps.
   unsigned int newton = 0;
-  /// Newton steps along the path of evenly changed coordinates.
+  /// Newton steps along a path on which the coordinates change evenly from the current to the
+  /// wanted values.
   unsigned int geodesic = 0;
-  /// One linear step in Cartesian coordinates, which does not quite reach the variables.
+  /// One linear step in Cartesian coordinates, whose result does not have exactly the wanted
+  /// variables.
   unsigned int cartesian = 0;
-  /// None: the nearest geometry known was taken.
+  /// No method worked: the nearest geometry known was taken.
   unsigned int held = 0;
 };
 
-/// A function of Cartesian coordinates in the variables of any coordinate system, as `QZMappedFunc`
-/// tells: gradient, Hessian, scales, the frame of the start, fixed atoms.
-/// Cartesian, ZMatrix, Torsion, Redundant and Internal hold any atoms; in RigidBody, Cluster and
-/// TorsionRigid a component with a fixed atom stays whole and each other one moves by itself;
-/// DegFree holds none.
-/// Variables stand in this order: Cartesian and DegFree x, y, z by atom index; RigidBody, Cluster
-/// and TorsionRigid component by component, each its torsions in bond order, then w, x, y, z, tx,
-/// ty, tz (R(q)(r - c)/|q|² + t with c the component's centre at the start); ZMatrix distance,
-/// angle, dihedral of atom after atom, outwards along bonds, where a nearly straight angle at the
-/// start becomes two bends and the first three atoms have what overall motion leaves them.
-/// In ZMatrix, Redundant and Internal a nearly straight angle is two bends, and dihedrals skip the
-/// straight atoms. Which form an angle has is chosen at each start, and by minimisers anew whenever
-/// it becomes straight or is so no longer (`IsRevisionDue`, `Revise`): variables then belong to the
-/// function as it is, and the number of them and of scales stays what it was. In Redundant both
-/// forms have room; a variable out of use is 0 with a gradient of 0.
+/// Presents a function of Cartesian coordinates in the variables of any coordinate system.
+/// Gradient, Hessian, frame, fixed atoms, ownership, failures and cost are those of `QZMappedFunc`.
+/// Fixed atoms: Cartesian, ZMatrix, Torsion, Redundant and Internal can hold any atoms. In
+/// RigidBody, Cluster and TorsionRigid a component that contains a fixed atom does not move at all,
+/// and every other component moves by itself. DegFree cannot hold atoms. Order of the variables:
+/// - Cartesian, DegFree: x, y, z by atom index;
+/// - RigidBody, Cluster, TorsionRigid: component by component, in each its torsions in bond order
+///   (TorsionRigid), then w, x, y, z, tx, ty, tz of R(q)(r - c)/|q|² + t, R unnormalised and c the
+///   centre of the component at the start;
+/// - Torsion: the dihedrals in bond order;
+/// - ZMatrix: distance, angle and dihedral of atom after atom, outwards along bonds; without
+///   overall motion the first three atoms have fewer.
+///
+/// In ZMatrix, Redundant and Internal an angle that is nearly straight is described by two bends
+/// instead, and dihedrals skip its central atom. Which description an angle has is chosen at each
+/// start. Minimisers have it chosen again during a run when the angle becomes straight or bends
+/// (`IsRevisionDue`, `Revise`); the numbers of variables and scales stay the same, and variables
+/// from before no longer belong to the function. In Redundant there are variables for both
+/// descriptions; those not in use are 0 and have gradient 0.
+/// Internal: a Hessian costs O(n³) for n variables. Source: see `QZZmatAdaptor`, `QZTorAdaptor`,
+/// `QZRedundantInterAdaptor` and `QZInternalAdaptor`.
 class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZRestartable {
  public:
   /// With `own` the function is deleted with this object.
   QZCoordinateFunc(QZMolFunc2& f, bool own, QZCoordinates kind);
-  /// The same without Hessians.
+  /// As above, for a function without a Hessian.
   QZCoordinateFunc(QZMolFunc1& f, bool own, QZCoordinates kind);
   ~QZCoordinateFunc() override;
 
   QZCoordinates GetCoordinates() const { return kind_; }
-  /// Whether overall translation and rotation are variables in DegFree, ZMatrix, Redundant and
-  /// Internal; off, what was there at the start is kept. Takes effect at the next `Setup`. Default:
-  /// off only where f is known not to depend on the frame (`QZIsFrameInvariant`).
+  /// Sets whether overall translation and rotation are variables in DegFree, ZMatrix, Redundant and
+  /// Internal. If not, the molecule keeps its placement of the start. Takes effect at the next
+  /// `Setup`. The default is false if f is known not to depend on the frame (`QZIsFrameInvariant`),
+  /// otherwise true.
   void SetOverallMotion(bool on);
 
-  /// Since `SetupConf`, restarts and changes of variables included; all 0 in systems whose
-  /// geometries are computed from the variables.
+  /// Counts since `SetupConf`, over restarts and changes of variables; all 0 for kinds whose
+  /// geometries are computed directly from the variables.
   QZBackTransformations GetBackTransformations() const;
 
-  /// Starts anew at the geometry of `vars`, where that changes the variables (ZMatrix, Redundant,
-  /// Internal).
+  /// Starts again at the geometry of `vars` (in and out). False for kinds whose variables this
+  /// would not change; it can change them in ZMatrix, Redundant and Internal.
   bool Restart(double* vars) override;
-  /// Whether an angle has become straight at `vars`, or is straight no longer (ZMatrix, Redundant,
-  /// Internal), or a dihedral's plane is lost, or a fragment has turned far (Redundant, Internal).
+  /// True when at `vars` an angle has become straight or is no longer straight (ZMatrix, Redundant,
+  /// Internal), when the plane of a dihedral is undefined, or when a fragment has turned far from
+  /// its reference (Redundant, Internal).
   bool IsRevisionDue(const double* vars) override;
-  /// Starts anew at the geometry of `vars`, with variables of the forms that serve there.
+  /// Starts again at the geometry of `vars` (in and out) with the variables that suit it.
   bool Revise(double* vars, std::vector<QZOpt::QZCurvatureStep>& steps) override;
-  /// The same function and fixed atoms in Cartesian coordinates; null for kinds that leave degrees
-  /// of freedom out on purpose, and for those that are Cartesian.
+  /// The same function with the same fixed atoms in Cartesian coordinates. Null for kinds that
+  /// leave out degrees of freedom on purpose, and for Cartesian itself.
   QZOpt::QZFunc1* FallBack(const double* vars, std::vector<double>& start) override;
   const char* FallBackName() const override;
   void ReturnFrom(const double* fallBackVars, double* vars) override;

@@ -7,10 +7,11 @@
 namespace QZMolPotential {
 
 /// Moves atoms so that every bond of `mol`, and with `resetAngles` every angle, takes the
-/// equilibrium value that `params` gives for it; terms without parameters stay. All bonds come
-/// before any angle, bonds and angles in index order and the bond order of their centre: each
-/// setting may move atoms placed by an earlier one, so in rings and at crowded centres the last one
-/// wins, and callers rely on the order.
+/// equilibrium value that `params` gives for it (parameter 0: Å, radians). Bonds and angles without
+/// parameters are left alone. All bonds are set before any angle, bonds in index order, angles in
+/// the index order of their central atom and in the order of its bonds. Setting one value may move
+/// atoms that were placed before, so that in rings and at crowded centres the last value wins;
+/// callers rely on the order.
 QZ_API void ResetBondsAnglesAtFFEquilibriumParams(QZChem::QZMolBase& mol,
                                                   const QZFFParams& params,
                                                   bool resetAngles);

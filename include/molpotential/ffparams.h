@@ -6,20 +6,20 @@
 
 namespace QZMolPotential {
 
-/// A force field's parameter set. The lookups fill the record that they are given (out: the ten
-/// parameters and the lists that the set uses, the others as they were) and answer whether the set
-/// has parameters for the term; false leaves the record alone. Parameter 0 of a bond is its
-/// equilibrium length (Å), that of an angle its equilibrium value (radians); what the others mean
-/// is the set's own, in Å, radians and kcal/mol. Atoms and bonds are not owned, may not be null,
-/// and belong to one molecule; the ends of a term may be given in either order. The order of the
-/// operations is part of the interface.
+/// The parameter set of a force field. Each lookup answers whether the set has parameters for the
+/// term. If so it writes the parameters and lists that it uses to `record` (out) and leaves the
+/// others as they were; if not it leaves `record` alone. Units: Å, radians, kcal/mol. Parameter 0
+/// of a bond is its equilibrium length, parameter 0 of an angle its equilibrium value; each set
+/// says what its other parameters mean. Atoms and bonds are not owned, may not be null, and belong
+/// to one molecule; a term may be given from either end. The order of the operations is part of the
+/// interface.
 class QZ_API QZFFParams {
  public:
   virtual ~QZFFParams();
   /// A copy owned by the caller.
   virtual QZFFParams* CreateCopy() const = 0;
-  /// Prepares a molecule before use; what the two flags ask for is the set's own. False when the
-  /// molecule cannot be prepared.
+  /// Prepares a molecule before use; each set says what the two flags mean. False when the molecule
+  /// cannot be prepared.
   virtual bool PrepMol(QZChem::QZMolBase& mol, bool, bool) const = 0;
   virtual bool GetBondParams(QZInteractParams& record, const QZChem::QZBondBase* bond) const = 0;
   virtual bool GetAngleParams(QZInteractParams& record,
@@ -32,13 +32,14 @@ class QZ_API QZFFParams {
                                 const QZChem::QZAtomBase* b,
                                 const QZChem::QZAtomBase* c,
                                 const QZChem::QZAtomBase* d) const = 0;
-  /// Of d above the plane of a, b and c; which of them is central is the set's own.
+  /// The term of the four atoms for d above the plane of a, b and c; each set says which of the
+  /// atoms is the central one.
   virtual bool GetOutOfPlaneParams(QZInteractParams& record,
                                    const QZChem::QZAtomBase* a,
                                    const QZChem::QZAtomBase* b,
                                    const QZChem::QZAtomBase* c,
                                    const QZChem::QZAtomBase* d) const = 0;
-  /// The coupling of the angle a-b-c, b its apex, with its two bonds.
+  /// The coupling of the angle a-b-c, whose apex is b, with its two bonds.
   virtual bool GetStretchBendParams(QZInteractParams& record,
                                     const QZChem::QZAtomBase* a,
                                     const QZChem::QZAtomBase* b,
@@ -49,11 +50,11 @@ class QZ_API QZFFParams {
   virtual bool GetElectrostaticParams(QZInteractParams& record,
                                       const QZChem::QZAtomBase* a,
                                       const QZChem::QZAtomBase* b) const = 0;
-  /// The set's own number and name of the atom's type; 0 and "" when it has none. The name lives as
-  /// long as the set.
+  /// The number and the name that the set gives to the type of the atom; 0 and "" when it has none.
+  /// The name stays valid as long as the set.
   virtual unsigned int GetAtomType(const QZChem::QZAtomBase* atom) const = 0;
   virtual const char* GetAtomTypeName(const QZChem::QZAtomBase* atom) const = 0;
-  /// In units of the elementary charge.
+  /// The partial charge of the atom in elementary charges; 0 when the set has none.
   virtual double GetPartialCharge(const QZChem::QZAtomBase* atom) const = 0;
   /// True when the set covers the whole molecule.
   virtual bool HasParams(const QZChem::QZMolBase& mol) const = 0;

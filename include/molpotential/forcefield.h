@@ -15,7 +15,7 @@
 
 namespace QZMolPotential {
 
-/// A molecular function with a title, "undefined" until it is set.
+/// A molecular function with a title, which is "undefined" until it is set.
 class QZ_API QZForceField : public virtual QZMolFunc1 {
  public:
   std::string GetTitle() const { return title_; }
@@ -25,7 +25,8 @@ class QZ_API QZForceField : public virtual QZMolFunc1 {
   std::string title_ = "undefined";
 };
 
-/// Parameter sets of a force field: copies of what was added, in order. Copies: deep.
+/// The parameter sets of a force field, in the order of addition. Owns copies of the sets that were
+/// added. Copies: deep.
 class QZ_API QZFFParamsList {
  public:
   QZFFParamsList() = default;
@@ -42,33 +43,36 @@ class QZ_API QZFFParamsList {
   std::vector<std::unique_ptr<const QZFFParams>> sets_;
 };
 
-/// The sum of an ordered list of component functions, beside a list of parameter sets:
-///   E(x) = sum of component(x), the components adding into the caller's own gradient array;
-/// 0 while NumVar() is 0, that is until a component has been set up.
-/// NumVar() is that of the last component whose `Setup` succeeded. A scaled component scales what
-/// earlier components left in the gradient too: add it first.
-/// Owns: components added with `own`, and copies of the parameter sets. Copies: deep, see
-/// `QZFuncList`; parameter sets through their `CreateCopy`.
+/// An ordered list of component functions, whose sum is the function, and a list of parameter sets:
+///   E(x) = Σ component(x)     each component adds its gradient to the caller's array
+/// E is 0 while NumVar() is 0, that is until a component has been set up. NumVar() is that of the
+/// last component whose `Setup` succeeded. **A scaled component scales the gradient of the
+/// components before it too: add it first.**
+/// Owns: components that were added with `own`, and copies of the parameter sets. Copies: deep, see
+/// `QZFuncList`; parameter sets are copied by their `CreateCopy`. Cost: that of the components;
+/// adding and removing one is a search of the list.
 template <class F>
 class QZ_API QZForceFieldImpl : public virtual F,
                                 public QZFrameQuery,
                                 public QZFreezable,
                                 public QZOpt::QZHessianModel {
  public:
-  /// Appends a component. Fails: false for one that is there already and for the force field
+  /// Appends a component. With `own` it is deleted when it is removed or the force field is
+  /// destroyed. Fails: false for a component that is in the list already, and for the force field
   /// itself.
   bool Add(F& func, bool own);
   /// Appends a copy of `params`. Fails: false when it cannot be copied.
   bool Add(const QZFFParams& params);
-  /// Removes a component, deleting it when it is owned. Fails: false for an unknown one.
+  /// Removes a component, and deletes it when it is owned. Fails: false when it is not in the list.
   bool Remove(F& func);
-  /// Calls every parameter set's preparation, in order; true when all succeeded.
+  /// Calls `PrepMol` of every parameter set, in order; true when all succeeded.
   bool PrepMol(QZChem::QZMolBase& mol, bool first, bool second) const;
   /// The components in order.
   std::vector<F*> GetComponentPotentials() const;
   std::vector<const QZFFParams*> GetParams() const;
 
-  /// Sets up every component, also after a failure; true when all succeeded, without any too.
+  /// Sets up every component, even after one has failed. True when all succeeded, and true without
+  /// components.
   bool Setup(const QZChem::QZMolBase& mol) override;
   bool SetupConf(const double* coords) override;
   /// Clears every component; NumVar() is 0 afterwards.
@@ -82,7 +86,7 @@ class QZ_API QZForceFieldImpl : public virtual F,
   QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
                                                        const double* coords,
                                                        unsigned int selector) const override;
-  /// Handed to every component; true when at least one accepted.
+  /// Passes the predicate to every component; true when at least one accepted it.
   bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>& pred,
            unsigned int which) override;
   bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZAtomBase, QZChem::QZAtomBase>& pred,
@@ -95,7 +99,7 @@ class QZ_API QZForceFieldImpl : public virtual F,
   bool IsFrameInvariant() const override;
   /// The sum of the models of those components that have one; false when none has.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
-  /// Handed to every component that offers it; true when one accepted.
+  /// Passes the flags to every component that is a `QZFreezable`; true when at least one accepted.
   bool Freeze(const unsigned char* fixed) override;
 
  protected:
@@ -106,7 +110,7 @@ class QZ_API QZForceFieldImpl : public virtual F,
       : numVar_(other.numVar_), params_(other.params_), comps_(other.comps_) {}
 
   void SetNumVar(unsigned int numVar) { numVar_ = numVar; }
-  /// The components with their own flags.
+  /// The components, each with its `own` flag.
   const std::vector<std::pair<F*, bool>>& GetComps() const { return comps_.Entries(); }
 
  private:
@@ -127,10 +131,10 @@ using QZGenericFFImpl2 = QZForceFieldImpl<QZMolFunc2>;
 
 class QZGenericFF2;
 
-/// A force field of functions with a gradient.
+/// A sum of functions with a gradient, as `QZForceFieldImpl` describes.
 class QZ_API QZGenericFF : public QZForceField, public QZGenericFFImpl {
  public:
-  /// The first one in a process asks the platform's licence hook.
+  /// The first object in a process asks the platform's licence hook.
   QZGenericFF();
   explicit QZGenericFF(const QZGenericFF2& other);
   QZGenericFF(const QZGenericFF&) = default;
@@ -143,13 +147,14 @@ class QZ_API QZGenericFF : public QZForceField, public QZGenericFFImpl {
   QZGenericFF* CreateCopy() const override { return new QZGenericFF(*this); }
 };
 
-/// A force field of functions with a Hessian:
+/// A sum of functions with a Hessian, as `QZForceFieldImpl` describes; functions without one get a
+/// Hessian by differences:
 ///   H(x) = sum of the components' Hessians, added into the caller's array.
 class QZ_API QZGenericFF2 : public virtual QZMolFunc2,
                             public QZForceField,
                             public QZGenericFFImpl2 {
  public:
-  /// The first one in a process asks the platform's licence hook.
+  /// The first object in a process asks the platform's licence hook.
   QZGenericFF2();
   QZGenericFF2(const QZGenericFF2&) = default;
   QZGenericFF2& operator=(const QZGenericFF2&) = default;
@@ -157,26 +162,28 @@ class QZ_API QZGenericFF2 : public virtual QZMolFunc2,
 
   using QZGenericFFImpl2::Add;
   using QZGenericFFImpl2::Remove;
-  /// **With `own` true `func` is deleted at once and the force field is left with a dangling
-  /// component: call `Add(func, false)` and keep `func` alive.** Callers rely on it as it stands.
-  /// Adds a new `QZNumericMolFunc2` over `func`, at every call, also for the same function.
+  /// **With `own` true, `func` is deleted at once and the force field is left with a dangling
+  /// component**: call `Add(func, false)` and keep `func` alive. Callers rely on this behaviour.
+  /// Each call adds a new `QZNumericMolFunc2` around `func`, even when `func` was added before.
   bool Add(QZMolFunc1& func, bool own);
   bool AddMolFunc(QZMolFunc2& func, bool own) { return Add(func, own); }
   bool RemoveMolFunc(QZMolFunc2& func) { return Remove(func); }
 
   using QZGenericFFImpl2::GetComponentPotentials;
-  /// The components in order as functions with a gradient, replacing what `functions` held.
+  /// Replaces the contents of `functions` by the components, in order, as functions with a
+  /// gradient.
   void GetComponentPotentials(std::vector<QZMolFunc1*>& functions) const;
 
   using QZGenericFFImpl2::operator();
-  /// Stops at the first component that fails, with the Warning "Hessian calculation in %s failed"
-  /// that names the component's first term; also fails while NumVar() is 0 and, with a Warning, for
-  /// a null `hessian`. `grad` may be null.
+  /// `hessian` (packed) and `grad` (may be null) are **added to**. Fails: false at the first
+  /// component that fails, with the Warning "Hessian calculation in %s failed" that names the first
+  /// term of that component; false while NumVar() is 0; false with a Warning when `hessian` is
+  /// null.
   bool operator()(const double* x, double* hessian, double* grad) override;
   QZGenericFF2* CreateCopy() const override { return new QZGenericFF2(*this); }
 
  private:
-  // Functions with a gradient only are never components themselves.
+  // Private, since a function without a Hessian is never a component itself.
   bool Remove(QZMolFunc1& func);
 };
 

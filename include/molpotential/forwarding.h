@@ -8,16 +8,16 @@
 
 namespace QZMolPotential {
 
-/// Holds the wrapped function of an adaptor or wrapper, and the one `own` flag: an owned function
-/// is deleted when the last holder that shares it dies or is given another. A copy shares the
-/// function and its ownership.
+/// Holds the wrapped function of an adaptor or wrapper together with its `own` flag. Copies share
+/// the function and the flag. An owned function is deleted when the last holder that shares it is
+/// destroyed or is given another function.
 class QZ_API QZWrappedFunc {
  public:
   QZWrappedFunc() = default;
   QZWrappedFunc(QZMolFunc1& func, bool own) : shared_(std::make_shared<Shared>(func, own)) {}
 
-  /// Replaces the function. Given the function it already holds, only the flag changes, for every
-  /// holder that shares it.
+  /// Replaces the function. When `func` is the function that is held already, only the flag
+  /// changes, for all holders that share it.
   void Reset(QZMolFunc1& func, bool own) {
     if (&func == Get()) {
       shared_->own = own;
@@ -45,9 +45,10 @@ class QZ_API QZWrappedFunc {
   std::shared_ptr<Shared> shared_;
 };
 
-/// The one place where adaptors and wrappers hold and forward to a wrapped function. `Base` is the
-/// interface to implement: `QZMolAdaptor`, `QZMolAdaptor2` or `QZMolFunc2`. Without a function the
-/// `Set` overloads and `SetupConf` answer false and the enumerations are empty.
+/// The base class of adaptors and wrappers: holds the wrapped function and forwards to it
+/// everything that does not depend on the variables. `Base` is the interface to implement:
+/// `QZMolAdaptor`, `QZMolAdaptor2` or `QZMolFunc2`. While there is no wrapped function, the `Set`
+/// overloads and `SetupConf` answer false, and components and interactions are empty.
 template <class Base>
 class QZForwardingFunc : public virtual Base {
  public:
@@ -78,7 +79,7 @@ class QZForwardingFunc : public virtual Base {
   void SetVerbose(bool on) override {
     if (wrapped_) wrapped_->SetVerbose(on);
   }
-  /// `x` is handed on as it stands: full Cartesian coordinates, or null.
+  /// `x` is passed on unchanged: full Cartesian coordinates, or null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override {
     return wrapped_ ? wrapped_->GetFComponents(x)
                     : QZSystem::QZMakeEmptyIter<QZOpt::QZFComponent>();
@@ -97,8 +98,8 @@ class QZForwardingFunc : public virtual Base {
   QZWrappedFunc wrapped_;
 };
 
-/// The same for the two adaptor interfaces, `QZMolAdaptor` and `QZMolAdaptor2`, with what they ask
-/// about the function itself.
+/// `QZForwardingFunc` for the two adaptor interfaces, `QZMolAdaptor` and `QZMolAdaptor2`: also
+/// answers `GetMolFunc` and `SetMolFunc`.
 template <class Base>
 class QZForwardingAdaptor : public QZForwardingFunc<Base> {
  public:

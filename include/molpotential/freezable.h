@@ -6,16 +6,16 @@
 
 namespace QZMolPotential {
 
-/// Offered, beside `QZMolFunc`, by functions of many terms that can leave out, for one run, those
-/// that cannot change since none of their atoms moves.
+/// Offered beside `QZMolFunc` by functions of many terms that can leave out, for one run, the terms
+/// whose atoms are all fixed and which therefore stay constant.
 class QZ_API QZFreezable {
  public:
-  /// From now until the next call or `Setup`, terms whose atoms are all fixed are not computed.
-  /// `fixed`: a flag for every atom index (AtomIndexBound() in all); null: every term again.
-  /// Selections given with `Set` stay as they are. At the same coordinates, the energy before less
-  /// that after is the constant that was left out. False, with nothing changed: not set up.
-  /// What follows from the flags is kept until `Setup`: to go back and forth between the latest two
-  /// answers, null among them, costs next to nothing and allocates nothing.
+  /// Until the next call or `Setup`, terms whose atoms are all fixed are not computed. `fixed`: one
+  /// flag for each atom index, AtomIndexBound() in all (in, not kept); null computes every term
+  /// again. Selections that were given with `Set` stay in force. The constant that is left out is
+  /// the energy before the call less the energy after it, at the same coordinates. False, with
+  /// nothing changed, before `Setup`. The function remembers the two latest arguments, null
+  /// included: alternating between them costs next to nothing and allocates nothing.
   virtual bool Freeze(const unsigned char* fixed) = 0;
   virtual ~QZFreezable() = default;
 

@@ -12,9 +12,10 @@
 
 namespace QZMolPotential {
 
-/// The components of a composite function, each held through `QZWrappedFunc`, which deletes it when
-/// it is owned. Copies: deep through the components' `CreateCopy`, the copy owning what it made; a
-/// component that answers null is shared, and an owned one dies with the last list that holds it.
+/// The components of a composite function. Each is held by a `QZWrappedFunc`, which deletes the
+/// component when it is owned. Copies: deep, by `CreateCopy` of the components; the copy owns the
+/// new components. A component whose `CreateCopy` is null is shared by the lists and, when it is
+/// owned, deleted with the last list that holds it.
 template <class F>
 class QZFuncList {
  public:
@@ -23,7 +24,7 @@ class QZFuncList {
   QZFuncList() = default;
   QZFuncList(const QZFuncList& other) { appendCopies(other); }
   QZFuncList(QZFuncList&&) noexcept = default;
-  /// Copies of a list of more capable functions.
+  /// Copies a list of functions of a derived interface (with Hessians) to one of a base interface.
   template <class G>
   explicit QZFuncList(const QZFuncList<G>& other) {
     appendCopies(other);
@@ -35,19 +36,21 @@ class QZFuncList {
   }
   ~QZFuncList() = default;
 
-  /// Fails: false for a function that the list holds already; its flag stays.
+  /// Appends a function. Fails: false for a function that is in the list already; its `own` flag
+  /// stays as it was.
   bool Add(F& func, bool own) {
     if (find(func) != entries_.end()) return false;
     append(func, std::make_shared<QZWrappedFunc>(func, own));
     return true;
   }
 
-  /// Deletes the function when it is owned by this list alone. Fails: false for an unknown one.
+  /// Removes a function, and deletes it when it is owned and no other list shares it. Fails: false
+  /// for a function that is not in the list.
   bool Remove(const F& func) {
     const auto entry = find(func);
     if (entry == entries_.end()) return false;
     const auto holder = holders_.begin() + (entry - entries_.begin());
-    // The function goes last, so that its destructor finds the list in order.
+    // The function is destroyed last, so that its destructor finds the list in order.
     const std::shared_ptr<QZWrappedFunc> last = std::move(*holder);
     holders_.erase(holder);
     entries_.erase(entry);

@@ -21,9 +21,9 @@ QZ_API double secondCosDer(const double* u, const double* v, double* hessian);
 /// a = P0 - P1, b = P2 - P1, c = P3 - P2:
 ///   cos φ = N·M / (|N||M|),  N = a x b,  M = c x b.
 /// `grad`: 12 doubles (1/Å), four blocks that sum to zero; `hessian`: 78 doubles, the packed 12 x
-/// 12 (1/Å²); both over P0 .. P3 and regular at φ = 0 and π. With -b in place of b the cosine and
-/// the blocks of P0 and P3 alone stay what they are. Returns cos φ, clamped to [-1, 1]. Atoms in
-/// line (N or M zero) give entries that are not finite: callers avoid that case. Source: Blondel
+/// 12 (1/Å²); both over P0 .. P3 and regular at φ = 0 and π. The sign of b matters: with -b only
+/// the cosine and the blocks of P0 and P3 are still right. Returns cos φ, clamped to [-1, 1]. Atoms
+/// in line (N or M zero) give entries that are not finite: callers avoid that case. Source: Blondel
 /// and Karplus, J. Comput. Chem. 17, 1132 (1996).
 QZ_API double secondCosDer(
     const double* a, const double* b, const double* c, double* grad, double* hessian);
@@ -47,10 +47,10 @@ QZ_API double QZd2Wilson_dx2(double* grad,
                              const double* c,
                              const double* d);
 
-/// Whether the direction p3 - p1 lies outside the angular sector that p0 - p1 and p2 - p1 span at
-/// p1. The three are turned so that p0 - p1 lies on an axis and p2 - p1 in a plane with it; p3 - p1
-/// is outside when it falls on the other side of that axis in this plane, or when it makes a larger
-/// angle with the axis, seen along the plane's normal, than p2 - p1 does.
+/// True when the direction p3 - p1 lies outside the angular sector that p0 - p1 and p2 - p1 span at
+/// p1 (all points: 3 doubles, in). p3 - p1 is projected onto the plane of the sector. It is outside
+/// when its projection lies on the other side of p0 - p1 than p2 - p1 does, or makes a larger angle
+/// with p0 - p1 than p2 - p1 does.
 QZ_API bool isOutsideVectors(const double* p0,
                              const double* p1,
                              const double* p2,

@@ -14,9 +14,10 @@ class QZAtomBase;
 
 namespace QZMolPotential {
 
-/// The record behind an interaction: its name, its energy, further numbers that the function that
-/// made it defines, and its atoms (not owned). **The name is kept as a pointer**, not copied: it is
-/// a literal or outlives the record. Copies: deep, sharing the name.
+/// The record behind an interaction: its name, its energy, its atoms (not owned) and further
+/// numbers, whose meaning the function that made the interaction defines. **The name is kept as a
+/// pointer and not copied**: it must be a literal or outlive the record. Copies: deep, but the name
+/// is shared.
 class QZ_API QZInteractImpl {
  public:
   QZInteractImpl() = default;
@@ -42,8 +43,8 @@ class QZ_API QZInteractImpl {
   std::vector<QZChem::QZAtomBase*> atoms_;
 };
 
-/// One evaluated term of a molecular function. Owns its record; copies are deep. One that was moved
-/// from can only be assigned to or destroyed.
+/// One evaluated term of a molecular function. Owns its record; copies are deep. An object that was
+/// moved from can only be assigned to or destroyed.
 class QZ_API QZInteraction {
  public:
   /// Takes ownership of `impl`, which was made with `new`.
@@ -61,7 +62,7 @@ class QZ_API QZInteraction {
   unsigned int NumAtoms() const { return static_cast<unsigned int>(impl_->GetAtoms().size()); }
   /// The atoms in their order; owned by the caller.
   QZSystem::QZIterBase<QZChem::QZAtomBase>* GetAtoms() const;
-  /// The record, for changes in place.
+  /// The record, which may be changed in place; owned by this object.
   QZInteractImpl* GetImpl() { return impl_.get(); }
 
  protected:

@@ -10,8 +10,9 @@
 namespace QZMolPotential {
 
 /// The numbers that describe one term of a force field: ten parameters and four lists, whose
-/// meaning is the force field's own. The derived records add the atoms or bonds of the term, held
-/// by pointer and not owned: the molecule must outlive its records. All are value types.
+/// meaning and units the force field defines. The derived classes add the atoms or bonds of the
+/// term, as pointers that are not owned: the molecule must outlive its records. Copies: deep,
+/// except for these pointers.
 class QZ_API QZInteractParams {
  public:
   static constexpr unsigned int kNumParams = 10;
@@ -22,15 +23,16 @@ class QZ_API QZInteractParams {
   QZInteractParams& operator=(const QZInteractParams&) = default;
   virtual ~QZInteractParams();
 
-  /// Fails for i >= 10: reports an Error and throws `std::out_of_range`, the one exception that the
-  /// library lets out, since there is no reference to return.
+  /// Fails for i >= 10: reports an Error and throws `std::out_of_range`, since there is no
+  /// reference to return. It is the only exception that the library lets out.
   double& operator[](unsigned int i);
-  /// Fail out of range with a Warning: 0.0, false, an empty list, false.
+  /// These four fail with a Warning when `i` is out of range, and return 0.0, false, an empty list
+  /// and false.
   double Get(unsigned int i) const;
   bool Set(unsigned int i, double value);
   std::vector<double> GetList(unsigned int i) const;
   bool SetList(unsigned int i, const std::vector<double>& list);
-  /// The parameters back to 0.0; the lists stay.
+  /// Sets all parameters to 0.0; the lists stay as they are.
   void Clear();
 
  private:
@@ -38,7 +40,7 @@ class QZ_API QZInteractParams {
   std::array<std::vector<double>, kNumLists> lists_;
 };
 
-/// A bond. Atom 1 is the bond's begin, atom 2 its end.
+/// The record of a bond. Atom 1 is the begin of the bond, atom 2 its end.
 class QZ_API QZStretchParams : public QZInteractParams {
  public:
   explicit QZStretchParams(const QZChem::QZBondBase* bond) : bond_(bond) {}
@@ -54,9 +56,9 @@ class QZ_API QZStretchParams : public QZInteractParams {
   const QZChem::QZBondBase* bond_;
 };
 
-/// An angle, given by two bonds that share its apex, atom 2. Bonds that share no atom warn "Invalid
-/// Angle in QZBendParams"; such a record answers false to every test and its atom indices are the
-/// largest unsigned int.
+/// The record of an angle, given by two bonds that share its apex, atom 2. Two bonds without a
+/// common atom give the Warning "Invalid Angle in QZBendParams"; every test of such a record
+/// answers false, and its atom indices are the largest unsigned int.
 class QZ_API QZBendParams : public QZInteractParams {
  public:
   QZBendParams(const QZChem::QZBondBase* bond1, const QZChem::QZBondBase* bond2);
@@ -83,10 +85,11 @@ class QZ_API QZBendParams : public QZInteractParams {
   bool valid_ = true;
 };
 
-/// A dihedral, given by its central bond and its end atoms: atom 2 is the central atom bonded to
-/// `end1`, atom 3 the one bonded to `end4`; the bond's begin is tried first as atom 2. End atoms
-/// that do not fit warn "Invalid Dihedral in QZTorsionParams"; such a record answers false to every
-/// `IsValid`, its central atoms stay null and their indices are the largest unsigned int.
+/// The record of a dihedral, given by its central bond and its end atoms: atom 2 is the atom of the
+/// central bond that is bonded to `end1`, atom 3 the one that is bonded to `end4`. The begin of the
+/// bond is tried first as atom 2. End atoms that do not fit give the Warning "Invalid Dihedral in
+/// QZTorsionParams"; every `IsValid` of such a record answers false, its central atoms stay null
+/// and their indices are the largest unsigned int.
 class QZ_API QZTorsionParams : public QZInteractParams {
  public:
   QZTorsionParams(const QZChem::QZBondBase* bond,
@@ -97,8 +100,8 @@ class QZ_API QZTorsionParams : public QZInteractParams {
   unsigned int GetAtomIndex2() const;
   unsigned int GetAtomIndex3() const;
   unsigned int GetAtomIndex4() const;
-  /// Ends in either order and, independently, the middle pair in either order: a-c-b-d answers true
-  /// for a stored a-b-c-d, and callers rely on it.
+  /// True for the two end atoms in either order and, independently of them, the two central atoms
+  /// in either order: a-c-b-d too answers true for a stored a-b-c-d, and callers rely on it.
   bool IsTorsion(const QZChem::QZAtomBase* a,
                  const QZChem::QZAtomBase* b,
                  const QZChem::QZAtomBase* c,
@@ -117,7 +120,7 @@ class QZ_API QZTorsionParams : public QZInteractParams {
   bool valid_ = true;
 };
 
-/// Four atoms as given.
+/// The record of an out-of-plane term: four atoms in the order in which they are given.
 class QZ_API QZOutOfPlaneParams : public QZInteractParams {
  public:
   QZOutOfPlaneParams(const QZChem::QZAtomBase* atom1,
@@ -140,7 +143,7 @@ class QZ_API QZOutOfPlaneParams : public QZInteractParams {
   const QZChem::QZAtomBase* atom4_;
 };
 
-/// A pair of atoms.
+/// The record of a pair of atoms, for van der Waals and electrostatic terms.
 class QZ_API QZVdwParams : public QZInteractParams {
  public:
   QZVdwParams(const QZChem::QZAtomBase* atom1, const QZChem::QZAtomBase* atom2)

@@ -11,33 +11,36 @@
 
 namespace QZMolPotential {
 
-/// What a molecule of a `QZInterAdaptor` may do.
+/// How a molecule of a `QZInterAdaptor` may move.
 enum class QZFlexibility {
-  Held,     ///< nothing: it keeps the coordinates of the start bit for bit
-  Rigid,    ///< move as a whole: w, x, y, z, tx, ty, tz
-  Torsion,  ///< the same, and turn its torsions, which come first
-  Full      ///< move every atom: x, y, z of each, by index
+  Held,     ///< not at all: it keeps the coordinates of the start bit for bit
+  Rigid,    ///< as a whole: w, x, y, z, tx, ty, tz
+  Torsion,  ///< as a whole and about its torsions, which are the first variables
+  Full      ///< every atom by itself: x, y, z of each, by atom index
 };
 
-/// The placement of several molecules, the connected components of one `QZMolBase`, against one
-/// another: the first is held and the others are rigid, unless `SetFlexibility` says otherwise.
+/// A function of the placement of several molecules relative to one another. The molecules are the
+/// connected components of one `QZMolBase`; the first one is held and the others are rigid, unless
+/// `SetFlexibility` says otherwise.
 ///   x = R(q) (y - c)/|q|² + t,  y: turned torsions, c: the molecule's centre at the start
-/// Variables: molecule after molecule in the order of their first atoms. Atoms may be in any order.
-/// With fixed atoms (`SetFixed`) a molecule that is rigid or has torsions is held whole, and one
-/// that is fully flexible moves its other atoms.
+/// with R(q) unnormalised, so that the energy does not depend on |q|. The variables are ordered by
+/// molecule, and the molecules by their first atoms; the atoms of a molecule need not be
+/// consecutive. A molecule with fixed atoms (`SetFixed`) is held as a whole if it is rigid or has
+/// torsions; if it is fully flexible, its other atoms move. Units, ownership, failures and cost:
+/// see `QZMappedFunc`.
 class QZ_API QZInterAdaptor final : public QZMappedFunc {
  public:
   /// With `own` the function is deleted with this object.
   QZInterAdaptor(QZMolFunc2& f, bool own);
-  /// The same without Hessians.
+  /// As above, for a function without a Hessian.
   QZInterAdaptor(QZMolFunc1& f, bool own);
   ~QZInterAdaptor() override;
 
-  /// Of molecule number `component`, counted from 0. Takes effect at the next `Setup`, which is
-  /// false when there is no such molecule.
+  /// Sets how molecule number `component`, counted from 0, may move. Takes effect at the next
+  /// `Setup`, which is false when there is no such molecule.
   void SetFlexibility(unsigned int component, QZFlexibility flexibility);
-  /// The bonds that turn in molecules with torsions, `QZTorsionPred2` by default, as in
-  /// `QZTorAdaptor`.
+  /// Sets the bonds that turn in molecules with torsions, as in `QZTorAdaptor`; `QZTorsionPred2` by
+  /// default.
   void SetRotors(const QZSystem::QZUnaryPredicate<QZChem::QZBondBase>& rotors);
 
  private:

@@ -14,13 +14,14 @@ namespace QZMolPotential {
 ///   s = Uᵀ D (q - q_0) / κ,   D = diag √k,   κ = √150,
 /// U being the eigenvectors of D B Bᵀ D at the reference geometry whose eigenvalues are not zero, B
 /// = ∂q/∂x, and k 700, 150 and 15 kcal/mol for lengths (Å), angles and dihedrals (radians). After
-/// them stand, for every molecule but the first, its translation (Å) and rotation vector (radians)
-/// from the reference; with fixed atoms those of the first too, as far as fixed atoms leave it
-/// free.
+/// these combinations stand, for every connected component but the first, its translation (Å) and
+/// rotation vector (radians) from the reference; when atoms are fixed, also those of the first
+/// component, as far as the fixed atoms leave it free.
 ///   number of variables: 3N - 6 (3N - 5 when straight), 3 x moving atoms at most
-/// The reference is the geometry of `Setup`, until `FuncVarToOptVar` makes another one current.
-/// All variables are 0 at the reference, and U stays what it is there: coordinates come out in its
-/// frame, fixed atoms bit for bit.
+/// The reference is the geometry of `Setup`, until `FuncVarToOptVar` or `FixAtoms` makes another
+/// geometry the reference. All variables are 0 at the reference, and U does not change until the
+/// reference does. Coordinates are returned in the frame of the reference; fixed atoms keep their
+/// coordinates bit for bit.
 ///
 /// Fails: false before `Setup`, and with a Warning for coordinates that are not finite, bonded
 /// atoms in one place, or a molecule that was straight at `Setup` and is not now, or the reverse.
@@ -41,25 +42,26 @@ class QZ_API QZInternalAdaptor final : public QZFixMolAdaptor1 {
   /// 3 x the atom-index bound; 0 before `Setup`.
   unsigned int NumFuncVar() const override;
   unsigned int NumOptVar() const override;
-  /// `vars` (NumOptVar(), out) of `coords` (NumFuncVar(), in): the current ones where
-  /// `OptVarToFuncVar` gave these very coordinates last. Any others become the reference, and
-  /// `vars` 0.
+  /// `vars` (NumOptVar(), out) of `coords` (NumFuncVar(), in). When `coords` are exactly the
+  /// coordinates that `OptVarToFuncVar` returned last, `vars` are the current variables; any other
+  /// coordinates become the reference, and `vars` are 0.
   bool FuncVarToOptVar(const double* coords, double* vars) override;
-  /// `vars` (NumOptVar(), in) become current; `coords` (NumFuncVar(), out).
+  /// `vars` (NumOptVar(), in) become the current variables; `coords` (NumFuncVar(), out) are their
+  /// geometry.
   bool OptVarToFuncVar(const double* vars, double* coords) override;
-  /// `coords` (in) are not looked at: derivatives are those at the current variables. `cartGrad`
-  /// (NumFuncVar(), in) into `grad` (NumOptVar(), **assigned**).
+  /// Converts `cartGrad` (NumFuncVar(), in) into `grad` (NumOptVar(), **assigned**). `coords` are
+  /// ignored: the derivatives are those at the current variables.
   bool FuncGradToOptGrad(const double* coords, double* cartGrad, double* grad) override;
   /// Not supported: false.
   bool OptGradToFuncGrad(const double* optGrad, double* funcGrad) override;
   /// The current variables (NumOptVar(), out).
   bool GetAdaptedVariables(double* vars) const override;
-  /// The current variables (`vars`, NumOptVar(), out; may be null). Prints them to standard output,
-  /// five to a line. Before `Setup` a Warning and nothing else.
+  /// The same, and prints them to standard output, five to a line; `vars` may be null. Before
+  /// `Setup` it only gives a Warning.
   void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const override;
-  /// The atoms with negative entries (one entry an atom index) do not move; the array is read and
-  /// not kept. The current coordinates become the reference. Null changes nothing, nor do atoms
-  /// that leave coordinates which cannot be described: a Warning.
+  /// Fixes the atoms whose entries in `atoms` (one for each atom index, in, not kept) are negative.
+  /// The current coordinates become the reference. Fails with a Warning, and changes nothing, when
+  /// the coordinates cannot be described with these atoms fixed. Null changes nothing.
   void FixAtoms(int*& atoms) override;
 
  private:

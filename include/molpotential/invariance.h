@@ -6,8 +6,8 @@
 
 namespace QZMolPotential {
 
-/// Offered, beside `QZMolFunc`, by functions that can tell whether moving the whole molecule as a
-/// rigid body changes them. Sums and wrappers answer for what they hold.
+/// Offered beside `QZMolFunc` by functions that can tell whether their energy changes when the
+/// whole molecule moves as a rigid body. Sums and wrappers answer for their components.
 class QZ_API QZFrameQuery {
  public:
   /// True only when the energy is known not to depend on overall translation and rotation.
@@ -15,7 +15,7 @@ class QZ_API QZFrameQuery {
   virtual ~QZFrameQuery();
 };
 
-/// The function's own answer; false for one that offers none.
+/// The answer of `func` when it is a `QZFrameQuery`, otherwise false.
 QZ_API bool QZIsFrameInvariant(const QZMolFunc& func);
 
 }  // namespace QZMolPotential

@@ -18,15 +18,15 @@ namespace QZMolPotential {
 ///   a            n(n+1)/2, in; **destroyed** (work space)
 ///   eigenvalues  n, out, ascending
 ///   eigenvectors `nvec` rows of n, out: row k belongs to eigenvalue k; may be null when nvec <= 0
-/// Rows are orthonormal to 1e-8 for equal eigenvalues too and at any scale of the matrix: every
-/// tolerance is relative to it. The sign of a row is as the iteration leaves it.
-/// Fails: false and a Fatal message when n < 2 or nvec > n; false and a Warning when an element is
-/// not finite, all before anything is written, or when the eigenvalues do not converge. Cost: 4/3
-/// n³ + 2 n² nvec operations, holds O(n) doubles. Source: Wilkinson, The Algebraic Eigenvalue
-/// Problem, ch. 5 (1965); Martin and Wilkinson, Numer. Math. 12, 377 (1968).
+/// Rows are orthonormal to 1e-8, also for equal eigenvalues, and at any scale of the matrix, since
+/// every tolerance is relative to the matrix. The signs of the rows are arbitrary. Fails: false and
+/// a Fatal message when n < 2 or nvec > n; false and a Warning when an element is not finite, all
+/// before anything is written, or when the eigenvalues do not converge. Cost: 4/3 n³ + 2 n² nvec
+/// operations, holds O(n) doubles. Source: Wilkinson, The Algebraic Eigenvalue Problem, ch. 5
+/// (1965); Martin and Wilkinson, Numer. Math. 12, 377 (1968).
 QZ_API bool diagonalize(double* a, double* eigenvalues, double** eigenvectors, int n, int nvec);
 
-/// The same contract through Eigen's self-adjoint solver; `a` is not modified.
+/// As `diagonalize`, by Eigen's self-adjoint solver; `a` is not modified. Holds some 2 n² doubles.
 QZ_API bool eigendiagonalize(
     double* a, double* eigenvalues, double** eigenvectors, int n, int nvec);
 
@@ -34,12 +34,11 @@ QZ_API bool eigendiagonalize(
 QZ_API void matxvec(double* y, double* a, double* x, int n);
 
 /// Replaces a full n x n matrix by its inverse (Gauss-Jordan with full pivoting, scanned by rows).
-/// The determinant is the product of the pivots and nothing more, on which callers rely: it
-/// saturates at 1e10 from above after every step, and row and column interchanges do not flip its
-/// sign. A pivot below 1e-8 ends the elimination with determinant 0 and leaves the matrix partly
-/// eliminated.
+/// `determinant` (out) is the plain product of the pivots: it is cut to 1e10 after every step, and
+/// interchanges of rows and columns do not change its sign; callers rely on both. A pivot below
+/// 1e-8 ends the elimination with determinant 0 and leaves the matrix partly eliminated.
 QZ_API void invert(double* a, int n, double& determinant);
-/// The same; returns the determinant.
+/// As above; returns the determinant.
 QZ_API double invert(double* a, int n);
 
 /// Singular values and vectors of a full m x n matrix, a = U diag(s) Vᵀ: Householder
@@ -57,10 +56,11 @@ QZ_API bool svd(const double* a, unsigned m, unsigned n, double* s, double** u, 
 /// Singular values below 1e-12 (absolute) count as zero. False and a Warning, with `inverse`
 /// untouched, when the singular values do not converge or an element is not finite.
 QZ_API bool mpinvert(const double* a, double* inverse, unsigned m, unsigned n);
-/// The same in place.
+/// As above, in place: `a` is a full m x n matrix before the call and its n x m inverse after it.
 QZ_API bool mpinvert(double* a, unsigned m, unsigned n);
-/// The same with the k largest singular values only; 0 means all. Up to min(m+1, n), the length of
-/// the list that `svd` gives, is allowed, on which callers rely; beyond: false and a Warning.
+/// As `mpinvert`, with the k largest singular values only; k = 0 stands for all of them. k may be
+/// at most min(m+1, n), the length of the list of singular values that `svd` writes, and callers
+/// rely on the +1; for larger k it fails with false and a Warning.
 QZ_API bool mpinvert1(const double* a, double* inverse, unsigned m, unsigned n, unsigned k);
 
 /// Plane rotation that turns (a, b) into (r, 0): on return c and s are its cosine and sine, a is r,
@@ -76,12 +76,13 @@ QZ_API void givens(double& a, double& b, double& c, double& s);
 /// a = 0: Fatal message, and the computation goes on.
 QZ_API int CubicEquation(double a, double b, double c, double d, double* roots);
 
-/// Whether n points, three doubles each, lie on a line: every |cosine| between p1 - p0 and pi - p0
-/// within 1e-6 of 1. Fewer than three points do; so do points that coincide with p0.
+/// True when n points (3 n doubles, in) lie on a line: the cosine between p1 - p0 and every pi - p0
+/// is within 1e-6 of 1 or -1. True for fewer than three points; points that coincide with p0 count
+/// as lying on the line.
 QZ_API bool IsLinear(const double* points, unsigned n);
 
-/// Straight line y = intercept + slope x by least squares. `n` is the divisor of the means and may
-/// differ from the number of points, on which callers rely.
+/// Fits the straight line y = intercept + slope x to points (x, y) by least squares. `n` divides
+/// the sums to form the means; it may differ from the number of points, and callers rely on that.
 QZ_API void fit(const std::vector<std::pair<double, double>>& points,
                 unsigned n,
                 double& intercept,

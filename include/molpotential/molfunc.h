@@ -21,15 +21,16 @@ class QZMolBase;
 ///   5. evaluate any number of times, gradient and Hessian cleared by the caller;
 ///   6. for an adaptor turn the final variables into coordinates with `AdaptVar`;
 ///   7. `Clear()` or destruction ends the binding.
+///
 /// Coordinates are x, y, z of atom i at 3i, 3i+1, 3i+2 (Å), i being the atom's index, for all
 /// 3 x AtomIndexBound() entries, holes included. One object serves one thread at a time.
 namespace QZMolPotential {
 
 class QZInteraction;
 
-/// Categories of interactions: the bits of `which` that force-field terms own. A term is computed
-/// when its predicate accepts it; a unary atom predicate accepts a term when it accepts any of the
-/// term's atoms.
+/// Categories of interactions: the bits of `which` in `QZMolFunc::Set`. A force-field term is
+/// computed when the predicate of its category accepts it; a unary atom predicate accepts a term
+/// when it accepts any atom of the term.
 enum QZInteractionCategory : unsigned int {
   QZCategoryVdw = 1,                     // binary atom predicate
   QZCategoryElectrostatic = 4,           // binary atom predicate
@@ -47,24 +48,27 @@ enum QZInteractionCategory : unsigned int {
   QZCategoryTorsionRestraint = 0x2000000,
 };
 
-/// Binding to a molecule, and selections. The order of the virtual operations is part of the
-/// interface, here and below.
+/// What can be bound to a molecule and takes selections. The order of the virtual operations is
+/// part of the interface, in this class and those that derive from it.
 class QZ_API QZMolFunc {
  public:
   virtual ~QZMolFunc();
-  /// Binds the function to `mol`, which must outlive the binding. False: not usable with it.
+  /// Binds the function to `mol`, which must outlive the binding. False when the function cannot be
+  /// used with `mol`.
   virtual bool Setup(const QZChem::QZMolBase& mol) = 0;
-  /// A full coordinate vector for functions that need a reference conformation. Default: true.
+  /// Gives a reference conformation to functions that need one: `coords`, 3 x AtomIndexBound()
+  /// doubles (in). Default: does nothing, true.
   virtual bool SetupConf(const double* coords);
-  /// The interaction terms at `coords`; never null, owned by the caller. Default: none. What
-  /// `selector` means is the function's own; composites pass it on.
+  /// The interaction terms at `coords` (3 x AtomIndexBound() doubles, in); never null, owned by the
+  /// caller. Each class defines the meaning of `selector`; composites pass it on. Default: none.
   virtual QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
                                                                const double* coords,
                                                                unsigned int selector) const;
   /// Releases what `Setup` built. Default: nothing.
   virtual void Clear();
-  /// Selections, given before `Setup`. `which` is a set of bits: each class tests those it owns
-  /// and keeps a copy of the predicate. Default, and for bits that are not owned: false.
+  /// Sets a selection, before `Setup`. `which` is a set of bits (`QZInteractionCategory`): a class
+  /// that knows one of them keeps a copy of the predicate and answers true. Default: false, as for
+  /// bits that a class does not know.
   virtual bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZBondBase, QZChem::QZBondBase>& pred,
                    unsigned int which);
   virtual bool Set(const QZSystem::QZBinaryPredicate<QZChem::QZAtomBase, QZChem::QZAtomBase>& pred,
@@ -92,18 +96,19 @@ class QZ_API QZMolSetup {
   QZMolSetup& operator=(const QZMolSetup&) = default;
 };
 
-/// A function of a molecule's Cartesian coordinates: energy.
+/// A function of the Cartesian coordinates of a molecule, with its energy only.
 class QZ_API QZMolFunc0 : public virtual QZMolFunc, public virtual QZOpt::QZFunc0 {};
 
-/// Energy and gradient.
+/// A molecular function with energy and gradient.
 class QZ_API QZMolFunc1 : public virtual QZMolFunc0, public virtual QZOpt::QZFunc1 {
  public:
   using QZOpt::QZFunc1::operator();
-  /// A copy with the bound state, owned by the caller; null from classes that cannot be copied.
+  /// A copy, bound to the same molecule, owned by the caller; null for classes that cannot be
+  /// copied.
   virtual QZMolFunc1* CreateCopy() const = 0;
 };
 
-/// Energy, gradient and Hessian.
+/// A molecular function with energy, gradient and Hessian.
 class QZ_API QZMolFunc2 : public virtual QZMolFunc1, public virtual QZOpt::QZFunc2 {
  public:
   using QZOpt::QZFunc2::operator();

@@ -15,23 +15,25 @@ class QZMolBase;
 
 namespace QZMolPotential {
 
-/// Uniform grid of cells of edge e = 0.5 Å over the atoms of one molecule, the region; each cell
-/// lists the atoms of another, the hosts, whose squared distance from the cell's centre
+/// A uniform grid of cells with edge e = 0.5 Å over the atoms of one molecule, the region. Each
+/// cell lists the atoms of another molecule, the hosts, whose squared distance from the centre of
+/// the cell
 ///   c = lower + (i + 1/2) e      is strictly less than      (e + radius)^2.
-/// The lists therefore hold every host within `radius` of any point of the cell, and some beyond,
-/// by atom index in the hosts' iteration order. The box is half-open: lower faces belong to it,
-/// upper faces do not.
-/// A repeated `Init` does not clear: a cell that receives no host keeps the list that it had at its
-/// place in the array, and callers rely on it. Build a fresh grid to start afresh.
-/// Cost: `Init` grows with cells + hosts + entries written; a lookup is one index computation.
-/// Holds 24 bytes a cell and 4 an entry.
+/// The list of a cell therefore holds every host within `radius` of any point of the cell, and some
+/// hosts further away, as atom indices in the iteration order of the hosts. The lower faces of the
+/// grid belong to it, the upper faces do not.
+/// **A repeated `Init` does not clear**: a cell that receives no host keeps the list that stood at
+/// its place in the array before, and callers rely on it. Build a new grid to start afresh. Copies:
+/// deep. Cost: `Init` is linear in cells, hosts and entries together; a lookup computes one index.
+/// Holds 24 bytes for each cell and 4 for each entry.
 class QZ_API QZNearNbrGrid {
  public:
   QZNearNbrGrid() = default;
 
-  /// Builds the grid over `region` for hosts within `radius` (Å) of its cells. Fails: false for a
-  /// grid without cells, that is a region without atoms, one whose coordinates are not finite, or
-  /// one too large for memory; every point then lies outside.
+  /// Builds the grid over `region` for hosts within `radius` (Å) of its cells. Neither molecule is
+  /// kept. Fails: false when the grid has no cells, because the region has no atoms, has
+  /// coordinates that are not finite, or is too large for memory; every point then lies outside the
+  /// grid.
   bool Init(const QZChem::QZMolBase& hosts, const QZChem::QZMolBase& region, double radius);
 
   /// The host atom indices of the cell that holds `point` (x, y, z in Å); empty outside the box.
@@ -39,8 +41,8 @@ class QZ_API QZNearNbrGrid {
   const std::vector<unsigned int>& GetHostAtoms(const double* point) const;
 
  protected:
-  /// The box around the atoms of `region`, its upper corner moved up to a whole number of cells. An
-  /// axis whose cells cannot be counted gets none.
+  /// Sets the box of the grid: the bounding box of the atoms of `region`, extended upwards to a
+  /// whole number of cells. An axis with too many cells to count gets none.
   void SetupBounds(const QZChem::QZMolBase& region);
 
  private:

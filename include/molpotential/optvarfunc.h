@@ -14,14 +14,15 @@ namespace QZMolPotential {
 
 class Evaluation;
 
-/// Energy and gradient of a Cartesian function in the variables of an optimiser-variable adaptor:
-/// what a minimiser takes. It knows the order in which each adaptor takes the arrays of its
-/// gradient call.
+/// A function f of Cartesian coordinates x in the variables v of an optimiser-variable adaptor, in
+/// the form that minimisers take:
 ///   E(v) = f(x(v)),  ∂E/∂v from the adaptor's `FuncGradToOptGrad`
-/// Function and adaptor are not owned, must be set up on the same molecule and outlive this object.
-/// Start from `FuncVarToOptVar` (or `GetAdaptedVariables` of the rigid adaptor, whose gradient is
-/// the derivative at the reference placement only). Evaluation allocates only where the variables
-/// have become more since the last call.
+/// It passes the arrays of `FuncGradToOptGrad` in the order that each adaptor asks for. Function
+/// and adaptor are not owned, must be set up on the same molecule and must outlive this object.
+/// Copies refer to the same function and adaptor. A minimisation starts from the variables of
+/// `FuncVarToOptVar`, or of `GetAdaptedVariables` for the rigid adaptor, whose gradient is the
+/// derivative at the reference placement only. Evaluation allocates only when the number of
+/// variables has grown since the last call.
 class QZ_API QZOptVarFunc final : public QZOpt::QZFunc1 {
  public:
   QZOptVarFunc(QZOpt::QZFunc1& f, QZZmatAdaptor& a);
@@ -31,13 +32,14 @@ class QZ_API QZOptVarFunc final : public QZOpt::QZFunc1 {
   QZOptVarFunc& operator=(const QZOptVarFunc&) = delete;
   ~QZOptVarFunc() override;
 
-  /// `NumOptVar()` of the adaptor, as it stands.
+  /// The current `NumOptVar()` of the adaptor.
   unsigned int NumVar() const override { return adaptor_.NumOptVar(); }
   using QZOpt::QZFunc1::operator();
   double operator()(const double* x) override;
   /// `grad` (NumVar() doubles) is **added to**.
   double operator()(const double* x, double* grad) override;
-  /// Those of the function, at the coordinates of `x`, or its own answer to null.
+  /// The components of the function at the coordinates of `x`; `x` may be null if the function
+  /// accepts null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
 
  private:

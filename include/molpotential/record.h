@@ -7,9 +7,9 @@
 
 namespace QZMolPotential {
 
-/// The private record of an object: one heap object whose type may be incomplete in the header,
-/// copied with its owner. The owner's constructors, destructor and copies stand where the type is
-/// complete. Never empty.
+/// The private data of an object: a heap object whose type may be incomplete in the header of its
+/// owner. Copies: deep. Never empty. The owner's constructors, destructor and copy operations must
+/// be defined where the type is complete.
 template <class T>
 class QZRecord {
  public:

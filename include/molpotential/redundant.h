@@ -21,8 +21,8 @@ namespace QZMolPotential {
 /// 192, in this order) that keep the interactions of at least one atom that is not frozen.
 ///
 /// What callers rely on:
-/// - Once a dihedral of a bond (an angle of an atom) is found frozen, the later ones of the same
-///   bond (atom) are frozen too.
+/// - When a dihedral of a bond is found to be frozen, all later dihedrals of that bond are frozen
+/// too; likewise for the angles of a central atom.
 /// - Frozen bonds and angles have empty rows in B, frozen dihedrals have rows: frozen atoms may
 ///   move in a back-transformation.
 /// - An angle whose cosine is beyond ±0.999999 has 1e-6 taken off it, so that a straight angle is
@@ -33,15 +33,16 @@ namespace QZMolPotential {
 ///   last `Setup` or the last step of `AdaptVar` that did not converge.
 /// - Every `AdaptVar` makes its result the current coordinates.
 ///
-/// `Setup` fails: false, and nothing changed, for an invalid molecule or without a function; false
-/// too with the wrapped function's own `Setup`. Where the rank of B cannot be settled beyond 1,500
-/// coordinates a warning is given once a `Setup`; gradients are then iterated and steps damped.
-/// Cost: a sparse factorisation for every new B, a sixteenth of it for every further product; for
-/// chains linear in the atoms, as is the memory. Fragments with unusual null vectors (frozen atoms
-/// as a rule) cost O(n³) up to n = 1,500 coordinates.
-/// A minimiser is better served by `QZCoordinateFunc` in `QZCoordinates::Redundant`, whose
-/// variables run on beyond the ends of an angle. Source: Peng, Ayala, Schlegel & Frisch, J. Comput.
-/// Chem. 17, 49 (1996).
+/// Copies: none. `Setup` fails: false, with nothing changed, for an invalid molecule or without a
+/// function; false when `Setup` of the wrapped function fails. When the rank of B cannot be
+/// determined for more than 1,500 coordinates, each `Setup` gives one Warning; gradients are then
+/// computed by iteration and steps are damped.
+/// Cost: a sparse factorisation for every new B, about a sixteenth of that for every further
+/// product; time and memory are linear in the atoms for chains. Fragments whose null vectors are
+/// not only overall motion (usually because of frozen atoms) cost O(n³) up to n = 1,500
+/// coordinates. For minimisations use `QZCoordinateFunc` with `QZCoordinates::Redundant`, whose
+/// angles are continuous beyond 0 and π. Source: Peng, Ayala, Schlegel & Frisch, J. Comput. Chem.
+/// 17, 49 (1996).
 class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> {
  public:
   QZRedundantInterAdaptor();
@@ -51,10 +52,11 @@ class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> 
   ~QZRedundantInterAdaptor() override;
 
   bool Setup(const QZChem::QZMolBase& mol) override;
-  /// Forgets the coordinates, not the predicate, and clears the wrapped function.
+  /// Forgets the coordinates but keeps the predicate, and clears the wrapped function.
   void Clear() override;
-  /// With bit 0x400000 the predicate selects the frozen atoms of the next `Setup`; without it the
-  /// wrapped function gets it. `ClearPredicates` leaves the frozen atoms alone.
+  /// With bit 0x400000 in `which` the predicate selects the frozen atoms of the next `Setup`;
+  /// without it the predicate is passed to the wrapped function. `ClearPredicates` does not clear
+  /// the selection of frozen atoms.
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
   /// The other selections are not forwarded: false.
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZBondBase>& pred, unsigned int which) override;
@@ -74,19 +76,21 @@ class QZ_API QZRedundantInterAdaptor : public QZForwardingAdaptor<QZMolAdaptor> 
   /// `coords`: 3 x AtomIndexBound() doubles. The result is valid until the next `GetVar` or
   /// `Setup`; null before `Setup`.
   const double* GetVar(const double* coords) override;
-  /// Coordinates with these internals, sought from the current ones in ten steps at most; a step
-  /// below 1e-5 Å (its Euclidean norm) ends the search. Bond targets are taken by their absolute
-  /// value. Fails: false before `Setup`, and without convergence, when `coords` holds the last
-  /// iterate. A step that is not finite is not taken and ends the search. Coordinates or variables
-  /// that are not finite, or bonded atoms in one place, end it at once, with a Warning.
+  /// Coordinates (out) that have the internal coordinates `vars`, searched from the current ones in
+  /// at most ten steps; the search ends with a step below 1e-5 Å (Euclidean norm). Bond lengths in
+  /// `vars` are taken by their absolute value. Fails: false before `Setup`; false when the search
+  /// does not converge, `coords` being the last iterate, or when a step is not finite, which is
+  /// then not taken; false with a Warning for variables or current coordinates that are not finite.
+  /// When B has to be formed where bonded atoms are in one place, it fails with a Warning too.
   bool AdaptVar(double* coords, const double* vars) const override;
-  /// `grad` (NumVar() doubles) is **assigned** from `cartGrad` (3 x AtomIndexBound()). False before
-  /// `Setup`, and with a Warning, `grad` not being finite, where B is not: coordinates that are not
-  /// finite, or bonded atoms in one place.
+  /// `grad` (NumVar() doubles) is **assigned** from `cartGrad` (3 x AtomIndexBound(), in). Fails:
+  /// false before `Setup`; false with a Warning, `grad` not being finite, when B was formed at
+  /// coordinates that are not finite or with bonded atoms in one place.
   bool AdaptGrad(double* grad, const double* cartGrad) const;
 
   using QZForwardingAdaptor<QZMolAdaptor>::operator();
-  /// The energy where `AdaptVar(vars)` ends, converged or not; NaN before `Setup`.
+  /// The energy at the coordinates at which `AdaptVar(vars)` ends, converged or not; NaN before
+  /// `Setup`.
   double operator()(const double* vars) override;
   /// The same; `grad` is **assigned**.
   double operator()(const double* vars, double* grad) override;

@@ -14,23 +14,21 @@ namespace QZMolPotential {
 class CartesianMap;
 class Evaluation;
 
-/// Moves some atoms of a molecule while the wrapped function sees all of them: the variables are
-/// the x, y, z (Å) of the m moving atoms, in the molecule's atom order, so `NumVar()` is 3m.
-/// The atoms to hold fixed are those that the predicate given by `Set(atomPredicate, 0x4000)`
-/// accepts; they stay where the last `GetVar` found them, and evaluating before a `GetVar` leaves
-/// them at the origin.
-/// With `restrictInteractions`, `Setup` also hands the wrapped function the predicates (masks 8, 5,
-/// 48, 192, in this order) that keep the interactions of at least one moving atom, and constant
-/// terms among fixed atoms are no longer computed; the energy then differs by that constant.
+/// Presents a function of all atoms of a molecule as a function of some of them: the variables are
+/// x, y, z (Å) of the m moving atoms, in the order of the molecule's atoms, so that NumVar() is 3m.
+/// The atoms that the predicate of `Set(atomPredicate, 0x4000)` accepts are fixed. They stay at the
+/// coordinates of the last `GetVar`; before any `GetVar` they are at the origin.
+/// With `restrictInteractions`, `Setup` also gives the wrapped function predicates (masks 8, 5, 48,
+/// 192, in this order) that keep only interactions of at least one moving atom. Terms among fixed
+/// atoms are then not computed, and the energy lacks their constant sum.
 ///
-/// `Setup` fails: false, and nothing changed, without a predicate, without a function or for an
-/// invalid molecule; false too when no atom is fixed, and with the wrapped function's own `Setup`.
-/// No messages.
-/// The gradient is added to the caller's array, the Hessian assigned to it: callers rely on both.
-/// Cost: copying of 3n doubles an evaluation, 9m²/2 for the Hessian. Holds 12n doubles for n atom
-/// indices; a packed Hessian of all atoms (3n(3n+1)/2 doubles, no memory touched before the first
-/// Hessian) only over a level-2 function, and where that much cannot be had, the Hessian call
-/// answers false and the other levels work. Evaluation allocates nothing.
+/// `Setup` fails: false, with nothing changed, without a predicate, without a function or for an
+/// invalid molecule; false when no atom is fixed; false when `Setup` of the wrapped function fails.
+/// None of these gives a message. The gradient is added to the caller's array, the Hessian assigned
+/// to it: callers rely on both. Copies: none. Cost: an evaluation copies 3n doubles for n atom
+/// indices, a Hessian 9m²/2. Holds 12n doubles, and over a function with a Hessian also a packed
+/// Hessian of all atoms (3n(3n+1)/2 doubles, memory not touched before the first Hessian call);
+/// when that memory is not available, only the Hessian call fails. Evaluation allocates nothing.
 class QZ_API QZSubsetAdaptor : public QZForwardingAdaptor<QZMolAdaptor2>,
                                public QZOpt::QZHessianModel {
  public:
@@ -40,26 +38,26 @@ class QZ_API QZSubsetAdaptor : public QZForwardingAdaptor<QZMolAdaptor2>,
   QZSubsetAdaptor& operator=(const QZSubsetAdaptor&) = delete;
   ~QZSubsetAdaptor() override;
 
-  /// The new function has no Hessian, even where it is a `QZMolFunc2`.
+  /// Replaces the function by one that is used without its Hessian, even if it is a `QZMolFunc2`.
   bool SetMolFunc(QZMolFunc1& func, bool own) override;
   bool SetMolFunc2(QZMolFunc2& func, bool own) override;
 
   bool Setup(const QZChem::QZMolBase& mol) override;
-  /// Forgets the atoms, not the predicate, and clears the wrapped function.
+  /// Forgets the atoms but keeps the predicate, and clears the wrapped function.
   void Clear() override;
   using QZForwardingAdaptor<QZMolAdaptor2>::Set;
-  /// With bit 0x4000 the predicate selects the fixed atoms and the wrapped function is not told;
-  /// without it the wrapped function gets it.
+  /// With bit 0x4000 in `which` the predicate selects the fixed atoms and is not passed on; without
+  /// it the predicate is passed to the wrapped function.
   bool Set(const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>& pred, unsigned int which) override;
   void ClearPredicates() override;
 
   unsigned int NumVar() const override;
   using QZMolAdaptor2::GetVar;
-  /// `cartesian`: 3n doubles; remembered as the positions of the fixed atoms. The result is valid
-  /// until the next `GetVar` or `Setup`.
+  /// The variables (owned by this object, valid until the next `GetVar` or `Setup`) of `cartesian`
+  /// (3n doubles, in), whose fixed atoms are kept.
   const double* GetVar(const double* cartesian) override;
-  /// `cartesian` (3n doubles): fixed atoms where they are held, moving atoms from `vars`. False
-  /// before `Setup`.
+  /// `cartesian` (3n doubles, out) receives the fixed atoms where they are held, and the moving
+  /// atoms from `vars`. False before `Setup`.
   bool AdaptVar(double* cartesian, const double* vars) const override;
   /// `grad` (3m doubles) is **added to**. False before `Setup`.
   bool AdaptGrad(double* grad, const double* cartGrad) const;
@@ -70,10 +68,12 @@ class QZ_API QZSubsetAdaptor : public QZForwardingAdaptor<QZMolAdaptor2>,
   using QZForwardingAdaptor<QZMolAdaptor2>::operator();
   double operator()(const double* vars) override;
   double operator()(const double* vars, double* grad) override;
-  /// The gradient is that of a level-1 call made first; `grad` may be null. Fails: false without a
-  /// level-2 function, before `Setup`, or when the wrapped Hessian fails.
+  /// The gradient is that of a gradient call, which is made first; `grad` may be null. Fails: false
+  /// when the function has no Hessian, before `Setup`, or when the Hessian call of the function
+  /// fails.
   bool operator()(const double* vars, double* hess, double* grad) override;
-  /// The moving atoms' part of the function's model, where it has one.
+  /// The part of the function's model that belongs to moving atoms; false when the function has no
+  /// model.
   bool AppendModelHessian(const double* vars, std::vector<QZOpt::QZMatrixEntry>& entries) override;
 
  protected:

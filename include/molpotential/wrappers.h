@@ -9,8 +9,9 @@
 
 namespace QZMolPotential {
 
-/// What the wrappers of this header share: binding is forwarded to the wrapped function, except
-/// that `SetupConf` answers true without reaching it, which callers rely on.
+/// The base class of the wrappers in this header. Binding to a molecule is forwarded to the wrapped
+/// function, except for `SetupConf`, which answers true without calling the function; callers rely
+/// on it. Copies: none.
 class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2>,
                                 public QZFrameQuery,
                                 public QZFreezable,
@@ -22,9 +23,9 @@ class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2>,
   unsigned int NumVar() const override { return wrapped_->NumVar(); }
   /// The wrapped function's answer.
   bool IsFrameInvariant() const override { return QZIsFrameInvariant(*wrapped_); }
-  /// The wrapped function's answer; false where it is none of those that can leave terms out.
+  /// The wrapped function's answer; false when it is not a `QZFreezable`.
   bool Freeze(const unsigned char* fixed) override;
-  /// The wrapped function's model.
+  /// The wrapped function's model; false when it has none.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   QZMolFuncWrapper(const QZMolFuncWrapper&) = delete;
   QZMolFuncWrapper& operator=(const QZMolFuncWrapper&) = delete;
@@ -36,9 +37,9 @@ class QZ_API QZMolFuncWrapper : public QZForwardingFunc<QZMolFunc2>,
 /// Gives any function with a gradient a Hessian:
 ///   H(i, j) = central difference of the gradient, step 1e-4 in the units of the variables,
 /// symmetric by construction and **added into** the caller's array. Everything else is the wrapped
-/// function's, which must read no more than its NumVar() variables.
+/// function's. The function must not read beyond its NumVar() variables.
 /// Owns: the function when `own`. Copies: `CreateCopy` is null. The Hessian call always answers
-/// true. Cost of a Hessian: 2n + 1 gradients and an energy, holds 3n doubles meanwhile.
+/// true. Cost of a Hessian: 2n + 1 gradients and an energy; allocates 3n doubles during the call.
 class QZ_API QZNumericMolFunc2 final : public QZMolFuncWrapper {
  public:
   QZNumericMolFunc2(QZMolFunc1& func, bool own) : QZMolFuncWrapper(func, own) {}
@@ -50,13 +51,13 @@ class QZ_API QZNumericMolFunc2 final : public QZMolFuncWrapper {
   QZNumericMolFunc2* CreateCopy() const override { return nullptr; }
 };
 
-/// A function times a constant: energy, derivatives, terms and interactions.
-/// **The derivative calls scale the caller's whole arrays, what they held before included**:
-/// callers rely on it, so in a sum a scaled function stands first. NumVar() entries are scaled,
-/// however long the arrays are.
+/// A function times a constant factor: energy, derivatives, components and interactions.
+/// **The derivative calls scale NumVar() entries of the caller's arrays, together with what the
+/// arrays held before the call**: callers rely on it, and in a sum a scaled function must be added
+/// first.
 /// Owns: the function when `own`. Copies: `CreateCopy` is null. Fails: the Hessian call of a
-/// wrapper built from a `QZMolFunc1` answers false and touches nothing; so does one whose function
-/// fails, apart from what the function itself wrote.
+/// wrapper that was built from a `QZMolFunc1` answers false and writes nothing; when the Hessian
+/// call of the function fails, the wrapper answers false and scales nothing.
 class QZ_API QZScaledMolFunc final : public QZMolFuncWrapper {
  public:
   QZScaledMolFunc(QZMolFunc1& func, double scale, bool own)
@@ -73,8 +74,8 @@ class QZ_API QZScaledMolFunc final : public QZMolFuncWrapper {
   QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
                                                        const double* coords,
                                                        unsigned int selector) const override;
-  /// The wrapped function's model, scaled; false for a negative factor, which leaves nothing
-  /// positive.
+  /// The wrapped function's model, scaled; false for a negative factor, since the scaled model
+  /// would not be positive.
   bool AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) override;
   QZScaledMolFunc* CreateCopy() const override { return nullptr; }
 

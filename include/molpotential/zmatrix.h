@@ -14,23 +14,23 @@ namespace QZMolPotential {
 /// and the signed dihedral φ = k-b-a-d (radians).
 ///   x_k = x_b + r (-cos θ e + sin θ (cos φ m + sin φ n))
 ///   e = (x_b - x_a)/|x_b - x_a|,  n = (x_a - x_d) x e, normalised,  m = n x e
-/// b is the nearest earlier atom at `Setup`, a and d are what b refers to. Variables stand in the
-/// order r1; r2, θ2; then r, θ, φ of each atom k >= 3.
+/// b is the nearest earlier atom at `Setup`; a and d are the first and second reference atoms of b.
+/// The variables are ordered r1; r2, θ2; then r, θ, φ of each atom k >= 3.
 ///   number of variables: 3N - 6 for N > 2 atoms, otherwise 1
 /// A molecule of one atom reports one variable too, which is always 0: callers rely on it.
-/// Frame: coordinates come out in one of their own, atom 0 at the origin, atom 1 on x, atom 2 in
-/// the xy-plane; `QZCoordinateFunc` keeps the frame of its start.
+/// Frame: coordinates are returned with atom 0 at the origin, atom 1 on the x axis and atom 2 in
+/// the xy-plane. (`QZCoordinateFunc` keeps the frame of its start instead.)
 ///
-/// Where b-a-d is straight (beyond 15° of it), d is chosen anew at each conversion from Cartesian
-/// coordinates: the values of the dihedral before and after belong to different references. A bond
-/// angle that a conversion finds within 0.001 of straight makes the atom's dihedral 0 and
-/// undefined: it stays a variable with gradient 0 until the angle bends again, and the atom comes
-/// back up to 0.001 r from where it was. Angles that vary may pass 0 and straight. Molecules must
-/// have no holes in their atom indices: the first N indices are taken. Buffers are sized by the
-/// index bound, so that a hole never overflows them. Copies: deep, but for the caller's array of
-/// fixed atoms. Cost: O(N) a conversion or gradient; `Setup` O(N) for molecules of usual density.
-/// Source: Parsons, Holmes, Rojas, Tsai & Strauss, J. Comput. Chem. 26, 1063 (2005), for the
-/// placement.
+/// When the angle b-a-d is below 15° or above 165° at a conversion from Cartesian coordinates, d is
+/// replaced by an atom off the line of a and b; the values of the dihedral before and after the
+/// change belong to different reference atoms. When a conversion finds a bond angle within 0.001 of
+/// π, the dihedral of the atom is set to 0 and is undefined: it remains a variable, with gradient
+/// 0, until the angle bends again, and the position of the atom is then reproduced to within 0.001
+/// r only. Angles may pass through 0 and π. Molecules must have no holes in their atom indices: the
+/// first N indices are used, and buffers are sized by the index bound, so that holes never overflow
+/// them. Copies: deep. Cost: O(N) a conversion or gradient; `Setup` is O(N) for molecules of usual
+/// density. Source: Parsons, Holmes, Rojas, Tsai & Strauss, J. Comput. Chem. 26, 1063 (2005), for
+/// the placement.
 class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
  public:
   QZZmatAdaptor();
@@ -44,16 +44,18 @@ class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
   bool Setup(const QZChem::QZMolBase& mol) override;
   unsigned int NumFuncVar() const override;
   unsigned int NumOptVar() const override;
-  /// What the variables are.
+  /// The kind of each variable, in order.
   std::vector<QZInternalKind> GetKinds() const;
-  /// `coords` (3N, in) become the current coordinates; `vars` (NumOptVar(), out).
+  /// `coords` (3N, in) become the current coordinates; `vars` (NumOptVar(), out) receives their
+  /// variables.
   bool FuncVarToOptVar(const double* coords, double* vars) override;
-  /// `vars` (NumOptVar(), in) into the Z-matrix; `coords` (3N, out) in the frame described above.
+  /// `vars` (NumOptVar(), in) become the current variables; `coords` (3N, out) receives their
+  /// coordinates in the frame described above.
   bool OptVarToFuncVar(const double* vars, double* coords) override;
-  /// `cartGrad` (3N, in) at `coords` (3N, in; null: the current coordinates) into `grad`
-  /// (NumOptVar(), **assigned**), by the derivatives of the atoms' placement at the current
-  /// Z-matrix values, which must be those of `coords`. `coords` may stand in any frame, and
-  /// `cartGrad` is in the same. The gradient of an undefined dihedral is 0.
+  /// Converts `cartGrad` (3N, in) at `coords` (3N, in; null for the current coordinates) into
+  /// `grad` (NumOptVar(), **assigned**). The current variables must be those of `coords`. `coords`
+  /// and `cartGrad` may be in any frame, as long as it is the same for both. The gradient of an
+  /// undefined dihedral is 0.
   bool FuncGradToOptGrad(const double* coords, double* cartGrad, double* grad) override;
   /// Not supported: false.
   bool OptGradToFuncGrad(const double* optGrad, double* funcGrad) override;
@@ -63,8 +65,8 @@ class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
   /// current **variables** (`vars`, NumOptVar() doubles, out; may be null), unlike the overload
   /// above. Before `Setup` a Warning and nothing else.
   void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const override;
-  /// Keeps the array (not owned, not copied) and leaves out every variable whose atoms are all
-  /// fixed. Null changes nothing.
+  /// Reads the array (one entry for each atom index; negative marks a fixed atom), does not keep
+  /// it, and removes every variable whose atoms are all fixed. Null changes nothing.
   void FixAtoms(int*& atoms) override;
 
  private:

@@ -114,8 +114,8 @@ ConstraintSet::ConstraintSet(const py::list& constraints, const QZChem::QZGraphM
       throw InputError("a " + kind + " cannot be " +
                        py::str(py::float_(*value)).cast<std::string>());
     }
-    Held held;
-    held.cartesian = MakeConstraint(kind, item.attr("atoms"), item.attr("reference"), mol);
+    BoundedConstraint entry;
+    entry.cartesian = MakeConstraint(kind, item.attr("atoms"), item.attr("reference"), mol);
     const double unit = UnitOf(kind);
     if (low.has_value() || high.has_value()) {
       if (value.has_value()) throw InputError("a constraint has a value or bounds, not both");
@@ -126,25 +126,26 @@ ConstraintSet::ConstraintSet(const py::list& constraints, const QZChem::QZGraphM
       const bool bothWays = low.has_value() && high.has_value();
       if (kind == "torsion" && !bothWays) throw InputError("a torsion's bounds are low and high");
       const double middle = kind == "torsion" ? 0.5 * (*low + *high) * unit : 0.0;
-      held.cartesian->SetTarget(middle);
-      held.lower = low.has_value() ? *low * unit - middle : -kInfinity;
-      held.upper = high.has_value() ? *high * unit - middle : kInfinity;
+      entry.cartesian->SetTarget(middle);
+      entry.lower = low.has_value() ? *low * unit - middle : -kInfinity;
+      entry.upper = high.has_value() ? *high * unit - middle : kInfinity;
     } else if (value.has_value()) {
-      held.cartesian->SetTarget(*value * unit);
+      entry.cartesian->SetTarget(*value * unit);
     }
-    all_.push_back(std::move(held));
+    all_.push_back(std::move(entry));
   }
 }
 
 void ConstraintSet::AddTo(QZOpt::QZConstrainedMinimizer& minimizer, QZ::QZCoordinateFunc& system) {
-  for (Held& held : all_) {
-    held.inVariables = std::make_unique<QZ::QZCoordinateConstr>(*held.cartesian, system);
-    minimizer.AddBounds(*held.inVariables, held.lower, held.upper);
+  for (BoundedConstraint& entry : all_) {
+    entry.inVariables = std::make_unique<QZ::QZCoordinateConstr>(*entry.cartesian, system);
+    minimizer.AddBounds(*entry.inVariables, entry.lower, entry.upper);
   }
 }
 
 void ConstraintSet::AddTo(QZOpt::QZRelaxedScan& scan) const {
-  for (const Held& held : all_) scan.AddBounds(*held.cartesian, held.lower, held.upper);
+  for (const BoundedConstraint& entry : all_)
+    scan.AddBounds(*entry.cartesian, entry.lower, entry.upper);
 }
 
 }  // namespace MolPotentialPython

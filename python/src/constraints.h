@@ -32,13 +32,15 @@ class ConstraintSet {
   void AddTo(QZOpt::QZRelaxedScan& scan) const;
 
  private:
-  struct Held {
+  /// A constraint with its bounds, over Cartesian coordinates and, once `AddTo` was called, over
+  /// the variables of a coordinate system.
+  struct BoundedConstraint {
     std::unique_ptr<QZMolPotential::QZGeometryConstr> cartesian;
     std::unique_ptr<QZMolPotential::QZCoordinateConstr> inVariables;
     double lower = 0.0;
     double upper = 0.0;
   };
-  std::vector<Held> all_;
+  std::vector<BoundedConstraint> all_;
 };
 
 }  // namespace MolPotentialPython

@@ -18,7 +18,7 @@ constexpr double kFar = 3.0;
 
 using Groups = std::vector<std::vector<unsigned int>>;
 
-// The ways in which a pattern lies on a molecule, atoms in the pattern's order.
+// All matches of a pattern in a molecule, each as atoms in the order of the pattern.
 Groups Matches(const QZChem::QZSubSearch& search, const QZChem::QZMolBase& mol, bool unique) {
   Groups groups;
   for (const auto& match : QZSystem::QZRange(search.Match(mol, unique))) {
@@ -39,7 +39,7 @@ std::vector<double> Positions(const QZChem::QZMolBase& mol,
   return positions;
 }
 
-// The pair of matches with the lowest deviation, which is returned.
+// Finds the pair of matches with the lowest root mean square deviation and returns that deviation.
 double Nearest(const QZChem::QZMolBase& reference,
                const QZChem::QZMolBase& mol,
                const Groups& there,

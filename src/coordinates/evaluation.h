@@ -15,8 +15,9 @@
 
 namespace QZMolPotential {
 
-/// The one evaluation of a function of Cartesian coordinates in other variables: turn the
-/// variables, clear, call, turn the gradient. Holds the Cartesian work arrays.
+/// Evaluates a function of Cartesian coordinates in other variables: converts the variables to
+/// coordinates, clears the Cartesian arrays, calls the function and converts the derivatives. Holds
+/// the Cartesian work arrays.
 class Evaluation {
  public:
   Evaluation() = default;

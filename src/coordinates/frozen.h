@@ -11,8 +11,8 @@
 
 namespace QZMolPotential {
 
-/// The terms of a function among fixed atoms: what they add, and the leaving out of them. They are
-/// out only while a `Scope` lives, so that others who evaluate the same function get all of it.
+/// Leaves out the terms of a function among fixed atoms and knows their constant sum. They are left
+/// out only while a `Scope` exists, so that other users of the same function get all of its terms.
 class FrozenTerms {
  public:
   /// `fixed`: a flag for every atom index; empty: none is fixed.
@@ -20,13 +20,13 @@ class FrozenTerms {
     fixed_ = std::move(fixed);
     isKnown_ = false;
   }
-  /// What the terms add has to be found again.
+  /// Forgets the constant, so that it has to be computed again.
   void Forget() { isKnown_ = false; }
-  /// Whether energies need `Constant()`, which is known then.
+  /// Whether the constant is known. `Constant()` must then be added to energies.
   bool IsKnown() const { return isKnown_; }
   double Constant() const { return constant_; }
 
-  /// While it lives the terms are left out of `f`, where it can and `wanted`.
+  /// While a scope exists, the terms are left out of `f`, if `wanted` and if `f` can do so.
   class Scope {
    public:
     Scope(const FrozenTerms& terms, QZMolFunc1& f, bool wanted = true) {

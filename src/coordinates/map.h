@@ -20,9 +20,10 @@ namespace QZMolPotential {
 /// and dihedrals in radians; a rotation is one of a body's quaternion components or angles.
 enum class VariableKind { Cartesian, Length, Angle, Dihedral, Translation, Rotation };
 
-/// How often geometries were sought from variables, by the way they were found: by damped Newton
-/// steps; along the path of evenly changed variables; by one linear step in Cartesian coordinates,
-/// which misses its aim; or not at all, the nearest known one being taken.
+/// How often geometries were searched for given variables, counted by the method that found them:
+/// damped Newton steps; Newton steps along a path of evenly changing variables; one linear step in
+/// Cartesian coordinates, which does not reach the variables exactly; or none, so that the nearest
+/// known geometry was taken (`held`).
 struct RouteCounts {
   unsigned int newton = 0;
   unsigned int geodesic = 0;
@@ -52,9 +53,9 @@ class CoordinateMap {
   /// `coords` back. Fails: false, with a reason, when the system cannot describe this geometry, or
   /// its coordinates are not finite.
   virtual bool Start(const double* coords, double* vars) = 0;
-  /// The coordinates (out, every entry) of `vars` (in). Where the way back is sought and not
-  /// computed, the result is the nearest that could be had. Fails: false, with a reason, only when
-  /// there is no finite geometry; `coords` then means nothing.
+  /// The coordinates (out, every entry) of `vars` (in). In systems where the coordinates have to be
+  /// searched, the result is the nearest geometry that was found. Fails: false, with a reason, only
+  /// when there is no finite geometry; `coords` is then undefined.
   virtual bool Place(const double* vars, double* coords) = 0;
   /// **Adds** Jᵀg, J = ∂x/∂v, to `grad` (NumVar()). `cartGrad`: g (in).
   virtual void PullGradient(const double* cartGrad, double* grad) = 0;
@@ -70,21 +71,22 @@ class CoordinateMap {
   virtual bool PullModel(const std::vector<QZOpt::QZMatrixEntry>& cart,
                          std::vector<QZOpt::QZMatrixEntry>& entries);
 
-  /// True when the geometry of given variables depends on those placed before. `Place` then moves
-  /// the map's state; whoever only looks does so through a `Clone`.
+  /// True when the geometry of given variables depends on the variables placed before. `Place` then
+  /// changes the state of the map; code that must not change it works with a `Clone`.
   virtual bool IsPathDependent() const { return false; }
-  /// True when a new `Start` at the geometry reached may make variables that serve better.
+  /// True when a new `Start` at the geometry reached may give more suitable variables.
   virtual bool StartMatters() const { return IsPathDependent(); }
-  /// True when other variables serve better at `coords`, to which `vars` lead: an angle has become
-  /// straight, or is straight no longer, or a piece has turned far. A `Start` there chooses them.
+  /// True when other variables would be more suitable at `coords`, the geometry of `vars`: an angle
+  /// has become straight or is no longer straight, or a piece has turned far. A `Start` there
+  /// chooses them.
   virtual bool IsOutdated(const double* /*vars*/, const double* /*coords*/) const { return false; }
-  /// Since the map was made; all 0 where geometries are computed and not sought.
+  /// Counts since the map was made; all 0 in systems that compute geometries directly.
   virtual RouteCounts Routes() const { return {}; }
-  /// Why the last `Start` or `Place` failed, or ended short of its aim; "" after one that did not.
+  /// Why the last `Start` or `Place` failed or did not reach its variables; "" after success.
   const std::string& Reason() const { return reason_; }
-  /// Stands where `other` stands, of which this is a `Clone` made since its last `Start`: for
-  /// looking at variables again and again without moving `other`. Allocates nothing. Here: nothing,
-  /// for maps that have no way behind them.
+  /// Takes over the state of `other`, of which this must be a `Clone` made since the last `Start`
+  /// of `other`. This serves to look at variables repeatedly without changing `other`. Allocates
+  /// nothing. The default does nothing, for maps without such state.
   virtual void Follow(const CoordinateMap& /*other*/) {}
   /// An independent copy, state included.
   virtual std::unique_ptr<CoordinateMap> Clone() const = 0;
@@ -127,8 +129,8 @@ struct MapRequest {
   bool overallMotion = true;
 };
 
-// Makers of maps. Null, with a reason a user understands, for what the system cannot do. The
-// molecule is looked at, its coordinates included, and not kept.
+// Makers of maps. They return null, with a reason for users, when the system cannot describe the
+// request. The molecule and its coordinates are read but not kept.
 
 /// Bond lengths, angles and dihedrals, more of them than needed, and each fragment's translation
 /// and rotation. Variables are those of the moving atoms only, with fixed neighbours as anchors;

@@ -17,7 +17,8 @@
 
 namespace QZMolPotential {
 
-/// Points of a run whose geometries cannot be computed from their variables alone.
+/// Remembers points of a run, with their geometries, for coordinate systems in which a geometry
+/// cannot be computed from its variables alone.
 class PathMemory {
  public:
   void Start(const std::vector<double>& vars, const std::vector<double>& coords) {
@@ -67,11 +68,11 @@ class PathMemory {
 struct QZMappedFunc::State {
   bool Start(const double* coords);
   bool IsStarted() const { return map && started; }
-  /// The energy that `evaluate()` leaves when it computes `f` at `vars`, without the terms among
-  /// fixed atoms as soon as it is known what they add.
+  /// The energy of `f` at `vars`, which `evaluate()` computes. Once the constant sum of the terms
+  /// among fixed atoms is known, they are left out and the constant is added.
   template <class Evaluate>
   double Complete(QZMolFunc1& f, const double* vars, Evaluate evaluate);
-  /// Looks at variables without moving the map where it has a way behind it.
+  /// Calls `look` with a map that may be changed: for path-dependent systems a copy of the map.
   template <class Look>
   bool LookWith(Look look) {
     if (!looker) return look(*map);

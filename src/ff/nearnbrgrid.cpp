@@ -17,8 +17,8 @@ namespace {
 
 using Cell = std::array<std::size_t, 3>;
 
-// Hosts are collected from the bins for blocks of kOuter cells an axis, narrowed down for blocks of
-// kInner, and tested cell by cell.
+// Hosts are collected from the bins for blocks of kOuter cells along each axis, filtered for blocks
+// of kInner cells, and then tested cell by cell.
 constexpr Cell kOuter{8, 8, 8};
 constexpr Cell kInner{4, 4, 4};
 

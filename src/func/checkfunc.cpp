@@ -9,13 +9,16 @@
 #include <limits>
 #include <vector>
 
+#include "kernels/packed.h"
+
 namespace QZMolPotential {
 namespace {
 
-// What a plain difference of a smooth function is off by at most, as no mistake would be.
+// The largest relative error of a central difference of a smooth function; mistakes in derivatives
+// are larger.
 constexpr double kPlain = 1e-6;
 
-// A derivative by differences, and how far it may be off.
+// A derivative by differences and its estimated error.
 struct Estimate {
   double value = 0.0;
   double uncertainty = 0.0;
@@ -43,9 +46,9 @@ void Compare(QZDerivativeError& worst,
            numeric.uncertainty};
 }
 
-// One quantity's differences at halved steps, extrapolated to none by polynomials in h²: column j
-// of a row has lost the error terms up to h^2j. The best entry is the one that differs least from
-// its two neighbours, and that difference is its uncertainty.
+// Difference quotients of one quantity at halved steps h, extrapolated to h = 0 by polynomials in
+// h²: column j of a row is free of the error terms up to h^2j. The best entry is the one that
+// differs least from its two neighbours, and this difference is its uncertainty.
 class Extrapolation {
  public:
   static constexpr std::size_t kLevels = 10;
@@ -73,8 +76,8 @@ class Extrapolation {
   Estimate best_{std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::max()};
 };
 
-// The derivatives of a vector of quantities, evaluate(x, out), along each variable, against those
-// given: of the energy, or of the gradient.
+// Compares given derivatives of a vector of quantities (the energy, or the gradient), which
+// evaluate(x, out) computes, with differences along each variable.
 template <class Evaluate>
 class Differences {
  public:
@@ -174,8 +177,7 @@ void CheckHessian(QZDerivativeError& worst,
     f(at.data(), out.data());
   };
   const auto element = [&hessian](std::size_t i, std::size_t j) {
-    const std::size_t row = std::max(i, j);
-    return hessian[row * (row + 1) / 2 + std::min(i, j)];
+    return hessian[PackedIndex(std::max(i, j), std::min(i, j))];
   };
   Differences(x, x.size(), step, gradient)
       .ForEach(element, [&](std::size_t i, std::size_t j, const Estimate& e) {
@@ -212,7 +214,7 @@ QZCheckFuncResult QZCheckFunc::Check(QZOpt::QZFunc1& f, const double* x) const {
 
   auto* f2 = checkHessian_ ? dynamic_cast<QZOpt::QZFunc2*>(&f) : nullptr;
   if (f2 == nullptr) return result;
-  std::vector<double> hessian(n * (n + 1) / 2, 0.0);
+  std::vector<double> hessian(PackedSize(n), 0.0);
   std::vector<double> gradientOfHessian(n, 0.0);
   result.hasHessian = (*f2)(point.data(), hessian.data(), gradientOfHessian.data());
   result.hessianFailed = !result.hasHessian;

@@ -42,8 +42,9 @@ QZSystem::QZAnnotation GradientArrow(const double* xyz,
   return arrow.SetColor(withinTolerance ? QZSystem::QZBlue : QZSystem::QZRed);
 }
 
-// True when an array reported with `numVar` variables has the three entries of atom `index`. A
-// function of all atoms reports 3 a atom and has arrays by atom index, holes or not.
+// True when an array that was reported with `numVar` variables has the three entries of atom
+// `index`. A function of all atoms reports 3 x NumAtoms() variables, but its arrays are by atom
+// index, holes included.
 bool Covers(unsigned int numVar, std::size_t index, const QZChem::QZMolBase& mol) {
   return numVar == 3 * mol.NumAtoms() || 3 * index + 3 <= numVar;
 }

@@ -102,7 +102,7 @@ class Parser {
       }
     }
   }
-  // A sign, and what every way into depth goes through.
+  // A sign. Every recursion of the parser passes through here, so that the depth is limited here.
   void sign() {
     constexpr int kDeepest = 200;
     if (++nesting_ > kDeepest) fail(at_, "nested too deeply");

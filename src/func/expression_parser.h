@@ -10,7 +10,7 @@
 
 namespace QZMolPotential {
 
-/// The power is fixed where no geometry stands in its exponent.
+/// A power whose exponent does not depend on the geometry is a separate operation.
 enum class ExpressionOp {
   Number,
   Distance,

@@ -47,15 +47,15 @@ bool PseudoInverse(
   } else {
     std::copy(a, a + m * n, decomposition.Matrix());
   }
-  // A symmetric matrix has a symmetric inverse, half of which is enough. Where singular values are
-  // left out, one of a pair of opposite eigenvalues may be, and the rest is not symmetric.
+  // The inverse of a symmetric matrix is symmetric, so that half of it is enough. This does not
+  // hold when singular values are left out: of two opposite eigenvalues only one may be kept.
   const bool symmetric = count >= columns && IsSymmetric(a, m, n);
   if (!decomposition.Compute()) {
     QZSystem::QZThrow.Warning("Pseudoinvert calculation failed");
     return false;
   }
-  // inverse = X Yᵀ of the vectors on either side, the former over their singular values. They take
-  // the place of the matrix, which is done with.
+  // inverse = X Yᵀ, X being the vectors of one side divided by their singular values and Y those of
+  // the other side. X is stored in place of the matrix, which is no longer needed.
   double* scaled = decomposition.Matrix();
   std::fill_n(scaled, columns * n, 0.0);
   const double* ofRows = tall ? decomposition.Left(0) : decomposition.Right(0);

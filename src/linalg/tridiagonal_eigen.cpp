@@ -61,9 +61,10 @@ double TridiagonalNorm(std::span<const double> d, std::span<const double> e) {
 }
 
 bool TridiagonalEigenvalues(std::span<double> d, std::span<double> e, double norm) {
-  // Neglecting an off-diagonal shifts an eigenvalue by its square over the gap, and by all of it
-  // when the gap closes: 1e-8 times the norm would do but for clusters, and convergence is cubic by
-  // then, so that the sweep from there to rounding is all that exact clusters cost.
+  // Neglecting an off-diagonal element shifts an eigenvalue by the square of the element over the
+  // gap to the next eigenvalue, and by the element itself when the gap closes. 1e-8 times the norm
+  // would therefore do except for clusters. Elements are neglected only at rounding, which costs
+  // one more sweep, since convergence is cubic by then.
   constexpr int kMaxSweeps = 60;
   const double rounding = kEpsilon * norm;
   for (std::size_t l = 0; l < d.size(); ++l) {
@@ -161,7 +162,7 @@ bool InverseIteration::solve(std::span<double> x, bool forward) const {
   return scaled;
 }
 
-/// Start vectors are the same in every run and differ from each other.
+/// Pseudo-random start vectors: all different, but the same in every run.
 void InverseIteration::randomise(std::span<double> x) {
   for (double& value : x) {
     random_ = random_ * 1664525U + 1013904223U;

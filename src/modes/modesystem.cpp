@@ -16,11 +16,12 @@ using Eigen::Index;
 using Eigen::MatrixXd;
 using Eigen::VectorXd;
 
-// Of the difference quotients of x(v), extrapolated from two: truncation near 1e-12, rounding near
-// 1e-13 of the coordinates, and 1e-5 of what an iterative conversion leaves.
+// The step of the difference quotients of x(v), which are extrapolated from two steps: the
+// truncation error is near 1e-12 and the rounding error near 1e-13 of the coordinates.
 constexpr double kStep = 1e-3;
-// Motions of variables with less of the kinetic energy than this, each variable counting as 1, are
-// none: the length of a quaternion, what redundant coordinates have too many of.
+// Combinations of variables whose share of the kinetic energy is below this (each variable has 1)
+// move nothing, such as the length of a quaternion or the redundant combinations of redundant
+// coordinates.
 constexpr double kNoMotion = 1e-7;
 
 VectorXd SquareRoots(const std::vector<double>& masses) {
@@ -70,7 +71,7 @@ MatrixXd Orthonormalise(const MatrixXd& columns, const VectorXd& lengths) {
          values.tail(count).cwiseSqrt().cwiseInverse().asDiagonal();
 }
 
-// Whether what the adaptor holds still is but the frame that its variables are seen in.
+// True when the adaptor holds the molecule in place only because its variables need a frame.
 bool GivesWay(const QZMolAdaptor2& adaptor) {
   if (dynamic_cast<const QZSubsetAdaptor*>(&adaptor) != nullptr) return false;
   const auto* coordinates = dynamic_cast<const QZCoordinateFunc*>(&adaptor);
@@ -131,8 +132,8 @@ ModeSystem MakeModeSystem(QZMolFunc2& f,
   MatrixXd weighted = roots.asDiagonal() * jacobian;
   const VectorXd lengths = InverseLengths(weighted);
   if (adaptor != nullptr && !atomsHeld && GivesWay(*adaptor)) {
-    // The energy is that of the molecule in any place: of the motions that change the variables
-    // alike, the one without linear and angular momentum counts.
+    // The energy does not depend on the placement: of all motions that change the variables in the
+    // same way, the one without linear and angular momentum is the vibration.
     const MatrixXd overall = MakeOverallMotion(masses, x).columns;
     weighted -= overall * (overall.transpose() * weighted);
   }

@@ -20,15 +20,16 @@ struct ModeSystem {
   double gradientNorm = 0.0;  // over the function's variables, root mean square
 };
 
-/// Masses: one an atom index (u), 0 for holes. `x`: Cartesian coordinates. Without `atomsHeld` what
-/// variables without overall motion lack of it is added where the energy does not feel it.
+/// `masses`: one for each atom index (u), 0 for holes. `x`: Cartesian coordinates. Without
+/// `atomsHeld`, overall motion is added to variables that do not contain it, if the energy does not
+/// depend on it.
 ModeSystem MakeModeSystem(QZMolFunc2& f,
                           const std::vector<double>& masses,
                           const double* x,
                           bool atomsHeld);
 
-/// The overall translations and rotations, as orthonormal columns of mass-weighted displacements,
-/// with the moment (u Å²; 0 for a translation) that each turns against.
+/// The overall translations and rotations as orthonormal columns of mass-weighted displacements,
+/// with the moment of inertia of each rotation (u Å²; 0 for a translation).
 struct OverallMotion {
   Eigen::MatrixXd columns;
   Eigen::VectorXd moments;
@@ -37,8 +38,8 @@ struct OverallMotion {
 /// Five for atoms in line, three for one atom.
 OverallMotion MakeOverallMotion(const std::vector<double>& masses, const double* x);
 
-/// Those of the overall motions that the system contains and does not resist, over c: orthonormal
-/// columns.
+/// The overall motions that the variables of the system contain and that do not change the energy,
+/// as orthonormal columns over c.
 Eigen::MatrixXd FreeMotions(const ModeSystem& system, const OverallMotion& overall);
 
 }  // namespace QZMolPotential

@@ -16,8 +16,8 @@ using Eigen::VectorXd;
 
 // A moment of inertia below this part of the largest is that of atoms in line, 0.2° off at most.
 constexpr double kInLine = 1e-5;
-// What the variables must contain of an overall motion, and what they may resist it with beside
-// the stiffest motion there is.
+// How much of an overall motion the variables must contain, and the largest curvature along it,
+// relative to the stiffest motion, that still counts as none.
 constexpr double kContained = 1.0 - 1e-6;
 constexpr double kNoResistance = 1e-6;
 
@@ -68,11 +68,12 @@ OverallMotion MakeOverallMotion(const std::vector<double>& masses, const double*
   return overall;
 }
 
-// Where the energy E does not depend on a motion t, turning the molecule turns its gradient along:
-// H t = ω x g, and 0 for a translation. |ω x g| is at most |g| / sqrt(moment) in these variables.
+// When the energy does not depend on a motion t, its gradient turns with the molecule: H t = ω x g
+// for a rotation and 0 for a translation. In these variables |ω x g| is at most |g| / sqrt(moment).
 MatrixXd FreeMotions(const ModeSystem& system, const OverallMotion& overall) {
   const MatrixXd inside = system.motions.transpose() * overall.columns;
-  // kcal/mol/Å²/u; 1 is some 100 cm⁻¹, and rigid bodies may have nothing stiffer.
+  // In kcal/mol/Å²/u, where 1 corresponds to about 100 cm⁻¹. The maximum is for rigid bodies, which
+  // may have no stiffer motion.
   const double stiffest = std::max(1.0, system.hessian.cwiseAbs().rowwise().sum().maxCoeff());
   MatrixXd free(inside.rows(), inside.cols());
   Index count = 0;

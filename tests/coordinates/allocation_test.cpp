@@ -33,13 +33,16 @@ TEST(Allocation, EvaluationAllocatesNothing) {
   }
 }
 
-void ExpectNothingTaken(QZMolPotential::QZMappedFunc& f, const QZChem::QZGraphMol& mol) {
+void ExpectNothingTaken(QZMolPotential::QZMappedFunc& f,
+                        const QZChem::QZGraphMol& mol,
+                        bool afterOneHessian = false) {
   const auto x = Coords(mol);
   ASSERT_TRUE(f.Setup(mol) && f.SetupConf(x.data()));
   std::vector<double> vars = VarsOf(f, x);
   std::vector<double> grad(vars.size());
   std::vector<double> hess(vars.size() * (vars.size() + 1) / 2);
   std::vector<double> back(x.size());
+  if (afterOneHessian) f(vars.data(), hess.data(), grad.data());
   const long before = Allocations();
   f.GetVar(vars.data(), x.data());
   f(vars.data());
@@ -83,18 +86,23 @@ TEST(Allocation, NoneByLookingAtARunAndByConstraintsOfIt) {
 
 TEST(Allocation, MappedFunctionsAllocateOnlyWhenTheyStart) {
   using QZMolPotential::QZCoordinates;
-  const auto mol = WaterDimer();
   for (const QZCoordinates kind : {QZCoordinates::Cartesian,
                                    QZCoordinates::DegFree,
                                    QZCoordinates::RigidBody,
                                    QZCoordinates::Cluster,
+                                   QZCoordinates::Redundant,
+                                   QZCoordinates::Internal,
                                    QZCoordinates::ZMatrix,
                                    QZCoordinates::Torsion,
                                    QZCoordinates::TorsionRigid}) {
     SCOPED_TRACE(QZGetCoordinatesName(kind));
-    FieldedProbe probe(0.1);
-    QZMolPotential::QZCoordinateFunc f(probe, /*own=*/false, kind);
-    ExpectNothingTaken(f, mol);
+    const bool makesWork = kind == QZCoordinates::Redundant || kind == QZCoordinates::Internal;
+    for (const char* name : {"butane", "imatinib"}) {
+      if (kind == QZCoordinates::Internal && name == std::string("imatinib")) continue;
+      FieldedProbe probe(0.1);
+      QZMolPotential::QZCoordinateFunc f(probe, /*own=*/false, kind);
+      ExpectNothingTaken(f, DataMolecule(name), makesWork);
+    }
   }
 }
 

@@ -118,6 +118,52 @@ TEST(Scan, RingsDistancesAndMapsAreDrivenAndFailuresToldPointByPoint) {
   EXPECT_NE(scratch.Read("map.svg").find("<svg"), std::string::npos);
 }
 
+// A scan holds what minimize holds: every point is a minimum of minimize under the same options.
+TEST(Scan, HoldsAtomsAndGeometriesAsMinimizeDoes) {
+  const Scratch scratch;
+  scratch.File("held.json", R"([{"kind": "constrain-distance", "atoms": "[O:1]=C-[O:2]",
+      "value": 2.32}, {"kind": "wall", "shape": "sphere", "centre": [0, 0, 0], "radius": 3, "k": 1}])");
+  const std::string held = " --freeze c --restraints held.json --gradient-tolerance 1e-6";
+  const auto result = scratch.Molpot(
+      "scan data/ibuprofen.sdf --scan '[OX1:1]=[C:2][CH:3][c:4] -100 100 50' -o s" + held);
+  ASSERT_EQ(result.status, 0) << result.err << result.out;
+  const auto start = scratch.Molecules("data/ibuprofen.sdf").front();
+  const auto frames = scratch.Molecules("s.sdf");
+  ASSERT_EQ(frames.size(), 5u);
+  for (std::size_t k = 0; k < frames.size(); ++k) {
+    scratch.File("frame.sdf", frames[k]);
+    const double angle = -100.0 + 50.0 * static_cast<double>(k);
+    const auto polished = scratch.Molpot(
+        "minimize frame.sdf -o min.sdf --json --constrain-torsion '[OX1:1]=[C:2][CH:3][c:4] " +
+        std::to_string(angle) + "'" + held);
+    ASSERT_EQ(polished.status, 0) << polished.err;
+    const double energy = nlohmann::json::parse(polished.out)["energy"];
+    EXPECT_NEAR(std::stod(QZGetSDData(frames[k], "Energy (kcal/mol)")), energy, 2e-4) << angle;
+    for (const auto& atom : QZSystem::QZRange(start.GetAtoms())) {
+      bool isAromatic = false;
+      for (const auto& bond : QZSystem::QZRange(atom.GetBonds())) {
+        isAromatic = isAromatic || bond.IsAromatic();
+      }
+      if (!isAromatic) continue;
+      double before[3];
+      double after[3];
+      start.GetCoords(&atom, before);
+      frames[k].GetCoords(frames[k].GetAtom(atom.GetIndex()), after);
+      EXPECT_TRUE(std::equal(before, before + 3, after)) << atom.GetIndex();
+    }
+  }
+  const std::tuple<const char*, const char*> wrong[] = {
+      {"--freeze [#6]", "all its atoms are frozen"},
+      {"--constrain-torsion '1 2 3 4 100'", "--constrain-torsion \"1 2 3 4 100\" is missed by"},
+      {"--max-iterations 1", "not converged"}};
+  for (const auto& [options, reason] : wrong) {
+    const auto failed = scratch.Molpot(
+        std::string("scan data/butane.sdf --scan '1 2 3 4 60 180 60' -o b ") + options);
+    EXPECT_EQ(failed.status, 1) << options;
+    EXPECT_NE((failed.out + failed.err).find(reason), std::string::npos) << failed.out;
+  }
+}
+
 TEST(NormalModes, HaveTheCountThatTheMotionAllowsAndRefuseAGradient) {
   const Scratch scratch;
   const std::tuple<std::string, int, std::size_t> cases[] = {

@@ -47,6 +47,9 @@ TEST(Restraints, WallsExpressionsTethersAndHeldTorsionsDoWhatTheySay) {
       {"--wall 'cone 1 2 3 4 5'", "sphere or a box"},
       {"--wall 'sphere 0 0 0 -1 5'", "positive"},
       {"--expression 'distance(1,2'", "position"},
+      {"--expression 'k*distance(1,2); r=2'", "unknown name 'k'"},
+      {"--expression 'k*distance(1,2); k=2; k=3'", "given twice"},
+      {"--expression 'k*distance(1,2); k 2'", "\"name = number\" is needed"},
       {"--tether 'absent.sdf C'", "cannot be read"},
       {"--hold-torsions -3", "positive"},
   };
@@ -241,13 +244,15 @@ TEST(RestraintFile, HoldsAsTheOptionsDoAndSaysWhichEntryIsWrong) {
                R"({"restraints": [{"kind": "restrain", "atoms": "hydrogens", "width": 0.1},
       {"kind": "wall", "shape": "box", "low": [-1, -1, -1], "high": [1, 1, 1], "k": 3},
       {"kind": "tether", "reference": "butane.sdf", "strength": 7},
+      {"kind": "expression", "energy": "k*(distance(1,4)-r_0)^2", "constants": {"r_0": 3, "k": 9}},
       {"kind": "restrain-torsion", "atoms": [1, 2, 3, 4], "degrees": -100, "k": 9, "width": 5}]})");
   const auto file = AtStart(scratch, "--restraints same.json");
   const auto options =
       AtStart(scratch,
               "--restrain 'hydrogens 0.1' --wall 'box -1 -1 -1 1 1 1 3' --tether 'butane.sdf 0 7' "
-              "--restrain-torsion '1 2 3 4 -100 9 5'");
-  ASSERT_EQ(file.size(), 4u);
+              "--restrain-torsion '1 2 3 4 -100 9 5' "
+              "--expression 'k*(distance(1,4)-r_0)^2; k=9 ;r_0 = 3e0'");
+  ASSERT_EQ(file.size(), 5u);
   for (const auto& held : file) {
     const bool found = std::ranges::any_of(options, [&](const json& other) {
       return other["what"] == held["what"] && other["energy"] == held["energy"];
@@ -268,6 +273,8 @@ TEST(RestraintFile, HoldsAsTheOptionsDoAndSaysWhichEntryIsWrong) {
       {R"([{"kind": "tether", "reference": "absent.sdf"}])", 2, "entry 1 (tether): absent.sdf"},
       {R"([{"kind": "constrain-angle", "atoms": [1, 2, 3], "value": 200}])", 2, "not possible"},
       {R"([{"kind": "constrain-angle", "atoms": [1, 2, 3], "low": 2}])", 2, "\"high\" is missing"},
+      {R"([{"kind": "expression", "energy": "k", "constants": {"k": "1"}}])", 2, "\"k\" must be"},
+      {R"([{"kind": "expression", "energy": "k", "constants": {"2k": 1}}])", 2, "\"2k\" cannot be"},
       {R"([{"kind": "restrain", "atoms": "[Xe]"}])", 1, "wrong.json: entry 1 (restrain): \"[Xe]\""},
       {R"([{"kind": "restrain-distance", "atoms": [1, 99], "distance": 1, "k": 1}])",
        1,

@@ -192,6 +192,24 @@ TEST(Files, PdbKeepsResiduesAndReadsTheModelAskedFor) {
   EXPECT_NE(Written(copy, PDB).find("CA  GLY A   7"), std::string::npos);
 }
 
+// Before 1996 an identifier and the line's number stood where the element stands now.
+TEST(Files, PdbElementsComeFromNamesWhereOldLinesHaveNone) {
+  const std::string text =
+      "ATOM      1  N   GLY A   7       0.000   0.000   0.000  1.00 12.50      1HPV  57\n"
+      "ATOM      2  CA  GLY A   7       1.458   0.000   0.000  1.00 12.50      1HPV 158\n"
+      "HETATM    3 ZN    ZN A 201       9.000   0.000   0.000  1.00 12.50      1HPV1059\n";
+  std::istringstream in(text);
+  qzmolistream stream(in, PDB);
+  const auto read = ReadAll(stream);
+  ASSERT_EQ(read.molecules.size(), 1U) << read.records.at(0).error;
+  std::vector<unsigned int> elements;
+  for (const auto& atom : QZSystem::QZRange(read.molecules[0].GetAtoms())) {
+    elements.push_back(atom.GetAtomicNumber());
+    EXPECT_EQ(atom.GetFormalCharge(), 0);
+  }
+  EXPECT_EQ(elements, (std::vector<unsigned int>{7, 6, 30}));
+}
+
 TEST(Files, HydrogensAndCoordinatesMadeFromADrawingKeepItsHandedness) {
   const std::string alanine =
       "alanine\n     Drawn01010101012D\n\n  6  5  0  0  0  0  0  0  0  0999 V2000\n"
@@ -231,6 +249,65 @@ TEST(Files, AddedHydrogensStandAtBondingDistance) {
   MessageCapture messages;
   EXPECT_EQ(QZAddHydrogens(mol), -1);
   EXPECT_EQ(messages.Warnings().size(), 1U);
+}
+
+// Types as other programs write them: in capitals, of a force field, of isotopes.
+TEST(Files, Mol2TypesOfEveryHandAreTakenWhereTheyAreClear) {
+  const auto element = [](const std::string& type, bool isBonded) {
+    const std::string record = "@<TRIPOS>MOLECULE\nx\n2 " + std::string(isBonded ? "1" : "0") +
+                               " 1\nSMALL\nNO_CHARGES\n@<TRIPOS>ATOM\n1 CA 0 0 0 C.3 1 CL 0\n2 " +
+                               type + " 1.5 0 0 " + type + " 1 CL 0\n@<TRIPOS>BOND\n" +
+                               (isBonded ? "1 1 2 1\n" : "");
+    const auto read = ReadAll(record, MOL2).molecules;
+    return read.empty() ? std::string("refused")
+                        : QZGetAtomicSymbol(read[0].GetAtom(1)->GetAtomicNumber());
+  };
+  const std::tuple<const char*, const char*, const char*> cases[] = {{"CL", "Cl", "Cl"},
+                                                                     {"BR", "Br", "Br"},
+                                                                     {"cl", "Cl", "Cl"},
+                                                                     {"ZN", "Zn", "Zn"},
+                                                                     {"D", "H", "H"},
+                                                                     {"c3", "C", "C"},
+                                                                     {"ca", "C", "C"},
+                                                                     {"sy", "S", "S"},
+                                                                     {"N.pl3", "N", "N"},
+                                                                     {"CA", "refused", "Ca"},
+                                                                     {"NA", "refused", "Na"},
+                                                                     {"si", "refused", "refused"}};
+  for (const auto& [type, bonded, alone] : cases) {
+    EXPECT_EQ(element(type, true), bonded) << type;
+    EXPECT_EQ(element(type, false), alone) << type;
+  }
+}
+
+// What was seen of the molecule before hydrogens came serves the whole one: it is embedded as one
+// that is looked at anew, with holes among its atoms and aromatic rings of sulfur.
+TEST(Files, AddedHydrogensAreSeenAsIfTheyHadAlwaysBeenThere) {
+  for (const char* smiles : {"Cc1nc2ccccc2s1", "[O-][N+](=O)c1cnc(N)s1", "C[N+](C)(C)CC(=O)[O-]"}) {
+    QZGraphMol mol;
+    ASSERT_TRUE(QZSmilesToMol(mol, smiles));
+    mol.DeleteAtom(mol.GetAtom(0));
+    for (auto& atom : QZRange(mol.GetAtoms())) {
+      if (atom.GetAtomicNumber() == 1) mol.DeleteAtom(&atom);
+    }
+    ASSERT_GT(QZAddHydrogens(mol), 0);
+    const unsigned long conversions = QZCountConversions();
+    std::vector<std::vector<double>> conformers;
+    ASSERT_TRUE(QZMakeConformers(mol, {}, conformers));
+    EXPECT_EQ(QZCountConversions(), conversions) << smiles;
+    QZGraphMol anew = mol;
+    anew.GetAtom(1)->SetIsotope(13);
+    anew.GetAtom(1)->SetIsotope(0);
+    std::vector<std::vector<double>> expected;
+    ASSERT_TRUE(QZMakeConformers(anew, {}, expected));
+    EXPECT_GT(QZCountConversions(), conversions);
+    EXPECT_EQ(conformers, expected) << smiles;
+    for (unsigned int i = 0; i < mol.BondIndexBound(); ++i) {
+      if (mol.GetBond(i) == nullptr) continue;
+      EXPECT_EQ(mol.GetBond(i)->IsInRing(), anew.GetBond(i)->IsInRing()) << smiles << " " << i;
+      EXPECT_EQ(mol.GetBond(i)->IsAromatic(), anew.GetBond(i)->IsAromatic()) << smiles << " " << i;
+    }
+  }
 }
 
 }  // namespace

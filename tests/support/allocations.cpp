@@ -13,12 +13,14 @@ std::atomic<long> allocations{0};
 }  // namespace
 
 // Linked only into programs that ask for the count.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+
+// Sanitizers bring a `malloc` of their own: here `new` alone is counted.
 void* operator new(std::size_t size) {
   ++allocations;
   if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
   throw std::bad_alloc();
 }
-// Sanitizers bring a form of their own, which does not go with the operators below.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   ++allocations;
   return std::malloc(size == 0 ? 1 : size);
@@ -29,6 +31,36 @@ void operator delete(void* p) noexcept {
 void operator delete(void* p, std::size_t) noexcept {
   std::free(p);
 }
+
+#else
+
+// What the GNU C library's allocator is called behind the names that programs may replace. `new`
+// comes here too.
+extern "C" {
+void* __libc_malloc(std::size_t size);                           // NOLINT
+void* __libc_calloc(std::size_t count, std::size_t size);        // NOLINT
+void* __libc_realloc(void* p, std::size_t size);                 // NOLINT
+void* __libc_memalign(std::size_t alignment, std::size_t size);  // NOLINT
+
+void* malloc(std::size_t size) {
+  ++allocations;
+  return __libc_malloc(size);
+}
+void* calloc(std::size_t count, std::size_t size) {
+  ++allocations;
+  return __libc_calloc(count, size);
+}
+void* realloc(void* p, std::size_t size) {
+  ++allocations;
+  return __libc_realloc(p, size);
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+  ++allocations;
+  return __libc_memalign(alignment, size);
+}
+}
+
+#endif
 
 namespace TestSupport {
 

@@ -4,7 +4,8 @@
 
 namespace TestSupport {
 
-/// How often the program has taken memory by `new` so far. A program that asks counts.
+/// How often the program has taken memory from the heap so far, under sanitizers by `new` only.
+/// Only a program that asks counts.
 long Allocations();
 
 /// How often calling `f` takes memory.

@@ -4,17 +4,13 @@
 #include <cmath>
 #include <utility>
 
-#include "host/field.h"
+#include "host/func_impl.h"
 #include "kernels/packed.h"
-#include "pairs/evaluator.h"
-#include "pairs/model.h"
 #include "perception/cross.h"
 #include "qzsystem/error.h"
 
 namespace QZMolPotential {
 namespace {
-
-constexpr unsigned int kRigid = kNoVariable;
 
 /// The pairs between those atoms (numbers) of the ligand and of the host that `counts` takes.
 template <class Counts>
@@ -37,62 +33,6 @@ PairInput Restricted(const PairInput& all, Counts counts) {
 }
 
 }  // namespace
-
-/// The coordinates that the parts are computed from: the ligand's by atom index, the host's behind
-/// them. Variables are the ligand's and those of flexible host atoms.
-struct QZHostFunc::Impl {
-  explicit Impl(const QZHostField& of) : field(of), ligand(of.GetOptions().forceField) {}
-  Impl(const Impl& other)
-      : field(other.field),
-        ligand(other.ligand),
-        pairs(other.pairs),
-        between(other.between),
-        host(other.host != nullptr ? std::make_unique<QZStandardFF>(*other.host) : nullptr),
-        ligandBound(other.ligandBound),
-        flexible(other.flexible),
-        variable(other.variable),
-        x(other.x),
-        grad(other.grad),
-        entries(other.entries) {}
-
-  bool IsBound() const { return !between.empty(); }
-  unsigned int NumAtoms() const { return ligandBound + static_cast<unsigned int>(flexible.size()); }
-  void Load(const double* vars) {
-    std::copy_n(vars, 3 * std::size_t{ligandBound}, x.begin());
-    for (std::size_t f = 0; f < flexible.size(); ++f) {
-      std::copy_n(vars + 3 * (ligandBound + f), 3, &x[3 * std::size_t{ligandBound + flexible[f]}]);
-    }
-  }
-  void Unload(double* out) const {
-    for (std::size_t k = 0; k < 3 * std::size_t{ligandBound}; ++k) out[k] += grad[k];
-    for (std::size_t f = 0; f < flexible.size(); ++f) {
-      for (std::size_t k = 0; k < 3; ++k) {
-        out[3 * (ligandBound + f) + k] += grad[3 * std::size_t{ligandBound + flexible[f]} + k];
-      }
-    }
-  }
-  double* HostPart(std::vector<double>& values) const {
-    return values.data() + 3 * std::size_t{ligandBound};
-  }
-  /// Entries of the host's matrix that are of variables, from `first` on; the others are dropped.
-  void MapHostEntries(std::vector<QZOpt::QZMatrixEntry>& from, std::size_t first) const;
-  Energies Evaluate(const double* vars, double* gradient);
-  /// Leaves out the pairs of two fixed atoms; null: none is fixed.
-  void FreezePairs(const unsigned char* fixed);
-
-  QZHostField field;
-  QZStandardFF ligand;
-  std::shared_ptr<const PairInput> pairs;  // all between ligand and host; shared with copies
-  std::vector<PairEvaluator> between;      // what is computed of them; empty: not set up
-  std::unique_ptr<QZStandardFF> host;      // null without flexible atoms
-  unsigned int ligandBound = 0;
-  std::vector<unsigned int> flexible;
-  std::vector<unsigned int> variable;  // atom's place among the variables by its place in `x`
-  std::vector<double> x;
-  std::vector<double> grad;
-  std::vector<QZOpt::QZMatrixEntry> entries;
-  std::vector<unsigned char> fixedInHost;
-};
 
 void QZHostFunc::Impl::MapHostEntries(std::vector<QZOpt::QZMatrixEntry>& from,
                                       std::size_t first) const {
@@ -177,10 +117,10 @@ bool QZHostFunc::Setup(const QZChem::QZMolBase& mol) {
     return false;
   }
   const QZHostOptions& options = impl_->field.GetOptions();
-  const QZChem::QZGraphMol part = isJoined ? PerceivedLigandOf(mol, *atoms) : QZChem::QZGraphMol();
-  const QZChem::QZMolBase& ligand = isJoined ? part : mol;
+  QZChem::QZGraphMol made;
+  const QZChem::QZMolBase& ligand = Impl::LigandIn(mol, made);
   impl_->ligand.SetDielectric(options.dielectric, options.distanceDependent);
-  const auto perception = Perception::Find(ligand, options.forceField);
+  auto perception = Perception::Find(ligand, options.forceField);
   if (perception == nullptr || !impl_->ligand.Setup(ligand)) return false;
 
   const unsigned int hostBound = data->mol.AtomIndexBound();
@@ -205,6 +145,7 @@ bool QZHostFunc::Setup(const QZChem::QZMolBase& mol) {
   impl_->x.assign(3 * std::size_t{impl_->ligandBound}, 0.0);
   impl_->x.insert(impl_->x.end(), data->coords.begin(), data->coords.end());
   impl_->grad.assign(impl_->x.size(), 0.0);
+  impl_->perception = std::move(perception);
   impl_->pairs = std::make_shared<const PairInput>(std::move(input));
   impl_->FreezePairs(nullptr);
   return true;
@@ -213,6 +154,7 @@ bool QZHostFunc::Setup(const QZChem::QZMolBase& mol) {
 void QZHostFunc::Clear() {
   impl_->ligand.Clear();
   impl_->between.clear();
+  impl_->perception.reset();
   impl_->pairs.reset();
   impl_->host.reset();
   impl_->flexible.clear();
@@ -277,15 +219,6 @@ QZSystem::QZIterBase<QZOpt::QZFComponent>* QZHostFunc::GetFComponents(const doub
   terms.emplace_back("Interaction Electrostatics", energies.electrostatics);
   terms.emplace_back("Host", energies.host);
   return new QZSystem::QZVectorIter<QZOpt::QZFComponent>(std::move(terms));
-}
-
-QZSystem::QZIterBase<QZInteraction>* QZHostFunc::GetInteractions(const QZChem::QZMolBase& mol,
-                                                                 const double* coords,
-                                                                 unsigned int selector) const {
-  if (mol.GetData<HostAtoms>(HostAtomsTag()) != nullptr) {
-    return QZMolFunc2::GetInteractions(mol, coords, selector);
-  }
-  return impl_->ligand.GetInteractions(mol, coords, selector);
 }
 
 bool QZHostFunc::AppendModelHessian(const double* x, std::vector<QZOpt::QZMatrixEntry>& entries) {

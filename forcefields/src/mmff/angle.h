@@ -6,7 +6,8 @@
 
 namespace QZMolPotential {
 
-/// `MmffBend` and `MmffStretchBend` of one angle, with one angle for both; for sums.
+/// `MmffBend` and `MmffStretchBend` of the same atoms as one term; its gradient computes the angle
+/// once for both.
 struct MmffAngle {
   static constexpr std::size_t kAtoms = 3;
   static constexpr std::size_t kBonds = 2;

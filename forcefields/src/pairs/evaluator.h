@@ -16,15 +16,16 @@ namespace QZMolPotential {
 /// Van der Waals and electrostatic energies of one system with gradient and Hessian, both terms in
 /// one pass over the pairs or each alone.
 ///   Electrostatics: E = 332.0716 qi qj / (D (r + 0.05)^n), n = 1 or 2; three bonds apart 0.75 E.
-/// Two atoms at one place give the energy of the formulas (12-6: 0) and a finite gradient without a
-/// direction: 0.01 R* + 0.02 (12-6: 100) along each axis, away from each other by number.
-/// Coordinates that are not numbers give energies that are not.
-/// All pairs are computed by default; with a cutoff neighbours are listed within cutoff and skin
-/// and listed anew, which allocates, when an atom may have moved half the skin. Copies share the
-/// input and are independent otherwise. Serves one thread at a time. Cost: O(pairs) per call; holds
-/// some 16 bytes per atom and type of a mobile atom, with a cutoff also 4 bytes for every eight
-/// neighbours. Source: Halgren, J. Comput. Chem. 17, 490 and 520 (1996); Rappé et al., J. Am. Chem.
-/// Soc. 114, 10024 (1992); constants to the digits that RDKit uses.
+/// Two atoms at one place have the energy of the formulas (12-6: 0) and, since there is no
+/// direction, a fixed gradient of 0.01 R* + 0.02 (12-6: 100) along each axis, which pushes the atom
+/// of the smaller number one way and the other atom the other way. Coordinates that are NaN give
+/// energies that are NaN. By default all pairs are computed. With a cutoff, neighbours within
+/// cutoff + skin are listed; the lists are made again, which allocates, when an atom may have moved
+/// by half the skin. Copies share the input and are independent otherwise. For one thread at a
+/// time. Cost: O(pairs) per call; holds some 16 bytes for each atom and each type of a mobile atom,
+/// with a cutoff also 4 bytes for every eight neighbours. Source: Halgren, J. Comput. Chem. 17, 490
+/// and 520 (1996); Rappé et al., J. Am. Chem. Soc. 114, 10024 (1992); constants to the digits that
+/// RDKit uses.
 class PairEvaluator {
  public:
   explicit PairEvaluator(PairInput input);

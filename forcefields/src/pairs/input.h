@@ -22,11 +22,11 @@ struct PairParameters {
   double depth = 0.0;
 };
 
-/// Pairs further apart than `distance` do not interact. Energies fade towards it by a function with
-/// two continuous derivatives: van der Waals over the last `width`, electrostatics all the way from
-/// 0. Ended within a few Å, Coulomb's law would push charges across the edge with forces larger
-/// than those that are computed: a drug in a protease then finds minima of -380 kcal/mol instead of
-/// -43. 0: every pair interacts.
+/// Pairs further apart than `distance` do not interact; 0: every pair interacts. Energies fade out
+/// by a factor with two continuous derivatives: van der Waals over the last `width`, electrostatics
+/// over the whole range from 0. If electrostatics faded out within a few Å, the slope of the factor
+/// would cause forces on charges near the cutoff that are larger than the true ones: a drug in a
+/// protease then has minima of -380 kcal/mol instead of -43.
 struct PairCutoff {
   double distance = 0.0;
   double width = 2.0;

@@ -13,12 +13,14 @@ namespace QZMolPotential {
 /// written this far beyond its end.
 inline constexpr std::size_t kClusterSize = 8;
 
-/// A slot, or a pair's second slot with what is special about the pair.
+/// In an entry of `special`, which is the second slot of a pair: the pair is three bonds apart, not
+/// excluded.
 inline constexpr std::uint32_t kOneFourBit = 0x80000000u;
 
-/// One evaluation as the loops see it. Atoms stand in slots, mobile ones first. Row i holds the
-/// pairs of slot i with slots behind it; what is special in a row is written into `charge` and
-/// `depth` before the row and taken back after it, so that the loops know of no exceptions.
+/// The data of one evaluation for the loops. Atoms are stored in slots, mobile atoms first. Row i
+/// is the set of pairs of slot i with later slots. Special pairs of a row (excluded or scaled) are
+/// handled by changing `charge` and `depth` before the row and restoring them after it, so that the
+/// loops need no exceptions.
 struct PairView {
   // Rows: slots 0 .. numRows - 1; columns from `firstColumn` or the row's own slot on.
   std::size_t numRows = 0;

@@ -11,14 +11,15 @@
 
 namespace QZMolPotential {
 
-/// Where atoms stand that are no variables.
+/// The place of an atom that is not a variable.
 inline constexpr unsigned int kNoVariable = std::numeric_limits<unsigned int>::max();
 
-/// Adds to a model Hessian what contacts and hydrogen bonds bring, the stiffest that bonded terms
-/// know nothing of. `place(atom)` is an atom's place among the variables or `kNoVariable`. Pairs
-/// below 2 kcal/mol/Å² are left out: they cost more in the factor than they save. A clash, whose
-/// curvature holds for a fraction of an Å only, counts with 10, for more would keep internal
-/// coordinates from resolving it (bench/README.md tells how the numbers were chosen).
+/// Adds contacts and hydrogen bonds to a model Hessian; they are the stiffest interactions apart
+/// from the bonded terms. `place(atom)` is the place of an atom among the variables, or
+/// `kNoVariable`. Pairs with a curvature below 2 kcal/mol/Å² are left out, since they would cost
+/// more in the factorisation than they save. The curvature of a clash holds for a fraction of an Å
+/// only; it is cut to 10, since a larger value would keep internal coordinates from resolving the
+/// clash. bench/README.md tells how the numbers were chosen.
 template <class Place, class Entry>
 void AppendStiffPairs(
     PairEvaluator& pairs, const double* x, PairTerms terms, Place place, std::vector<Entry>& to) {

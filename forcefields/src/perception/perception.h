@@ -14,17 +14,18 @@
 
 namespace QZMolPotential {
 
-/// A molecule as one force field sees it: types, charges and parameters, found once and kept with
-/// the molecule, for its copies, for every function and thread; where UFF's depend on coordinates
-/// they are found at every call. It refers to atoms and bonds by index. Immutable.
+/// The types, charges and parameters of a molecule in one force field. They are determined once and
+/// kept with the molecule, for its copies, all functions and all threads. (UFF parameters that
+/// depend on coordinates are determined at every call.) Atoms and bonds are referred to by index.
+/// Immutable.
 struct Perception {
   /// Null and a warning when the force field cannot be used with `mol` as it stands.
   static std::shared_ptr<const Perception> Find(const QZChem::QZMolBase& mol,
                                                 QZForceFieldKind kind);
-  /// The same without looking at coordinates.
+  /// The same, but coordinates are not checked.
   static std::shared_ptr<const Perception> FindParameters(const QZChem::QZMolBase& mol,
                                                           QZForceFieldKind kind);
-  /// The same with the reason instead of a warning.
+  /// The same, with the reason in `reason` instead of a warning.
   static std::shared_ptr<const Perception> FindParameters(const QZChem::QZMolBase& mol,
                                                           QZForceFieldKind kind,
                                                           std::string& reason);

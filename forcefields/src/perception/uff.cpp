@@ -23,10 +23,11 @@ namespace {
 
 namespace UFF = ForceFields::UFF;
 
-// RDKit's contributions keep their atoms and constants, which its builder works out case by case,
-// to themselves. An explicit instantiation may name private members, so that they can be read
-// without a second builder that would have to agree with the first. A version of RDKit with other
-// members does not compile here, and the tests compare every term's energy with RDKit's.
+// The contributions that RDKit's builder makes have their atoms and constants as private members.
+// An explicit template instantiation may name private members, which makes it possible to read them
+// here; otherwise the builder would have to be written a second time. With a version of RDKit that
+// has other members this file does not compile, and the tests compare the energy of every term with
+// RDKit's.
 template <class Tag, auto... members>
 struct Reveal {
   friend constexpr auto MembersOf(Tag) { return std::tuple{members...}; }

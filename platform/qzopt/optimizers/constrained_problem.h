@@ -26,9 +26,9 @@ struct ConstraintEntry {
 /// A function and its constraints at one point: the energy and gradient, the values c_i(x), and
 /// the rows of their Jacobian.
 ///
-/// A constraint's gradient may have the right direction and a wrong length: it is rescaled to the
-/// derivative measured along it by a central difference (a distance's gradient is often given as
-/// that of r^2/2, and multipliers would then be wrong by a factor of r).
+/// The gradient of a constraint needs the right direction only: its length is corrected by a
+/// central difference along it. (The gradient of a distance is often given as that of r^2/2;
+/// multipliers would then be wrong by a factor of r.)
 class ConstrainedProblem {
  public:
   ConstrainedProblem(QZFunc1& func,
@@ -58,9 +58,10 @@ class ConstrainedProblem {
   const std::vector<double>& Gradient() const { return grad_; }
   double Value(std::size_t constraint) const { return values_[constraint]; }
   const std::vector<double>& Row(std::size_t constraint) const { return rows_[constraint]; }
-  /// What each constraint is beyond its bounds.
+  /// How far each constraint is outside its bounds, with its sign.
   std::vector<double> Residuals() const;
-  /// The gradient less what the constraints that are reached can bear of it: 0 at a solution.
+  /// The multipliers of the constraints that are reached, and the projected gradient, which is 0 at
+  /// a solution.
   MultiplierFit Multipliers() const;
   /// Second derivative of the energy along a constraint's gradient, by a forward difference; 0
   /// where it cannot be had.

@@ -30,7 +30,7 @@ class ConstrainedRun {
   /// Augmented Lagrangian around the quasi-Newton minimiser from the best point.
   void SolveAugmented(const std::vector<double>& scales);
   bool Ended() const { return !message_.empty(); }
-  /// Settles how a run that ended, or got stuck, is called, and copies the result into `x`.
+  /// Writes the message of a run that ended or got stuck, and copies the result into `x`.
   QZOptResult Finish(double* x);
   /// At the result; NaN where there is none.
   std::vector<double> Residuals() const { return orNan(best_.residuals); }
@@ -38,11 +38,11 @@ class ConstrainedRun {
 
   /// Takes `x` as the next iterate. False: the run ends there.
   bool Take(const double* x);
-  /// The function has chosen other variables at `x`, which stands for the point reached.
+  /// To be called when the function has chosen other variables; `x` is the point reached in them.
   void Renew(const double* x);
   bool HasPoint() const { return !best_.residuals.empty(); }
   const std::vector<double>& Reached() const { return best_.x; }
-  /// Whether it ended for want of a step, and not because nobody wants it to go on.
+  /// True when the run ended because no step could be found, not because it was stopped.
   bool IsStuck() const { return HasPoint() && !converged_ && !stopped_; }
   /// Why it ended.
   std::string Explain() const;

@@ -18,9 +18,9 @@ struct Point {
   double energy = std::numeric_limits<double>::infinity();
 };
 
-/// A function as the minimisers call it: clears the gradient, counts, keeps to the limits, catches
-/// what the function throws, tells NaN from a merely infinite energy, and remembers the lowest
-/// point.
+/// A function as the minimisers call it: clears the gradient, counts evaluations, keeps to the
+/// limits, catches exceptions of the function, distinguishes NaN from an infinite energy, and
+/// remembers the lowest point.
 class GuardedFunction {
  public:
   /// Neither is owned.
@@ -31,9 +31,9 @@ class GuardedFunction {
   std::size_t NumVar() const { return numVar_; }
   bool HasHessian() const { return func2_ != nullptr; }
 
-  /// False when there is no finite energy and gradient at `x`. An energy of plus infinity is a
-  /// step too far and no more; a limit makes `Stopped()` a message, anything else makes `Failed()`
-  /// true for good.
+  /// False when there is no finite energy and gradient at `x`. An energy of plus infinity only
+  /// means that the step was too long. When a limit was reached, `Stopped()` returns its message;
+  /// after any other failure `Failed()` stays true.
   bool Evaluate(const double* x, double* energy, double* grad);
   /// The packed Hessian at `x`. False when there is none, and then never again.
   bool EvaluateHessian(const double* x, std::vector<double>& hessian);
@@ -45,7 +45,7 @@ class GuardedFunction {
 
   bool HasBest() const { return !best_.x.empty(); }
   const Point& Best() const { return best_; }
-  /// What was seen belongs to other variables.
+  /// Forgets the best point, since it belongs to other variables.
   void ForgetBest() { best_ = {}; }
 
  private:

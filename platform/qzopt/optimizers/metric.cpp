@@ -47,7 +47,7 @@ bool Metric::TakeModel(QZHessianModel* model, const double* x) {
   try {
     if (!model->AppendModelHessian(x, entries_) || entries_.empty()) return false;
   } catch (const std::exception&) {
-    return false;  // a hint and no more: the function itself tells what is wrong
+    return false;  // only a hint: a faulty function shows its fault when it is evaluated
   }
   std::vector<double> diagonal(n_, 0.0);
   for (const QZMatrixEntry& entry : entries_) {

@@ -36,7 +36,7 @@ class Metric {
   /// Takes a matrix, packed, which need not be a model's; `TakeModel` may replace it. False, with
   /// the metric as it was, where it is not positive definite.
   bool TakeMatrix(const std::vector<double>& packed);
-  /// Back to the scales, where there is such a matrix.
+  /// Drops the matrix of `TakeMatrix`, if there is one.
   void DropMatrix() {
     if (!denseIsModel_) dense_.reset();
   }

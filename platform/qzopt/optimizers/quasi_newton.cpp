@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "kernels/packed.h"
+
 namespace QZOpt {
 namespace {
 
@@ -67,18 +69,19 @@ std::vector<double> UpdatedMatrix(const Metric& metric,
     b.noalias() -= bs * (bs.transpose() / s.dot(bs));
   }
   std::vector<double> packed;
-  packed.reserve(numVar * (numVar + 1) / 2);
+  packed.reserve(QZMolPotential::PackedSize(numVar));
   for (Eigen::Index row = 0; row < n; ++row) {
     for (Eigen::Index column = 0; column <= row; ++column) packed.push_back(b(row, column));
   }
   return packed;
 }
 
-// What Ceres evaluates, and what happens after each of its iterations. Its variables are
+// The function that Ceres evaluates, and the callback after each of its iterations. Ceres sees
 //   z = sqrt(s) y,   E' = s E,
-// which leaves the metric's unit Hessian a unit matrix. s sets the length of the first step, since
-// Ceres takes no more than 1 / max |dE'/dz| of the gradient there, and makes small gradients large:
-// Ceres learns nothing from steps with a product of dz and the change of dE'/dz below 1e-14.
+// in which a Hessian equal to the metric is still the unit matrix. The factor s has two purposes.
+// It sets the length of the first step, for which Ceres multiplies the gradient by at most 1 / max
+// |dE'/dz|. And it makes small gradients large: Ceres ignores a step if the product of dz and the
+// change of dE'/dz is below 1e-14.
 class Search final : public ceres::IterationCallback {
  public:
   Search(RunState& state, Metric& metric, QZHessianModel* model)
@@ -140,7 +143,7 @@ class CeresFunction final : public ceres::FirstOrderFunction {
   int n_;
 };
 
-// Ceres comes back to the z of its latest evaluation, where x_ still belongs to it.
+// Ceres often asks again for the z of its latest evaluation; x_ is then still right.
 void Search::toX(const double* z) {
   if (std::equal(latestZ_.begin(), latestZ_.end(), z)) return;
   std::copy_n(z, n_, latestZ_.begin());
@@ -161,10 +164,11 @@ const Point* Search::pointAt(const std::vector<double>& x) {
   return &point;
 }
 
-// Close to a minimum the energy's rounding hides what a step gains. The trapezoidal rule from the
-// iterate k to a point of its line search,
+// Close to a minimum the rounding of the energy is larger than the gain of a step. The energy is
+// then replaced by the trapezoidal rule from the iterate k to a point of its line search,
 //   E(x) = E_k + 1/2 (g_k + g)·(x - x_k),
-// differs from the energy by the third order of the one step, and its own rounding is far smaller.
+// which differs from the energy in the third order of the step and has a far smaller rounding
+// error.
 double Search::fineEnergy(const Point& point) const {
   const Point& from = state_.Current();
   double sum = 0.0;
@@ -217,7 +221,8 @@ void Search::keepStep(const Point& from) {
   steps_.push_back(std::move(step));
 }
 
-// Other variables at the current point, with what is known of the Hessian. False: the run ended.
+// Lets the function choose other variables at the current point, and converts what is known of the
+// Hessian. False: the run ended.
 bool Search::revise() {
   if (!state_.Revise(steps_)) return false;
   recent_ = {};

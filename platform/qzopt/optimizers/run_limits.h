@@ -8,8 +8,8 @@
 
 namespace QZOpt {
 
-/// What one call of a minimiser has used of what it may use, over restarts and changes of
-/// variables.
+/// The limits of one call of a minimiser, and the iterations and evaluations that it has used,
+/// counted over restarts and changes of variables.
 class RunLimits {
  public:
   explicit RunLimits(const QZOptOptions& options);

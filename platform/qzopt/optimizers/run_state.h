@@ -12,9 +12,9 @@
 
 namespace QZOpt {
 
-/// A minimisation of one function, whatever the method: the latest iterate, the tests and the
-/// report after each iteration, and how it ended. Methods take turns on it: each goes on from
-/// `Current()`, and leaves without an end when it can go no further.
+/// The state of a minimisation that all methods share: the latest iterate, the tests and the report
+/// after each iteration, and how the run ended. Several methods may work on it one after the other:
+/// each goes on from `Current()`, and returns without ending the run when it finds no further step.
 class RunState {
  public:
   /// Nothing is owned. With `continues`, the start is known to the checkpoint already.
@@ -38,13 +38,14 @@ class RunState {
   bool IsRevisionDue() const {
     return revisable_ != nullptr && revisable_->IsRevisionDue(current_.x.data());
   }
-  /// Lets it choose them; `steps` as for `QZRestartable::Revise`. False: the run has ended. Where
-  /// the function would not change them it is not asked again.
+  /// Lets the function choose other variables; `steps` as for `QZRestartable::Revise`. False: the
+  /// run has ended. A function that changes nothing is not asked again.
   bool Revise(std::vector<QZCurvatureStep>& steps);
   unsigned int Revisions() const { return revisions_; }
-  /// Goes back to the best point seen where the method has left it behind.
+  /// Goes back to the best point seen, if that is not the current one.
   void ReturnToBest();
-  /// Ends with `message` for want of a step, or with what made the function or a limit fail it.
+  /// Ends the run with `message` because no step was found, or with the message of the function's
+  /// failure or of the limit that was reached.
   void End(const std::string& message);
   /// Reports the end where `End` settled it, unless nothing was reported before.
   void ReportEnd();
@@ -52,12 +53,12 @@ class RunState {
   bool Ended() const { return ended_; }
   bool HasStarted() const { return !current_.x.empty(); }
   bool Converged() const { return converged_; }
-  /// It ended because nobody wants it to go on: by a limit, the checkpoint, the energy test.
+  /// True when a limit, the checkpoint or the energy test stopped the run.
   bool WasStopped() const { return stopped_; }
   const Point& Current() const { return current_; }
   double GradientNorm() const { return gradientNorm_; }
   const std::string& Message() const { return message_; }
-  /// Whether what separates energies here may be rounding alone.
+  /// Whether this change of the energy may be rounding alone.
   bool IsWithinRounding(double energyChange) const;
 
  private:

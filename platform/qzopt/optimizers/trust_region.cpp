@@ -11,7 +11,7 @@ namespace {
 constexpr int kMaxFactorisations = 60;
 // A step this near to the radius, on either side, is long enough.
 constexpr double kLengthTolerance = 0.1;
-// The smallest lambda, as a part of what makes H and lambda M alike.
+// The smallest lambda, relative to the lambda for which H and lambda M have the same trace.
 constexpr double kFloor = 1e-10;
 constexpr int kInverseIterations = 3;
 
@@ -89,7 +89,7 @@ bool TrustRegionStep::Solve(const Eigen::MatrixXd& hessian,
 // Adds what of the softest eigenvector, by inverse iteration, makes the step as long as the radius.
 void TrustRegionStep::addSoftestDirection(const Metric& metric, double radius) {
   Eigen::VectorXd soft(step_.size());
-  // No direction is orthogonal to this one but by accident.
+  // An arbitrary start vector, which is hardly ever orthogonal to the eigenvector.
   for (Eigen::Index i = 0; i < soft.size(); ++i) {
     soft[i] = std::sin(1.0 + static_cast<double>(i) * 1.618);
   }

@@ -12,10 +12,10 @@ namespace QZMolPotential {
 namespace {
 
 constexpr unsigned int kNone = std::numeric_limits<unsigned int>::max();
-// A Newton step that moves no atom by more than this (Å) ends the search: the next one would be
-// its square.
+// A Newton step that moves no atom by more than this (Å) ends the search, since convergence is
+// quadratic: the next step would be about the square of this one.
 constexpr double kClose = 1e-7;
-// What counts as found where rounding keeps the steps from falling further.
+// When rounding keeps the steps from becoming smaller, a step below this counts as converged.
 constexpr double kCloseEnough = 1e-5;
 constexpr double kLongestMove = 0.4;  // Å an atom and step
 constexpr int kNewtonSteps = 25;
@@ -137,8 +137,8 @@ double ClosestGeometry::energy(const double* wanted, const double* y, const doub
   return sum;
 }
 
-// -∇E into `force_`, and the Hessian of E, without its curved part where that is not wanted, into
-// the factor's matrix; rows and signs on the way.
+// Writes -∇E to `force_` and the Hessian of E, with its part in ∂²q only if `curved`, to the matrix
+// to be factorised; updates rows and signs too.
 void ClosestGeometry::assemble(const double* wanted, bool curved) {
   stale_ = false;
   std::ranges::fill(factor_.Diagonal(), Block3{});

@@ -11,15 +11,15 @@
 
 namespace QZMolPotential {
 
-/// The geometry y whose internal coordinates come closest to wanted ones: the minimum of
+/// Finds the geometry y whose internal coordinates are closest to wanted values, the minimum of
 ///   E(y) = Σ ½ w_i (q_i* - q_i(y))² + Σ ½ w m·(y - y_0)²,
 /// the second sum over frame rows, which hold what internal coordinates do not see. Wanted values
 /// need not belong to any geometry; y is a smooth function of them with
 ///   ∂y/∂q* = M⁻¹ Bᵀ W,   M = Bᵀ W B - Σ w_i (q_i* - q_i) ∂²q_i + frame,
-/// M being the Hessian of E. Weights are 1/scale² of the coordinates' kinds, so that the gradients
-/// of a minimiser that uses these scales stay, to first order, among changes that geometries have.
-/// Cost: a few sparse factorisations for a geometry, linear in the atoms for chains. Only `Start`
-/// allocates.
+/// M being the Hessian of E. The weights are 1/scale² of the kinds of coordinates. Therefore a
+/// minimiser that uses these scales takes steps which, to first order, belong to possible changes
+/// of the geometry. Cost: a few sparse factorisations for each geometry, linear in the atoms for
+/// chains. Only `Start` allocates.
 class ClosestGeometry {
  public:
   /// How `Seek` found its geometry.
@@ -31,10 +31,10 @@ class ClosestGeometry {
              const std::vector<FrameRow>& frame,
              const std::vector<unsigned char>& fixed,
              const double* x);
-  /// Moves `Y()` to the geometry for `wanted`, one value a primitive: by damped Newton steps from
-  /// the nearest of the latest geometries; failing that along the path of evenly changed
-  /// coordinates; failing that by one linear step; and where even that is not finite, to the
-  /// nearest of the latest geometries itself (`Held`). `wanted` must be finite.
+  /// Moves `Y()` to the geometry for `wanted` (one finite value for each primitive). Tries in turn:
+  /// damped Newton steps from the nearest of the latest geometries; Newton steps along a path of
+  /// evenly changing coordinates; one linear step; and if that is not finite, the nearest of the
+  /// latest geometries itself (`Held`).
   Route Seek(const double* wanted);
 
   const std::vector<Primitive>& Primitives() const { return primitives_; }
@@ -48,7 +48,7 @@ class ClosestGeometry {
   double Sign(std::size_t i) const { return signs_[i]; }
   /// v (3 an atom) becomes M⁻¹ v; entries of fixed atoms 0.
   void Solve(double* v);
-  /// v += Bᵀ W t, of which `Solve` makes ∂y/∂q* t.
+  /// v += Bᵀ W t; `Solve` of the result gives ∂y/∂q* t.
   void AddWeighted(const double* t, double* v) const;
 
  private:

@@ -18,8 +18,8 @@ class QZMolBase;
 
 namespace QZMolPotential {
 
-/// Wilson's B by rows: row i holds the blocks dq_i/dx of its own atoms, four at most, which may
-/// name an atom twice; blocks add. Products with it are its only use.
+/// Wilson's B matrix by rows, for products with vectors: row i holds the blocks dq_i/dx of at most
+/// four atoms. An atom may occur twice in a row; its blocks then add up.
 class WilsonRows {
  public:
   void Clear();
@@ -49,8 +49,8 @@ class WilsonRows {
 };
 
 /// Every bond, valence angle and proper dihedral of a molecule, in this order, with values and rows
-/// of B. What is frozen keeps its place in the list; frozen bonds and angles have empty rows,
-/// frozen dihedrals have theirs. Values: Å and radians, dihedrals unsigned in [0, π].
+/// of B. Frozen coordinates stay in the list; frozen bonds and angles have empty rows of B, frozen
+/// dihedrals have full rows. Values: Å and radians, dihedrals unsigned in [0, π].
 class RedundantCoordinates {
  public:
   /// One code a coordinate.

@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <Eigen/Core>
 #include <Eigen/Eigenvalues>
-#include <Eigen/LU>
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
 
 #include "coordinates/redundant/curvature.h"
+#include "coordinates/redundant/dense_lu.h"
 #include "coordinates/redundant/internal_map.h"
 #include "kernels/packed.h"
 #include "molpotential/internalkind.h"
@@ -22,7 +22,8 @@ using Eigen::VectorXd;
 
 // Eigenvalues of G below this part of the largest are zero.
 constexpr double kZero = 1e-10;
-// Motions that the pieces' turns stand for may be seen a little; beyond this part they are more.
+// Internal coordinates may depend a little on motions that the turns of the pieces describe:
+// eigenvalues of such motions must be below this part of the largest one.
 constexpr double kWeak = 1e-2;
 // A step that moves no coordinate by more than this (Å) ends the search for a geometry.
 constexpr double kClose = 1e-10;
@@ -40,9 +41,9 @@ constexpr double kRefined = 1e-12;
 /// Delocalised internal coordinates: the combinations
 ///   s = Uᵀ D (q - q_0) / κ,   D = diag √k,  k the force constant of each coordinate's kind,
 /// U being the eigenvectors of G = D B Bᵀ D at the reference whose eigenvalues are not zero
-/// (Baker, Kessi & Delley, J. Chem. Phys. 105, 192 (1996), there with D = 1). With κ = √k of an
-/// angle they count about as angles do, whatever they are made of. The null vectors Z of DB hold
-/// the rest: Zᵀ(y - y_0) = 0.
+/// (Baker, Kessi & Delley, J. Chem. Phys. 105, 192 (1996), there with D = 1). Since κ = √k of an
+/// angle, a unit of any s is as stiff as a radian of an angle. The motions along the null vectors Z
+/// of DB are held: Zᵀ(y - y_0) = 0.
 class DelocalisedMap final : public InternalMap {
  public:
   explicit DelocalisedMap(const MapRequest& request) : InternalMap(request) {
@@ -96,8 +97,8 @@ class DelocalisedMap final : public InternalMap {
   bool rowsCurrent_ = false;
   bool fresh_ = false;  // the factor belongs to y_
   MatrixXd jacobian_;   // ∂(s, held)/∂y
-  Eigen::PartialPivLU<MatrixXd> factor_;
-  VectorXd wanted_, target_, residual_, step_, dual_, image_, correction_;
+  DenseLu factor_;
+  VectorXd wanted_, whole_, partway_, target_, residual_, step_, dual_, image_, correction_;
   // Work of the Hessian; empty before the first one.
   BlockHessian bent_;
   std::vector<double> pulled_, full_, product_;
@@ -149,7 +150,7 @@ bool DelocalisedMap::startBody(double* vars) {
   held_ = eigen.eigenvectors().leftCols(n - rank_);
   jacobian_.resize(n, n);
   for (auto* v : {&target_, &residual_, &step_, &dual_, &image_, &correction_}) v->setZero(n);
-  wanted_.setZero(rank_);
+  for (auto* v : {&wanted_, &whole_, &partway_}) v->setZero(rank_);
   factor();
   std::fill_n(vars, numBody_, 0.0);
   return true;
@@ -192,7 +193,7 @@ void DelocalisedMap::factor() {
     }
   }
   jacobian_.bottomRows(held_.cols()) = held_.transpose();
-  factor_.compute(jacobian_);
+  factor_.Factor(jacobian_);
   fresh_ = true;
 }
 
@@ -208,7 +209,8 @@ void DelocalisedMap::residual(const VectorXd& wanted) {
     const Vec3 moved = LoadAtom(y_.data(), atoms_[a]) - LoadAtom(start_.data(), atoms_[a]);
     StoreAtom(step_.data(), a, moved);
   }
-  residual_.tail(held_.cols()).noalias() = -held_.transpose() * step_;
+  residual_.tail(held_.cols()).noalias() = held_.transpose() * step_;
+  residual_.tail(held_.cols()) *= -1.0;
 }
 
 // Newton steps with a factor that is kept while it serves.
@@ -216,11 +218,11 @@ bool DelocalisedMap::seek(const VectorXd& wanted, int steps, double aim) {
   double last = std::numeric_limits<double>::infinity();
   for (int k = 0; k < steps; ++k) {
     residual(wanted);
-    step_ = factor_.solve(residual_);
+    factor_.Solve(residual_, step_);
     double move = step_.size() > 0 ? step_.lpNorm<Eigen::Infinity>() : 0.0;
     if (!(move <= kContraction * last) && k > 0 && !fresh_) {
       factor();
-      step_ = factor_.solve(residual_);
+      factor_.Solve(residual_, step_);
       move = step_.lpNorm<Eigen::Infinity>();
     }
     if (!std::isfinite(move)) return false;
@@ -255,10 +257,10 @@ InternalMap::Route DelocalisedMap::placeBody(const double* vars) {
     restore();
     factor();
     residual(wanted_);
-    const VectorXd whole = residual_.head(rank_);
+    whole_ = residual_.head(rank_);
     for (int k = 1; k < kPathSteps; ++k) {
-      target_.head(rank_) = wanted_ - (1.0 - static_cast<double>(k) / kPathSteps) * whole;
-      seek(target_.head(rank_), kStepsOnPath, kOnPath);
+      partway_ = wanted_ - (1.0 - static_cast<double>(k) / kPathSteps) * whole_;
+      seek(partway_, kStepsOnPath, kOnPath);
     }
     found = seek(wanted_, kSteps, kClose);
   }
@@ -310,7 +312,7 @@ void DelocalisedMap::pullBody(const double* g, double* out) {
     StoreAtom(target_.data(), a, LoadAtom(g, atoms_[a]));
   }
   const double size = target_.norm();
-  dual_ = factor_.transpose().solve(target_);
+  factor_.SolveTransposed(target_, dual_);
   double last = std::numeric_limits<double>::infinity();
   for (int k = 0; k < kRefinements && !fresh_; ++k) {
     multiplyTransposed(dual_, image_);
@@ -319,11 +321,11 @@ void DelocalisedMap::pullBody(const double* g, double* out) {
     if (!(error > kRefined * size)) break;
     if (error > kContraction * last) {
       factor();
-      dual_ = factor_.transpose().solve(target_);
+      factor_.SolveTransposed(target_, dual_);
       break;
     }
     last = error;
-    correction_ = factor_.transpose().solve(image_);
+    factor_.SolveTransposed(image_, correction_);
     dual_ += correction_;
   }
   for (Index j = 0; j < rank_; ++j) out[j] += dual_[j];
@@ -337,6 +339,8 @@ void DelocalisedMap::addBodyCurvature(const double* g, double* hess) {
     pulled_.resize(numBody_);
     full_.assign(NumCoords(), 0.0);
     product_.resize(NumCoords());
+    for (auto* m : {&changes_, &curved_}) m->resize(jacobian_.rows(), rank_);
+    sum_.resize(rank_, rank_);
   }
   std::ranges::fill(pulled_, 0.0);
   pullBody(g, pulled_.data());
@@ -348,8 +352,7 @@ void DelocalisedMap::addBodyCurvature(const double* g, double* hess) {
     const double c = weight(i) * combination_.col(static_cast<Index>(i)).dot(slope);
     AddPrimitive(sink, nullptr, primitives()[i], y_.data(), c, 0.0);
   }
-  changes_ = factor_.solve(MatrixXd::Identity(jacobian_.rows(), rank_));
-  curved_.resize(changes_.rows(), rank_);
+  factor_.FirstColumnsOfInverse(changes_);
   for (Index u = 0; u < rank_; ++u) {
     for (std::size_t k = 0; k < atoms_.size(); ++k) {
       StoreAtom(full_.data(), atoms_[k], LoadAtom(changes_.col(u).data(), k));

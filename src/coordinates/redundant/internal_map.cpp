@@ -35,10 +35,11 @@ InternalMap::InternalMap(const MapRequest& request)
   FindMotions(set_.All(), start_.data(), pieces_);
   bool overall = request.overallMotion || request.anyFixed;
   for (Piece& piece : pieces_) {
-    // The first piece stands still where only the pieces' relative placement counts.
+    // The first piece is not placed when only the relative placement of the pieces matters.
     piece.placed = overall || !piece.Translates();
     overall = overall || piece.Translates();
-    // An atom alone has no turns; straight pieces keep room for the one they have when bent.
+    // A single atom has no turns. A straight piece has variables for three turns too, since it may
+    // bend.
     piece.turnSlots = !piece.Translates() ? piece.axes.size() : piece.atoms.size() > 1 ? 3 : 0;
   }
 }
@@ -164,7 +165,8 @@ bool InternalMap::Place(const double* vars, double* coords) {
   return true;
 }
 
-// At 2π the three components of ω are one turn: a piece on the way there gets a new reference.
+// At |ω| = 2π all directions of ω describe the same rotation, so a piece gets a new reference
+// before.
 bool InternalMap::IsOutdated(const double* vars, const double* coords) const {
   constexpr double kFar = 1.0;  // radians
   const auto isFar = [&](const Piece& piece) {

@@ -13,12 +13,12 @@
 
 namespace QZMolPotential {
 
-/// What redundant and delocalised internals have in common: a body geometry y of the moving atoms
-/// from internal coordinates, which keeps every piece where the reference has it, and each piece's
-/// turn and shift from there,
+/// The common part of redundant and delocalised internal coordinates. The internal coordinates
+/// determine a geometry y (the body), in which every piece of the molecule has the placement of the
+/// reference; then each piece is turned and shifted,
 ///   x = R(ω) (y - p) + p + t.
-/// Internal coordinates do not change with ω and t, so that y and the placement are independent.
-/// Variables: those of the body first, then a piece's t and ω.
+/// Internal coordinates do not depend on ω and t, so that y and the placement of the pieces are
+/// independent. Variables: those of the body, then t and ω of each piece.
 class InternalMap : public CoordinateMap {
  public:
   std::size_t NumVar() const override { return numVar_; }
@@ -35,7 +35,8 @@ class InternalMap : public CoordinateMap {
   explicit InternalMap(const MapRequest& request);
   void AddCurvature(const double* cartGrad, double* hess) override;
 
-  // The body. Gradients and steps there are 3 an atom, those of fixed atoms without meaning.
+  // The operations of the body. Its gradients and steps have 3 entries for each atom index; entries
+  // of fixed atoms are meaningless.
   virtual std::size_t numBodyVars() const = 0;
   virtual std::vector<VariableKind> bodyKinds() const = 0;
   virtual bool startBody(double* vars) = 0;

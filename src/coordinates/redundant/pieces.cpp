@@ -13,10 +13,12 @@
 namespace QZMolPotential {
 namespace {
 
-// Turns that move the atoms by less than this (squared Å per squared radian) are none.
+// Turns that move the atoms by less than this (squared Å per squared radian) do not count as
+// motions.
 constexpr double kNoMotion = 1e-4;
-// Turns whose effect on all coordinates (squared Å or radians per squared radian) is below this are
-// not seen: those about fixed atoms in line to within some six degrees.
+// Turns that change all coordinates together by less than this (squared Å or radians per squared
+// radian) are not described by them: turns about fixed atoms that are in line to within some six
+// degrees.
 constexpr double kUnseen = 1e-2;
 constexpr std::size_t kFrameAtoms = 24;
 

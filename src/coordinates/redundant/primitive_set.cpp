@@ -12,8 +12,8 @@ namespace QZMolPotential {
 namespace {
 
 constexpr double kDegree = std::numbers::pi / 180.0;
-// Beyond the first an angle is straight, below the second it is one no longer: between them it
-// keeps its form, so that a run about the limit does not change forms to and fro.
+// An angle above the first limit becomes straight; an angle below the second is no longer straight.
+// Between the limits it keeps its form, so that the form does not change back and forth.
 constexpr double kBecomesStraight = 170.0 * kDegree;
 constexpr double kStaysStraight = 165.0 * kDegree;
 // Angles of ring atoms and of atoms of more than two neighbours have room for bends if they are

@@ -16,13 +16,13 @@ class QZMolBase;
 namespace QZMolPotential {
 
 /// The internal coordinates of a molecule that involve a moving atom: bonds, valence angles,
-/// dihedrals of bonds, and at atoms of three neighbours a dihedral that tells the atom's place out
-/// of their plane. Angles within some degrees of straight, and dihedrals through them, mean
-/// nothing; there the angle gives way to two bends and the dihedrals to ones that skip the straight
-/// atoms. Both forms have their places in the list wherever an angle may become straight: an atom
-/// of two neighbours outside of rings always, or by its bond orders, any other by being nearly
-/// straight when set up. Which form counts is chosen for a geometry. A straight angle without room
-/// for bends only drops out.
+/// dihedrals of bonds, and at atoms with three neighbours a dihedral for the height of the atom
+/// above their plane. Angles within some degrees of straight, and dihedrals through them, are
+/// unsuitable: such an angle is replaced by two bends, and the dihedrals by ones that skip the
+/// central atom of the straight angle. Where an angle may become straight, the list has places for
+/// both forms: at atoms of two neighbours outside of rings, at atoms whose bond orders make them
+/// linear, and at any atom whose angle is nearly straight when the set is built. Which form is
+/// active is chosen for a geometry. A straight angle without places for bends is left out.
 class PrimitiveSet {
  public:
   /// `coords` (3 x atom-index bound) show which angles are wide; `fixed`: nonzero per atom that

@@ -11,14 +11,14 @@
 namespace QZMolPotential {
 namespace {
 
-// What may be missing from a solution, relative to it: by the factor, and iterated without a good
-// one.
+// The relative errors allowed in a solution: with a good factor, and when iterating without one.
 constexpr double kConverged = 1e-12;
 constexpr double kIteratedConverged = 1e-10;
 constexpr int kMaxCorrections = 10;
 constexpr int kMaxIterations = 300;
-// A step is not iterated to the end where the rank is in doubt: the few iterations damp what the
-// least singular values would blow up, and the back-transformation converges in more steps.
+// When the rank is in doubt, the iteration for a step is stopped early. A few iterations damp the
+// components along the least singular values, which would otherwise become huge; the
+// back-transformation then converges in more steps.
 constexpr int kDampedIterations = 5;
 
 }  // namespace
@@ -100,8 +100,9 @@ void WilsonSolver::conjugateGradients(const WilsonRows& rows, const double* load
   }
 }
 
-// The least z with Bᵀ z = g as far as it can be, for a g with parts in unknown null vectors of A:
-// conjugate gradients on B Bᵀ z = B g, whose residual sheds those parts.
+// The shortest z that satisfies Bᵀ z = g as well as possible, when g has components along unknown
+// null vectors of A: conjugate gradients on B Bᵀ z = B g, whose right side does not contain these
+// components.
 void WilsonSolver::iterateGradient(const WilsonRows& rows, const double* g, double* out) {
   const std::size_t numRows = rowResidual_.size();
   std::copy_n(g, numCoords_, residual_.begin());

@@ -17,8 +17,9 @@ class RedundantMap final : public InternalMap {
   std::unique_ptr<CoordinateMap> Clone() const override {
     return std::make_unique<RedundantMap>(*this);
   }
-  // The scales are the model. Another one would be singular along changes that no geometry has, and
-  // steps by it would leave those that geometries have: runs take ten times as long.
+  // None: minimisers use the scales. A model of the function would be singular along changes of the
+  // variables that no geometry can make, and steps by it would not stay among the possible changes;
+  // runs would take ten times as long.
   bool PullModel(const std::vector<QZOpt::QZMatrixEntry>&,
                  std::vector<QZOpt::QZMatrixEntry>&) override {
     return false;

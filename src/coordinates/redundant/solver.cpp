@@ -20,7 +20,8 @@ namespace {
 constexpr double kCutOff = 1e-6;
 // A direction of one atom along which B is this short is a null vector with a margin of ten.
 constexpr double kLocalNull = 1e-7;
-// Diagonal blocks of A whose determinant is this small against their trace are looked at.
+// Diagonal blocks of A whose determinant is this small relative to their trace are searched for
+// null directions.
 constexpr double kFlatBlock = 1e-12;
 // Pivots below this part of their diagonal element are rounding.
 constexpr double kTinyPivot = 1e-13;
@@ -278,7 +279,8 @@ void WilsonSolver::findRigidMotions(Fragment& fragment, const double* x) {
   fragment.numModes = 0;
   std::array<bool, 6> taken{};
   while (fragment.numModes < 6) {
-    // The longest of what is left, so that a short one is dropped for what it adds to all others.
+    // The longest of the remaining motions is taken next; a motion that is nearly a combination of
+    // the others comes last and is dropped.
     std::size_t best = 0;
     double longest = -1.0;
     for (std::size_t m = 0; m < candidates_.size(); ++m) {
@@ -325,8 +327,9 @@ void WilsonSolver::holdRigidMotions(const Fragment& fragment) {
   }
 }
 
-// Two steps of inverse iteration give the least eigenvalue of A beyond the known null vectors; one
-// correction by a residual formed through B tells whether the factor stands for A.
+// Two steps of inverse iteration estimate the least eigenvalue of A apart from the known null
+// vectors; one correction by a residual formed through B shows whether the factor is a good
+// approximation of A.
 void WilsonSolver::testRank(const WilsonRows& rows) {
   const auto norm = [this](const Fragment& fragment, const std::vector<double>& v) {
     double sum = 0.0;
@@ -362,7 +365,7 @@ void WilsonSolver::testRank(const WilsonRows& rows) {
     if (fragment.NumCoords() <= kDenseLimit) {
       fragment.route = Route::kDense;
     } else {
-      // A factor that stands for A still serves when eigenvalues lie about the cut-off.
+      // A factor that approximates A well is used even when eigenvalues are near the cut-off.
       if (!trusted) fragment.route = Route::kIterative;
       warnOfRank();
     }

@@ -16,13 +16,14 @@ namespace QZMolPotential {
 
 /// Products with G = (B Bᵀ)⁺ without B Bᵀ. With A = BᵀB, 3N x 3N and sparse,
 ///   G B g = B A⁺ g,    Bᵀ G dq = A⁺ Bᵀ dq,
-/// eigenvalues of A below 1e-12 counting as zero. A⁺ comes from a sparse L D Lᵀ: directions in
-/// which an atom has no row (planar and linear groups) and the rigid motions of every fragment, the
-/// null vectors that are known, are held in the factor and projected out around it. Conjugate
-/// gradients with this A⁺, on residuals formed through B, restore the digits that A lost.
-/// A rank test guards each fragment. One that fails it is decomposed densely (up to 1,500
-/// coordinates), or else warned of and, where the factor itself is at fault, factorised with 1e-6
-/// added to the diagonal: gradients are then iterated, steps damped.
+/// eigenvalues of A below 1e-12 counting as zero. A⁺ is applied by a sparse L D Lᵀ factor. The
+/// known null vectors of A are directions of an atom in which it has no row (planar and linear
+/// groups) and the rigid motions of every fragment; they are held in the factor and projected out
+/// before and after it. Conjugate gradients with this A⁺ as preconditioner, and residuals formed
+/// through B, restore the digits that are lost by forming A.
+/// A rank test checks each fragment. A fragment that fails it is decomposed densely (up to 1,500
+/// coordinates). A larger one gives a Warning and, when the factor itself is wrong, is factorised
+/// with 1e-6 added to the diagonal; gradients are then computed by iteration, and steps are damped.
 /// Cost: linear in the atoms for chains, both time and memory.
 class WilsonSolver {
  public:
@@ -33,7 +34,7 @@ class WilsonSolver {
   void Factor(const WilsonRows& rows, const double* x);
   /// Whether the last `Factor` had finite rows.
   bool IsFactored() const { return !failed_; }
-  /// The warning of a pseudo-inverse that there is not.
+  /// Warns that the pseudo-inverse could not be computed.
   static void Warn();
   /// out (one value a row) = G B g.
   void InternalGradient(const WilsonRows& rows, const double* g, double* out);

@@ -12,23 +12,23 @@ namespace QZMolPotential {
 
 using BondPredicate = QZSystem::QZUnaryPredicate<QZChem::QZBondBase>;
 
-/// One unit a connected component, without torsions: still where it holds a fixed atom, else a
-/// body. Holes belong to none.
+/// One unit for each connected component, without torsions. A component with a fixed atom does not
+/// move; any other is a body. Holes belong to no unit.
 ScrewLayout ComponentLayout(const MapRequest& request);
 
 /// Consecutive blocks of so many atoms each, which turn about the origin.
 ScrewLayout BlockLayout(const std::vector<unsigned int>& atomCounts);
 
-/// Torsions on the bonds that `rotors` accepts in the units for which `turning` is true; never on
-/// bonds in rings or with nothing behind them. Atoms for which `held` is nonzero rest, else each
-/// component's largest rigid piece.
+/// Adds torsions on the bonds that `rotors` accepts, in the units for which `turning` is true,
+/// except bonds in rings and bonds to terminal atoms. Atoms for which `held` is nonzero stay in
+/// place; in components without such atoms the largest rigid piece does.
 void AddTorsions(const MapRequest& request,
                  const BondPredicate& rotors,
                  const std::vector<bool>& turning,
                  const std::vector<unsigned char>& held,
                  ScrewLayout& layout);
 
-/// Every component rests but for its torsions.
+/// Every component has torsions but no translation and rotation.
 std::unique_ptr<CoordinateMap> MakeTorsionMap(const MapRequest& request,
                                               const BondPredicate& rotors);
 /// Every component without a fixed atom moves with its torsions.

@@ -155,11 +155,12 @@ void TorsionForest::RestLargestPieces(const std::vector<unsigned char>& except) 
   nestMovingSets();
 }
 
-// The atoms of a piece are in the same moving sets. At most one torsion has its c in a given piece.
-// Two sides of different bonds overlap without being nested only if together they are the whole
-// molecule. Of two smaller sides that cannot be, nor of two sides without a resting piece, and a
-// side that was turned round leaves the fixed atoms of the other half alone, so that a set
-// overlapping it would move them, and is turned round or not active itself.
+// The atoms of a rigid piece are all in the same moving sets, and at most one torsion has its c in
+// a given piece. Why moving sets are nested or disjoint: the sides of two bonds can overlap without
+// being nested only if together they cover the whole molecule. Two smaller sides do not cover it,
+// nor do two sides that both leave out the piece that stays in place. A set that was changed to the
+// larger side leaves out fixed atoms; a second set that would cover the molecule together with it
+// would have to move these fixed atoms, and is therefore changed or inactive itself.
 void TorsionForest::nestMovingSets() {
   const std::size_t none = torsions_.size();
   outwards_.clear();

@@ -16,8 +16,8 @@ class QZMolBase;
 
 namespace QZMolPotential {
 
-/// Torsions of a molecule and the atoms that each moves: all on one side of its bond. Moving sets
-/// are nested or disjoint, a forest whose leaves turn first.
+/// The torsions of a molecule, each with its moving set: the atoms on one side of its bond. Moving
+/// sets are nested or disjoint and so form a forest, whose leaves (the smallest sets) turn first.
 class TorsionForest {
  public:
   TorsionForest() = default;
@@ -41,12 +41,13 @@ class TorsionForest {
   void Build(const QZChem::QZMolBase& mol,
              const double* coords,
              const std::function<bool(const QZChem::QZBondBase&)>& turns);
-  /// Keeps the atoms for which `fixed` is nonzero where they are: a torsion with such atoms on both
-  /// sides is not active, one that would move some is turned round; atoms on the axis do not count.
-  /// Starts from the state after `Build`.
+  /// Keeps the atoms for which `fixed` is nonzero in place: a torsion with fixed atoms on both
+  /// sides becomes inactive, and a torsion that would move fixed atoms moves its other side
+  /// instead. Atoms on the axis of a torsion do not count. Starts from the state after `Build`.
   void Hold(const std::vector<unsigned char>& fixed);
-  /// Turns torsions so that the largest rigid piece of each component rests, the first one of equal
-  /// size. Components with an atom for which `except` is nonzero are left as they are; empty: none.
+  /// Chooses the moving side of each torsion so that the largest rigid piece of each component
+  /// stays in place (the first of equals). Components with an atom for which `except` is nonzero
+  /// are left as they are; an empty `except` excludes none.
   void RestLargestPieces(const std::vector<unsigned char>& except);
 
   /// The lengths of the axes are taken anew from `coords`.

@@ -44,9 +44,10 @@ struct Motion {
   }
 };
 
-/// `coords` (out) from `ref` (both 3 x NumAtomIndices()): every moving set turned by turn(k) about
-/// its own axis in `ref`, then moved with the set around it. That is the same as turns one after
-/// the other about the axes as they then are. `work`: 12 doubles a torsion.
+/// Computes `coords` (out) from `ref` (both 3 x NumAtomIndices()): every moving set k is turned by
+/// turn(k) about its axis in `ref`, and then moved together with the set that contains it. The
+/// result is the same as that of turns one after the other, each about its axis as moved by the
+/// turns before. `work`: 12 doubles for each torsion.
 template <class Turn>
 void TurnTorsions(
     const TorsionForest& forest, const double* ref, Turn turn, double* work, double* coords) {
@@ -67,9 +68,9 @@ void TurnTorsions(
   }
 }
 
-/// Adds what each set has in `sums` (`width` doubles a set) to the set around it, inner ones first.
-/// `outermost` names the place, in units of `width`, for a torsion with no set around it; a
-/// negative one: nowhere.
+/// Adds the entry of each set in `sums` (`width` doubles for each set) to the entry of the next
+/// larger set that contains it, smaller sets first. For a set that no other contains, `outermost`
+/// gives the index of the entry to add to; a negative index: none.
 template <class Outermost>
 void SumOutwards(const TorsionForest& forest,
                  std::size_t width,

@@ -21,7 +21,7 @@ namespace QZMolPotential {
 namespace {
 
 constexpr double kDegree = std::numbers::pi / 180.0;
-// 0.001 below straight: the dihedral about such an angle means nothing.
+// π - 0.001: about an angle this close to straight a dihedral is undefined.
 constexpr double kStraight = 3.1405926535897932;
 
 enum { kDistance, kAngle, kDihedral };
@@ -62,7 +62,6 @@ struct QZZmatAdaptor::State {
   std::vector<double> coords;
   std::vector<Vec3> points;  // of a conversion or gradient
   std::vector<Vec3> forces;
-  int* fixedAtoms = nullptr;
 };
 
 QZZmatAdaptor::QZZmatAdaptor() : state_(std::make_unique<State>()) {}
@@ -156,8 +155,8 @@ void QZZmatAdaptor::State::MarkUndefined(Row& row) {
   row.mask[kDihedral] = row.value[kAngle] >= kStraight ? -1 : 1;
 }
 
-// Where b-a-d is nearly straight, d becomes the nearest earlier atom to a that is not in line with
-// them, if there is one.
+// When b-a-d is nearly straight, d is replaced by the nearest earlier atom to a that is not in line
+// with a and b, if there is one.
 void QZZmatAdaptor::State::RechooseDihedral(const double* x,
                                             unsigned int k,
                                             EarlierAtoms& earlier) {
@@ -353,8 +352,7 @@ void QZZmatAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& mol, double* va
 
 void QZZmatAdaptor::FixAtoms(int*& atoms) {
   if (atoms == nullptr) return;
-  state_->fixedAtoms = atoms;
-  const auto fixed = [this](std::size_t atom) { return state_->fixedAtoms[atom] < 0; };
+  const auto fixed = [atoms](std::size_t atom) { return atoms[atom] < 0; };
   if (state_->numAtoms == 1) state_->rows[0].mask[kDistance] = fixed(0) ? 0 : 1;
   for (std::size_t k = 1; k < state_->numAtoms; ++k) {
     State::Row& row = state_->rows[k];

@@ -17,7 +17,8 @@ namespace {
 using Form = ZmatRow::Form;
 
 constexpr double kStraight = 165.0 * std::numbers::pi / 180.0;
-// A run chooses anew beyond these, off the limit at its start so that it does not go to and fro.
+// During a run the description of an angle changes beyond these limits. They differ from the limit
+// at the start, so that it does not change back and forth.
 constexpr double kBecomesStraight = 170.0 * std::numbers::pi / 180.0;
 constexpr double kNoLongerStraight = 160.0 * std::numbers::pi / 180.0;
 constexpr double kApart = 1e-4;   // Å: closer atoms have no direction
@@ -210,8 +211,9 @@ void ZmatrixMap::chooseBent(ZmatRow& row, std::size_t placed) const {
   if (AngleOf(p, points_[b], points_[first]) >= kStraight) row.form = Form::Straight;
 }
 
-// Another neighbour of b, so that one dihedral turns all that hangs on b; else one of a; else the
-// nearest to a that tells a plane; else the axis most across.
+// The dihedral partner: a neighbour of b, so that one dihedral turns all groups on b; if there is
+// none, a neighbour of a; if there is none, the nearest atom to a off the line of a and b; if there
+// is none, the axis that is most nearly perpendicular.
 unsigned int ZmatrixMap::chooseDihedral(const ZmatRow& row, std::size_t placed) const {
   const auto [b, a, unused] = row.partner;
   const Vec3 pa = points_[a];
@@ -254,7 +256,8 @@ void ZmatrixMap::aimAxes(std::size_t k) {
   const Vec3 arm = points_[row.atom] - pb;
   Vec3 across = arm - Dot(arm, along) * along;
   if (first || !(Norm(across) > 1e-6 * Norm(arm))) {
-    // Any direction across, the one of the lab's axes that is most so.
+    // Any perpendicular direction: the one of the coordinate axes that is most nearly
+    // perpendicular.
     const std::array lab{Vec3{1.0, 0.0, 0.0}, Vec3{0.0, 1.0, 0.0}, Vec3{0.0, 0.0, 1.0}};
     const auto least = std::ranges::min_element(
         lab, {}, [&](const Vec3& axis) { return std::abs(Dot(axis, along)); });
@@ -339,8 +342,9 @@ void ZmatrixMap::PullGradient(const double* cartGrad, double* grad) {
   }
 }
 
-// The derivatives of the sweep above with g as it is: the placement and the sweep with dual
-// numbers, some variables at a time, over the rows from the first that any of them moves.
+// The derivatives of the backward sweep for a constant g: placement and sweep are computed with
+// dual numbers for a few variables at a time, starting at the first row that depends on any of
+// them.
 void ZmatrixMap::AddCurvature(const double* cartGrad, double* hess) {
   for (std::size_t i = 0; i < points_.size(); ++i) lanePoints_[i] = Lifted<Lane>(points_[i]);
   std::size_t start = 0;  // the row of variable `begin`

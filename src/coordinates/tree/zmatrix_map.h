@@ -13,11 +13,11 @@
 
 namespace QZMolPotential {
 
-/// A Z-matrix in the frame of the start: each moving atom is placed from three atoms before it,
-/// along bonds where there are any, fixed atoms counting as placed before all others. Partners and
-/// forms are chosen at `Start`: nearly straight angles become two bends, and where there are no
-/// three atoms to place one from, or all are in line, axes that do not move stand for them.
-/// Without overall motion the values that only place the molecule are no variables.
+/// A Z-matrix in the frame of the start. Each moving atom is placed relative to three earlier
+/// atoms, its partners, which are bonded neighbours if possible; fixed atoms come before all
+/// others. Partners and descriptions are chosen at `Start`: a nearly straight angle is described by
+/// two bends. Where there are not three earlier atoms, or all of them are in line, fixed axes take
+/// their place. Without overall motion the values that only place the molecule are not variables.
 class ZmatrixMap final : public CoordinateMap {
  public:
   explicit ZmatrixMap(const MapRequest& request);

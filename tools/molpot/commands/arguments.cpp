@@ -98,10 +98,11 @@ void AddSource(CLI::App& command, SourceArguments& source, Task& task) {
                    "two-dimensional records. Default: such records fail");
 }
 
-std::vector<NamedPath> InputFiles(const SourceArguments& source) {
+std::vector<NamedPath> InputFiles(const SourceArguments& source, const Task& task) {
   std::vector<NamedPath> files;
   if (!source.path.empty()) files.push_back({"the input", source.path});
   for (const auto& path : source.templates) files.push_back({"--template", path});
+  for (const auto& path : task.restraints.Files()) files.push_back({"a file of a restraint", path});
   return files;
 }
 

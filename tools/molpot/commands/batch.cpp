@@ -36,11 +36,8 @@ void CheckFiles(RunArguments& args) {
   add("--trajectory", report.trajectory, /*isText=*/true);
   add("--rejects", report.rejects, /*isText=*/true);
   if (report.json) outputs.push_back({"--json", "-"});
-  std::vector<NamedPath> inputs = InputFiles(args.source);
+  std::vector<NamedPath> inputs = InputFiles(args.source, args.task);
   if (!args.host.empty()) inputs.push_back({"--host", args.host});
-  for (const auto& path : args.task.restraints.Files()) {
-    inputs.push_back({"a file of a restraint", path});
-  }
   RequireDistinct(inputs, outputs);
 }
 

@@ -1,12 +1,15 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
+#include <chrono>
 #include <cstdio>
+#include <limits>
 #include <memory>
 
 #include "commands/commands.h"
 #include "input/errors.h"
 #include "input/records.h"
 #include "output/console.h"
+#include "output/format.h"
 #include "output/tables.h"
 #include "run/coordinates.h"
 #include "run/energy.h"
@@ -50,19 +53,59 @@ void Print(const char* what, const QZDerivativeError& worst, bool isHessian, boo
               worst.error);
 }
 
+// A function until the record's time is up; from then on it is not finite, so that whoever
+// evaluates it ends soon.
+class Timed final : public QZOpt::QZFunc2 {
+ public:
+  Timed(QZOpt::QZFunc2& function, const Outcome& record, double limit)
+      : function_(function), record_(record), limit_(limit) {}
+  unsigned int NumVar() const override { return function_.NumVar(); }
+  double operator()(const double* x) override { return isDue() ? kOver : function_(x); }
+  double operator()(const double* x, double* grad) override {
+    return isDue() ? kOver : function_(x, grad);
+  }
+  bool operator()(const double* x, double* hessian, double* grad) override {
+    return !isDue() && function_(x, hessian, grad);
+  }
+  QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override {
+    return function_.GetFComponents(x);
+  }
+  /// Throws RecordError.
+  void RequireInTime() const {
+    if (isOver_) throw RecordError(Format("the time limit of %g s was reached", limit_));
+  }
+
+ private:
+  static constexpr double kOver = std::numeric_limits<double>::quiet_NaN();
+  bool isDue() {
+    isOver_ = isOver_ || (limit_ > 0.0 && record_.Age() > limit_);
+    return isOver_;
+  }
+
+  QZOpt::QZFunc2& function_;
+  const Outcome& record_;
+  double limit_;
+  bool isOver_ = false;
+};
+
 // Checks one function, prints what was found, and tells whether it passes.
 bool CheckOne(const CheckArguments& args,
-              const char* name,
-              QZOpt::QZFunc1& function,
+              const Outcome& record,
+              const std::string& name,
+              QZOpt::QZFunc2& function,
               const std::vector<double>& x) {
   const bool isCartesian = IsPlain(args);
   QZCheckFunc checker;
   checker.SetStep(args.step);
   checker.SetLength(static_cast<unsigned int>(x.size()));
-  const auto result = checker.Check(function, x.data());
+  Timed timed(function, record, args.task.timeLimit);
+  const auto result = checker.Check(timed, x.data());
+  timed.RequireInTime();
   const bool passes = result.Passes(args.tolerance);
-  std::printf(
-      "  %s: %.6f kcal/mol%s\n", name, result.energy, passes ? "" : ", ABOVE THE TOLERANCE");
+  std::printf("  %s: %.6f kcal/mol%s\n",
+              name.c_str(),
+              result.energy,
+              passes ? "" : ", ABOVE THE TOLERANCE");
   Print("gradient", result.gradient, /*isHessian=*/false, isCartesian);
   if (result.hasHessian) {
     Print("Hessian", result.hessian, /*isHessian=*/true, isCartesian);
@@ -73,6 +116,7 @@ bool CheckOne(const CheckArguments& args,
 }
 
 bool CheckRecord(const CheckArguments& args, Outcome& record) {
+  record.begun = std::chrono::steady_clock::now();
   Prepare(args.task, record.mol);
   Energy energy(args.task, record.mol, record.mol);
   energy.SetUp(record.mol);
@@ -81,12 +125,12 @@ bool CheckRecord(const CheckArguments& args, Outcome& record) {
   CheckStandardOutput();
   std::printf("%s\n", RecordName(record).c_str());
   const auto check = [&](const std::string& name, QZMolPotential::QZMolFunc2& function) {
-    if (IsPlain(args)) return CheckOne(args, name.c_str(), function, x);
+    if (IsPlain(args)) return CheckOne(args, record, name, function, x);
     QZMolPotential::QZCoordinates kind{};
     QZMolPotential::QZFindCoordinates(args.coordinates.c_str(), kind);
     const auto presented = Present(function, record.mol, kind, FrozenAtoms(args.task, record.mol));
     const double* start = presented->GetVar(x.data());
-    return CheckOne(args, name.c_str(), *presented, {start, start + presented->NumVar()});
+    return CheckOne(args, record, name, *presented, {start, start + presented->NumVar()});
   };
   bool passes = check("assembled function", energy.Function());
   for (const auto& held : energy.Held()) {
@@ -134,6 +178,7 @@ void AddCheck(CLI::App& app, Action& action) {
                   "Largest relative error that passes; above it the exit status is 1")
       ->check(kPositive)
       ->capture_default_str();
+  AddTimeLimit(command, args->task, "Seconds a record, which counts as failed after them");
   command.callback([args, &action] { action = [args] { return Check(*args); }; });
 }
 

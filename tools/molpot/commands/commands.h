@@ -48,8 +48,8 @@ struct SourceArguments : Source {
   void Parse(Task& task) const;
 };
 
-/// The files that a command reads, for `RequireDistinct`.
-std::vector<NamedPath> InputFiles(const SourceArguments& source);
+/// The files of source and restraints, for `RequireDistinct`.
+std::vector<NamedPath> InputFiles(const SourceArguments& source, const Task& task);
 
 /// Adds INPUT and what describes molecules and force field: the arguments that all commands share.
 void AddSource(CLI::App& command, SourceArguments& source, Task& task);

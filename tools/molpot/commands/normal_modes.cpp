@@ -59,6 +59,7 @@ void AddNormalModes(CLI::App& app, Action& action) {
   command.add_option("--animation",
                      args->report.trajectory,
                      "SDF file of every mode's motion, 20 frames each. Default: none");
+  AddTimeLimit(command, task, "Seconds of a record's minimisation, not converged after them");
   AddRunOptions(command, *args);
   command.callback(
       [args, asIs, &action] { action = [args, asIs] { return NormalModes(*args, *asIs); }; });

@@ -1,7 +1,5 @@
 // Copyright (c) the molpotential authors.
 // SPDX-License-Identifier: BSD-3-Clause
-#include "qzopt/scan.h"
-
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -10,14 +8,13 @@
 #include "commands/commands.h"
 #include "input/drive.h"
 #include "input/errors.h"
-#include "input/internals.h"
 #include "output/console.h"
 #include "output/files.h"
 #include "output/format.h"
 #include "output/plot.h"
 #include "output/tables.h"
-#include "run/energy.h"
 #include "run/interrupt.h"
+#include "run/relaxed_scan.h"
 
 namespace Molpot {
 namespace {
@@ -25,6 +22,7 @@ namespace {
 struct ScanArguments {
   SourceArguments source;
   Task task;
+  RestraintArguments restraints;
   std::vector<std::string> scans;
   std::string torsion;
   double from = -180.0;
@@ -45,98 +43,12 @@ std::vector<Drive> Drives(const ScanArguments& args) {
   return drives;
 }
 
-// The scanned molecule with its function and the constraints that drive it.
-class Scan {
- public:
-  Scan(const Task& task, QZChem::QZGraphMol& mol, const std::vector<Drive>& drives)
-      : task_(task), mol_(mol), drives_(drives), energy_(task, mol, mol) {
-    energy_.SetUp(mol_);
-    for (const Drive& drive : drives) {
-      atoms_.push_back(drive.Resolve(mol_));
-      constraints_.push_back(HoldInternal(atoms_.back()));
-      if (!constraints_.back()->Setup(mol_)) throw RecordError("the scan cannot be set up");
-    }
-  }
-
-  std::vector<QZOpt::QZScanPoint> Run() {
-    QZOpt::QZOptOptions options = task_.optimizer;
-    options.maxSeconds = task_.timeLimit;
-    QZOpt::QZRelaxedScan scan(options);
-    for (std::size_t k = 0; k < drives_.size(); ++k) {
-      std::vector<double> targets = drives_[k].Targets();
-      for (double& target : targets) target *= drives_[k].ToLibrary();
-      QZMolPotential::QZGeometryConstr& constraint = *constraints_[k];
-      scan.Drive(
-          constraint, [&constraint](double target) { constraint.SetTarget(target); }, targets);
-    }
-    scan.SetPlace([this](const std::vector<double>& targets, double* x) { place(targets, x); });
-    scan.SetProgress([](const QZOpt::QZScanPoint& point, std::size_t run, std::size_t runs) {
-      if (IsStatusDue(0.1)) {
-        ShowStatus(Format("run %zu of %zu, %.4f kcal/mol", run, runs, point.energy));
-      }
-      return !IsInterrupted();
-    });
-    std::vector<double> x(std::size_t{3} * mol_.AtomIndexBound());
-    mol_.GetCoords(x.data());
-    std::vector<QZOpt::QZScanPoint> points = scan.Run(energy_.Function(), x.data());
-    ClearStatus();
-    for (QZOpt::QZScanPoint& point : points) name(point);
-    return points;
-  }
-
-  /// Where a driven coordinate ended, in Å or degrees.
-  double Reached(std::size_t drive, const QZOpt::QZScanPoint& point) const {
-    if (point.x.empty()) return std::numeric_limits<double>::quiet_NaN();
-    QZMolPotential::QZGeometryConstr& constraint = *constraints_[drive];
-    const double value =
-        (constraint(point.x.data()) + constraint.GetTarget()) / drives_[drive].ToLibrary();
-    return drives_[drive].IsTorsion() ? std::remainder(value, 360.0) : value;
-  }
-
- private:
-  // Puts names and where they are in place of the numbers of constraints that are not met.
-  void name(QZOpt::QZScanPoint& point) const {
-    const std::size_t at = point.message.find("; constraint ");
-    if (point.converged || at == std::string::npos) return;
-    point.message.resize(at);
-    for (std::size_t k = 0; k < drives_.size(); ++k) {
-      point.message += Format("; %s %s is at %.3f%s",
-                              drives_[k].Name(),
-                              drives_[k].AtomsText().c_str(),
-                              Reached(k, point),
-                              drives_[k].Unit());
-    }
-  }
-  // Turns and shifts whole sides of the molecule; in rings the constraints pull instead.
-  void place(const std::vector<double>& targets, double* x) {
-    mol_.SetCoords(x);
-    for (std::size_t k = 0; k < targets.size(); ++k) {
-      const auto atom = [&](std::size_t n) { return mol_.GetAtom(atoms_[k][n]); };
-      if (atoms_[k].size() == 2) {
-        QZChem::QZSetDistance(mol_, atom(0), atom(1), targets[k]);
-      } else if (atoms_[k].size() == 3) {
-        QZChem::QZSetAngle(mol_, atom(0), atom(1), atom(2), targets[k], nullptr);
-      } else {
-        QZChem::QZSetTorsion(mol_, atom(0), atom(1), atom(2), atom(3), targets[k]);
-      }
-    }
-    mol_.GetCoords(x);
-  }
-
-  const Task& task_;
-  QZChem::QZGraphMol& mol_;
-  const std::vector<Drive>& drives_;
-  Energy energy_;
-  std::vector<std::vector<unsigned int>> atoms_;
-  std::vector<std::unique_ptr<QZMolPotential::QZGeometryConstr>> constraints_;
-};
-
 // "angle_deg" of a single coordinate, "torsion1_deg" of the first of two.
 std::string Heading(const std::vector<Drive>& drives, std::size_t k, const std::string& what) {
   return what + (drives.size() > 1 ? std::to_string(k + 1) : "") + "_";
 }
 
-std::string CsvText(const Scan& scan,
+std::string CsvText(const RelaxedScan& scan,
                     const std::vector<Drive>& drives,
                     const std::vector<QZOpt::QZScanPoint>& points,
                     double lowest) {
@@ -162,14 +74,14 @@ std::string CsvText(const Scan& scan,
   return text;
 }
 
-void WriteGeometries(const Scan& scan,
+void WriteGeometries(const RelaxedScan& scan,
                      const std::vector<Drive>& drives,
                      const std::vector<QZOpt::QZScanPoint>& points,
                      QZChem::QZGraphMol& mol,
                      MolOutput& output) {
   for (const QZOpt::QZScanPoint& point : points) {
     if (point.x.empty()) continue;
-    mol.SetCoords(point.x.data());
+    mol.SetCoords(scan.Coords(point).data());
     mol.SetEnergy(point.energy);
     for (std::size_t k = 0; k < drives.size(); ++k) {
       std::string name = drives[k].Name();
@@ -234,12 +146,13 @@ bool PrintPoints(const std::vector<Drive>& drives,
 
 int RunScan(ScanArguments& args) {
   const std::vector<Drive> drives = Drives(args);
+  args.restraints.Parse(args.task);
   args.source.Parse(args.task);
   std::vector<NamedPath> outputs;
   for (const char* ending : {".csv", ".sdf", ".svg"}) {
     outputs.push_back({std::string("-o (") + ending + ")", args.output + ending});
   }
-  RequireDistinct(InputFiles(args.source), outputs);
+  RequireDistinct(InputFiles(args.source, args.task), outputs);
   unsigned int failed = 0;
   auto records = ReadAll(args.source, failed);
   if (failed > 0 || records.size() != 1) {
@@ -251,7 +164,7 @@ int RunScan(ScanArguments& args) {
   MolOutput geometries(args.output + ".sdf");
   QZChem::QZGraphMol& mol = records.front().mol;
   Prepare(args.task, mol);
-  Scan scan(args.task, mol, drives);
+  RelaxedScan scan(args.task, mol, drives);
   const std::vector<QZOpt::QZScanPoint> points = scan.Run();
   if (IsInterrupted()) {
     PrintMessage("interrupted; nothing is written");
@@ -320,6 +233,12 @@ void AddScan(CLI::App& app, Action& action) {
                   "RMS gradient of convergence, kcal/mol/Å")
       ->check(kPositive)
       ->capture_default_str();
+  command
+      .add_option("--max-iterations",
+                  args->task.optimizer.maxIterations,
+                  "Iterations a point and direction")
+      ->capture_default_str();
+  args->restraints.AddTo(command, /*takesConstraints=*/true);
   AddTimeLimit(command,
                args->task,
                "Seconds a point and direction, after which the point counts as not converged");

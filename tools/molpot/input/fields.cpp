@@ -111,8 +111,10 @@ void Restraints::addWall(Parts& parts) {
 }
 
 void Restraints::addExpression(Parts& parts) {
-  const std::string text = parts.Everything("energy");
-  const QZMolPotential::QZExpressionFunc parsed(text, {}, /*atomsFrom=*/1);
+  const Parts::Formula formula = parts.Expression("energy");
+  const QZMolPotential::QZExpressionFunc parsed(formula.text, formula.constants, /*atomsFrom=*/1);
+  std::string text = formula.text;
+  for (const auto& [name, value] : formula.constants) text += "; " + name + " = " + Number(value);
   if (!parsed.GetError().empty()) parts.Refuse(parsed.GetError());
   makers_.push_back([=, origin = parts.From()](const QZMolBase& /*named*/,
                                                const QZMolBase& mol,

@@ -21,7 +21,7 @@ struct Held {
   std::string unit;  // of `measure`
   /// The quantity that is held, at the coordinates of the molecule given.
   std::function<double(const QZChem::QZMolBase&)> measure;
-  // Where the quantity may be without a word.
+  // The range of the quantity that counts as no violation.
   double low = -std::numeric_limits<double>::infinity();
   double high = std::numeric_limits<double>::infinity();
   bool isTorsion = false;  // 360° is 0°

@@ -4,6 +4,8 @@
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
 
 #include "input/errors.h"
 #include "input/words.h"
@@ -39,6 +41,14 @@ double Parts::NonNegative(const char* name, double fallback) {
   return value;
 }
 
+void Parts::addConstant(const std::string& name, double value, Formula& formula) const {
+  static const std::regex isName("[A-Za-z_][A-Za-z_0-9]*");
+  if (!std::regex_match(name, isName)) Refuse("\"" + name + "\" cannot be the name of a constant");
+  if (!formula.constants.emplace(name, value).second) {
+    Refuse("the constant \"" + name + "\" is given twice");
+  }
+}
+
 WordParts::WordParts(const std::string& option, const std::string& argument)
     : Parts({option, argument}), words_(Words(argument)) {}
 
@@ -61,9 +71,23 @@ std::string WordParts::Text(const char* name) {
   return word;
 }
 
-std::string WordParts::Everything(const char* /*name*/) {
+Parts::Formula WordParts::Expression(const char* /*name*/) {
   words_.clear();
-  return From().argument;
+  std::istringstream parts(From().argument);
+  Formula formula;
+  std::getline(parts, formula.text, ';');
+  for (std::string part; std::getline(parts, part, ';');) {
+    const std::size_t equals = part.find('=');
+    const std::vector<std::string> name = Words(part.substr(0, equals));
+    const std::vector<std::string> number =
+        Words(equals == std::string::npos ? "" : part.substr(equals + 1));
+    double value = 0.0;
+    if (name.size() != 1 || number.size() != 1 || !ParseNumber(number.front(), value)) {
+      Refuse("\"name = number\" is needed in place of \"" + part + "\"");
+    }
+    addConstant(name.front(), value, formula);
+  }
+  return formula;
 }
 
 std::optional<std::string> WordParts::OptionalText(const char* name) {
@@ -140,6 +164,18 @@ std::string JsonParts::Text(const char* name) {
   const nlohmann::json& value = get(name);
   if (!value.is_string()) Refuse(std::string("\"") + name + "\" must be a text");
   return value.get<std::string>();
+}
+
+Parts::Formula JsonParts::Expression(const char* name) {
+  Formula formula{Text(name), {}};
+  const nlohmann::json* constants = find("constants");
+  if (constants == nullptr) return formula;
+  if (!constants->is_object()) Refuse("\"constants\" must be an object of numbers");
+  for (const auto& [constant, value] : constants->items()) {
+    if (!value.is_number()) Refuse("the constant \"" + constant + "\" must be a number");
+    addConstant(constant, value.get<double>(), formula);
+  }
+  return formula;
 }
 
 std::string JsonParts::File(const char* name) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <map>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -29,6 +30,10 @@ class Parts {
     double low;
     double high;
   };
+  struct Formula {
+    std::string text;
+    std::map<std::string, double> constants;
+  };
 
   explicit Parts(Origin origin) : origin_(std::move(origin)) {}
   Parts(const Parts&) = delete;
@@ -45,8 +50,8 @@ class Parts {
   /// The same where an option has no place for it.
   virtual std::optional<AtomSelection> OptionalSelection() = 0;
   virtual std::string Text(const char* name) = 0;
-  /// The whole argument, or a text.
-  virtual std::string Everything(const char* name) = 0;
+  /// The whole argument, "formula; name = number; ...", or a text with "constants" beside it.
+  virtual Formula Expression(const char* name) = 0;
   /// A file; in a JSON file its name counts from that file's folder.
   virtual std::string File(const char* name) = 0;
   /// A word that is no number.
@@ -64,6 +69,9 @@ class Parts {
   double Positive(const char* name);
   double NonNegative(const char* name, double fallback);
 
+ protected:
+  void addConstant(const std::string& name, double value, Formula& formula) const;
+
  private:
   Origin origin_;
 };
@@ -76,7 +84,7 @@ class WordParts final : public Parts {
   AtomSelection Selection(unsigned int maxNumbers) override;
   std::optional<AtomSelection> OptionalSelection() override { return std::nullopt; }
   std::string Text(const char* name) override;
-  std::string Everything(const char* name) override;
+  Formula Expression(const char* name) override;
   std::string File(const char* name) override { return Text(name); }
   std::optional<std::string> OptionalText(const char* name) override;
   std::optional<double> OptionalNumber(const char* name) override;
@@ -98,7 +106,7 @@ class JsonParts final : public Parts {
   AtomSelection Selection(unsigned int maxNumbers) override;
   std::optional<AtomSelection> OptionalSelection() override;
   std::string Text(const char* name) override;
-  std::string Everything(const char* name) override { return Text(name); }
+  Formula Expression(const char* name) override;
   std::string File(const char* name) override;
   std::optional<std::string> OptionalText(const char* name) override;
   std::optional<double> OptionalNumber(const char* name) override;

@@ -45,8 +45,9 @@ const std::vector<RestraintKind>& RestraintKinds() {
        false,
        &Restraints::addTether},
       {"expression",
-       "An energy in kcal/mol, such as \"10*(distance(1,2)-distance(3,4))^2\", of distance (Å), "
-       "angle, dihedral (radians), x, y and z of atoms from 1",
+       "\"FORMULA [; name = number ...]\": an energy in kcal/mol, such as "
+       "\"k*(distance(1,2)-r0)^2; k "
+       "= 10; r0 = 1.5\", of distance (Å), angle, dihedral (radians), x, y and z of atoms from 1",
        false,
        &Restraints::addExpression},
       {"hold-torsions",

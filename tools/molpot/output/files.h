@@ -26,9 +26,9 @@ void RequireDistinct(const std::vector<NamedPath>& inputs, const std::vector<Nam
 /// "-" for the names that the system has for standard output.
 std::string StandardOutputAsDash(const std::string& path);
 
-/// A place to write to. A regular file appears under its name, with the mode of the file that it
-/// replaces, only when it is complete; links lead to the file that is replaced. Devices and pipes
-/// are written through. "-" is standard output.
+/// The destination of an output. A regular file gets its name, and the mode of the file that it
+/// replaces, only when it is complete; a link is followed, and the file that it points to is
+/// replaced. Devices and pipes are written to directly. "-" is standard output.
 class OutputPath {
  public:
   /// Throws UsageError when nothing can be written there.
@@ -46,7 +46,7 @@ class OutputPath {
   const std::string& Temporary() const { return temporary_; }
   /// Gives the file its name. Throws UsageError when that fails; the temporary file then stays.
   void Commit();
-  /// From now on there is something to lose.
+  /// To be called once something was written: the temporary file is then kept after a failure.
   void Keep() { keep_ = true; }
 
  private:

@@ -23,6 +23,21 @@ nlohmann::ordered_json Violations(const Outcome& outcome) {
   return list;
 }
 
+// The variables, and what became of them where they follow the way.
+void AddCoordinates(const Outcome& outcome, nlohmann::ordered_json& json) {
+  json["coordinates"] = outcome.coordinates;
+  json["variables"] = outcome.numVariables;
+  json["restarts"] = outcome.optimizer.restarts;
+  json["revisions"] = outcome.optimizer.revisions;
+  json["fell_back"] = outcome.optimizer.fellBack;
+  const auto& routes = outcome.backTransformations;
+  if (routes.newton + routes.geodesic + routes.cartesian + routes.held == 0) return;
+  json["back_transformations"] = {{"newton", routes.newton},
+                                  {"geodesic", routes.geodesic},
+                                  {"cartesian", routes.cartesian},
+                                  {"held", routes.held}};
+}
+
 }  // namespace
 
 std::string JsonLine(const Outcome& outcome, bool minimised) {
@@ -47,10 +62,10 @@ std::string JsonLine(const Outcome& outcome, bool minimised) {
       json["gradient_norm"] = outcome.optimizer.gradientNorm;
       json["iterations"] = outcome.optimizer.iterations;
       json["evaluations"] = outcome.optimizer.evaluations;
-      json["coordinates"] = outcome.coordinates;
       for (const auto& [name, method] : MethodNames()) {
         if (method == outcome.optimizer.method) json["method"] = name;
       }
+      AddCoordinates(outcome, json);
       json["converged"] = outcome.optimizer.converged;
       json["reason"] = outcome.reason;
     }

@@ -70,6 +70,7 @@ void Report::writeText(const Outcome& outcome) {
     for (const auto& line : outcome.matched) text += "  " + line + "\n";
   } else {
     text = options_.minimised ? MinimisedLine(outcome) : RecordName(outcome) + "\n";
+    if (options_.minimised) text += CoordinatesLine(outcome);
     if (options_.table) text += ComponentTable(outcome, options_.minimised);
     text +=
         InteractionTable(outcome) + HostLine(outcome) + ModesTable(outcome) + HeldLines(outcome);

@@ -25,6 +25,22 @@ std::string MinimisedLine(const Outcome& outcome) {
          (outcome.IsUnconverged() ? "; not converged: " + outcome.reason : "") + "\n";
 }
 
+std::string CoordinatesLine(const Outcome& outcome) {
+  std::string text;
+  const auto add = [&text](unsigned int count, const char* what) {
+    if (count > 0) text += Format("%s%u %s", text.empty() ? "" : ", ", count, what);
+  };
+  const auto& routes = outcome.backTransformations;
+  add(outcome.optimizer.revisions, "changes of variables on the way");
+  add(outcome.optimizer.restarts, "restarts");
+  add(routes.geodesic, "geometries found along the path only");
+  add(routes.cartesian, "by one linear step");
+  add(routes.held, "not at all");
+  if (outcome.optimizer.fellBack)
+    text += (text.empty() ? "" : ", ") + std::string("went on in cartesian");
+  return text.empty() ? text : "  " + outcome.coordinates + " coordinates: " + text + "\n";
+}
+
 std::string ComponentTable(const Outcome& outcome, bool minimised) {
   std::string text = minimised ? Format("  %-24s %14s %14s\n", "kcal/mol", "before", "after")
                                : Format("  %-24s %14s\n", "kcal/mol", "energy");

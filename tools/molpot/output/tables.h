@@ -12,6 +12,8 @@ namespace Molpot {
 std::string RecordName(const Outcome& outcome);
 /// One line about a minimised record.
 std::string MinimisedLine(const Outcome& outcome);
+/// What became of variables that follow the way; empty where nothing out of the ordinary did.
+std::string CoordinatesLine(const Outcome& outcome);
 /// A table of the named components: one column of energies, or before and after.
 std::string ComponentTable(const Outcome& outcome, bool minimised);
 /// The interactions of highest energy with their atoms; empty when none were asked for.

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "input/errors.h"
+#include "output/format.h"
 #include "qzchem/qzchem.h"
 #include "run/messages.h"
 
@@ -12,6 +13,14 @@ namespace Molpot {
 
 using QZMolPotential::QZCoordinateFunc;
 using QZMolPotential::QZCoordinates;
+
+namespace {
+
+// Moving atoms beyond which an evaluation in internal coordinates takes many seconds and binding
+// takes hours.
+constexpr std::size_t kMostInternal = 1000;
+
+}  // namespace
 
 std::vector<QZCoordinates> AllCoordinates() {
   return {QZCoordinates::Cartesian,
@@ -45,6 +54,15 @@ std::unique_ptr<QZCoordinateFunc> Present(QZMolPotential::QZMolFunc2& energy,
                                           QZCoordinates kind,
                                           const std::vector<unsigned int>& fixed) {
   auto function = std::make_unique<QZCoordinateFunc>(energy, /*own=*/false, kind);
+  const std::size_t moving = mol.NumAtoms() - fixed.size();
+  if (kind == QZCoordinates::Internal && moving > kMostInternal) {
+    throw RecordError(
+        Format("internal coordinates factorise a matrix of all variables at every "
+               "step, which %zu moving atoms are too many for (%zu at most): "
+               "redundant coordinates serve",
+               moving,
+               kMostInternal));
+  }
   if (!fixed.empty()) {
     std::set<const QZChem::QZAtomBase*> members;
     for (const unsigned int index : fixed) members.insert(mol.GetAtom(index));

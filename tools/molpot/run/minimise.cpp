@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "run/minimise.h"
 
+#include <algorithm>
 #include <cmath>
 #include <deque>
 #include <memory>
@@ -41,8 +42,6 @@ std::vector<unsigned int> FrozenAtoms(const Task& task, const QZMolBase& mol) {
 }
 
 namespace {
-
-constexpr double kConstraintTolerance = 1e-6;  // Å or radians
 
 void ReportHeld(Energy& energy,
                 const std::vector<HeldConstraint>& constraints,
@@ -91,12 +90,14 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   {
     Watch watch(task, outcome, *function);
     std::string missed;
+    QZOpt::QZOptOptions options = task.optimizer;
+    if (task.timeLimit > 0.0) options.maxSeconds = std::max(task.timeLimit - outcome.Age(), 1e-6);
     if (constraints.empty()) {
-      QZOpt::QZMinimizer minimizer(task.optimizer);
+      QZOpt::QZMinimizer minimizer(options);
       minimizer.SetScales(function->GetScales());
       outcome.optimizer = minimizer.Minimize(*function, x.data(), &watch);
     } else {
-      QZOpt::QZConstrainedMinimizer minimizer(task.optimizer);
+      QZOpt::QZConstrainedMinimizer minimizer(options);
       minimizer.SetScales(function->GetScales());
       std::deque<QZMolPotential::QZCoordinateConstr> inVariables;
       for (auto& constraint : constraints) {
@@ -112,6 +113,10 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
     outcome.reason = outcome.optimizer.converged || watch.Reason().empty()
                          ? outcome.optimizer.message
                          : watch.Reason();
+    const bool isLate = task.timeLimit > 0.0 && outcome.Age() > task.timeLimit;
+    if (isLate && !outcome.optimizer.converged) {
+      outcome.reason = Format("the time limit of %g s was reached", task.timeLimit);
+    }
     if (!outcome.optimizer.converged && !missed.empty()) {
       // In place of the minimiser's own word on it, which numbers the constraints.
       outcome.reason =
@@ -122,6 +127,7 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
     throw RecordError("the minimiser's result has no finite geometry");
   }
   mol.SetCoords(coords.data());
+  outcome.backTransformations = function->GetBackTransformations();
   outcome.components = energy.Components(coords.data());
   ReportHeld(energy, constraints, coords, outcome);
 }

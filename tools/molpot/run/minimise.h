@@ -9,6 +9,9 @@
 
 namespace Molpot {
 
+/// Å or radians, of constraints that are met.
+constexpr double kConstraintTolerance = 1e-6;
+
 /// The atoms that --freeze names and --move does not, 0-based. Throws RecordError when a selection
 /// matches nothing.
 std::vector<unsigned int> FrozenAtoms(const Task& task, const QZChem::QZMolBase& named);

@@ -91,6 +91,7 @@ struct Outcome {
   unsigned int numAtoms = 0;
   std::string coordinates;  // that it was minimised in
   unsigned int numVariables = 0;
+  QZMolPotential::QZBackTransformations backTransformations;
   double initialEnergy = 0.0;
   double energy = 0.0;
   std::vector<Component> initialComponents;

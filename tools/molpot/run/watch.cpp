@@ -20,7 +20,7 @@ constexpr double kStatusInterval = 1.0;  // seconds
 Watch::Watch(const Task& task,
              const Outcome& outcome,
              const QZMolPotential::QZCoordinateFunc& function)
-    : task_(task), outcome_(outcome), function_(function) {
+    : outcome_(outcome), function_(function) {
   if (!task.keepTrajectory || task.normalModes) return;
   frame_ = outcome.mol;
   coords_.resize(std::size_t{3} * frame_.AtomIndexBound());
@@ -45,11 +45,7 @@ bool Watch::operator()(unsigned int iteration,
                        unsigned int /*state*/) {
   if (stream_ != nullptr) writeFrame(iteration, energy, gradientNorm, x);
   showProgress(iteration, energy, gradientNorm);
-  if (IsInterrupted()) {
-    reason_ = "interrupted";
-  } else if (task_.timeLimit > 0.0 && outcome_.Age() > task_.timeLimit) {
-    reason_ = Format("the time limit of %g s was reached", task_.timeLimit);
-  }
+  if (IsInterrupted()) reason_ = "interrupted";
   return reason_.empty();
 }
 

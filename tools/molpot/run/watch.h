@@ -14,7 +14,7 @@
 namespace Molpot {
 
 /// Accompanies the minimisation of one record: keeps its trajectory, shows its progress, and ends
-/// it on a signal or at its time limit.
+/// it on a signal.
 class Watch final : public QZOpt::QZCheckpoint1 {
  public:
   Watch(const Task& task, const Outcome& outcome, const QZMolPotential::QZCoordinateFunc& function);
@@ -39,7 +39,6 @@ class Watch final : public QZOpt::QZCheckpoint1 {
   void writeFrame(unsigned int iteration, double energy, double gradientNorm, const double* x);
   void showProgress(unsigned int iteration, double energy, double gradientNorm) const;
 
-  const Task& task_;
   const Outcome& outcome_;
   const QZMolPotential::QZCoordinateFunc& function_;
   std::vector<double> coords_;

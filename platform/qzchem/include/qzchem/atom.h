@@ -13,8 +13,8 @@ namespace QZChem {
 class QZBondBase;
 class QZMolBase;
 
-/// An atom of a molecule, owned by it. Its address and index are stable until it is deleted
-/// (index: until `Sweep`).
+/// An atom, owned by its molecule. Its address stays the same until the atom is deleted, its index
+/// until `QZMolBase::Sweep`.
 class QZ_API QZAtomBase : public QZSystem::QZBase {
  public:
   QZAtomBase& operator=(const QZAtomBase&) = delete;
@@ -24,11 +24,12 @@ class QZ_API QZAtomBase : public QZSystem::QZBase {
   unsigned int GetAtomicNumber() const { return atomicNumber_; }
   int GetFormalCharge() const { return formalCharge_; }
   void SetFormalCharge(int charge);
-  /// The mass number of an isotope, 2 for deuterium; 0 is the element as it occurs.
+  /// The mass number of an isotope, for example 2 for deuterium; 0 stands for the natural mixture
+  /// of isotopes.
   unsigned int GetIsotope() const { return isotope_; }
   void SetIsotope(unsigned int isotope);
-  /// Unpaired electrons that the record states, 2 also for a carbene. They take the place of
-  /// hydrogens.
+  /// The number of radical electrons that the record states; 2 for a carbene too, whatever its
+  /// spin. Each takes the place of one hydrogen that valence would otherwise ask for.
   unsigned int GetRadicalElectrons() const { return radicalElectrons_; }
   void SetRadicalElectrons(unsigned int electrons);
   /// The atom-map number of a pattern or reaction; 0 is none.
@@ -61,7 +62,8 @@ class QZ_API QZAtomBase : public QZSystem::QZBase {
   std::vector<QZBondBase*> bonds_;
 };
 
-/// A bond of a molecule, owned by it.
+/// A bond, owned by its molecule. Its address stays the same until the bond or one of its atoms is
+/// deleted, its index until `QZMolBase::Sweep`.
 class QZ_API QZBondBase : public QZSystem::QZBase {
  public:
   QZBondBase& operator=(const QZBondBase&) = delete;
@@ -75,8 +77,8 @@ class QZ_API QZBondBase : public QZSystem::QZBase {
   QZAtomBase* GetEnd() const { return end_; }
   /// The atom at the other end; null when `atom` is not on the bond.
   QZAtomBase* GetNeighbour(const QZAtomBase* atom) const;
-  /// Perceived when first asked and kept until the molecule's topology changes; safe from several
-  /// threads.
+  /// Rings and aromaticity are perceived at the first call and kept until the topology of the
+  /// molecule changes. Safe from several threads.
   bool IsInRing() const;
   bool IsAromatic() const;
 

@@ -8,24 +8,26 @@
 
 namespace QZChem {
 
+/// Options of `QZMakeConformers`.
 struct QZConformerOptions {
-  unsigned int count = 1;        // asked for; fewer come where conformers are alike
-  double rmsThreshold = 0.5;     // Å, of heavy atoms after superposition; closer ones are dropped
+  unsigned int count = 1;     // wanted; fewer are returned when conformers are alike
+  double rmsThreshold = 0.5;  // Å, heavy atoms superposed; a conformer closer than this is dropped
   unsigned int seed = 20260101;  // fixed, so that a run can be repeated
 };
 
-/// Conformers of a molecule with explicit hydrogens (ETKDG version 3: Wang et al., J. Chem. Inf.
-/// Model. 60, 2044 (2020)): each 3 x AtomIndexBound() coordinates in Å, in no order of energy.
-/// Connected parts stand side by side, their van der Waals surfaces apart. The handedness of
-/// centres and the sides of double bonds are those of the coordinates that the molecule has, of its
-/// drawing's wedges, or as SMILES said; a conformer with others is dropped. Fails: false with a
-/// Warning when none is left.
+/// Makes conformers of a molecule whose hydrogens are explicit, by distance geometry (RDKit's ETKDG
+/// version 3). `conformers` (out) receives 3 x AtomIndexBound() coordinates in Å for each, in no
+/// order of energy. Connected parts are placed side by side so that their van der Waals surfaces do
+/// not touch. Stereocentres and double bonds keep the configuration that the molecule's
+/// coordinates, the wedges of its drawing or its SMILES define; a conformer that has another one is
+/// dropped. The result is the same for the same seed. Fails: false with a Warning when no conformer
+/// is left. Source: Wang, Witek, Landrum and Riniker, J. Chem. Inf. Model. 60, 2044 (2020).
 QZ_API bool QZMakeConformers(const QZGraphMol& mol,
                              const QZConformerOptions& options,
                              std::vector<std::vector<double>>& conformers);
 
-/// Removes all connected parts but the one with most heavy atoms (the first of equals), and closes
-/// the holes. True when there were others.
+/// Keeps the connected part with the most heavy atoms (the first of equals), removes all other
+/// parts and closes the holes. True when something was removed.
 QZ_API bool QZKeepLargestFragment(QZGraphMol& mol);
 
 }  // namespace QZChem

@@ -6,12 +6,13 @@
 
 namespace QZChem {
 
-/// While one lives, numbers are read and written with a decimal point and without grouping on this
-/// thread, whatever `setlocale` and `std::locale::global` say. Everything in this library that
-/// reads or writes numbers holds one. Callers need it around code of other libraries that does. The
-/// C++ global locale exists once a process: where the program has replaced it by one that writes
-/// numbers otherwise, the classic one stands in while any guard of any thread lives. Cost: some ten
-/// nanoseconds where the program's locale is the classic one.
+/// A guard against locales: while an object of this class exists, this thread reads and writes
+/// numbers with a decimal point and without grouping, whatever `setlocale` and
+/// `std::locale::global` say. Everything in this library that reads or writes numbers creates such
+/// a guard; callers need it only around code of other libraries. The C++ global locale exists once
+/// in a process: if the program has replaced it by one that writes numbers otherwise, the classic
+/// locale takes its place, for all threads, while any guard exists. Cost: some ten nanoseconds when
+/// the program's locale is the classic one.
 class QZ_API QZClassicNumbers {
  public:
   QZClassicNumbers();
@@ -20,7 +21,7 @@ class QZ_API QZClassicNumbers {
   ~QZClassicNumbers();
 
  private:
-  void* threadLocale_ = nullptr;  // that of the thread before; null: unchanged
+  void* threadLocale_ = nullptr;  // the thread's locale before the guard; null: unchanged
   bool holdsGlobal_ = false;
 };
 

@@ -63,7 +63,9 @@ class QZ_API QZMolBase : public QZSystem::QZBase {
   std::unique_ptr<QZMolImpl> impl_;
 };
 
-/// A molecule that can be built and edited. Copies are deep and keep the holes of the original.
+/// A molecule that can be built and edited. Copies are deep and keep the holes of the original;
+/// they share what was perceived of it until either is edited. One object serves one thread at a
+/// time for editing; several threads may read it.
 class QZ_API QZGraphMol : public QZMolBase {
  public:
   /// `reserve`: atoms to make room for.
@@ -88,9 +90,10 @@ class QZ_API QZGraphMol : public QZMolBase {
   bool DeleteBond(QZBondBase* bond);
 };
 
-/// SD data: named texts written with the molecule, in order of first setting. Getting what is
-/// absent yields "". A record may hold a tag several times, and all are written; the first is what
-/// is got, and setting leaves one.
+/// SD data are named texts that are read and written with the molecule, in the order in which their
+/// tags were first set. `QZGetSDData` returns "" for a tag that is absent. A record that was read
+/// may hold a tag several times: all of its texts are written again, `QZGetSDData` returns the
+/// first, and `QZSetSDData` replaces all of them by one. Fails: setting is false for an empty tag.
 QZ_API bool QZSetSDData(QZMolBase& mol, const std::string& tag, const std::string& value);
 QZ_API std::string QZGetSDData(const QZMolBase& mol, const std::string& tag);
 QZ_API bool QZHasSDData(const QZMolBase& mol, const std::string& tag);

@@ -8,9 +8,9 @@
 
 namespace QZChem {
 
-/// The partial charge (elementary charges) that was given to an atom; none where none was. MOL2
-/// output holds partial charges when every atom has one, in place of formal charges. Copies and
-/// subsets of molecules keep it.
+/// The partial charge of an atom, in elementary charges; empty when none was set. When every atom
+/// of a molecule has one, MOL2 output holds the partial charges in place of the formal ones. Copies
+/// and subsets of molecules keep partial charges.
 QZ_API std::optional<double> QZGetPartialCharge(const QZAtomBase& atom);
 QZ_API void QZSetPartialCharge(QZAtomBase& atom, double charge);
 

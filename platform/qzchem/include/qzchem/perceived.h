@@ -11,24 +11,26 @@ namespace QZChem {
 
 class QZMolBase;
 
-/// Whatever follows from a molecule's atoms, bonds and charges alone, by atom and bond index, and
-/// is immutable: atom types, parameters, rings.
+/// Immutable data that follow from the atoms, bonds and charges of a molecule alone and refer to
+/// atoms and bonds by index: atom types, parameters, rings.
 using QZPerceived = std::shared_ptr<const void>;
 
-/// What is kept with `mol` under `tag` (of `QZSystem::QZGetTag`); what `make` answers is kept at
-/// the first call, null too, until atoms, bonds or charges change. Coordinates do not count. Copies
-/// of the molecule share what is kept, and so do threads: one of them calls `make`, the others wait
-/// for it. `make` may ask for other tags of `mol`; when it throws, nothing is kept.
+/// Returns the data that are kept with `mol` under `tag` (from `QZSystem::QZGetTag`). The first
+/// call makes them by calling `make` and keeps the result, null included, until atoms, bonds or
+/// charges of the molecule change; changes of coordinates do not matter. Copies of the molecule
+/// share the data. Safe from several threads: one thread calls `make`, the others wait for its
+/// result. `make` may itself ask for other tags of `mol`; when it throws, nothing is kept.
 QZ_API QZPerceived QZGetPerceived(const QZMolBase& mol,
                                   unsigned int tag,
                                   const std::function<QZPerceived()>& make);
 
-/// How often anything was perceived since the process began: the difference over a piece of work
-/// tells whether molecules were perceived again in it.
+/// How often `make` of `QZGetPerceived` was called since the process began. The difference before
+/// and after a piece of work tells whether the work perceived molecules again.
 QZ_API unsigned long QZCountPerceptions();
-/// The same of molecules handed to RDKit for perception, which most of it begins with.
+/// How often a molecule was converted to RDKit for perception (rings, aromaticity, hydrogens), with
+/// which typing begins, since the process began.
 QZ_API unsigned long QZCountConversions();
-/// Counts one more.
+/// Adds one to `QZCountConversions`.
 QZ_API void QZNoteConversion();
 
 }  // namespace QZChem

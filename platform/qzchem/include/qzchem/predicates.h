@@ -25,7 +25,8 @@ class IsMemberPtr final : public QZSystem::QZUnaryPredicate<T> {
   std::shared_ptr<const std::set<const T*>> members_;
 };
 
-/// True for a pair when a unary predicate holds for either; owns a copy of that predicate.
+/// True for a pair of objects when a unary predicate holds for at least one of them. Owns a copy of
+/// the predicate, which copies of this object share.
 template <class T>
 class QZUnaryToBinaryOr final : public QZSystem::QZBinaryPredicate<T, T> {
  public:
@@ -33,15 +34,16 @@ class QZUnaryToBinaryOr final : public QZSystem::QZBinaryPredicate<T, T> {
       : pred_(pred.CreateCopy()) {}
   bool operator()(const T& a, const T& b) const override { return (*pred_)(a) || (*pred_)(b); }
   QZUnaryToBinaryOr* CreateCopy() const override { return new QZUnaryToBinaryOr(*this); }
-  /// The predicate of one, by which large sets of pairs are told without asking for each.
+  /// The unary predicate. With it a large set of pairs can be decided object by object instead of
+  /// pair by pair.
   const QZSystem::QZUnaryPredicate<T>& GetPredicate() const { return *pred_; }
 
  private:
   std::shared_ptr<const QZSystem::QZUnaryPredicate<T>> pred_;  // immutable, so copies share it
 };
 
-/// True for an atom (or bond) whose part number, looked up by index, is the selected part; part 0
-/// is never selected. Copies share the table of parts and have a selection of their own.
+/// True for an atom (or bond) whose part number, looked up by its index, is the selected part. Part
+/// 0 is never selected. Copies share the table of part numbers and have a selection of their own.
 template <class T>
 class QZPartPredT final : public QZSystem::QZUnaryPredicate<T> {
  public:

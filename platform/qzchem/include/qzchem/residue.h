@@ -8,8 +8,8 @@
 
 namespace QZChem {
 
-/// What a file of a macromolecule tells of an atom beside its element: the columns of PDB's atom
-/// records, or those of MOL2's substructures. Names are without blanks around them.
+/// What a file of a macromolecule says of an atom beyond its element: the columns of a PDB atom
+/// record, or the substructure of a MOL2 file. Names have no blanks around them.
 struct QZResidue {
   std::string name;  // "ALA", "LIG"
   int number = 0;    // may be negative
@@ -18,7 +18,7 @@ struct QZResidue {
   std::string atomName;   // "CA"
   bool isHetero = false;  // from a HETATM record
   double occupancy = 1.0;
-  double temperatureFactor = 0.0;
+  double temperatureFactor = 0.0;  // Å²
 
   /// True for atoms of one residue.
   bool IsSameResidue(const QZResidue& other) const {
@@ -27,10 +27,12 @@ struct QZResidue {
   }
 };
 
-/// The residue of an atom; null where its record had none. Copies and subsets of molecules keep it.
+/// The residue of an atom, owned by the atom; null when its record had none. Copies and subsets of
+/// molecules keep residues.
 QZ_API const QZResidue* QZGetResidue(const QZAtomBase& atom);
 QZ_API void QZSetResidue(QZAtomBase& atom, const QZResidue& residue);
-/// "residue LIG 401 (chain A)" as in messages; "" for an atom without a residue.
+/// The residue as messages name it, for example "residue LIG 401 (chain A)"; "" for an atom without
+/// a residue.
 QZ_API std::string QZDescribeResidue(const QZAtomBase& atom);
 
 }  // namespace QZChem

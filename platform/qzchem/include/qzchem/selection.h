@@ -10,8 +10,8 @@
 
 namespace QZChem {
 
-/// A selection of atoms in words. One object serves many molecules, from several threads; copies
-/// share what was parsed.
+/// A selection of atoms by a text. One object may be used for many molecules and by several threads
+/// at a time. Copies share the parsed text.
 ///
 /// - `[#6]C(=O)O`: all atoms that a match of the SMARTS covers.
 /// - `atoms 1-20,33`: by number, from `firstNumber`, in the order of the file.
@@ -20,12 +20,12 @@ namespace QZChem {
 /// - `chain A,B`: by chain identifier.
 /// - `component 2`: connected parts, numbered from 1 in order of their first atoms.
 /// - `hydrogens`, `all`.
-/// - `within 6 of residue LIG`: atoms no further than 6 Å from any of those selected, these
-///   included; `of` takes the one selection that follows, or one in parentheses.
-/// - `not`, `and`, `or`, `( )`, in this order of strength.
+/// - `within 6 of residue LIG`: the atoms selected by what follows `of` (one selection, or several
+/// in parentheses) and all atoms within 6 Å of any of them.
+/// - `not`, `and`, `or` and parentheses; `not` binds most strongly, then `and`, then `or`.
 ///
-/// Words of the grammar may be written in any case. A SMARTS has no blanks and ends at one, or at a
-/// parenthesis that it did not open.
+/// The words may be written in upper or lower case. A SMARTS contains no blanks; it ends at a blank
+/// or at a closing parenthesis that it did not open.
 class QZ_API QZSelection {
  public:
   QZSelection();
@@ -34,9 +34,10 @@ class QZ_API QZSelection {
   /// the molecule. Fails: false, `GetError` says what is wrong and at which character; nothing is
   /// selected then.
   bool Init(const std::string& text, unsigned int firstNumber = 0);
-  /// The same for a selection followed by up to `maxNumbers` numbers, as in "[!#1] 0.3 10". The
-  /// longest selection is taken, what is left must be numbers; a selection that ends in a number is
-  /// best put in parentheses: "(residue 45) 0.3 10".
+  /// The same for a selection followed by up to `maxNumbers` numbers, as in "[!#1] 0.3 10";
+  /// `numbers` (out) receives them. As much of the text as possible is taken as the selection, and
+  /// the rest must be numbers; a selection that ends in a number is best put in parentheses:
+  /// "(residue 45) 0.3 10".
   bool InitWithNumbers(const std::string& text,
                        unsigned int maxNumbers,
                        std::vector<double>& numbers,
@@ -47,10 +48,11 @@ class QZ_API QZSelection {
   /// The selection's text, without numbers behind it.
   const std::string& GetText() const { return text_; }
 
-  /// The indices of the selected atoms, ascending, at the molecule's current coordinates; none is
-  /// no failure. Fails: false with a message, `atoms` empty, for atom and component numbers that
-  /// the molecule does not have, for residues and chains in a molecule without any, and for a
-  /// SMARTS that matches in too many ways.
+  /// Writes the indices of the selected atoms, ascending, to `atoms`. Distances are those of the
+  /// molecule's current coordinates. Selecting no atom is not a failure. Fails: false with a
+  /// message in `error`, and `atoms` empty, for atom and component numbers that the molecule does
+  /// not have, for residues and chains when the molecule has none, and for a SMARTS that matches in
+  /// more ways than `QZSubSearch::kMaxMatches`.
   bool Select(const QZMolBase& mol, std::vector<unsigned int>& atoms, std::string& error) const;
 
   struct Node;

@@ -11,12 +11,14 @@
 
 namespace QZChem {
 
+/// An atom of the pattern and the atom of the molecule that it matches; neither is owned.
 struct QZAtomPair {
   QZAtomBase* pattern;
   QZAtomBase* target;
 };
 
-/// One match of a substructure search. The pattern atoms belong to the search that made it.
+/// One match of a substructure search. The pattern atoms belong to the `QZSubSearch` that found the
+/// match, which must live as long as they are used.
 class QZ_API QZMatchBase {
  public:
   explicit QZMatchBase(std::vector<QZAtomPair> pairs) : pairs_(std::move(pairs)) {}
@@ -28,8 +30,8 @@ class QZ_API QZMatchBase {
   std::vector<QZAtomPair> pairs_;
 };
 
-/// A SMARTS substructure search. Not copyable; one object serves many molecules, from several
-/// threads once `Init` has returned.
+/// A substructure search by a SMARTS (matching is RDKit's). Not copyable. Once `Init` has returned,
+/// one object may be used for many molecules and by several threads at a time.
 class QZ_API QZSubSearch {
  public:
   QZSubSearch();
@@ -39,20 +41,20 @@ class QZ_API QZSubSearch {
 
   /// Parses a pattern. `reorder` permits matching to visit the pattern's atoms in another order;
   /// pairs are reported in pattern order either way. Fails: false for a pattern that does not parse
-  /// or is empty, the search is then without a pattern.
+  /// or is empty; the object then has no pattern.
   bool Init(const char* smarts, bool reorder);
   bool IsValid() const;
   /// Why the last `Init` failed, as the parser puts it; "" after success.
   const char* GetError() const;
-  /// The map number of each of the pattern's atoms, 0 for none: `[C:2]-O-[N:1]` has {2, 0, 1}. What
-  /// stands inside a recursive `$(...)` is no atom of the pattern.
+  /// The map number of each atom of the pattern, 0 for none: `[C:2]-O-[N:1]` has {2, 0, 1}. Atoms
+  /// inside a recursive `$(...)` are not atoms of the pattern.
   std::vector<unsigned int> GetMapIndices() const;
   /// True when each of the map numbers 1 to `count` marks exactly one of the pattern's atoms and no
   /// atom has a larger one.
   bool HasMaps(unsigned int count) const;
-  /// Matches in `mol`; `unique` keeps one of those over the same atoms. Never null; owned by the
-  /// caller. Empty without a pattern, and with a Warning when there are more than
-  /// `kMaxMatches` of them.
+  /// The matches in `mol`, never null, owned by the caller. With `unique` only the first of several
+  /// matches of the same set of atoms is kept. Empty without a pattern, and empty with a Warning
+  /// when there are more than `kMaxMatches` matches.
   QZSystem::QZIterBase<QZMatchBase>* Match(const QZMolBase& mol, bool unique) const;
   /// For each unique match the indices of the atoms mapped 1 to `count`, in the order of their map
   /// numbers. Fails: false with a message in `error` when `HasMaps(count)` is false or there are
@@ -64,7 +66,8 @@ class QZ_API QZSubSearch {
   /// The indices, ascending, of all atoms that any match covers. Fails as `MatchMapped`.
   bool MatchAtoms(const QZMolBase& mol, std::vector<unsigned int>& atoms, std::string& error) const;
 
-  /// A pattern of several parts, such as `*.*.*.*`, can match in more ways than memory holds.
+  /// The limit exists because a pattern of several disconnected parts can match in more ways than
+  /// memory holds.
   static constexpr unsigned int kMaxMatches = 1000000;
 
  private:

@@ -21,7 +21,8 @@ QZ_API QZSystem::QZIterBase<QZAtomBase>* QZGetSubtree(const QZAtomBase* root,
 /// first; the other bond atom is not included. Owned by the caller.
 QZ_API QZSystem::QZIterBase<QZAtomBase>* QZGetSmallestSubtree(const QZBondBase* bond,
                                                               unsigned int flags);
-/// The same, sides compared by and reduced to the atoms that `pred` accepts.
+/// The same for the atoms that `pred` accepts: only these are counted to find the smaller side, and
+/// only these are returned.
 QZ_API QZSystem::QZIterBase<QZAtomBase>* QZGetSmallestSubtree(
     const QZBondBase* bond, const QZSystem::QZUnaryPredicate<QZAtomBase>& pred, unsigned int flags);
 
@@ -29,10 +30,9 @@ QZ_API QZSystem::QZIterBase<QZAtomBase>* QZGetSmallestSubtree(
 /// `parts` takes AtomIndexBound() numbers, 0 in holes.
 QZ_API unsigned int QZDetermineComponents(const QZMolBase& mol, unsigned int* parts);
 
-/// Copies the atoms of `src` that `pred` accepts, and the bonds between them, to the end of `dst`,
-/// in index order, with coordinates, charges and tagged data; the title is taken when `dst` has
-/// none.
-/// `adjustHydrogens`: cut bonds are capped with hydrogens. `keepMapIndex`: false clears the
+/// Appends to `dst` the atoms of `src` that `pred` accepts, in index order, and the bonds between
+/// them, with coordinates, charges and tagged data. `dst` takes the title of `src` when it has
+/// none. `adjustHydrogens`: cut bonds are capped with hydrogens. `keepMapIndex`: false clears the
 /// atom-map numbers of the copies. `atomMap` / `bondMap` (may be null): AtomIndexBound() /
 /// BondIndexBound() pointers of `src`, the copy of each or null. Fails: false when no atom was
 /// taken.

@@ -9,8 +9,8 @@
 
 namespace QZChem {
 
-/// Longest record that is looked at, in bytes; what has no end by then is cut, so that memory stays
-/// bounded whatever the input is.
+/// The longest record that is read, in bytes. A record without an end by then is cut, so that
+/// memory stays bounded for any input.
 inline constexpr std::size_t kMaxRecordBytes = std::size_t{256} << 20;
 
 /// Lines of a stream as they stand, their ends included, with any number of lines put back.

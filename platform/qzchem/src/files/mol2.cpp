@@ -71,6 +71,35 @@ bool ToNumber(const std::string& word, Number& value) {
   return error == std::errc() && end == word.data() + word.size();
 }
 
+bool IsOneOf(char letter, std::string_view letters) {
+  return letters.find(letter) != std::string_view::npos;
+}
+
+// An atom type with an element that RDKit knows: hydrogen for its isotopes, "Cl" for "CL", and the
+// elements of the types that AMBER's small-molecule force field writes in small letters ("ca" is an
+// aromatic carbon). Capital "CA" is left alone: calcium to some, aromatic carbon to others; but an
+// atom without bonds can only be the metal. Other types come back as they are.
+std::string PlainType(const std::string& type, bool isBonded) {
+  if (IsotopeOf(type) != 0) return "H";
+  const std::size_t dot = std::min(type.find('.'), type.size());
+  const std::string word = type.substr(0, dot);
+  const std::string rest = type.substr(dot);
+  const auto isSmall = [&](std::size_t k) { return word[k] >= 'a' && word[k] <= 'z'; };
+  if (word.empty() || word.size() > 2) return type;
+  if (isSmall(0)) {
+    if (word == "cl") return "Cl";
+    if (word == "br") return "Br";
+    const bool isSulfur = word[0] == 's' && (word.size() == 1 || IsOneOf(word[1], "246hsxypq"));
+    const bool isHalogen = word == "f" || word == "i";
+    if (!rest.empty() || !(isSulfur || isHalogen || IsOneOf(word[0], "hcnop"))) return type;
+    return std::string(1, static_cast<char>(word[0] - 'a' + 'A'));
+  }
+  if (word.size() != 2 || word[1] < 'A' || word[1] > 'Z') return type;
+  const std::string symbol = {word[0], static_cast<char>(word[1] - 'A' + 'a')};
+  const bool isClear = !IsOneOf(word[0], "CHNO") || word == "CL" || !isBonded;
+  return isClear && AtomicNumberOf(symbol) != 0 ? symbol + rest : type;
+}
+
 // The lines of a record by section, checked where the parser would take their word for it.
 class Mol2Record {
  public:
@@ -93,9 +122,6 @@ class Mol2Record {
       } else if (section == "@<TRIPOS>ATOM" && atoms_.size() < numAtoms_) {
         atoms_.push_back(Words(line));
         if (!atoms_.back().empty()) ids_.insert(atoms_.back()[0]);
-        const bool isHeavyHydrogen =
-            atoms_.back().size() > 5 && (atoms_.back()[5] == "D" || atoms_.back()[5] == "T");
-        hasIsotopes_ = hasIsotopes_ || isHeavyHydrogen;
       } else if (section == "@<TRIPOS>BOND" && numSeen_ < numBonds_) {
         if (std::string fault = faultOfBond(line); !fault.empty()) return fault;
       }
@@ -105,7 +131,33 @@ class Mol2Record {
     }
     return "";
   }
-  bool HasIsotopes() const { return hasIsotopes_; }
+
+  // The record with types that RDKit knows.
+  std::string WithPlainTypes(const std::string& text) const {
+    std::istringstream in(text);
+    std::string result;
+    std::string section;
+    std::size_t number = 0;
+    for (std::string line; std::getline(in, line); result += line + "\n") {
+      if (line.starts_with("@<TRIPOS>")) section = TrimmedRight(line);
+      const std::string_view filled = Trimmed(line);
+      const bool isAtom = section == "@<TRIPOS>ATOM" && !line.starts_with("@<TRIPOS>") &&
+                          !filled.empty() && !filled.starts_with('#');
+      if (!isAtom || number >= atoms_.size()) continue;
+      const std::vector<std::string>& words = atoms_[number++];
+      if (words.size() < 6) continue;
+      const std::string type = PlainType(words[5], bonded_.contains(words[0]));
+      if (type == words[5]) continue;
+      // Behind the coordinates; names may have the same letters.
+      std::size_t at = 0;
+      for (int k = 0; k < 5; ++k) {
+        at = line.find_first_not_of(" \t", at);
+        at = std::min(line.find_first_of(" \t", at), line.size());
+      }
+      line.replace(line.find_first_not_of(" \t", at), words[5].size(), type);
+    }
+    return result;
+  }
 
   // What RDKit leaves out: residues, isotopes, and the charge of a lone ion, which its guess by
   // valences cannot know.
@@ -151,6 +203,7 @@ class Mol2Record {
     for (const std::size_t k : {std::size_t{1}, std::size_t{2}}) {
       if (!ids_.contains(words[k])) return name + ": there is no atom " + words[k];
     }
+    bonded_.insert({words[1], words[2]});
     if (words[1] == words[2]) return name + " joins atom " + words[1] + " to itself";
     const std::string& type = words[3];
     if (type == "1" || type == "2" || type == "3" || type == "am" || type == "ar") return "";
@@ -164,39 +217,18 @@ class Mol2Record {
   std::size_t numSeen_ = 0;
   std::vector<std::vector<std::string>> atoms_;
   std::unordered_set<std::string> ids_;
-  bool hasIsotopes_ = false;
+  std::unordered_set<std::string> bonded_;
 };
-
-// Deuterium and tritium as hydrogen, which is all that RDKit knows here.
-std::string WithoutIsotopes(const std::string& text) {
-  std::istringstream in(text);
-  std::string result;
-  for (std::string line; std::getline(in, line);) {
-    const std::vector<std::string> words = Words(line);
-    if (words.size() > 5 && IsotopeOf(words[5]) != 0) {
-      // Behind the coordinates; names may have the same letter.
-      std::size_t at = 0;
-      for (int k = 0; k < 5; ++k) {
-        at = line.find_first_not_of(" \t", at);
-        at = std::min(line.find_first_of(" \t", at), line.size());
-      }
-      line[line.find_first_not_of(" \t", at)] = 'H';
-    }
-    result += line + "\n";
-  }
-  return result;
-}
 
 }  // namespace
 
 std::string ReadMol2(const std::string& text, QZGraphMol& mol) {
   const std::size_t start = text.find(kStart);
   if (start == std::string::npos) return "The record has no \"" + std::string(kStart) + "\" line";
-  std::string block = text.substr(start);
+  const std::string block = text.substr(start);
   Mol2Record record;
   if (std::string fault = record.Read(block); !fault.empty()) return fault;
-  if (record.HasIsotopes()) block = WithoutIsotopes(block);
-  std::string error = ParseMol2Block(block, mol);
+  std::string error = ParseMol2Block(record.WithPlainTypes(block), mol);
   if (!error.empty()) return error;
   mol.SetTitle(std::string(Trimmed(mol.GetTitle())).c_str());
   record.Complete(mol);

@@ -146,7 +146,8 @@ class PdbRecord {
     residue.chain = Trimmed(Columns(line, 22, 1));
     residue.isHetero = line.starts_with("HETATM");
     residue.insertionCode = line[26];
-    // Programs that run out of columns write what is no number; the residue then has none.
+    // Programs that run out of columns write text that is not a number; the residue then gets
+    // number 0.
     if (!ToNumber(Columns(line, 23, 4), residue.number)) residue.number = 0;
     if (!ToNumber(Columns(line, 55, 6), residue.occupancy)) residue.occupancy = 1.0;
     if (!ToNumber(Columns(line, 61, 6), residue.temperatureFactor)) residue.temperatureFactor = 0.0;

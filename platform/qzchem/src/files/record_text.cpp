@@ -151,8 +151,8 @@ bool LooksLikeXyzAtom(std::string_view line) {
   return words >= 4;
 }
 
-// Whether the number just read stands for nothing, since another count and its comment follow
-// instead of a comment and atoms.
+// True when the number just read is not the count of a record, because another count and its
+// comment follow instead of a comment and atoms.
 bool IsStrayCount(LineSource& in) {
   std::string comment;
   if (!in.Read(comment)) return false;

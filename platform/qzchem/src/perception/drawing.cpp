@@ -19,9 +19,9 @@ unsigned int WedgeTag() {
   return tag;
 }
 
-// Where a neighbour stands as seen from its centre when the drawing is taken as a relief: the ends
-// of wedges a unit before or behind the paper, the others leaning the other way. A wedged hydrogen
-// stands upright, since its place in the plane is only where there was room.
+// The direction of a neighbour from its centre when the drawing is raised to three dimensions: ends
+// of wedges are one unit in front of or behind the paper, the other neighbours lean the other way.
+// A wedged hydrogen points straight out of the paper, since its drawn position has no meaning.
 RDGeom::Point3D Relief(const RDGeom::Point3D& step, const QZAtomBase& end, int wedge, int sum) {
   const double length = std::hypot(step.x, step.y);
   const bool isUpright = wedge != 0 && end.GetAtomicNumber() == 1;

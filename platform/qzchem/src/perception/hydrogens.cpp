@@ -45,7 +45,7 @@ std::string NameOfHydrogen(const QZAtomBase& carrier, const std::string& carrier
 }
 
 // Appends what RDKit has beyond the atoms it was given; returns how many.
-int TakeHydrogens(const QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) {
+int TakeHydrogens(QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) {
   const double height = isDrawing ? CommonHeight(mol).value_or(0.0) : 0.0;
   const auto numGiven = static_cast<unsigned int>(converted.atomIndices.size());
   for (unsigned int i = numGiven; i < converted.mol->getNumAtoms(); ++i) {
@@ -53,6 +53,7 @@ int TakeHydrogens(const QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) 
     const RDKit::Atom* carrier = *converted.mol->atomNeighbors(hydrogen).begin();
     const RDGeom::Point3D& place = converted.mol->getConformer().getAtomPos(i);
     QZAtomBase* copy = mol.AddAtom(1, place.x, place.y, isDrawing ? height : place.z);
+    converted.atomIndices.push_back(copy->GetIndex());
     QZAtomBase* centre = mol.GetAtom(converted.atomIndices[carrier->getIdx()]);
     const int wedges = SumOfWedges(*centre);
     QZBondBase* bond = mol.AddBond(centre, copy);
@@ -72,11 +73,14 @@ std::string Complete(QZGraphMol& mol, int& count) {
   const QZClassicNumbers numbers;
   try {
     const bool isDrawing = QZLooksTwoDimensional(mol);
-    const QZRDKitMol converted = ToRDKitWithImpliedHydrogens(mol, /*coordinates=*/true);
+    QZRDKitMol converted = ToRDKitWithImpliedHydrogens(mol, /*coordinates=*/true);
     if (!converted.error.empty()) return converted.error;
     converted.mol->getConformer().set3D(!isDrawing);
     RDKit::MolOps::addHs(*converted.mol, /*explicitOnly=*/false, /*addCoords=*/true);
     count = TakeHydrogens(converted, isDrawing, mol);
+    if (count == 0) return "";
+    PerceiveCompleted(converted);
+    QZMolAccess::Impl(mol).SetTopology(QZPerceiveTopology(mol, std::move(converted)));
     return "";
   } catch (const std::exception& error) {
     return InUsersWords(error.what());

@@ -39,57 +39,59 @@ void AddConformer(const QZMolBase& mol, QZRDKitMol& result) {
   result.mol->addConformer(conformer, true);
 }
 
-// The steps of RDKit's sanitisation that matter to a Kekulé structure, with our ring search.
-// `strict`: throws for unusual valences.
-void Perceive(RDKit::RWMol& mol, bool strict) {
-  if (strict) RDKit::MolOps::cleanUp(mol);
-  mol.updatePropertyCache(strict);
-  FindRings(mol);
-  RDKit::MolOps::assignRadicals(mol);
-  RDKit::MolOps::setAromaticity(mol);
-  RDKit::MolOps::setConjugation(mol);
-  RDKit::MolOps::setHybridization(mol);
-}
-
-// True when no atom has a hydrogen to be implied, nor a radical in place of one: then it is the
-// same whether hydrogens are implied or not. The molecule is left as it would be perceived with
-// hydrogens implied.
-bool IsComplete(RDKit::RWMol& mol) {
+// Hydrogens that valence asks for beyond those present.
+bool LacksHydrogens(const RDKit::ROMol& mol) {
   for (const RDKit::Atom* atom : mol.atoms()) {
-    if (atom->getNumImplicitHs() > 0) return false;
-  }
-  std::vector<unsigned int> given;
-  for (RDKit::Atom* atom : mol.atoms()) {
-    given.push_back(atom->getNumRadicalElectrons());
-    atom->setNoImplicit(true);
-  }
-  RDKit::MolOps::assignRadicals(mol);
-  bool hasRadicals = false;
-  for (const RDKit::Atom* atom : mol.atoms()) {
-    hasRadicals = hasRadicals || atom->getNumRadicalElectrons() > 0;
-  }
-  if (!hasRadicals) return true;
-  for (RDKit::Atom* atom : mol.atoms()) {
-    atom->setNoImplicit(false);
-    atom->setNumRadicalElectrons(given[atom->getIdx()]);
+    if (atom->getNumImplicitHs() > 0) return true;
   }
   return false;
 }
 
-QZRDKitMol Perceived(const QZMolBase& mol, bool coordinates, bool implyHydrogens) {
+// A molecule that lacks no hydrogens, and then true is returned, has none implied from here on, so
+// that atoms short of valence (metals, radicals) get their unpaired electrons. Aromatic atoms keep
+// theirs: the sum of aromatic bonds is not what RDKit counts from.
+bool PerceiveElectrons(RDKit::RWMol& mol) {
+  const bool isComplete = !LacksHydrogens(mol);
+  if (isComplete) {
+    for (RDKit::Atom* atom : mol.atoms()) atom->setNoImplicit(!atom->getIsAromatic());
+  }
+  RDKit::MolOps::assignRadicals(mol);
+  if (isComplete) {
+    for (RDKit::Atom* atom : mol.atoms()) atom->setNoImplicit(true);
+  }
+  return isComplete;
+}
+
+void PerceiveBonds(RDKit::RWMol& mol) {
+  RDKit::MolOps::setConjugation(mol);
+  RDKit::MolOps::setHybridization(mol);
+}
+
+// The steps of RDKit's sanitisation that matter to a Kekulé structure, with our ring search; true
+// when no hydrogens are missing. `strict`: throws for unusual valences.
+bool Perceive(RDKit::RWMol& mol, bool strict) {
+  if (strict) RDKit::MolOps::cleanUp(mol);
+  mol.updatePropertyCache(strict);
+  FindRings(mol);
+  const bool isComplete = PerceiveElectrons(mol);
+  RDKit::MolOps::setAromaticity(mol);
+  PerceiveBonds(mol);
+  return isComplete;
+}
+
+QZRDKitMol Perceived(const QZMolBase& mol, bool implyHydrogens) {
   const QZClassicNumbers numbers;
   QZNoteConversion();
-  QZRDKitMol result = ConvertToRDKit(mol, coordinates, implyHydrogens);
+  QZRDKitMol result = ConvertToRDKit(mol, /*coordinates=*/false, implyHydrogens);
   std::string reason;
   try {
-    Perceive(*result.mol, /*strict=*/true);
-    result.isComplete = !implyHydrogens || IsComplete(*result.mol);
+    result.isComplete = Perceive(*result.mol, /*strict=*/true);
     return result;
   } catch (const std::exception& error) {
     reason = InUsersWords(error.what());
   }
-  result =
-      ConvertToRDKit(mol, coordinates, implyHydrogens);  // without what the failure left behind
+  // Without what the failure left behind.
+  result = ConvertToRDKit(mol, /*coordinates=*/false, implyHydrogens);
   result.error = std::move(reason);
   try {
     Perceive(*result.mol, /*strict=*/false);
@@ -135,8 +137,8 @@ QZRDKitMol ConvertToRDKit(const QZMolBase& mol, bool coordinates, bool implyHydr
 
 QZRDKitMol QZToRDKit(const QZMolBase& mol, bool coordinates) {
   const auto perceived = PerceivedRDKitMol(mol);
-  if (!perceived->isComplete) return Perceived(mol, coordinates, /*implyHydrogens=*/false);
-  return Copy(*perceived, mol, coordinates);
+  if (perceived->isComplete || !perceived->error.empty()) return Copy(*perceived, mol, coordinates);
+  return Copy(Perceived(mol, /*implyHydrogens=*/false), mol, coordinates);
 }
 
 QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates) {
@@ -144,7 +146,13 @@ QZRDKitMol ToRDKitWithImpliedHydrogens(const QZMolBase& mol, bool coordinates) {
 }
 
 QZRDKitMol PerceiveRDKitMol(const QZMolBase& mol) {
-  return Perceived(mol, /*coordinates=*/false, /*implyHydrogens=*/true);
+  return Perceived(mol, /*implyHydrogens=*/true);
+}
+
+void PerceiveCompleted(QZRDKitMol& completed) {
+  completed.mol->clearConformers();
+  completed.isComplete = PerceiveElectrons(*completed.mol);
+  PerceiveBonds(*completed.mol);
 }
 
 unsigned int RDKitMolTag() {
@@ -153,10 +161,8 @@ unsigned int RDKitMolTag() {
 }
 
 std::shared_ptr<const QZRDKitMol> PerceivedRDKitMol(const QZMolBase& mol) {
-  return std::static_pointer_cast<const QZRDKitMol>(
-      QZGetPerceived(mol, RDKitMolTag(), [&mol]() -> QZPerceived {
-        return std::make_shared<const QZRDKitMol>(PerceiveRDKitMol(mol));
-      }));
+  // The topology puts it there.
+  return std::static_pointer_cast<const QZRDKitMol>(QZGetPerceived(mol, RDKitMolTag(), {}));
 }
 
 }  // namespace QZChem

@@ -6,9 +6,9 @@
 
 namespace QZChem {
 
-/// Collects what RDKit logs as errors on this thread while it lives: its SMILES and SMARTS parsers
-/// give their reasons nowhere else. Not nested. Nothing is collected when the program has set up
-/// RDKit's logs for itself.
+/// While an object of this class exists, it collects the errors that RDKit logs on this thread; the
+/// SMILES and SMARTS parsers give their reasons only there. Objects must not be nested. Nothing is
+/// collected when the program has set up RDKit's logs itself.
 class RDKitErrorText {
  public:
   RDKitErrorText();
@@ -25,8 +25,8 @@ class RDKitErrorText {
 
 /// A third party's message in one line.
 std::string OneLine(const std::string& text);
-/// The same in the words of this library's users: atoms counted from 1, nothing of the other
-/// library's insides.
+/// The same for users of this library: atoms are counted from 1, and internal details of the other
+/// library are removed.
 std::string InUsersWords(const std::string& text);
 
 }  // namespace QZChem

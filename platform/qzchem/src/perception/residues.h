@@ -21,13 +21,15 @@ bool IsStandardResidue(std::string_view name);
 /// The same without water and ions: residues whose atoms are named by their place.
 bool IsPolymerResidue(std::string_view name);
 
-/// Sets orders and charges of a standard residue whose bonds are there: those usual in water at pH
-/// 7, or where the residue has hydrogens, those that agree with them. False with nothing changed
-/// when its name or one of its heavy atoms is not known. `note` receives what a user should know.
+/// Sets bond orders and charges of a standard residue whose bonds are known: those usual in water
+/// at pH 7 or, when the residue has hydrogens, those that agree with the hydrogens. False, with
+/// nothing changed, when its name or one of its heavy atoms is not known. `note` receives a message
+/// for users.
 bool AssignStandardResidue(const std::vector<QZAtomBase*>& residue, std::string& note);
 
-/// Marks the atoms of residues, or without residues of components, whose valences the bonds do not
-/// complete: bonds found by distances have no orders. What has a multiple bond was given orders.
+/// Marks the atoms of residues (in molecules without residues: of components) in which the bonds
+/// leave a valence open: bonds that were found by distances have no orders. A residue with a
+/// multiple bond was given orders and is not marked.
 void MarkUnknownOrders(QZMolBase& mol);
 
 }  // namespace QZChem

@@ -31,9 +31,9 @@ struct Stereo {
   std::vector<DoubleBond> doubleBonds;
 };
 
-/// What `converted`, made from `mol`, is to keep when its coordinates change: by the wedges and
-/// places of a drawing, by 3D coordinates, or as SMILES said. Sets the marks that RDKit's embedding
-/// follows.
+/// The stereochemistry that `converted`, made from `mol`, must keep when its coordinates change:
+/// that of a drawing's wedges and coordinates, of 3D coordinates, or of SMILES. Also sets the marks
+/// that RDKit's embedding follows.
 Stereo AssignStereo(const QZMolBase& mol, RDKit::RWMol& converted);
 /// "" or which centre or double bond is another in a conformer.
 std::string FindChange(const Stereo& expected,

@@ -11,6 +11,7 @@
 #include <set>
 #include <string>
 
+#include "perception/rdkit_bridge.h"
 #include "perception/rdkit_log.h"
 #include "qzsystem/error.h"
 #include "topology/mol_impl.h"
@@ -149,14 +150,15 @@ bool QZSubSearch::HasMaps(unsigned int count) const {
 QZIterBase<QZMatchBase>* QZSubSearch::Match(const QZMolBase& mol, bool unique) const {
   std::string error;
   const auto topology = QZMolAccess::Impl(mol).Topology();
-  const std::vector<RDKit::MatchVectType> found = data_->Find(*topology->target, unique, error);
+  const std::vector<RDKit::MatchVectType> found =
+      data_->Find(*topology->perceived->mol, unique, error);
   if (!error.empty()) QZSystem::QZThrow.Warning("%s", error.c_str());
   std::vector<QZMatchBase> matches;
   matches.reserve(found.size());
   for (const RDKit::MatchVectType& match : found) {
     std::vector<QZAtomPair> pairs(match.size());
     for (const auto& [pattern, target] : match) {
-      const unsigned int index = topology->atomIndexOfTarget[static_cast<std::size_t>(target)];
+      const unsigned int index = topology->perceived->atomIndices[static_cast<std::size_t>(target)];
       pairs[static_cast<std::size_t>(pattern)] = {
           data_->pattern.GetAtom(static_cast<unsigned int>(pattern)), mol.GetAtom(index)};
     }
@@ -177,11 +179,12 @@ bool QZSubSearch::MatchMapped(const QZMolBase& mol,
   }
   const std::vector<unsigned int> maps = GetMapIndices();
   const auto topology = QZMolAccess::Impl(mol).Topology();
-  for (const auto& match : data_->Find(*topology->target, /*unique=*/true, error)) {
+  for (const auto& match : data_->Find(*topology->perceived->mol, /*unique=*/true, error)) {
     std::vector<unsigned int>& group = groups.emplace_back(count);
     for (const auto& [pattern, target] : match) {
       const unsigned int map = maps[static_cast<std::size_t>(pattern)];
-      if (map > 0) group[map - 1] = topology->atomIndexOfTarget[static_cast<std::size_t>(target)];
+      if (map > 0)
+        group[map - 1] = topology->perceived->atomIndices[static_cast<std::size_t>(target)];
     }
   }
   return error.empty();
@@ -192,9 +195,9 @@ bool QZSubSearch::MatchAtoms(const QZMolBase& mol,
                              std::string& error) const {
   const auto topology = QZMolAccess::Impl(mol).Topology();
   std::set<unsigned int> covered;
-  for (const auto& match : data_->Find(*topology->target, /*unique=*/true, error)) {
+  for (const auto& match : data_->Find(*topology->perceived->mol, /*unique=*/true, error)) {
     for (const auto& pair : match) {
-      covered.insert(topology->atomIndexOfTarget[static_cast<std::size_t>(pair.second)]);
+      covered.insert(topology->perceived->atomIndices[static_cast<std::size_t>(pair.second)]);
     }
   }
   atoms.assign(covered.begin(), covered.end());

@@ -13,6 +13,7 @@
 
 #include "files/records.h"
 #include "files/smiles.h"
+#include "perception/rdkit_bridge.h"
 #include "perception/rdkit_log.h"
 #include "perception/residues.h"
 #include "qzchem/geometry.h"
@@ -354,10 +355,10 @@ std::string QZFindMissing(const QZMolBase& mol) {
   }
   const auto topology = QZMolAccess::Impl(mol).Topology();
   if (topology->impliedHydrogens == 0) return "";
-  for (const RDKit::Atom* perceived : topology->target->atoms()) {
+  for (const RDKit::Atom* perceived : topology->perceived->mol->atoms()) {
     const unsigned int missing = perceived->getNumImplicitHs();
     if (missing == 0) continue;
-    const QZAtomBase& atom = *mol.GetAtom(topology->atomIndexOfTarget[perceived->getIdx()]);
+    const QZAtomBase& atom = *mol.GetAtom(topology->perceived->atomIndices[perceived->getIdx()]);
     const unsigned int present = CountHydrogens(atom);
     return DescribeAtom(atom) + ": " + std::to_string(missing + present) +
            (missing + present == 1 ? " hydrogen was" : " hydrogens were") + " expected, " +

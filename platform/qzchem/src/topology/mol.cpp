@@ -220,6 +220,11 @@ void QZMolImpl::InvalidateTopology() {
   topology_.reset();
 }
 
+void QZMolImpl::SetTopology(std::shared_ptr<const QZTopology> topology) {
+  const std::lock_guard lock(topologyMutex_);
+  topology_ = std::move(topology);
+}
+
 QZMolBase::QZMolBase() : impl_(std::make_unique<QZMolImpl>(this)) {}
 
 QZMolBase::QZMolBase(const QZMolBase& other)

@@ -37,6 +37,8 @@ struct QZMolImpl {
   /// What is perceived from atoms and bonds, computed at the first call after an edit.
   std::shared_ptr<const QZTopology> Topology() const;
   void InvalidateTopology();
+  /// What has been perceived of it in the course of the edits that are done.
+  void SetTopology(std::shared_ptr<const QZTopology> topology);
 
   QZMolBase* owner;
   std::vector<std::unique_ptr<QZAtomBase>> atoms;  // null: a hole

@@ -10,32 +10,30 @@
 
 namespace QZChem {
 
-std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol) {
+std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol, QZRDKitMol&& perceived) {
   auto topology = std::make_shared<QZTopology>();
   topology->bondInRing.assign(mol.BondIndexBound(), 0);
   topology->bondAromatic.assign(mol.BondIndexBound(), 0);
-  // Also the molecule that force fields will ask for.
-  const auto perceive = [&mol]() -> QZPerceived {
-    return std::make_shared<const QZRDKitMol>(PerceiveRDKitMol(mol));
-  };
-  const auto converted =
-      std::static_pointer_cast<const QZRDKitMol>(topology->derived->Get(RDKitMolTag(), perceive));
+  const RDKit::RWMol& seen = *perceived.mol;
   // RDKit's bonds follow ours in index order; asking it for a bond by its number is a search.
   const std::unique_ptr<QZSystem::QZIterBase<QZBondBase>> bond(mol.GetBonds());
-  for (const RDKit::Bond* perceived : converted->mol->bonds()) {
+  for (const RDKit::Bond* same : seen.bonds()) {
     const unsigned int index = (**bond).GetIndex();
     ++*bond;
-    topology->bondInRing[index] =
-        converted->mol->getRingInfo()->numBondRings(perceived->getIdx()) > 0;
-    topology->bondAromatic[index] = perceived->getIsAromatic();
+    topology->bondInRing[index] = seen.getRingInfo()->numBondRings(same->getIdx()) > 0;
+    topology->bondAromatic[index] = same->getIsAromatic();
   }
-  for (const RDKit::Atom* atom : converted->mol->atoms()) {
+  for (const RDKit::Atom* atom : seen.atoms()) {
     topology->impliedHydrogens += static_cast<unsigned int>(atom->getNumImplicitHs());
     topology->largestDegree = std::max(topology->largestDegree, atom->getTotalDegree());
   }
-  topology->atomIndexOfTarget = converted->atomIndices;
-  topology->target = std::shared_ptr<const RDKit::ROMol>(converted, converted->mol.get());
+  topology->perceived = std::make_shared<const QZRDKitMol>(std::move(perceived));
+  topology->derived->Put(RDKitMolTag(), topology->perceived);
   return topology;
+}
+
+std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol) {
+  return QZPerceiveTopology(mol, PerceiveRDKitMol(mol));
 }
 
 }  // namespace QZChem

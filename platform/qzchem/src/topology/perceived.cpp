@@ -15,6 +15,13 @@ std::atomic<unsigned long> conversions{0};
 
 }  // namespace
 
+void PerceivedByTag::Put(unsigned int tag, QZPerceived value) {
+  const auto entry = std::make_shared<Entry>();
+  std::call_once(entry->once, [&] { entry->value = std::move(value); });
+  const std::lock_guard lock(mutex_);
+  entries_[tag] = entry;
+}
+
 QZPerceived PerceivedByTag::Get(unsigned int tag, const std::function<QZPerceived()>& make) {
   std::shared_ptr<Entry> entry;
   {

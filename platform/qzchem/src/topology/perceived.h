@@ -13,6 +13,8 @@ namespace QZChem {
 /// What has been derived from one topology, by tag; safe from several threads.
 class PerceivedByTag {
  public:
+  /// Keeps what is known before anyone asks.
+  void Put(unsigned int tag, QZPerceived value);
   QZPerceived Get(unsigned int tag, const std::function<QZPerceived()>& make);
 
  private:

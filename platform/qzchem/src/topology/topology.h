@@ -7,30 +7,27 @@
 
 #include "topology/perceived.h"
 
-namespace RDKit {
-class ROMol;
-}
-
 namespace QZChem {
 
 class QZMolBase;
+struct QZRDKitMol;
 
-/// Perceived from atoms, bonds and charges; independent of coordinates. Immutable once built but
-/// for what is derived later, so that threads may share it.
+/// What is perceived from atoms, bonds and charges, independent of coordinates. Threads may share
+/// it: apart from the data derived later, which are guarded, it is immutable.
 struct QZTopology {
   std::vector<char> bondInRing;       // by bond index
   std::vector<char> bondAromatic;     // by bond index
   unsigned int impliedHydrogens = 0;  // that valence asks for beyond those present
   unsigned int largestDegree = 0;     // neighbours of an atom, implied hydrogens counted
-  /// The molecule as a SMARTS target: sanitised where the chemistry allows it, rings and
-  /// aromaticity perceived.
-  std::shared_ptr<const RDKit::ROMol> target;
-  std::vector<unsigned int> atomIndexOfTarget;  // our atom index by target atom
+  /// The molecule as RDKit sees it, for SMARTS and force fields; never null.
+  std::shared_ptr<const QZRDKitMol> perceived;
   /// What else was derived from this topology, filled as it is asked for.
   std::shared_ptr<PerceivedByTag> derived = std::make_shared<PerceivedByTag>();
 };
 
 /// Never null; chemistry that cannot be perceived yields a topology without aromaticity.
 std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol);
+/// The same of a molecule that has been perceived already.
+std::shared_ptr<const QZTopology> QZPerceiveTopology(const QZMolBase& mol, QZRDKitMol&& perceived);
 
 }  // namespace QZChem

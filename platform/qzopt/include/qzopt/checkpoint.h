@@ -6,7 +6,7 @@
 
 namespace QZOpt {
 
-/// Called by an optimiser once per iteration. False asks the optimiser to stop.
+/// What an optimiser calls once per iteration. An answer of false asks the optimiser to stop.
 class QZ_API QZCheckpoint0 {
  public:
   virtual bool operator()(unsigned int iteration,
@@ -17,7 +17,8 @@ class QZ_API QZCheckpoint0 {
   virtual ~QZCheckpoint0();
 };
 
-/// The report with gradient: `x` and `grad` hold numVar doubles each and may be null.
+/// A checkpoint that is also told the gradient. `x` and `grad` hold numVar doubles each and may be
+/// null; `gradientNorm` is the root mean square of the gradient in the minimisers of this library.
 class QZ_API QZCheckpoint1 : public virtual QZCheckpoint0 {
  public:
   using QZCheckpoint0::operator();

@@ -19,7 +19,7 @@ class QZ_API QZFunc0 {
   virtual ~QZFunc0();
 };
 
-/// Adds the gradient.
+/// A function with a gradient.
 class QZ_API QZFunc1 : public virtual QZFunc0 {
  public:
   using QZFunc0::operator();
@@ -31,20 +31,21 @@ class QZ_API QZFunc1 : public virtual QZFunc0 {
   virtual bool IsRedundant(const double* x1, const double* x2, double tolerance) const;
 };
 
-/// Adds the Hessian.
+/// A function with a gradient and a Hessian.
 class QZ_API QZFunc2 : public virtual QZFunc1 {
  public:
   using QZFunc1::operator();
   /// **Adds** the packed Hessian (lower triangle by rows, element (r, c), c <= r, at
-  /// r(r+1)/2 + c) into `hessian` and the gradient into `grad`, which may be null. The result is
-  /// success, not the energy; the Hessian stands before the gradient.
+  /// r(r+1)/2 + c, n(n+1)/2 doubles in all) into `hessian` and the gradient into `grad` (n doubles,
+  /// may be null). **The result tells success and is not the energy, and `hessian` stands before
+  /// `grad`.**
   virtual bool operator()(const double* x, double* hessian, double* grad) = 0;
 };
 
 /// Central differences of the gradient of `func` at `x`, symmetrised and **added into** the packed
 /// lower triangle `hessian` (n(n+1)/2 doubles, n = NumVar()). `step` is in the units of the
-/// variables. Returns the energy at `x`. Cost: 2n gradients and
-/// one energy, holds 3n doubles.
+/// variables. Returns the energy at `x` (n doubles, in). Cost: 2n gradients and one energy; holds
+/// 3n doubles during the call.
 QZ_API double NumericHessian(QZFunc1& func, const double* x, double* hessian, double step);
 
 }  // namespace QZOpt

@@ -10,27 +10,31 @@
 
 namespace QZOpt {
 
+/// The methods of minimisation; see `QZOptOptions::method`.
 enum class QZOptMethod { Auto, QuasiNewton, Newton };
 
+/// Options of the minimisers.
 struct QZOptOptions {
   unsigned int maxIterations = 5000;
   /// Root mean square of the gradient below which a run has converged, in energy units per
   /// variable unit.
   double gradientTolerance = 1e-4;
-  /// Energy change between iterations below which a run stops; 0 switches the test off. Stopping
-  /// by it is not convergence.
+  /// Energy change between iterations below which a run stops; 0 switches the test off. A run that
+  /// this test stops does not count as converged.
   double energyTolerance = 0.0;
-  /// QuasiNewton uses energy and gradient alone. Newton uses the Hessian and needs a `QZFunc2`: a
-  /// fifth of the iterations, which pays where an evaluation costs far more than a Hessian's
-  /// factorisation. Auto is quasi-Newton, and tries Newton's method where that gets stuck.
+  /// QuasiNewton uses energy and gradient alone. Newton uses the Hessian as well and needs a
+  /// `QZFunc2`; it takes about a fifth of the iterations, which is faster only where an evaluation
+  /// costs far more than the factorisation of a Hessian. Auto is quasi-Newton, and tries Newton's
+  /// method when quasi-Newton gets stuck (up to 600 variables).
   QZOptMethod method = QZOptMethod::Auto;
-  /// Evaluations of energy and gradient after which a run stops; 0: ten times `maxIterations` and
-  /// 100 more.
+  /// Evaluations of energy and gradient after which a run stops; 0 stands for ten times
+  /// `maxIterations` plus 100.
   unsigned int maxEvaluations = 0;
-  /// Wall time after which a run stops; 0: no limit.
+  /// Wall time in seconds after which a run stops; 0: no limit.
   double maxSeconds = 0.0;
 };
 
+/// The result of a minimisation. Energies and gradients are in the units of the function.
 struct QZOptResult {
   /// True only when the gradient criterion was met.
   bool converged = false;
@@ -44,53 +48,62 @@ struct QZOptResult {
   std::string message;
   /// How often a `QZRestartable` function started afresh from the point reached.
   unsigned int restarts = 0;
-  /// Whether the run went on in the fall-back's variables; `gradientNorm` is then over those.
+  /// True when the run went on in the variables of the fall-back; `gradientNorm` is then the
+  /// gradient over the variables of the fall-back.
   bool fellBack = false;
   /// The method of the last steps, never Auto.
   QZOptMethod method = QZOptMethod::QuasiNewton;
-  /// How often a `QZRestartable` function chose its variables anew on the way.
+  /// How often a `QZRestartable` function chose other variables during the run.
   unsigned int revisions = 0;
 };
 
-/// Minimises a function of any number of variables.
-///   Quasi-Newton: limited-memory BFGS with a line search for the strong Wolfe conditions. Over a
-/// function with a `QZHessianModel` it works in variables in which the model is the unit matrix,
-/// and takes the model anew every 20 iterations. Without one it keeps its whole history up to 1,500
-/// variables (the steps are those of BFGS from the unit matrix), 300 steps beyond. The first step
-/// changes no variable by more than its scale, which is 1 unless given. After a line search that
-/// broke down it starts again from the best point, several times if need be.
-///   Newton: exact Hessians in a trust region, measured by the model or the scales.
-///   A function that is `QZRestartable` is asked after each iteration whether other variables serve
-/// better there; then it chooses them, and the latest steps, turned into them, shape what follows.
-/// `x` ends in the variables that the function has at the end.
-///   Stuck, or failed past its start: such a function starts afresh from the point reached, until
-/// that gains nothing, and at last presents itself in the variables of its fall-back. All of this
-/// is one sequence of iterations with one set of limits; a fall-back's iterations reach the
-/// checkpoint in the function's own variables, with a null gradient.
-/// Fails: `converged` false, and the reason in `message`.
-/// Cost: besides the evaluations 4 n operations and 2 n doubles per step of history, of which there
-/// are at most 20 with a model, 2,000 without (300 when large), and with a model two triangular
-/// solves with its sparse factor an iteration. Newton: n²/2 doubles thrice and one to some five
-/// times n³/3 operations a step.
+/// Minimises a function of n variables, for any n.
+/// - Quasi-Newton is limited-memory BFGS with a line search for the strong Wolfe conditions. For a
+///   function with a `QZHessianModel` the search works in variables in which the model is the unit
+///   matrix, and computes the model again every 20 iterations. Without a model it keeps its whole
+///   history up to 1,500 variables, so that the steps are those of BFGS started from the unit
+///   matrix, and the latest 300 steps for more variables. The first step changes no variable by
+///   more than its scale, which is 1 unless `SetScales` was called. When a line search breaks down,
+///   the run starts again from the best point, at most five times.
+/// - Newton uses exact Hessians in a trust region; the model or the scales measure the length of a
+///   step.
+///
+/// A function that is `QZRestartable` is asked after each iteration whether other variables would
+/// be more suitable. If so, it chooses them, and the run goes on with its latest steps converted to
+/// the new variables; `x` is then returned in the variables that the function has at the end. When
+/// a run over such a function gets stuck, or fails after its start, the function starts afresh from
+/// the point reached, as long as this lowers energy or gradient; at last the run goes on in the
+/// variables of the function's fall-back. All of this is one sequence of iterations under one set
+/// of limits. Iterations of the fall-back are reported to the checkpoint in the function's own
+/// variables, with a null gradient.
+/// Fails: `converged` is false, and `message` gives the reason.
+/// Cost besides the evaluations. Quasi-Newton: 4n operations and 2n doubles for each step of
+/// history (at most 20 steps with a model, 2,000 without, 300 beyond 1,500 variables), and with a
+/// model two triangular solves with its sparse factor an iteration. Newton: three times n²/2
+/// doubles, and one to about five factorisations of n³/3 operations a step.
+/// Source: Liu and Nocedal, Math. Program. 45, 503 (1989), run by Ceres; Moré and Sorensen, SIAM J.
+/// Sci. Stat. Comput. 4, 553 (1983); Nocedal and Wright, Numerical Optimization, 2nd ed. (2006),
+/// algorithm 4.1.
 class QZ_API QZMinimizer {
  public:
   explicit QZMinimizer(QZOptOptions options = {});
 
-  /// What change of each variable, in its own unit, matters as much as those of the others: one
-  /// positive number a variable, or none for all 1. The first Hessian is diagonal with 1 / scale²,
-  /// so that 1/√k suits a variable of force constant k; a function's own model takes its place,
-  /// except for variables that the model says nothing of. Tolerances, checkpoint and result stay in
-  /// the variables' own units.
+  /// Sets the scale of each variable: changes of two variables by their scales are equally large
+  /// steps. One positive number for each variable, in the unit of the variable; an empty vector
+  /// sets all scales to 1. The first approximation of the Hessian is diagonal with 1 / scale², so
+  /// that 1/√k suits a variable of force constant k. The model of a `QZHessianModel` takes
+  /// precedence over the scales, except for variables that have no entry in the model. Tolerances,
+  /// checkpoint and result stay in the units of the variables.
   void SetScales(std::vector<double> scales) { scales_ = std::move(scales); }
 
-  /// Minimises `f` from `x` (NumVar() doubles, in and out). `f` must be set up; it needs no
-  /// cleared gradient from the caller. `checkpoint` (not owned, may be null) is called once per
-  /// iteration, the start being iteration 0, with state 0 while running and 1 at the end; its
-  /// false stops the run. A run that ends on a failure reports its best point once more, with
-  /// state 1. A function that is a `QZFunc2` is asked for Hessians as `method` says. A NaN energy,
-  /// a gradient that is not finite or an exception from `f` ends the run with a message; an energy
-  /// of plus infinity only shortens the step. `x` always ends as the best point found. Scales that
-  /// do not fit end the run before it starts.
+  /// Minimises `f` from `x` (NumVar() doubles, in and out); `x` returns the best point found,
+  /// whatever happened. `f` must be set up. It is asked for Hessians as `method` says if it is a
+  /// `QZFunc2`. `checkpoint` (not owned, may be null) is called once per iteration, the start being
+  /// iteration 0, with state 0 while running and 1 at the end; when it answers false the run stops.
+  /// A run that ends with a failure reports its best point once more, with state 1.
+  /// A NaN energy, a gradient that is not finite or an exception from `f` ends the run with a
+  /// message; an energy of plus infinity only shortens the step. A run does not start when the
+  /// number of scales is not NumVar(), or when a scale is not positive.
   QZOptResult Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint = nullptr);
 
  private:
@@ -98,20 +111,29 @@ class QZ_API QZMinimizer {
   std::vector<double> scales_;
 };
 
-/// Minimises under constraints c_i(x) = 0 and bounds lower_i <= c_i(x) <= upper_i: an augmented
-/// Lagrangian around `QZMinimizer`, with the function's model Hessian or the scales; Newton's
-/// method where the function is a `QZFunc2` and every constraint a `QZConstrHessian`, else
-/// quasi-Newton whatever `method` says. Without constraints it is `QZMinimizer`. A function that is
-/// `QZRestartable` changes its variables on the way, starts afresh where it gets stuck, and falls
-/// back where every constraint is a `QZConstrFallBack`. Converged: every c_i
-/// is within its tolerance of what it may be, and the gradient less what the constraints that are
-/// reached bear of it within the gradient tolerance; `gradientNorm` and the checkpoint's gradient
-/// are that rest. A constraint's gradient needs the right direction only: its length is measured.
-/// `x`, the constraints' vectors and their gradients have the function's length, whatever the
-/// constraints' `NumVar` says. Constraints may depend on one another as long as they can all be
-/// met. Fails: `converged` false and the reason in `message`, which gives the number (from 1) and
-/// the residual of the constraint that is violated most, or the number of the one whose bounds no
-/// value can meet.
+/// Minimises a function E under equality constraints c_i(x) = 0 and bounds lower_i <= c_i(x) <=
+/// upper_i, by `QZMinimizer` on an augmented Lagrangian
+///   L(x) = E(x) + Σ μ_i d_i²/2,   d_i = c_i(x) + p_i/μ_i less the nearest value within its bounds
+/// whose p_i become μ_i d_i after each inner minimisation; at the solution p_i = -λ_i. Without
+/// constraints the run is that of `QZMinimizer`.
+/// Newton's method needs a function that is a `QZFunc2` and constraints that are all
+/// `QZConstrHessian`; otherwise the run is quasi-Newton, whatever `method` says. A `QZRestartable`
+/// function may choose other variables during the run and starts afresh when the run gets stuck; it
+/// falls back only when every constraint is a `QZConstrFallBack`.
+/// Converged: every c_i is within its tolerance of its bounds, and the projected gradient ∇E - Σ
+/// λ_i ∇c_i, over the constraints that are reached, is within the gradient tolerance.
+/// `gradientNorm` and the gradient that the checkpoint receives are the projected gradient.
+/// The gradient of a constraint needs the right direction only, since its length is measured by a
+/// difference quotient. Variables and gradients of the constraints have the length of the
+/// function's, whatever the `NumVar` of a constraint says. Constraints may depend on one another as
+/// long as they can all be met.
+/// Owns: nothing; constraints must outlive the call of `Minimize`. Cost: at most 60 inner
+/// minimisations, of which the later ones start near their minimum; each evaluation evaluates all
+/// constraints. Holds a gradient for each constraint. Fails: `converged` is false and `message`
+/// gives the reason, with the number (from 1) and the residual of the constraint that is violated
+/// most, or the number of the constraint whose bounds no value can meet. Source: Hestenes, J.
+/// Optim. Theory Appl. 4, 303 (1969); for bounds Rockafellar, J. Optim. Theory Appl. 12, 555
+/// (1973).
 class QZ_API QZConstrainedMinimizer {
  public:
   explicit QZConstrainedMinimizer(QZOptOptions options = {});
@@ -123,16 +145,16 @@ class QZ_API QZConstrainedMinimizer {
   void AddBounds(QZConstrFunc& constraint, double lower, double upper, double tolerance = 1e-6);
   /// As `QZMinimizer::SetScales`.
   void SetScales(std::vector<double> scales) { scales_ = std::move(scales); }
-  /// As `QZMinimizer::Minimize`; `x` ends as the point that violates the constraints least, and
-  /// among points that meet them the one of lowest energy.
+  /// As `QZMinimizer::Minimize`, but `x` returns the point that violates the constraints least, or,
+  /// when several points meet all constraints, the one with the lowest energy.
   QZOptResult Minimize(QZFunc1& f, double* x, QZCheckpoint1* checkpoint = nullptr);
   /// At the result of the latest run, in the order of addition: c_i, or for bounds how far c_i is
-  /// outside of them, with its sign. NaN where no point was reached.
+  /// outside of them: negative below, positive above. NaN when no point was reached.
   std::vector<double> GetResiduals() const { return residuals_; }
-  /// At the result of the latest run, in the order of addition: λ with ∇E = Σ λ_i ∇c_i, which is
-  /// dE/dc_i of the minimal energy. Not negative at a lower bound, not positive at an upper one, 0
-  /// between them. Where constraints depend on one another only the sum is determined. NaN where no
-  /// point was reached.
+  /// At the result of the latest run, in the order of addition: the λ_i of ∇E = Σ λ_i ∇c_i. λ_i is
+  /// dE/dc_i of the minimal energy; it is not negative at a lower bound, not positive at an upper
+  /// bound and 0 between the bounds. Where constraints depend on one another only the sum Σ λ_i
+  /// ∇c_i is determined. NaN when no point was reached.
   std::vector<double> GetMultipliers() const { return multipliers_; }
 
  private:

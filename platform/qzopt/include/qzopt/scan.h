@@ -13,32 +13,34 @@ namespace QZOpt {
 /// One point of a relaxed scan: the lowest minimum found with the driven coordinates at their
 /// targets.
 struct QZScanPoint {
-  /// One a driven coordinate.
+  /// One for each driven coordinate.
   std::vector<double> targets;
-  /// False: no minimum was found, and the rest is what was reached, or nothing.
+  /// False: no minimum was found; the other members describe the best point reached, if any.
   bool converged = false;
   double energy = 0.0;
-  /// dE/dtarget of the minimal energy, one a driven coordinate.
+  /// dE/dtarget of the minimal energy, one for each driven coordinate.
   std::vector<double> slopes;
-  /// The function's variables; empty where nothing was reached. Where a `QZRestartable` function
-  /// chooses others later in the scan, these mean what they did when progress was last reported.
+  /// The variables of the function; empty when no point was reached. When a `QZRestartable`
+  /// function chooses other variables later in the scan, these values still belong to the variables
+  /// that the function had when progress was last reported for this point.
   std::vector<double> x;
-  /// Of all the runs at this point.
+  /// Iterations and evaluations of all runs at this point.
   unsigned int iterations = 0;
   unsigned int evaluations = 0;
-  /// How the run ended that the point is from.
+  /// How the run ended that found the point.
   std::string message;
 };
 
-/// Minimises a function along one or two driven coordinates, each held at one target after another
-/// by a constraint. Every point is reached from its neighbour, forward and then back (with two
-/// coordinates along the second one, then back along the first), and the lower energy is kept.
+/// A relaxed scan: minimises a function while one or two driven coordinates are held by constraints
+/// at one target after another. Every point is reached twice, from its neighbour on the way forward
+/// and from its neighbour on the way back (with two coordinates, forward along the second one and
+/// back along the first); the result of lower energy is kept.
 ///   QZRelaxedScan scan;
 ///   scan.Drive(torsion, [&](double phi) { torsion.Set(phi); }, {-3.0, -2.5, ...});
 ///   for (const QZScanPoint& point : scan.Run(f, x)) ...
-/// Fails: a point that does not converge is told as such and the next one starts from the last
-/// that did; nothing ends the scan but its progress report.
-/// Cost: two constrained minimisations a point. Holds the variables of every point.
+/// Fails: a point that does not converge has `converged` false, and the next point starts from the
+/// last one that converged. Only the progress callback ends a scan early.
+/// Cost: two constrained minimisations for each point; holds the variables of every point.
 class QZ_API QZRelaxedScan {
  public:
   /// Targets by driven coordinate.
@@ -47,29 +49,31 @@ class QZ_API QZRelaxedScan {
   using Place = std::function<void(const Targets& targets, double* x)>;
   using Progress = std::function<bool(const QZScanPoint& point, std::size_t run, std::size_t runs)>;
 
-  /// `options` are those of each minimisation, limits included.
+  /// `options` apply to each minimisation, limits included.
   explicit QZRelaxedScan(QZOptOptions options = {}) : options_(options) {}
 
-  /// `constraint` (not owned) is 0 where the coordinate has the target that `setTarget` gave, with
-  /// dc/d(coordinate) = 1 for the slopes' unit. `tolerance` is in the units of its value. At most
-  /// two coordinates can be driven: another one is refused, false.
+  /// Adds a driven coordinate. `constraint` (not owned) must be 0 where the coordinate has the
+  /// target that was last passed to `setTarget`, and its derivative by the coordinate should be 1,
+  /// so that `slopes` are per unit of the coordinate. `tolerance` is in the units of the
+  /// constraint's value. Fails: false for a third coordinate.
   bool Drive(QZConstrFunc& constraint,
              SetTarget setTarget,
              std::vector<double> targets,
              double tolerance = 1e-6);
-  /// Holds at every point, as `QZConstrainedMinimizer` has it.
+  /// Adds a constraint that holds at every point, as for `QZConstrainedMinimizer`. Not owned.
   void AddConstraint(QZConstrFunc& constraint, double tolerance = 1e-6);
   void AddBounds(QZConstrFunc& constraint, double lower, double upper, double tolerance = 1e-6);
   void SetScales(std::vector<double> scales) { scales_ = std::move(scales); }
-  /// Moves `x`, the neighbour's minimum, nearer to the targets before each minimisation; none: the
-  /// constraints do that alone.
+  /// Sets a function that moves `x`, the minimum of the neighbouring point, nearer to the targets
+  /// before each minimisation. Without such a function the constraints alone pull the coordinates
+  /// to their targets.
   void SetPlace(Place place) { place_ = std::move(place); }
-  /// Called after each of the `runs` minimisations with the point as it stands; false ends the
-  /// scan.
+  /// Sets a callback for the end of each of the `runs` minimisations, which receives the point as
+  /// it is then known; when it answers false the scan ends.
   void SetProgress(Progress progress) { progress_ = std::move(progress); }
 
-  /// The points in the order of the targets, those of the second coordinate running fastest.
-  /// `start`: NumVar() doubles.
+  /// Runs the scan from `start` (NumVar() doubles, in). The points are returned in the order of the
+  /// targets, the targets of the second coordinate running fastest.
   std::vector<QZScanPoint> Run(QZFunc1& f, const double* start);
 
  private:
@@ -87,7 +91,8 @@ class QZ_API QZRelaxedScan {
   };
   std::vector<QZScanPoint> makePoints() const;
   std::vector<std::size_t> path(bool back) const;
-  /// From `x`, which receives what was reached. True: the function has other variables now.
+  /// Minimises from `x`, which receives the point reached. True: the function has other variables
+  /// now.
   bool relax(QZFunc1& f, std::vector<double>& x, QZScanPoint& point) const;
 
   QZOptOptions options_;

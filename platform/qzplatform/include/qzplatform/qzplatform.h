@@ -9,12 +9,14 @@
 
 namespace QZPlatform {
 
-/// Reserves a thread-local slot; `destroy` (may be null) runs on each thread's non-null value when
-/// that thread ends. Fails: false when the system has no slot left, `*key` is then unchanged.
+/// Reserves a thread-local slot and writes its number to `*key`. When a thread ends, `destroy` (may
+/// be null) is called with the value that the thread has stored, unless that value is null. Fails:
+/// false when the system has no slot left; `*key` is then unchanged.
 QZ_API bool QZWin32ThreadLocalAlloc(unsigned long* key, void (*destroy)(void*));
 /// Releases a slot; values still stored in it are not destroyed. Fails: false for an unknown key.
 QZ_API bool QZWin32ThreadLocalFree(unsigned long key);
-/// Stores / reads the calling thread's value of a slot (null until stored).
+/// Stores or reads the calling thread's value of a slot; the value is null until one is stored. The
+/// slot does not own the value. Fails: storing is false for an unknown key.
 QZ_API bool QZWin32ThreadLocalSet(unsigned long key, void* value);
 QZ_API void* QZWin32ThreadLocalGet(unsigned long key);
 
@@ -53,7 +55,8 @@ QZ_API bool QZCheckLicense(const char* feature);
 /// Whether the platform names this class as licensed: its first construction in a process then asks
 /// `QZCheckLicense` once.
 QZ_API bool QZIsLicensed(const char* className);
-/// Replaces the hook, null for the default, and returns the one before. Safe from several threads.
+/// Replaces the licence hook (null restores the default) and returns the previous hook. Safe from
+/// several threads.
 using QZLicenseHook = bool (*)(const char* feature);
 QZ_API QZLicenseHook QZSetLicenseHook(QZLicenseHook hook);
 

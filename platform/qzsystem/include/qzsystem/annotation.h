@@ -29,7 +29,8 @@ class QZ_API QZColor {
 inline constexpr QZColor QZBlue{0, 0, 255};
 inline constexpr QZColor QZRed{255, 0, 0};
 
-/// A titled, coloured display mark with children: a plain node, or an arrow.
+/// A titled, coloured mark for display, with children: either a plain node or an arrow. Copies:
+/// deep.
 class QZ_API QZAnnotation {
  public:
   void SetTitle(const char* title) { title_ = title != nullptr ? title : ""; }
@@ -62,9 +63,9 @@ class QZ_API QZAnnotation {
   std::array<float, 4> shape_{};
 };
 
-/// An arrow from `from` to `to` (x, y, z in Å each). Shape: the fraction of the length taken by the
-/// shaft, the radius of the shaft, the radius of the head's base and that of its tip, the radii in
-/// Å.
+/// An arrow from `from` to `to` (3 floats each: x, y, z in Å; in, copied). Its shape: the fraction
+/// of the arrow's length that the shaft takes, then three radii in Å: of the shaft, of the base of
+/// the head and of the tip of the head.
 QZ_API QZAnnotation QZAnnotateArrow(const char* title,
                                     float* from,
                                     float* to,

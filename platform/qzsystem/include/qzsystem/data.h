@@ -32,6 +32,7 @@ class QZ_API QZBaseData {
   unsigned int tag_;
 };
 
+/// A tagged datum with its value.
 template <class T>
 class QZTypedData final : public QZBaseData {
  public:
@@ -58,15 +59,16 @@ class QZ_API QZBaseImpl {
   void Store(std::unique_ptr<QZBaseData> data);
   bool Delete(unsigned int tag);
   void Clear();
-  /// True once a process: the first read of a datum under another type than it was stored with is
-  /// reported, later ones are silent.
+  /// True at the first call in a process, false afterwards: reading a datum as another type than it
+  /// was stored as is reported once in a process only.
   static bool CheckTypeWarning();
 
  private:
   std::vector<std::unique_ptr<QZBaseData>> data_;
 };
 
-/// Base of objects that carry tagged data of any copyable type, copied with the object.
+/// Base class of objects that carry tagged data: values of any copyable type, at most one for each
+/// tag. Copies of the object copy the data. Cost: a search among the object's tags for each access.
 class QZ_API QZBase {
  public:
   bool HasData(unsigned int tag) const { return impl_.FindData(tag) != nullptr; }
@@ -77,7 +79,8 @@ class QZ_API QZBase {
     impl_.Store(std::make_unique<QZTypedData<T>>(tag, value));
   }
 
-  /// The stored value; null when absent or of another type.
+  /// The stored value, owned by this object and valid until the tag is set or deleted. Null when
+  /// there is none, and null with one Warning in a process when it is of another type.
   template <class T>
   const T* GetData(unsigned int tag) const {
     const QZBaseData* data = impl_.FindData(tag);

@@ -11,8 +11,9 @@ namespace QZSystem {
 
 enum class QZErrorLevel { Info, Warning, Error, Fatal };
 
-/// Reports of the library. Every call returns to its caller, `Fatal` included. Safe from several
-/// threads; an exception thrown by a sink is swallowed.
+/// Reports messages of the library. Every call returns to its caller, `Fatal` included. Safe from
+/// several threads; an exception that a sink throws is swallowed. `format` and what follows it are
+/// those of `printf`, checked by the compiler.
 class QZ_API QZErrorHandler {
  public:
   using Sink = std::function<void(QZErrorLevel, const std::string& message)>;

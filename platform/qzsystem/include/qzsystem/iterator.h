@@ -12,8 +12,9 @@
 
 namespace QZSystem {
 
-/// Storage for one empty iterator, `kEmptyIterSize` bytes from a recycled pool shared by all
-/// threads; null when memory is short. `delete` of the iterator built in it returns the storage.
+/// Storage for one empty iterator: `kEmptyIterSize` bytes from the pool of `QZGetMemPoolMode`; null
+/// when memory is short. Deleting the iterator that is built in the storage returns the storage to
+/// the pool.
 QZ_API void* PopEmptyIter();
 /// Returns storage taken with `PopEmptyIter`; null is accepted.
 QZ_API void PushEmptyIter(void* storage);
@@ -42,8 +43,8 @@ class QZIterBase {
   /// An iterator at the same element with a position of its own, owned by the caller.
   virtual QZIterBase* CreateCopy() const { return new QZIterBase(*this); }
 
-  // Small iterators, wherever they are made, live in the pool, so that the size alone tells where
-  // storage goes back to.
+  // Every small iterator lives in the pool, so that its size alone tells where its storage must be
+  // returned to.
   static void* operator new(std::size_t size) {
     if (size > kEmptyIterSize) return ::operator new(size);
     void* storage = PopEmptyIter();

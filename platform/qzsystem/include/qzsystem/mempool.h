@@ -13,8 +13,8 @@ enum QZMemPoolMode : unsigned int {
   QZMemPoolSpinLock = 2,
 };
 
-/// The mode in force, fixed for the life of the process: QZMemPoolThreadLocal, the only one whose
-/// pool is quicker than the heap.
+/// The mode in force, fixed for the life of the process: QZMemPoolThreadLocal, the only mode whose
+/// pool is quicker than the heap (bench/README.md, object caches).
 QZ_API unsigned int QZGetMemPoolMode();
 
 /// Base of per-type object caches. A cache registers itself while it lives, so that all of them
@@ -29,8 +29,8 @@ class QZ_API QZVirtualCache {
   virtual void Release();
 };
 
-/// Calls `Release` on every living cache. Of one that keeps a list a thread it empties the calling
-/// thread's; a thread's list goes with the thread.
+/// Calls `Release` on every living cache. A cache that keeps one list for each thread empties the
+/// list of the calling thread only; the list of any other thread is freed when that thread ends.
 QZ_API void QZReleaseCaches();
 
 }  // namespace QZSystem

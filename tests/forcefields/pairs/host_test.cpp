@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
+#include <map>
 #include <numeric>
 #include <random>
 #include <string>
@@ -22,6 +24,7 @@ using namespace QZMolPotential;
 using namespace TestSupport;
 using Kind = QZForceFieldKind;
 using QZChem::QZGraphMol;
+using QZSystem::QZRange;
 
 constexpr Kind kKinds[] = {Kind::MMFF94, Kind::MMFF94s, Kind::UFF};
 constexpr unsigned int kSeed = 20261123;
@@ -165,6 +168,50 @@ TEST(Host, FlexibleAtomsHaveAllTheirTerms) {
     std::ranges::copy(energies, before);
   }
   EXPECT_EQ(QZHostField::LigandOf(joined).NumAtoms(), ligand.NumAtoms());
+}
+
+// Alone, joined, bound or not: the interactions of a name add up to the component, and each is
+// between atoms of the molecule, or rigid ones of the host, that are where it says.
+TEST(Host, InteractionsAddUpToTheComponents) {
+  const QZGraphMol host = DataMolecule("decapeptide");
+  const QZGraphMol ligand = Ligand();
+  for (const Kind kind : kKinds) {
+    QZHostOptions options;
+    options.forceField = kind;
+    options.cutoff = 7.0;
+    const QZHostField field = FieldOf(host, options);
+    for (const bool isFlexible : {false, true}) {
+      const QZGraphMol mol = isFlexible ? field.Join(ligand, field.FindNear(ligand, 3.0)) : ligand;
+      std::vector<double> x = Coords(mol);
+      for (std::size_t k = 0; k < x.size(); ++k)
+        x[k] += 0.03 * std::sin(1.0 + 7.0 * static_cast<double>(k));
+      QZHostFunc func(field);
+      const QZHostFunc unbound(field);
+      ASSERT_TRUE(func.Setup(mol));
+      std::map<std::string, double> components;
+      for (const auto& term : QZRange(func.GetFComponents(x.data()))) {
+        components[term.GetName()] += term.GetValue();
+      }
+      for (const QZHostFunc* lister : std::initializer_list<const QZHostFunc*>{&func, &unbound}) {
+        std::map<std::string, double> sums;
+        std::size_t withHost = 0;
+        for (const auto& one : QZRange(lister->GetInteractions(mol, x.data(), ~0U))) {
+          sums[one.GetName()] += one.GetValues(nullptr);
+          for (const auto& atom : QZRange(one.GetAtoms())) {
+            if (&atom.GetMol() == &mol) continue;
+            ++withHost;
+            ASSERT_EQ(&atom.GetMol(), field.GetHost());
+          }
+        }
+        EXPECT_GT(withHost, 100u);
+        for (const auto& [name, value] : components) {
+          EXPECT_NEAR(sums[name], value, 1e-9 * std::max(1.0, std::abs(value))) << name;
+        }
+      }
+      const auto stretches = QZRange(func.GetInteractions(mol, x.data(), QZCategoryStretch));
+      for (const auto& one : stretches) EXPECT_EQ(one.NumAtoms(), 2u);
+    }
+  }
 }
 
 // Pairs of two fixed atoms are left out, all others stay: forces on what is free are the same, and
