@@ -280,6 +280,27 @@ TEST(Files, Mol2TypesOfEveryHandAreTakenWhereTheyAreClear) {
   }
 }
 
+TEST(Files, ChargesThatBondOrdersContradictAreTold) {
+  // A sulfone whose oxygens are drawn with single bonds, and the whole with the charge it implies.
+  const std::string record =
+      "@<TRIPOS>MOLECULE\nx\n3 2 1\nSMALL\nUSER_CHARGES\n@<TRIPOS>ATOM\n1 S 0 0 0 S.O2 1 X 0.6\n"
+      "2 O 1.5 0 0 O.2 1 X -0.3\n3 O -0.7 1.3 0 O.2 1 X -0.3\n@<TRIPOS>BOND\n1 1 2 1\n2 1 3 1\n";
+  const auto note = [](const std::string& text) { return ReadAll(text, MOL2).records.at(0).note; };
+  EXPECT_EQ(note(record), "its charges add up to 0.0, those that its bond orders imply to -2");
+  EXPECT_EQ(note(Replaced(Replaced(record, "1 1 2 1", "1 1 2 2"), "2 1 3 1", "2 1 3 2")), "");
+  EXPECT_EQ(note(Replaced(record, "USER_CHARGES", "NO_CHARGES")), "");
+}
+
+TEST(Files, PdbTitlesAreTheNameInCompoundRecordsOldAndNew) {
+  const std::string atom =
+      "HETATM    1  O   HOH A   1       0.000   0.000   0.000  1.00  0.00           O  \nEND\n";
+  for (const char* lines :
+       {"COMPND    WATER\n",
+        "COMPND    MOL_ID: 1;\nCOMPND   2 MOLECULE: WATER;\nCOMPND   3 CHAIN: A;\n"}) {
+    EXPECT_EQ(ReadAll(lines + atom, PDB).titles, "WATER;") << lines;
+  }
+}
+
 // What was seen of the molecule before hydrogens came serves the whole one: it is embedded as one
 // that is looked at anew, with holes among its atoms and aromatic rings of sulfur.
 TEST(Files, AddedHydrogensAreSeenAsIfTheyHadAlwaysBeenThere) {
