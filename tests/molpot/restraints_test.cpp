@@ -206,6 +206,19 @@ TEST(Tether, FindsTheCommonSubstructureAndTheNearestOfSymmetricMatches) {
   EXPECT_NE(other.err.find("record 2 (ion): --tether"), std::string::npos) << other.err;
 }
 
+// What the variables cannot change is held by them already.
+TEST(Constraints, OfWhatARigidBodyCannotChangeAreMet) {
+  const Scratch scratch;
+  for (const char* coordinates : {"rigid", "cluster", "torsion-rigid"}) {
+    const auto result = scratch.Molpot(
+        std::string(
+            "minimize data/aspirin.sdf -o out.sdf --json --wall 'sphere 9 8 7 3 2' "
+            "--constrain-distance '1 2' --constrain-angle '[c:1][c:2][C:3]' --coordinates ") +
+        coordinates);
+    EXPECT_EQ(result.status, 0) << coordinates << result.err;
+  }
+}
+
 // The schema's own examples cover every property of every kind, and are what the program takes.
 TEST(RestraintFile, TheSchemaIsWhatTheProgramReads) {
   const Scratch scratch;
