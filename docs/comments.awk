@@ -1,6 +1,7 @@
-# What Doxygen reads in place of a header or page. In headers an indented line of a comment, which is
-# a formula as a rule, stands on a line of its own. Names of the public interface and its headers in
-# back quotes become links; in pages through @ref, so that a name that does not exist is a warning.
+# What Doxygen reads in place of a header or page, line for line. In headers the indented lines of a
+# comment, formulas and tables, are shown as they are written. Names of the public interface and its
+# headers in back quotes become links; in pages through @ref, so that a name that does not exist is a
+# warning.
 function findNames(root,    find, header, line, space, word, last) {
   find = "find " root "/include " root "/platform " root "/forcefields/include -name '*.h'"
   while ((find | getline header) > 0) {
@@ -27,26 +28,34 @@ FNR == 1 && FILENAME ~ /\.md$/ {
 }
 isPage && FNR == 2 { $0 = "[TOC]" }
 isPage && /^```/ { isCode = !isCode }
-isPage && (isCode || /^    /) { print; next }
 
-/^ *\/\/\/ - / { isList = 1 }
-/^ *\/\/\/ ?[^ -]/ || !/^ *\/\/\// { isList = 0 }
-{ isFormula = /^ *\/\/\/   +[^ ]/ && !/^ *\/\/\/ +[0-9]+\. / && !isList }
-isFormula || (endsShort && /^ *\/\/\/ [^ ]/) {
-  match($0, /\/\/\/ */)
-  text = substr($0, RSTART + RLENGTH)
-  endsShort = isFormula && length($0) < 92  # a longer one is a paragraph that goes on
-  if (isFormula) gsub(/   +/, " \\&emsp; ", text)
-  $0 = substr($0, 1, RSTART + 2) (isFormula ? " <br>&emsp;" : " <br>") text
+# A formula is an indented line of a comment that does not go on with an item of a list.
+{
+  isComment = /^ *\/\/\//
+  isIndented = /^ *\/\/\/   +[^ ]/
+  isItem = /^ *\/\/\/ (-|  *[0-9]+\.) / || (isItem && isIndented)
+  isFormula = isIndented && !isItem
+  isPlain = !isFormula && !isCode && !(isPage && /^    /)
 }
-!isFormula { endsShort = 0 }
+# The marks stand at the ends of lines, so that lines keep their numbers; where a comment begins with a
+# formula, in its first line.
+FNR > 1 {
+  if (isFormula && !wasFormula && wasComment) line = line " @code{.unparsed}"
+  if (wasFormula && !isFormula) line = line " @endcode"
+  print line
+}
 {
   rest = $0
-  $0 = ""
-  while (match(rest, /`((QZ|qz)[A-Za-z0-9]+|[a-z]+\/[a-z]+\.h)`/)) {
+  line = ""
+  if (isFormula && !wasFormula && !wasComment) sub(/\/\/\//, "/// @code{.unparsed}", rest)
+  while (isPlain && match(rest, /`((QZ|qz)[A-Za-z0-9]+|[a-z]+\/[a-z]+\.h)`/)) {
     name = substr(rest, RSTART + 1, RLENGTH - 2)
-    $0 = $0 substr(rest, 1, RSTART - 1) (isPage && name !~ /\// ? "@ref " of[name] " \"" name "\"" : name)
+    if (isPage && name !~ /\//) name = "@ref " of[name] " \"" name "\""
+    line = line substr(rest, 1, RSTART - 1) name
     rest = substr(rest, RSTART + RLENGTH)
   }
-  print $0 rest
+  line = line rest
+  wasFormula = isFormula
+  wasComment = isComment
 }
+END { print line }

@@ -41,20 +41,39 @@ class EntrySink {
  public:
   explicit EntrySink(std::vector<Entry>& entries) : entries_(&entries) {}
   void Diagonal(std::size_t i, const Mat3& m) {
-    for (std::size_t r = 0; r < 3; ++r) {
-      for (std::size_t c = 0; c <= r; ++c) append(3 * i + r, 3 * i + c, Element(m, r, c));
-    }
+    const Index k = first(i);
+    append(std::array<Entry, 6>{{{k, k, m.row0.x},
+                                 {k + 1, k, m.row1.x},
+                                 {k + 1, k + 1, m.row1.y},
+                                 {k + 2, k, m.row2.x},
+                                 {k + 2, k + 1, m.row2.y},
+                                 {k + 2, k + 2, m.row2.z}}});
   }
   void Mixed(std::size_t i, std::size_t j, const Mat3& m) {
-    for (std::size_t r = 0; r < 3; ++r) {
-      for (std::size_t c = 0; c < 3; ++c) append(3 * i + r, 3 * j + c, Element(m, r, c));
+    if (i > j) {
+      lower(first(i), first(j), m);
+    } else {
+      lower(first(j), first(i), Transpose(m));
     }
   }
 
  private:
-  void append(std::size_t row, std::size_t column, double value) {
-    if (row < column) std::swap(row, column);
-    entries_->push_back({static_cast<unsigned int>(row), static_cast<unsigned int>(column), value});
+  using Index = unsigned int;
+  static Index first(std::size_t atom) { return static_cast<Index>(3 * atom); }
+  void lower(Index k, Index l, const Mat3& m) {
+    append(std::array<Entry, 9>{{{k, l, m.row0.x},
+                                 {k, l + 1, m.row0.y},
+                                 {k, l + 2, m.row0.z},
+                                 {k + 1, l, m.row1.x},
+                                 {k + 1, l + 1, m.row1.y},
+                                 {k + 1, l + 2, m.row1.z},
+                                 {k + 2, l, m.row2.x},
+                                 {k + 2, l + 1, m.row2.y},
+                                 {k + 2, l + 2, m.row2.z}}});
+  }
+  template <std::size_t N>
+  void append(const std::array<Entry, N>& block) {
+    entries_->insert(entries_->end(), block.begin(), block.end());
   }
   std::vector<Entry>* entries_;
 };

@@ -59,7 +59,7 @@ class QZ_API QZMolAdaptor1 : public virtual QZOpt::QZAdaptor1, public virtual QZ
   QZMolAdaptor1& operator=(QZMolAdaptor1&&) = default;
 };
 
-/// A `QZMolAdaptor1` that can hold atoms fixed.
+/// A `QZMolAdaptor1` with an operation that holds atoms fixed.
 class QZ_API QZFixMolAdaptor1 : public virtual QZMolAdaptor1 {
  public:
   QZFixMolAdaptor1() = default;

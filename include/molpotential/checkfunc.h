@@ -21,6 +21,7 @@ struct QZDerivativeError {
   double uncertainty = 0.0;
 };
 
+/// What `QZCheckFunc` has found.
 struct QZ_API QZCheckFuncResult {
   double energy = 0.0;
   /// |energy of the gradient call - energy| / max(1, |energy|).

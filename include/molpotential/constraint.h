@@ -13,9 +13,10 @@ class QZMolBase;
 
 namespace QZMolPotential {
 
-/// An equality constraint c(x) = 0 on an internal coordinate of a molecule. `x` and `grad` are full
-/// coordinate vectors by atom index, 3 x AtomIndexBound() doubles, and the gradient is **added**.
-/// NumVar() counts the variables of the constrained atoms alone: callers rely on it.
+/// An equality constraint c(x) = 0 on an internal coordinate of a molecule. Cost: O(1), nothing
+/// allocated. `x` and `grad` are full coordinate vectors by atom index, 3 x AtomIndexBound()
+/// doubles, and the gradient is **added**. NumVar() counts the variables of the constrained atoms
+/// alone: callers rely on it.
 class QZ_API QZMolConstr : public QZOpt::QZConstrFunc {
  public:
   /// Looks the atoms up by index, and takes the target from the molecule's geometry when the

@@ -15,9 +15,10 @@ namespace QZMolPotential {
 ///   c(v) = c(x(v)),   gradient Jᵀ ∇c,   J = ∂x/∂v
 /// Constraint and function are not owned; both must be set up and outlive this object. A new start
 /// of the function takes effect at once. c is NaN for variables that have no geometry. Evaluating
-/// the constraint does not change the state of the function. Cost: one conversion to coordinates
-/// and one of a gradient, and in redundant and internal coordinates a copy of their state.
-/// Allocates when the size of the function has changed, and for Hessians.
+/// the constraint does not change the state of the function. Copies: refer to the same constraint
+/// and function. Cost: one conversion to coordinates and one of a gradient, and in redundant and
+/// internal coordinates a copy of their state. Allocates when the size of the function has changed,
+/// and for Hessians.
 class QZ_API QZCoordinateConstr final : public QZOpt::QZConstrFunc,
                                         public QZOpt::QZConstrHessian,
                                         public QZOpt::QZConstrFallBack {

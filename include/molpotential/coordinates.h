@@ -48,11 +48,10 @@ struct QZBackTransformations {
 };
 
 /// Presents a function of Cartesian coordinates in the variables of any coordinate system.
-/// Gradient, Hessian, frame, fixed atoms, failures and cost are those of `QZMappedFunc`.
+/// Gradient, Hessian, frame, fixed atoms, ownership, failures and cost are those of `QZMappedFunc`.
 /// Fixed atoms: Cartesian, ZMatrix, Torsion, Redundant and Internal can hold any atoms. In
 /// RigidBody, Cluster and TorsionRigid a component that contains a fixed atom does not move at all,
-/// and every other component moves by itself. DegFree cannot hold atoms.
-/// Order of the variables:
+/// and every other component moves by itself. DegFree cannot hold atoms. Order of the variables:
 /// - Cartesian, DegFree: x, y, z by atom index;
 /// - RigidBody, Cluster, TorsionRigid: component by component, in each its torsions in bond order
 ///   (TorsionRigid), then w, x, y, z, tx, ty, tz of R(q)(r - c)/|q|² + t, R unnormalised and c the
@@ -67,8 +66,8 @@ struct QZBackTransformations {
 /// (`IsRevisionDue`, `Revise`); the numbers of variables and scales stay the same, and variables
 /// from before no longer belong to the function. In Redundant there are variables for both
 /// descriptions; those not in use are 0 and have gradient 0.
-/// Internal: an evaluation allocates, and a Hessian costs O(n³) for n variables.
-/// Source: see `QZZmatAdaptor`, `QZTorAdaptor`, `QZRedundantInterAdaptor` and `QZInternalAdaptor`.
+/// Internal: a Hessian costs O(n³) for n variables. Source: see `QZZmatAdaptor`, `QZTorAdaptor`,
+/// `QZRedundantInterAdaptor` and `QZInternalAdaptor`.
 class QZ_API QZCoordinateFunc final : public QZMappedFunc, public QZOpt::QZRestartable {
  public:
   /// With `own` the function is deleted with this object.

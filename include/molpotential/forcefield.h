@@ -15,7 +15,7 @@
 
 namespace QZMolPotential {
 
-/// A molecular function with a title, "undefined" until it is set.
+/// A molecular function with a title, which is "undefined" until it is set.
 class QZ_API QZForceField : public virtual QZMolFunc1 {
  public:
   std::string GetTitle() const { return title_; }
@@ -49,7 +49,8 @@ class QZ_API QZFFParamsList {
 /// last component whose `Setup` succeeded. **A scaled component scales the gradient of the
 /// components before it too: add it first.**
 /// Owns: components that were added with `own`, and copies of the parameter sets. Copies: deep, see
-/// `QZFuncList`; parameter sets are copied by their `CreateCopy`.
+/// `QZFuncList`; parameter sets are copied by their `CreateCopy`. Cost: that of the components;
+/// adding and removing one is a search of the list.
 template <class F>
 class QZ_API QZForceFieldImpl : public virtual F,
                                 public QZFrameQuery,
@@ -130,7 +131,7 @@ using QZGenericFFImpl2 = QZForceFieldImpl<QZMolFunc2>;
 
 class QZGenericFF2;
 
-/// A force field of functions with a gradient.
+/// A sum of functions with a gradient, as `QZForceFieldImpl` describes.
 class QZ_API QZGenericFF : public QZForceField, public QZGenericFFImpl {
  public:
   /// The first object in a process asks the platform's licence hook.
@@ -146,7 +147,8 @@ class QZ_API QZGenericFF : public QZForceField, public QZGenericFFImpl {
   QZGenericFF* CreateCopy() const override { return new QZGenericFF(*this); }
 };
 
-/// A force field of functions with a Hessian:
+/// A sum of functions with a Hessian, as `QZForceFieldImpl` describes; functions without one get a
+/// Hessian by differences:
 ///   H(x) = sum of the components' Hessians, added into the caller's array.
 class QZ_API QZGenericFF2 : public virtual QZMolFunc2,
                             public QZForceField,

@@ -26,8 +26,8 @@ enum class QZFlexibility {
 /// with R(q) unnormalised, so that the energy does not depend on |q|. The variables are ordered by
 /// molecule, and the molecules by their first atoms; the atoms of a molecule need not be
 /// consecutive. A molecule with fixed atoms (`SetFixed`) is held as a whole if it is rigid or has
-/// torsions; if it is fully flexible, its other atoms move. Units, failures and cost: see
-/// `QZMappedFunc`.
+/// torsions; if it is fully flexible, its other atoms move. Units, ownership, failures and cost:
+/// see `QZMappedFunc`.
 class QZ_API QZInterAdaptor final : public QZMappedFunc {
  public:
   /// With `own` the function is deleted with this object.

@@ -26,7 +26,7 @@ namespace QZMolPotential {
 /// (1965); Martin and Wilkinson, Numer. Math. 12, 377 (1968).
 QZ_API bool diagonalize(double* a, double* eigenvalues, double** eigenvectors, int n, int nvec);
 
-/// As `diagonalize`, by Eigen's self-adjoint solver; `a` is not modified. Holds 2 n² doubles.
+/// As `diagonalize`, by Eigen's self-adjoint solver; `a` is not modified. Holds some 2 n² doubles.
 QZ_API bool eigendiagonalize(
     double* a, double* eigenvalues, double** eigenvectors, int n, int nvec);
 

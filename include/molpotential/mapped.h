@@ -35,9 +35,9 @@ struct MapRequest;
 /// Hessian call is then false, as it is when f has no Hessian.
 /// Cost in addition to f: O(N) for an energy or gradient and O(N²) for a Hessian unless a class
 /// says otherwise; holds a packed Hessian of all coordinates, whose memory is not touched before
-/// the first Hessian call. Evaluation allocates nothing unless a class says otherwise, save in
-/// redundant and internal coordinates the first Hessian after a start, which makes its work arrays,
-/// and in internal ones the dense products of molecules of more than some 40 atoms.
+/// the first Hessian call. Evaluation allocates nothing, with two exceptions: in redundant and
+/// internal coordinates the first Hessian after a start allocates its work arrays, and in internal
+/// coordinates products of dense matrices allocate for molecules of more than about 40 atoms.
 class QZ_API QZMappedFunc : public QZForwardingAdaptor<QZMolAdaptor2>,
                             public QZOpt::QZHessianModel {
  public:

@@ -21,6 +21,7 @@ class QZMolBase;
 ///   5. evaluate any number of times, gradient and Hessian cleared by the caller;
 ///   6. for an adaptor turn the final variables into coordinates with `AdaptVar`;
 ///   7. `Clear()` or destruction ends the binding.
+///
 /// Coordinates are x, y, z of atom i at 3i, 3i+1, 3i+2 (Å), i being the atom's index, for all
 /// 3 x AtomIndexBound() entries, holes included. One object serves one thread at a time.
 namespace QZMolPotential {

@@ -28,6 +28,7 @@ struct QZNormalModesOptions {
   bool atomsHeld = false;
 };
 
+/// The result of `QZComputeNormalModes`.
 struct QZNormalModes {
   /// False when nothing was computed; `message` then has the reason.
   bool valid = false;

@@ -18,8 +18,8 @@ namespace QZMolPotential {
 /// default), except bonds in rings and bonds to terminal atoms. The variables are the dihedrals in
 /// the order of the bonds. In each component the fixed atoms do not move, and a bond with fixed
 /// atoms on both sides does not turn; a component without fixed atoms keeps its largest rigid part
-/// in place (the first of equals). Units, failures and cost: see `QZMappedFunc`. Source: Abe,
-/// Braun, Noguti & Go, Comput. Chem. 8, 239 (1984).
+/// in place (the first of equals). Units, ownership, failures and cost: see `QZMappedFunc`. Source:
+/// Abe, Braun, Noguti & Go, Comput. Chem. 8, 239 (1984).
 class QZ_API QZTorAdaptor : public QZMappedFunc {
  public:
   /// With `own` the function is deleted with this object.

@@ -28,9 +28,9 @@ namespace QZMolPotential {
 /// 0, until the angle bends again, and the position of the atom is then reproduced to within 0.001
 /// r only. Angles may pass through 0 and π. Molecules must have no holes in their atom indices: the
 /// first N indices are used, and buffers are sized by the index bound, so that holes never overflow
-/// them. Copies: deep, but the caller's array of fixed atoms is shared. Cost: O(N) a conversion or
-/// gradient; `Setup` is O(N) for molecules of usual density. Source: Parsons, Holmes, Rojas, Tsai &
-/// Strauss, J. Comput. Chem. 26, 1063 (2005), for the placement.
+/// them. Copies: deep. Cost: O(N) a conversion or gradient; `Setup` is O(N) for molecules of usual
+/// density. Source: Parsons, Holmes, Rojas, Tsai & Strauss, J. Comput. Chem. 26, 1063 (2005), for
+/// the placement.
 class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
  public:
   QZZmatAdaptor();
@@ -65,8 +65,8 @@ class QZ_API QZZmatAdaptor final : public QZFixMolAdaptor1 {
   /// current **variables** (`vars`, NumOptVar() doubles, out; may be null), unlike the overload
   /// above. Before `Setup` a Warning and nothing else.
   void GetAdaptedVariables(const QZChem::QZMolBase& mol, double* vars) const override;
-  /// Keeps the array (one entry for each atom index, not owned, not copied; negative marks a fixed
-  /// atom) and removes every variable whose atoms are all fixed. Null changes nothing.
+  /// Reads the array (one entry for each atom index; negative marks a fixed atom), does not keep
+  /// it, and removes every variable whose atoms are all fixed. Null changes nothing.
   void FixAtoms(int*& atoms) override;
 
  private:

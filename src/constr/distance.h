@@ -22,8 +22,9 @@ struct PairDistance : QZMolPotential::PointDistance {
 
   /// Adds the gradient of both atoms and returns the value; both are 0 at the target.
   double AddGradient(double* grad, const AtomIndices<2>& atoms, double k, double target) const {
-    QZMolPotential::AddDistanceGradient(grad, atoms, *this, 2.0 * k * (r - target));
-    return Square(k, target);
+    const double half = k * (r - target);  // of the slope
+    QZMolPotential::AddDistanceGradient(grad, atoms, *this, half + half);
+    return half * (r - target);
   }
 
   /// Appends what is positive in the second derivatives of f(r) with f' and f''.

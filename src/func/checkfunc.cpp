@@ -9,6 +9,8 @@
 #include <limits>
 #include <vector>
 
+#include "kernels/packed.h"
+
 namespace QZMolPotential {
 namespace {
 
@@ -175,8 +177,7 @@ void CheckHessian(QZDerivativeError& worst,
     f(at.data(), out.data());
   };
   const auto element = [&hessian](std::size_t i, std::size_t j) {
-    const std::size_t row = std::max(i, j);
-    return hessian[row * (row + 1) / 2 + std::min(i, j)];
+    return hessian[PackedIndex(std::max(i, j), std::min(i, j))];
   };
   Differences(x, x.size(), step, gradient)
       .ForEach(element, [&](std::size_t i, std::size_t j, const Estimate& e) {
@@ -213,7 +214,7 @@ QZCheckFuncResult QZCheckFunc::Check(QZOpt::QZFunc1& f, const double* x) const {
 
   auto* f2 = checkHessian_ ? dynamic_cast<QZOpt::QZFunc2*>(&f) : nullptr;
   if (f2 == nullptr) return result;
-  std::vector<double> hessian(n * (n + 1) / 2, 0.0);
+  std::vector<double> hessian(PackedSize(n), 0.0);
   std::vector<double> gradientOfHessian(n, 0.0);
   result.hasHessian = (*f2)(point.data(), hessian.data(), gradientOfHessian.data());
   result.hessianFailed = !result.hasHessian;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "func/components.h"
+#include "kernels/packed.h"
 #include "molpotential/interaction.h"
 
 namespace QZMolPotential {
@@ -40,7 +41,7 @@ bool QZScaledMolFunc::operator()(const double* x, double* hessian, double* grad)
   if (func2_ == nullptr || !(*func2_)(x, hessian, grad)) return false;
   const std::size_t n = NumVar();
   if (grad != nullptr) Scale(grad, n, scale_);
-  Scale(hessian, n * (n + 1) / 2, scale_);
+  Scale(hessian, PackedSize(n), scale_);
   return true;
 }
 

@@ -285,43 +285,37 @@ TEST(InternalCoordinates, TransIsPlusPi) {
   }
 }
 
-// Two nested motions of a point, by differences of the motions themselves.
-TEST(ScrewMotion, SecondDerivativesAreThoseOfNestedMotions) {
+// Two nested turns of some atoms, by differences of the turns themselves.
+TEST(AtomMoments, GiveBothDerivativesOfNestedTurns) {
   std::mt19937 rng(74);
   std::uniform_real_distribution<double> uniform(-2.0, 2.0);
   const auto vector = [&] { return Vec3{uniform(rng), uniform(rng), uniform(rng)}; };
-  const auto apply = [](const ScrewMotion& s, double v, const Vec3& x) {
-    return s.turns ? s.origin + AxisRotation(s.axis, v)(x - s.origin) : x + v * s.axis;
-  };
-  for (int kind = 0; kind < 4; ++kind) {
-    const Vec3 e = vector();
-    const Vec3 f = vector();
-    const ScrewMotion outer{(1.0 / Norm(e)) * e, vector(), kind % 2 == 0};
-    const ScrewMotion inner{(1.0 / Norm(f)) * f, vector(), kind / 2 == 0};
-    AtomMoments moments;
-    moments.reference = vector();
-    double mixed = 0.0;
-    double twice = 0.0;
-    double slope = 0.0;
-    for (int atom = 0; atom < 5; ++atom) {
-      const Vec3 x = vector();
-      const Vec3 g = vector();
-      moments.Add(x, g);
-      constexpr double h = 1e-3;
-      const auto at = [&](double v, double w) { return apply(outer, v, apply(inner, w, x)); };
-      const Vec3 numeric = (0.25 / (h * h)) * ((at(h, h) - at(h, -h)) - (at(-h, h) - at(-h, -h)));
-      EXPECT_LE(Norm(numeric - outer.Second(inner, x)), 1e-5);
-      const Vec3 own = (1.0 / (h * h)) * ((apply(inner, h, x) - x) + (apply(inner, -h, x) - x));
-      EXPECT_LE(Norm(own - inner.Second(inner, x)), 1e-5);
-      mixed += Dot(g, outer.Second(inner, x));
-      twice += Dot(g, inner.Second(inner, x));
-      slope += Dot(g, inner.Velocity(x));
-    }
-    EXPECT_NEAR(moments.Along(inner), slope, 1e-12);
-    const Vec3 torque = moments.InnerTorque(inner);
-    EXPECT_NEAR(outer.turns ? Dot(outer.axis, torque) : 0.0, mixed, 1e-12);
-    EXPECT_NEAR(inner.turns ? Dot(inner.axis, torque) : 0.0, twice, 1e-12);
+  const Vec3 outer = Normalised(vector());
+  const Vec3 inner = Normalised(vector());
+  const Vec3 outerAt = vector();
+  const Vec3 innerAt = vector();
+  const Vec3 origin = vector();
+  AtomMoments moments;
+  double slope = 0.0;
+  double twice = 0.0;
+  double mixed = 0.0;
+  for (int atom = 0; atom < 5; ++atom) {
+    const Vec3 x = vector();
+    const Vec3 g = vector();
+    moments.Add(x - origin, g);
+    constexpr double h = 1e-3;
+    const auto at = [&](double v, double w) {
+      const Vec3 turned = innerAt + AxisRotation(inner, w)(x - innerAt);
+      return Dot(g, outerAt + AxisRotation(outer, v)(turned - outerAt));
+    };
+    slope += (at(0, h) - at(0, -h)) / (2 * h);
+    twice += (at(0, h) - 2 * at(0, 0) + at(0, -h)) / (h * h);
+    mixed += (at(h, h) - at(h, -h) - at(-h, h) + at(-h, -h)) / (4 * h * h);
   }
+  const AtomMoments about = moments.About(innerAt - origin);
+  EXPECT_NEAR(Dot(inner, about.Torque()), slope, 1e-4);
+  EXPECT_NEAR(Dot(inner, about.Curl(inner)), twice, 1e-4);
+  EXPECT_NEAR(Dot(outer, about.Curl(inner)), mixed, 1e-4);
 }
 
 }  // namespace

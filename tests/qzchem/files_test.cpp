@@ -193,6 +193,24 @@ TEST(Files, PdbKeepsResiduesAndReadsTheModelAskedFor) {
   EXPECT_NE(Written(copy, PDB).find("CA  GLY A   7"), std::string::npos);
 }
 
+// Before 1996 an identifier and the line's number stood where the element stands now.
+TEST(Files, PdbElementsComeFromNamesWhereOldLinesHaveNone) {
+  const std::string text =
+      "ATOM      1  N   GLY A   7       0.000   0.000   0.000  1.00 12.50      1HPV  57\n"
+      "ATOM      2  CA  GLY A   7       1.458   0.000   0.000  1.00 12.50      1HPV 158\n"
+      "HETATM    3 ZN    ZN A 201       9.000   0.000   0.000  1.00 12.50      1HPV1059\n";
+  std::istringstream in(text);
+  qzmolistream stream(in, PDB);
+  const auto read = ReadAll(stream);
+  ASSERT_EQ(read.molecules.size(), 1U) << read.records.at(0).error;
+  std::vector<unsigned int> elements;
+  for (const auto& atom : QZSystem::QZRange(read.molecules[0].GetAtoms())) {
+    elements.push_back(atom.GetAtomicNumber());
+    EXPECT_EQ(atom.GetFormalCharge(), 0);
+  }
+  EXPECT_EQ(elements, (std::vector<unsigned int>{7, 6, 30}));
+}
+
 TEST(Files, HydrogensAndCoordinatesMadeFromADrawingKeepItsHandedness) {
   const std::string alanine =
       "alanine\n     Drawn01010101012D\n\n  6  5  0  0  0  0  0  0  0  0999 V2000\n"

@@ -108,24 +108,30 @@ TEST(MethodsOnMolecules, ReachTightTolerancesAndProfitFromAModel) {
   }
 }
 
-// Models that are wrong in every way are no worse than none.
+// Models that are wrong in every way are no worse than none, be they few variables or many: pairs
+// of variables, each with the same function and model.
 TEST(Model, IsAHintAndNoMore) {
   class Modelled final : public QZOpt::QZFunc1, public QZOpt::QZHessianModel {
    public:
-    explicit Modelled(std::vector<QZOpt::QZMatrixEntry> entries) : entries_(std::move(entries)) {}
-    unsigned int NumVar() const override { return 2; }
+    Modelled(unsigned int pairs, std::vector<QZOpt::QZMatrixEntry> entries)
+        : f_(Rosenbrock(2 * pairs)), entries_(std::move(entries)) {}
+    unsigned int NumVar() const override { return f_.NumVar(); }
     double operator()(const double* x) override { return f_(x); }
     double operator()(const double* x, double* grad) override { return f_(x, grad); }
     QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override {
       return f_.GetFComponents(x);
     }
     bool AppendModelHessian(const double*, std::vector<QZOpt::QZMatrixEntry>& entries) override {
-      entries = entries_;
+      for (unsigned int k = 0; k < NumVar(); k += 2) {
+        for (const auto& [row, column, value] : entries_) {
+          entries.push_back({row + k, column + k, value});
+        }
+      }
       return true;
     }
 
    private:
-    Func f_ = Rosenbrock(2);
+    Func f_;
     std::vector<QZOpt::QZMatrixEntry> entries_;
   };
   const std::vector<std::vector<QZOpt::QZMatrixEntry>> models = {
@@ -134,14 +140,18 @@ TEST(Model, IsAHintAndNoMore) {
       {{0, 0, 1e-9}, {1, 1, 1e9}},                     // scales that mislead
       {{0, 0, 1.0}, {1, 0, 50.0}, {1, 1, 1.0}},        // indefinite
       {{0, 0, -5.0}},                                  // negative, and silent of the other
-      {{7, 0, 1.0}},                                   // no such variable
+      {{1000, 0, 1.0}},                                // no such variable
       {{0, 0, kNan}}};
-  for (std::size_t i = 0; i < models.size(); ++i) {
-    Modelled f(models[i]);
-    std::vector<double> x = {-1.2, 1.0};
-    const QZOptResult result = QZMinimizer({.gradientTolerance = 1e-6}).Minimize(f, x.data());
-    EXPECT_TRUE(result.converged) << i << ": " << result.message;
-    EXPECT_NEAR(x[0], 1.0, 1e-4) << i;
+  for (const unsigned int pairs : {1u, 200u}) {
+    for (std::size_t i = 0; i < models.size(); ++i) {
+      Modelled f(pairs, models[i]);
+      std::vector<double> x;
+      for (unsigned int k = 0; k < pairs; ++k) x.insert(x.end(), {-1.2, 1.0});
+      const QZOptResult result = QZMinimizer({.gradientTolerance = 1e-6}).Minimize(f, x.data());
+      EXPECT_TRUE(result.converged) << i << ": " << result.message;
+      EXPECT_NEAR(x[0], 1.0, 1e-4) << i;
+      EXPECT_NEAR(x.back(), 1.0, 1e-4) << i;
+    }
   }
 }
 

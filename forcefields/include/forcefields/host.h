@@ -13,7 +13,7 @@
 
 namespace QZMolPotential {
 
-/// How a ligand and its host interact.
+/// Options of the interaction between a ligand and its host.
 struct QZHostOptions {
   QZForceFieldKind forceField = QZForceFieldKind::MMFF94;
   double cutoff = 10.0;      // Å between two atoms; 0: none
@@ -29,7 +29,7 @@ struct QZHostOptions {
 ///   QZGraphMol mol = field.Join(ligand, field.FindNear(ligand, 4.0));   // or the ligand itself
 ///   QZHostFunc func(field);
 ///   if (!func.Setup(mol)) ...                                           // minimise func
-/// Copies share the host.
+/// Copies share the host. Cost: `Setup` types and copies the host.
 class QZ_API QZHostField {
  public:
   explicit QZHostField(const QZHostOptions& options = {});
@@ -112,10 +112,12 @@ class QZ_API QZHostFunc final : public QZMolFunc2,
   /// Electrostatics" and "Host". "Host" is 0 without flexible atoms; all values are 0 when `x` is
   /// null.
   QZSystem::QZIterBase<QZOpt::QZFComponent>* GetFComponents(const double* x) override;
-  /// Those of the ligand, then the pairs of ligand and host within the cutoff, named as the
-  /// components are, then the host's terms of which a flexible atom is part, all as "Host": names
-  /// add up to components. Atoms that are not of `mol` are of `QZHostField::GetHost`. Parameters as
-  /// `QZForceFieldTerm` has them. Cost: O(atoms²), some 250 bytes an interaction.
+  /// Lists, in this order, the interactions within the ligand, the pairs of ligand and host within
+  /// the cutoff, and the host's terms that contain a flexible atom, all of which are called "Host".
+  /// The energies of all interactions of one name sum to the component of that name. Atoms of the
+  /// ligand and flexible atoms are atoms of `mol`, all others atoms of `QZHostField::GetHost`. For
+  /// parameters and `selector` see `QZForceFieldTerm`. Empty when `coords` (NumVar() doubles, Å) is
+  /// null or `mol` cannot be set up. Cost: O(atoms²), some 250 bytes an interaction.
   QZSystem::QZIterBase<QZInteraction>* GetInteractions(const QZChem::QZMolBase& mol,
                                                        const double* coords,
                                                        unsigned int selector) const override;

@@ -11,6 +11,7 @@
 
 namespace QZMolPotential {
 
+/// The force fields.
 enum class QZForceFieldKind { MMFF94, MMFF94s, UFF };
 
 /// The terms a force field is made of. UFF has neither stretch-bend nor electrostatics.
@@ -39,7 +40,7 @@ QZ_API bool QZFindForceField(const char* name, QZForceFieldKind& kind);
 ///   Out-of-Plane    E = k/2 χ²                                χ: Wilson angle of a bond
 ///   Torsion         E = V1/2 (1 + cos φ) + V2/2 (1 - cos 2φ) + V3/2 (1 + cos 3φ)
 ///   Van der Waals   E = ε (1.07/(ρ + 0.07))⁷ (1.12/(ρ⁷ + 0.12) - 2)   ρ = r/R*
-///   Electrostatics  E = s 332.0716 q1 q2/(D (r + 0.05)ⁿ)      n = 1 or 2; s = 0.75 for 1-4 pairs
+///   Electrostatics  E = 332.0716 s q1 q2/(D (r + 0.05)ⁿ)    n = 1, 2; s = 0.75 if 1-4
 /// UFF:
 ///   Stretch         E = k/2 (r - r0)²
 ///   Bend            E = k (C0 + C1 cos θ + C2 cos 2θ)         general centre

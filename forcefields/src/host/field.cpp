@@ -149,7 +149,7 @@ QZGraphMol QZHostField::LigandOf(const QZMolBase& joined) {
 
 namespace {
 
-// True when every atom and bond of `ligand` is in `joined` as it was, and none beside them.
+// True when the ligand's part of `joined` has exactly the atoms and bonds of `ligand`, unchanged.
 bool IsUnchanged(const QZGraphMol& ligand, const QZMolBase& joined) {
   std::size_t ends = 0;
   for (const auto& atom : QZRange(ligand.GetAtoms())) {

@@ -23,7 +23,7 @@ struct QZHostField::Data {
 struct HostAtoms {
   unsigned int ligandBound = 0;
   std::vector<unsigned int> atoms;  // the host's indices
-  /// The ligand that was joined, for what has been perceived of it.
+  /// The ligand that was joined, kept with its types and parameters.
   std::shared_ptr<const QZChem::QZGraphMol> ligand;
 };
 unsigned int HostAtomsTag();

@@ -14,7 +14,7 @@ using QZChem::QZGraphMol;
 using QZChem::QZMolBase;
 using QZSystem::QZRange;
 
-// The same interaction between other atoms, found by the index of those that it has.
+// A copy of `term` with other atoms: `find` gives the new atom for the index of each old one.
 template <class Find>
 QZInteraction Between(const char* name, const QZInteraction& term, Find find) {
   std::vector<QZAtomBase*> atoms;

@@ -63,7 +63,7 @@ struct MmffTorsion {
     if (IsFlat(d)) return;
     const double c = d.cosine;
     const double curvature = Second(p, c) * (1.0 - c * c) - First(p, c) * c;
-    if (curvature > 0.0) AddDihedralDerivatives<false>(sink, nullptr, atoms, d, 0.0, curvature);
+    if (curvature > 0.0) AddOuterProducts(sink, atoms, d.AngleGradient(), curvature);
   }
 
  private:

@@ -49,8 +49,8 @@ void PairLayout::collectSpecials(const PairInput& input) {
     const auto [low, high] = std::minmax(pair[0], pair[1]);
     if (low != high && visits(input, low, high)) specials_.push_back({low, high, oneFour});
   };
-  for (const auto& pair : input.excluded) add(pair, false);
-  for (const auto& pair : input.oneFour) add(pair, true);
+  for (const auto& pair : input.excluded) add(pair, /*oneFour=*/false);
+  for (const auto& pair : input.oneFour) add(pair, /*oneFour=*/true);
 }
 
 void PairLayout::rejectPairs(const PairInput& input) {

@@ -13,13 +13,13 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "pairs/loops.cpp"
 #include <hwy/foreach_target.h>
-#include <hwy/highway.h>
+
+#include "kernels/simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace QZMolPotential {
 namespace HWY_NAMESPACE {
 
-namespace hn = hwy::HWY_NAMESPACE;
 using D = hn::CappedTag<double, kClusterSize>;
 using V = hn::Vec<D>;
 using M = hn::Mask<D>;

@@ -13,7 +13,8 @@ namespace QZMolPotential {
 /// written this far beyond its end.
 inline constexpr std::size_t kClusterSize = 8;
 
-/// A slot, or a pair's second slot with what is special about the pair.
+/// In an entry of `special`, which is the second slot of a pair: the pair is three bonds apart, not
+/// excluded.
 inline constexpr std::uint32_t kOneFourBit = 0x80000000u;
 
 /// The data of one evaluation for the loops. Atoms are stored in slots, mobile atoms first. Row i

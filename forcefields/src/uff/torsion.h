@@ -55,7 +55,7 @@ struct UffTorsion {
     const double c = d.cosine;
     const Series e = At(p, c);
     const double curvature = e.second * (1.0 - c * c) - e.first * c;
-    if (curvature > 0.0) AddDihedralDerivatives<false>(sink, nullptr, atoms, d, 0.0, curvature);
+    if (curvature > 0.0) AddOuterProducts(sink, atoms, d.AngleGradient(), curvature);
   }
 
  private:

@@ -50,8 +50,8 @@ std::vector<ConstraintEntry> EntriesOver(QZFunc1& fallBack, std::vector<Constrai
   return entries;
 }
 
-// Goes on in the fall-back's variables from where `stuck` is, `x` receiving what they lead to.
-// Nothing where there is no fall-back.
+// Goes on in the variables of the fall-back from the point that `stuck` has reached; `x` receives
+// the result. Empty when there is no fall-back.
 std::optional<Solution> FallBack(QZRestartable& func,
                                  const ConstrainedRun& stuck,
                                  const std::vector<ConstraintEntry>& entries,

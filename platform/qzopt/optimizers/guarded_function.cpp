@@ -7,6 +7,8 @@
 #include <exception>
 #include <utility>
 
+#include "kernels/packed.h"
+
 namespace QZOpt {
 namespace {
 
@@ -45,13 +47,13 @@ bool GuardedFunction::Evaluate(const double* x, double* energy, double* grad) {
 
 bool GuardedFunction::EvaluateHessian(const double* x, std::vector<double>& hessian) {
   if (func2_ == nullptr) return false;
-  hessian.assign(numVar_ * (numVar_ + 1) / 2, 0.0);
+  hessian.assign(QZMolPotential::PackedSize(numVar_), 0.0);
   try {
     if ((*func2_)(x, hessian.data(), nullptr) && AreFinite(hessian.data(), hessian.size())) {
       return true;
     }
   } catch (const std::exception&) {
-    // Energy and gradient may serve all the same.
+    // The run can go on with energy and gradient.
   }
   func2_ = nullptr;
   return false;

@@ -18,6 +18,8 @@ using ConstVector = Eigen::Map<const Eigen::VectorXd>;
 constexpr double kFloor = 1e-3;
 // A model that is not quite positive gets more of it, tenfold at a time, up to this.
 constexpr double kLargestFloor = 1.0;
+// Up to this many variables a model is factored as a dense matrix, which needs no ordering.
+constexpr std::size_t kLargestDenseModel = 240;
 
 }  // namespace
 
@@ -45,31 +47,50 @@ bool Metric::TakeModel(QZHessianModel* model, const double* x) {
   try {
     if (!model->AppendModelHessian(x, entries_) || entries_.empty()) return false;
   } catch (const std::exception&) {
-    return false;  // a hint and no more: the function itself tells what is wrong
+    return false;  // only a hint: a faulty function shows its fault when it is evaluated
   }
-  const auto n = static_cast<Eigen::Index>(n_);
   std::vector<double> diagonal(n_, 0.0);
-  std::vector<Eigen::Triplet<double>> triplets;
-  triplets.reserve(entries_.size() + n_);
   for (const QZMatrixEntry& entry : entries_) {
     if (entry.column > entry.row || entry.row >= n_ || !std::isfinite(entry.value)) return false;
-    triplets.emplace_back(entry.row, entry.column, entry.value);
     if (entry.row == entry.column) diagonal[entry.row] += entry.value;
   }
   for (std::size_t i = 0; i < n_; ++i) {
-    const auto index = static_cast<Eigen::Index>(i);
-    const double scale = Scale(i);
-    if (!(diagonal[i] > 0.0)) diagonal[i] = 1.0 / (scale * scale * kFloor);
-    triplets.emplace_back(index, index, kFloor * diagonal[i]);
+    if (!(diagonal[i] > 0.0)) diagonal[i] = 1.0 / (Scale(i) * Scale(i) * kFloor);
   }
+  if (n_ > kLargestDenseModel) {
+    SparseMatrix matrix = sparseModel();
+    return factoriseWithFloor(matrix, diagonal);
+  }
+  const auto n = static_cast<Eigen::Index>(n_);
+  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(n, n);
+  for (const QZMatrixEntry& entry : entries_) matrix(entry.row, entry.column) += entry.value;
+  denseIsModel_ = factoriseWithFloor(matrix, diagonal);
+  return denseIsModel_;
+}
+
+SparseMatrix Metric::sparseModel() const {
+  std::vector<Eigen::Triplet<double>> triplets;
+  triplets.reserve(entries_.size() + n_);
+  for (const QZMatrixEntry& entry : entries_) {
+    triplets.emplace_back(entry.row, entry.column, entry.value);
+  }
+  const auto n = static_cast<Eigen::Index>(n_);
+  for (Eigen::Index i = 0; i < n; ++i) triplets.emplace_back(i, i, 0.0);
   SparseMatrix matrix(n, n);
   matrix.setFromTriplets(triplets.begin(), triplets.end());
-  for (double floor = kFloor; floor <= kLargestFloor; floor *= 10.0) {
-    if (factorise(matrix)) return true;
+  return matrix;
+}
+
+template <class Matrix>
+bool Metric::factoriseWithFloor(Matrix& matrix, const std::vector<double>& diagonal) {
+  double floor = 0.0;
+  for (double next = kFloor; next <= kLargestFloor; next *= 10.0) {
     for (std::size_t i = 0; i < n_; ++i) {
       const auto index = static_cast<Eigen::Index>(i);
-      matrix.coeffRef(index, index) += 9.0 * floor * diagonal[i];
+      matrix.coeffRef(index, index) += (next - floor) * diagonal[i];
     }
+    floor = next;
+    if (factorise(matrix)) return true;
   }
   return false;
 }
@@ -84,13 +105,19 @@ bool Metric::factorise(SparseMatrix& matrix) {
   return true;
 }
 
-bool Metric::TakeMatrix(const std::vector<double>& packed) {
-  Eigen::MatrixXd matrix = LowerTriangle(packed, n_);
+bool Metric::factorise(Eigen::MatrixXd& matrix) {
   auto factor = std::make_unique<Eigen::LLT<Eigen::MatrixXd>>(matrix);
   if (factor->info() != Eigen::Success || !matrix.allFinite()) return false;
   dense_ = std::move(factor);
   factor_.reset();
   denseMatrix_ = std::move(matrix);
+  return true;
+}
+
+bool Metric::TakeMatrix(const std::vector<double>& packed) {
+  Eigen::MatrixXd matrix = LowerTriangle(packed, n_);
+  if (!factorise(matrix)) return false;
+  denseIsModel_ = false;
   return true;
 }
 

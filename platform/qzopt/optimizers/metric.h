@@ -37,7 +37,9 @@ class Metric {
   /// the metric as it was, where it is not positive definite.
   bool TakeMatrix(const std::vector<double>& packed);
   /// Drops the matrix of `TakeMatrix`, if there is one.
-  void DropMatrix() { dense_.reset(); }
+  void DropMatrix() {
+    if (!denseIsModel_) dense_.reset();
+  }
 
   bool IsDiagonal() const { return factor_ == nullptr && dense_ == nullptr; }
   double Scale(std::size_t i) const { return scales_.empty() ? 1.0 : scales_[i]; }
@@ -56,14 +58,20 @@ class Metric {
  private:
   using Factor = Eigen::SimplicialLLT<Eigen::SparseMatrix<double>, Eigen::Lower>;
 
+  Eigen::SparseMatrix<double> sparseModel() const;
+  // False, with the metric as it was, where no floor under the diagonal makes it positive definite.
+  template <class Matrix>
+  bool factoriseWithFloor(Matrix& matrix, const std::vector<double>& diagonal);
   bool factorise(Eigen::SparseMatrix<double>& matrix);
+  bool factorise(Eigen::MatrixXd& matrix);
 
   std::size_t n_;
   std::vector<double> scales_;
-  std::unique_ptr<Factor> factor_;                      // of a model; null: none
-  Eigen::SparseMatrix<double> matrix_;                  // the model, lower triangle
+  std::unique_ptr<Factor> factor_;                      // of a large model; null: none
+  Eigen::SparseMatrix<double> matrix_;                  // that model, lower triangle
   std::unique_ptr<Eigen::LLT<Eigen::MatrixXd>> dense_;  // of any other matrix; null: none
   Eigen::MatrixXd denseMatrix_;                         // lower triangle
+  bool denseIsModel_ = false;
   std::vector<QZMatrixEntry> entries_;
   mutable Eigen::VectorXd work_;
 };

@@ -88,7 +88,7 @@ void Minimisation::take(const RunState& state) {
   result_.message = state.Message();
 }
 
-// Goes on in the fall-back's variables from `x`, which receives what they lead to.
+// Goes on in the variables of the fall-back from `x`, which receives the result.
 void Minimisation::fallBack(QZRestartable& func,
                             double* x,
                             std::size_t numVar,
@@ -144,7 +144,7 @@ QZOptResult Minimisation::Run(QZFunc1& f, double* x, QZCheckpoint1* checkpoint) 
     if (isBetter) {
       state.ReportEnd();
     } else if (checkpoint != nullptr) {
-      // The start afresh led nowhere: `x` and the result are what was there before.
+      // Starting afresh gained nothing: `x` and the result stay as they were before.
       (*checkpoint)(limits_.Iterations(),
                     static_cast<unsigned int>(n),
                     result_.energy,

@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "kernels/packed.h"
+
 namespace QZOpt {
 namespace {
 
@@ -67,7 +69,7 @@ std::vector<double> UpdatedMatrix(const Metric& metric,
     b.noalias() -= bs * (bs.transpose() / s.dot(bs));
   }
   std::vector<double> packed;
-  packed.reserve(numVar * (numVar + 1) / 2);
+  packed.reserve(QZMolPotential::PackedSize(numVar));
   for (Eigen::Index row = 0; row < n; ++row) {
     for (Eigen::Index column = 0; column <= row; ++column) packed.push_back(b(row, column));
   }
@@ -219,7 +221,8 @@ void Search::keepStep(const Point& from) {
   steps_.push_back(std::move(step));
 }
 
-// Other variables at the current point, with what is known of the Hessian. False: the run ended.
+// Lets the function choose other variables at the current point, and converts what is known of the
+// Hessian. False: the run ended.
 bool Search::revise() {
   if (!state_.Revise(steps_)) return false;
   recent_ = {};

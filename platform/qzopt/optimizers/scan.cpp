@@ -60,8 +60,8 @@ std::vector<QZScanPoint> QZRelaxedScan::makePoints() const {
   return points;
 }
 
-// Every point once, each beside the one before: to and fro through the rows of targets, and on the
-// way back through the columns.
+// The order of the points, in which each is a neighbour of the one before: forward along the rows
+// of targets in alternating direction, and on the way back along the columns.
 std::vector<std::size_t> QZRelaxedScan::path(bool back) const {
   const std::size_t rows = driven_[0].targets.size();
   const std::size_t columns = driven_.size() == 1 ? 1 : driven_[1].targets.size();

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <vector>
 
+#include "kernels/packed.h"
+
 namespace QZOpt {
 
 QZFunc0::~QZFunc0() = default;
@@ -54,9 +56,8 @@ double NumericHessian(QZFunc1& func, const double* x, double* hessian, double st
     for (std::size_t j = 0; j < n; ++j) {
       const double derivative = (forward[j] - backward[j]) / (up - down);
       // Each off-diagonal element is met twice, as (i, j) and (j, i): half from each.
-      const std::size_t row = std::max(i, j);
-      const std::size_t column = std::min(i, j);
-      hessian[row * (row + 1) / 2 + column] += i == j ? derivative : 0.5 * derivative;
+      hessian[QZMolPotential::PackedIndex(std::max(i, j), std::min(i, j))] +=
+          i == j ? derivative : 0.5 * derivative;
     }
   }
   return func(x);

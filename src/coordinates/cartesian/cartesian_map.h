@@ -14,7 +14,6 @@ class CartesianMap final : public CoordinateMap {
  public:
   CartesianMap(std::size_t atomIndexBound, std::vector<unsigned int> moving);
 
-  const std::vector<unsigned int>& Moving() const { return moving_; }
   std::size_t NumVar() const override { return 3 * moving_.size(); }
   std::vector<VariableKind> Kinds() const override;
   bool Start(const double* coords, double* vars) override;

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "coordinates/evaluation.h"
 #include "coordinates/interactions.h"
 #include "coordinates/redundant/coordinates.h"
 #include "coordinates/redundant/solver.h"
@@ -41,14 +42,16 @@ struct QZRedundantInterAdaptor::State {
   std::vector<double> rowCoords;  // those that the rows belong to
   std::vector<double> q;          // at the current coordinates
   std::vector<double> variables;  // what GetVar returns
-  std::vector<double> cartGrad, newCoords, target, internalWork;
+  std::vector<double> newCoords, target, internalWork;
+  Evaluation work;
 
   State(const QZChem::QZMolBase& mol,
         const QZSystem::QZUnaryPredicate<QZChem::QZAtomBase>* frozen) {
     internals.Build(mol, frozen);
     rows = internals.EmptyRows();
     const std::size_t numCoords = 3 * std::size_t{mol.AtomIndexBound()};
-    for (auto* v : {&coords, &cartGrad, &newCoords}) v->assign(numCoords, 0.0);
+    for (auto* v : {&coords, &newCoords}) v->assign(numCoords, 0.0);
+    work.Resize(numCoords, /*hessian=*/false);
     for (auto* v : {&q, &target, &internalWork}) v->assign(internals.Size(), 0.0);
     variables.assign(internals.NumActive(), 0.0);
     mol.GetCoords(coords.data());
@@ -73,6 +76,13 @@ struct QZRedundantInterAdaptor::State {
       target[i] = internals.IsActive(i) ? *vars++ : q[i];
       if (internals.IsActiveBond(i)) target[i] = std::abs(target[i]);
     }
+  }
+
+  // Where `vars` lead, converged or not.
+  bool Place(const double* vars, double* x) {
+    backTransform(vars);
+    std::ranges::copy(coords, x);
+    return true;
   }
 
   // Moves the current coordinates to the internals `vars`.
@@ -200,17 +210,15 @@ bool QZRedundantInterAdaptor::AdaptGrad(double* grad, const double* cartGrad) co
 
 double QZRedundantInterAdaptor::operator()(const double* vars) {
   if (!state_) return std::numeric_limits<double>::quiet_NaN();
-  state_->backTransform(vars);
-  return (*wrapped_)(state_->coords.data());
+  return state_->work.Energy(*wrapped_, [&](double* x) { return state_->Place(vars, x); });
 }
 
 double QZRedundantInterAdaptor::operator()(const double* vars, double* grad) {
   if (!state_) return std::numeric_limits<double>::quiet_NaN();
-  state_->backTransform(vars);
-  std::fill(state_->cartGrad.begin(), state_->cartGrad.end(), 0.0);
-  const double energy = (*wrapped_)(state_->coords.data(), state_->cartGrad.data());
-  AdaptGrad(grad, state_->cartGrad.data());
-  return energy;
+  return state_->work.Gradient(
+      *wrapped_,
+      [&](double* x) { return state_->Place(vars, x); },
+      [&](const double* cartGrad) { AdaptGrad(grad, cartGrad); });
 }
 
 }  // namespace QZMolPotential

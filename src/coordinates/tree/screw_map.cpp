@@ -10,6 +10,7 @@
 #include "kernels/dihedral.h"
 #include "kernels/packed.h"
 #include "kernels/rotation.h"
+#include "kernels/screw.h"
 
 namespace QZMolPotential {
 namespace {
@@ -18,16 +19,6 @@ using Unit = ScrewLayout::Unit;
 
 constexpr std::array<Vec3, 4> kUnits{
     Vec3{}, Vec3{1.0, 0.0, 0.0}, Vec3{0.0, 1.0, 0.0}, Vec3{0.0, 0.0, 1.0}};
-
-// Σ (ω x y) x g = M ω - tr(M) ω, M = Σ y ⊗ g.
-Vec3 Curl(const Mat3& m, const Vec3& omega) {
-  return m * omega - (m.row0.x + m.row1.y + m.row2.z) * omega;
-}
-
-// Σ y x g.
-Vec3 Torque(const Mat3& m) {
-  return {m.row1.z - m.row2.y, m.row2.x - m.row0.z, m.row0.y - m.row1.x};
-}
 
 // The rotation vectors ω_k = 2 Im(e_k q̄) / |q|² of quaternion components, dR/dq_k = ω_k x R.
 std::array<Vec3, 4> RotationVectors(const std::array<double, 4>& q, double s) {
@@ -257,15 +248,15 @@ void ScrewMap::AddCurvature(const double* cartGrad, double* hess) {
   const auto& torsions = layout_.forest.Torsions();
   const auto carrierOf = [&](std::size_t k) { return bodySlotOf(torsions[k].b); };
   SumOutwards(layout_.forest, Motion::kDoubles, carrierOf, sums);
-  const auto momentAbout = [&](std::size_t slot, const Vec3& at) {
+  const auto momentsAbout = [&](std::size_t slot, const Vec3& at) {
     const Motion sum = Motion::Load(sums, slot);
-    return sum.r + -Outer(at - origin_, sum.s);
+    return AtomMoments{sum.r, sum.s}.About(at - origin_);
   };
   const auto add = [&](std::size_t v, std::size_t w, double value) {
     hess[v > w ? PackedIndex(v, w) : PackedIndex(w, v)] += value;
   };
   for (const std::size_t a : layout_.forest.Outwards()) {
-    const Vec3 curl = Curl(momentAbout(a, axes_[a].at), axes_[a].omega);
+    const Vec3 curl = momentsAbout(a, axes_[a].at).Curl(axes_[a].omega);
     for (std::size_t b = a; b < torsions.size(); b = layout_.forest.Surrounding(b)) {
       add(axes_[a].var, axes_[b].var, Dot(axes_[b].omega, curl));
     }
@@ -279,14 +270,14 @@ void ScrewMap::AddCurvature(const double* cartGrad, double* hess) {
   for (std::size_t b = 0; b < bodies_.size(); ++b) {
     const Body& body = bodies_[b];
     if (body.s == 0.0) continue;
-    const Mat3 moment = momentAbout(numTorsions() + b, body.at);
-    const Vec3 torque = Torque(moment);
+    const AtomMoments moments = momentsAbout(numTorsions() + b, body.at);
+    const Vec3 torque = moments.Torque();
     for (std::size_t k = 0; k < 4; ++k) {
       for (std::size_t j = 0; j <= k; ++j) {
         const Vec3 turned = (2.0 / body.s) * (UnitProduct(k, j) - body.q[j] * body.omega[k]);
         add(body.var + k,
             body.var + j,
-            Dot(body.omega[k], Curl(moment, body.omega[j])) + Dot(turned, torque));
+            Dot(body.omega[k], moments.Curl(body.omega[j])) + Dot(turned, torque));
       }
     }
   }

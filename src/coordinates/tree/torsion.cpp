@@ -43,7 +43,6 @@ struct QZTorsionAdaptor::State {
   std::vector<double> coords, refCoords;
   std::vector<double> values, refValues;
   std::vector<double> work;
-  int* fixedAtoms = nullptr;
 };
 
 QZTorsionAdaptor::QZTorsionAdaptor() : state_(std::make_unique<State>()) {}
@@ -179,7 +178,6 @@ bool QZTorsionAdaptor::IsTorsionActive(unsigned int i) const {
 
 void QZTorsionAdaptor::FixAtoms(int*& atoms) {
   if (atoms == nullptr) return;
-  state_->fixedAtoms = atoms;
   TorsionForest& forest = state_->forest;
   std::vector<unsigned char> fixed(forest.NumAtomIndices(), 0);
   for (const std::size_t atom : forest.Atoms())

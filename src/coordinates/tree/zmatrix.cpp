@@ -62,7 +62,6 @@ struct QZZmatAdaptor::State {
   std::vector<double> coords;
   std::vector<Vec3> points;  // of a conversion or gradient
   std::vector<Vec3> forces;
-  int* fixedAtoms = nullptr;
 };
 
 QZZmatAdaptor::QZZmatAdaptor() : state_(std::make_unique<State>()) {}
@@ -353,8 +352,7 @@ void QZZmatAdaptor::GetAdaptedVariables(const QZChem::QZMolBase& mol, double* va
 
 void QZZmatAdaptor::FixAtoms(int*& atoms) {
   if (atoms == nullptr) return;
-  state_->fixedAtoms = atoms;
-  const auto fixed = [this](std::size_t atom) { return state_->fixedAtoms[atom] < 0; };
+  const auto fixed = [atoms](std::size_t atom) { return atoms[atom] < 0; };
   if (state_->numAtoms == 1) state_->rows[0].mask[kDistance] = fixed(0) ? 0 : 1;
   for (std::size_t k = 1; k < state_->numAtoms; ++k) {
     State::Row& row = state_->rows[k];

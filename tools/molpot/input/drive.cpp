@@ -5,11 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <optional>
+#include <utility>
 
 #include "input/errors.h"
 #include "input/words.h"
 #include "output/console.h"
-#include "qzchem/qzchem.h"
 
 namespace Molpot {
 namespace {
@@ -17,28 +18,19 @@ namespace {
 constexpr const char* kScan = "--scan";
 constexpr double kMostPoints = 100000.0;
 
-// How many atoms the leading words name, three numbers coming behind.
-unsigned int CountAtoms(const std::vector<std::string>& words) {
-  QZChem::QZSubSearch search;
-  const bool isPattern = words.size() == 4 && search.Init(words.front().c_str(), false);
-  for (const unsigned int count : {2U, 3U, 4U}) {
-    if (isPattern ? search.HasMaps(count) : words.size() == count + 3) return count;
-  }
-  throw UsageError(
-      std::string(kScan) +
-      ": \"i j [k [l]] from to step\" is needed, or a SMARTS with map numbers in place "
-      "of the atoms");
-}
-
 }  // namespace
-
-Drive::Drive(const std::string& option, unsigned int numAtoms, std::vector<std::string>& words)
-    : numAtoms_(numAtoms), atoms_(option, numAtoms, words) {}
 
 Drive Drive::Parse(const std::string& argument) {
   std::vector<std::string> words = Words(argument);
-  const unsigned int numAtoms = CountAtoms(words);
-  Drive drive(kScan, numAtoms, words);
+  std::optional<AtomTuple> atoms = AtomTuple::TakeBefore(3, kScan, words);
+  if (!atoms.has_value()) {
+    throw UsageError(
+        std::string(kScan) +
+        ": \"i j [k [l]] from to step\" is needed, or a SMARTS with map numbers in place "
+        "of the atoms");
+  }
+  const unsigned int numAtoms = atoms->Count();
+  Drive drive(std::move(*atoms));
   const double from = TakeNumber(kScan, "first value", words);
   const double to = TakeNumber(kScan, "last value", words);
   const double step = TakeNumber(kScan, "step", words);
@@ -55,7 +47,7 @@ Drive Drive::Parse(const std::string& argument) {
 
 Drive Drive::Torsion(const std::string& atoms, double from, double to, double step) {
   std::vector<std::string> words = Words(atoms);
-  Drive drive("--torsion", 4, words);
+  Drive drive(AtomTuple("--torsion", 4, words));
   ExpectEnd("--torsion", words);
   drive.setTargets("--step", from, to, step);
   return drive;
@@ -72,12 +64,12 @@ void Drive::setTargets(const std::string& option, double from, double to, double
 }
 
 const char* Drive::Name() const {
-  if (numAtoms_ == 2) return "distance";
-  return numAtoms_ == 3 ? "angle" : "torsion";
+  if (atoms_.Count() == 2) return "distance";
+  return atoms_.Count() == 3 ? "angle" : "torsion";
 }
 
 double Drive::ToLibrary() const {
-  return numAtoms_ == 2 ? 1.0 : std::numbers::pi / 180.0;
+  return atoms_.Count() == 2 ? 1.0 : std::numbers::pi / 180.0;
 }
 
 std::vector<unsigned int> Drive::Resolve(const QZChem::QZMolBase& mol) const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "input/selection.h"
@@ -18,13 +19,13 @@ class Drive {
   static Drive Torsion(const std::string& atoms, double from, double to, double step);
 
   const std::vector<double>& Targets() const { return targets_; }
-  bool IsTorsion() const { return numAtoms_ == 4; }
+  bool IsTorsion() const { return atoms_.Count() == 4; }
   /// "distance", "angle" or "torsion".
   const char* Name() const;
   /// "Å" or "°".
-  const char* Unit() const { return numAtoms_ == 2 ? "Å" : "°"; }
+  const char* Unit() const { return atoms_.Count() == 2 ? "Å" : "°"; }
   /// "Å" or "deg" as in column headings; "rad" of slopes.
-  const char* UnitWord() const { return numAtoms_ == 2 ? "A" : "deg"; }
+  const char* UnitWord() const { return atoms_.Count() == 2 ? "A" : "deg"; }
   /// Library units: what a target is multiplied by.
   double ToLibrary() const;
   const std::string& AtomsText() const { return atoms_.Text(); }
@@ -32,10 +33,9 @@ class Drive {
   std::vector<unsigned int> Resolve(const QZChem::QZMolBase& mol) const;
 
  private:
-  Drive(const std::string& option, unsigned int numAtoms, std::vector<std::string>& words);
+  explicit Drive(AtomTuple atoms) : atoms_(std::move(atoms)) {}
   void setTargets(const std::string& option, double from, double to, double step);
 
-  unsigned int numAtoms_;
   AtomTuple atoms_;
   std::vector<double> targets_;
 };

@@ -33,7 +33,6 @@ class Restraints {
   void AddFile(const std::string& path, bool constraints);
 
   bool Empty() const { return makers_.empty() && constraintMakers_.empty(); }
-  bool HasConstraints() const { return !constraintMakers_.empty(); }
   /// The files that were read.
   const std::vector<std::string>& Files() const { return files_; }
   /// Where each was asked for.

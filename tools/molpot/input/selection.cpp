@@ -43,18 +43,44 @@ std::vector<unsigned int> AtomSelection::Atoms(const QZChem::QZMolBase& mol) con
   return atoms;
 }
 
+std::shared_ptr<const QZChem::QZSubSearch> ParseSmarts(const std::string& option,
+                                                       const std::string& smarts) {
+  auto search = std::make_shared<QZChem::QZSubSearch>();
+  if (!search->Init(smarts.c_str(), /*reorder=*/false)) {
+    throw UsageError(option + ": the SMARTS \"" + smarts +
+                     "\" does not parse: " + search->GetError());
+  }
+  return search;
+}
+
+std::optional<AtomTuple> AtomTuple::TakeBefore(std::size_t behind,
+                                               const std::string& option,
+                                               std::vector<std::string>& words) {
+  unsigned int number = 0;
+  std::shared_ptr<const QZChem::QZSubSearch> pattern;
+  if (words.size() == behind + 1 && !ParseInteger(words.front(), number)) {
+    pattern = ParseSmarts(option, words.front());
+  }
+  for (const unsigned int count : {2U, 3U, 4U}) {
+    if (pattern == nullptr && words.size() == count + behind) {
+      return AtomTuple(option, count, words);
+    }
+    if (pattern != nullptr && pattern->HasMaps(count)) {
+      AtomTuple tuple(count, words.front(), pattern);
+      words.erase(words.begin());
+      return tuple;
+    }
+  }
+  return std::nullopt;
+}
+
 AtomTuple::AtomTuple(const std::string& option, unsigned int count, std::vector<std::string>& words)
     : count_(count) {
   if (words.empty()) throw UsageError(option + ": atoms are missing");
   unsigned int number = 0;
   if (!ParseInteger(words.front(), number)) {
     text_ = words.front();
-    auto search = std::make_shared<QZChem::QZSubSearch>();
-    if (!search->Init(text_.c_str(), false)) {
-      throw UsageError(option + ": the SMARTS \"" + text_ +
-                       "\" does not parse: " + search->GetError());
-    }
-    pattern_ = std::move(search);
+    pattern_ = ParseSmarts(option, text_);
     if (!pattern_->HasMaps(count)) {
       throw UsageError(option + ": the SMARTS \"" + text_ + "\" must mark " +
                        std::to_string(count) + " atoms with the map numbers 1 to " +

@@ -18,21 +18,18 @@ constexpr double kStrength = 50.0;  // kcal/mol/Å²
 // The molecule of a file, and how others lie on it.
 class Reference {
  public:
-  Reference(const std::string& path, std::optional<std::string> smarts, Parts& parts)
-      : smarts_(std::move(smarts)) {
+  Reference(const std::string& path, const std::optional<std::string>& smarts, Parts& parts) {
     QZChem::qzmolistream stream(path.c_str());
     if (!stream || !QZChem::QZReadMolecule(stream, mol_)) {
       parts.Refuse(path + ": cannot be read" +
                    (stream.GetError().empty() ? "" : ": " + stream.GetError()));
     }
-    if (!smarts_.has_value()) return;
-    if (!search_.Init(smarts_->c_str(), /*reorder=*/false)) {
-      parts.Refuse("the SMARTS \"" + *smarts_ + "\" does not parse: " + search_.GetError());
-    }
+    if (!smarts.has_value()) return;
+    pattern_ = ParseSmarts(parts.From().Label(), *smarts);
     QZConstr::QZPlaces places;
     std::string error;
-    if (!QZConstr::QZFindPlaces(mol_, mol_, search_, places, error)) {
-      parts.Refuse("\"" + *smarts_ + "\" matches nothing in " + path);
+    if (!QZConstr::QZFindPlaces(mol_, mol_, *pattern_, places, error)) {
+      parts.Refuse("\"" + *smarts + "\" matches nothing in " + path);
     }
   }
 
@@ -40,7 +37,7 @@ class Reference {
   QZConstr::QZPlaces Places(const QZMolBase& mol) const {
     QZConstr::QZPlaces places;
     std::string error;
-    if (!(smarts_.has_value() ? QZConstr::QZFindPlaces(mol_, mol, search_, places, error)
+    if (!(pattern_ != nullptr ? QZConstr::QZFindPlaces(mol_, mol, *pattern_, places, error)
                               : QZConstr::QZFindPlaces(mol_, mol, "", places, error))) {
       throw RecordError(error);
     }
@@ -49,16 +46,15 @@ class Reference {
 
  private:
   QZChem::QZGraphMol mol_;
-  std::optional<std::string> smarts_;
-  QZChem::QZSubSearch search_;
+  std::shared_ptr<const QZChem::QZSubSearch> pattern_;  // null: the largest common substructure
 };
 
 }  // namespace
 
 void Restraints::addTether(Parts& parts) {
   const std::string path = parts.File("reference");
-  std::optional<std::string> smarts = parts.OptionalText("smarts");
-  const auto reference = std::make_shared<const Reference>(path, std::move(smarts), parts);
+  const auto reference =
+      std::make_shared<const Reference>(path, parts.OptionalText("smarts"), parts);
   files_.push_back(path);
   const double width = parts.NonNegative("width", 0.0);
   const double k = parts.NonNegative("strength", kStrength);

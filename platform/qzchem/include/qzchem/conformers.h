@@ -8,6 +8,7 @@
 
 namespace QZChem {
 
+/// Options of `QZMakeConformers`.
 struct QZConformerOptions {
   unsigned int count = 1;     // wanted; fewer are returned when conformers are alike
   double rmsThreshold = 0.5;  // Å, heavy atoms superposed; a conformer closer than this is dropped

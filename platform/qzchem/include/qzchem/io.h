@@ -19,7 +19,7 @@ QZ_API bool QZFormatFromPath(const std::string& path, QZMolFormat& format);
 /// Writes molecules one after the other. SDF records of more than 999 atoms are V3000. A file whose
 /// path ends in .gz is compressed. A title or a line of SD data that would break the format is
 /// written with a blank in front of it, and control characters are written as blanks, each with a
-/// Warning.
+/// Warning. Copies: none.
 class QZ_API qzmolostream {
  public:
   /// `out` is not owned and must outlive the stream.

@@ -63,7 +63,9 @@ class QZ_API QZMolBase : public QZSystem::QZBase {
   std::unique_ptr<QZMolImpl> impl_;
 };
 
-/// A molecule that can be built and edited. Copies are deep and keep the holes of the original.
+/// A molecule that can be built and edited. Copies are deep and keep the holes of the original;
+/// they share what was perceived of it until either is edited. One object serves one thread at a
+/// time for editing; several threads may read it.
 class QZ_API QZGraphMol : public QZMolBase {
  public:
   /// `reserve`: atoms to make room for.

@@ -22,8 +22,8 @@ QZ_API bool QZHasBondOrders(const QZMolBase& mol);
 /// or "atom 3 (N): 2 hydrogens are missing (it has 1 bond of 3)". Atoms count from 1.
 QZ_API std::string QZFindMissing(const QZMolBase& mol);
 
-/// Template molecules: their bond orders and charges are transferred to residues, or whole
-/// molecules, whose bonds are known without their orders.
+/// Template molecules, not copyable: their bond orders and charges are transferred to residues, or
+/// whole molecules, whose bonds are known without their orders.
 class QZ_API QZTemplates {
  public:
   QZTemplates();

@@ -10,8 +10,10 @@
 
 namespace QZOpt {
 
+/// The methods of minimisation; see `QZOptOptions::method`.
 enum class QZOptMethod { Auto, QuasiNewton, Newton };
 
+/// Options of the minimisers.
 struct QZOptOptions {
   unsigned int maxIterations = 5000;
   /// Root mean square of the gradient below which a run has converged, in energy units per
@@ -32,6 +34,7 @@ struct QZOptOptions {
   double maxSeconds = 0.0;
 };
 
+/// The result of a minimisation. Energies and gradients are in the units of the function.
 struct QZOptResult {
   /// True only when the gradient criterion was met.
   bool converged = false;
@@ -124,11 +127,13 @@ class QZ_API QZMinimizer {
 /// difference quotient. Variables and gradients of the constraints have the length of the
 /// function's, whatever the `NumVar` of a constraint says. Constraints may depend on one another as
 /// long as they can all be met.
-/// Fails: `converged` is false and `message` gives the reason, with the number (from 1) and the
-/// residual of the constraint that is violated most, or the number of the constraint whose bounds
-/// no value can meet.
-/// Source: Hestenes, J. Optim. Theory Appl. 4, 303 (1969); for bounds Rockafellar, J. Optim. Theory
-/// Appl. 12, 555 (1973).
+/// Owns: nothing; constraints must outlive the call of `Minimize`. Cost: at most 60 inner
+/// minimisations, of which the later ones start near their minimum; each evaluation evaluates all
+/// constraints. Holds a gradient for each constraint. Fails: `converged` is false and `message`
+/// gives the reason, with the number (from 1) and the residual of the constraint that is violated
+/// most, or the number of the constraint whose bounds no value can meet. Source: Hestenes, J.
+/// Optim. Theory Appl. 4, 303 (1969); for bounds Rockafellar, J. Optim. Theory Appl. 12, 555
+/// (1973).
 class QZ_API QZConstrainedMinimizer {
  public:
   explicit QZConstrainedMinimizer(QZOptOptions options = {});

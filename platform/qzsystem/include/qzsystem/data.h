@@ -32,6 +32,7 @@ class QZ_API QZBaseData {
   unsigned int tag_;
 };
 
+/// A tagged datum with its value.
 template <class T>
 class QZTypedData final : public QZBaseData {
  public:

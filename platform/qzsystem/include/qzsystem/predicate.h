@@ -66,16 +66,19 @@ class QZBinaryCallable final : public QZBinaryPredicate<A, B> {
   F f_;
 };
 
+/// Makes a predicate from a copyable callable `bool(const T&)`, for example a lambda.
 template <class T, class F>
 auto QZMakeUnaryPredicate(F f) {
   return QZUnaryCallable<T, F>(std::move(f));
 }
 
+/// Makes a predicate from a copyable callable `bool(const A&, const B&)`.
 template <class A, class B, class F>
 auto QZMakeBinaryPredicate(F f) {
   return QZBinaryCallable<A, B, F>(std::move(f));
 }
 
+/// A predicate that always gives the same answer.
 template <class T, bool Answer>
 class QZUnaryConstant : public QZUnaryPredicate<T> {
  public:
@@ -83,6 +86,7 @@ class QZUnaryConstant : public QZUnaryPredicate<T> {
   QZUnaryConstant* CreateCopy() const override { return new QZUnaryConstant(*this); }
 };
 
+/// A predicate of two objects that always gives the same answer.
 template <class A, class B, bool Answer>
 class QZBinaryConstant : public QZBinaryPredicate<A, B> {
  public:
