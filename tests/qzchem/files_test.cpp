@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -298,6 +299,35 @@ TEST(Files, PdbTitlesAreTheNameInCompoundRecordsOldAndNew) {
         "COMPND    MOL_ID: 1;\nCOMPND   2 MOLECULE: WATER;\nCOMPND   3 CHAIN: A;\n"}) {
     EXPECT_EQ(ReadAll(lines + atom, PDB).titles, "WATER;") << lines;
   }
+}
+
+TEST(Files, AddedHydrogensAreNamedAsTheProteinDataBankDoes) {
+  const auto line = [](int number, const char* name, double x, double y, double z) {
+    char text[100];
+    std::snprintf(text,
+                  sizeof text,
+                  "ATOM  %5d  %-3s SER A   1    %8.3f%8.3f%8.3f  1.00  0.00           %c  \n",
+                  number,
+                  name,
+                  x,
+                  y,
+                  z,
+                  name[0]);
+    return std::string(text);
+  };
+  QZGraphMol serine =
+      ReadAll(line(1, "N", 1.525, 0.493, -0.608) + line(2, "CA", 0.100, 0.469, -0.252) +
+                  line(3, "C", -0.053, 0.004, 1.173) + line(4, "O", 0.751, -0.760, 1.649) +
+                  line(5, "CB", -0.642, -0.489, -1.184) + line(6, "OG", -0.496, -0.049, -2.535) +
+                  line(7, "OXT", -1.084, 0.440, 1.913) + "END\n",
+              PDB)
+          .molecules.at(0);
+  ASSERT_EQ(QZAddHydrogens(serine), 7);
+  std::string names;
+  for (const auto& atom : QZRange(serine.GetAtoms())) {
+    if (atom.GetAtomicNumber() == 1) names += QZGetResidue(atom)->atomName + " ";
+  }
+  EXPECT_EQ(names, "H1 H2 H3 HA HB2 HB3 HG ");
 }
 
 // What was seen of the molecule before hydrogens came serves the whole one: it is embedded as one
