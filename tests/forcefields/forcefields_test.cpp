@@ -10,9 +10,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <random>
 #include <sstream>
+#include <string>
 #include <thread>
 
 #include "support/capture.h"
@@ -114,6 +116,43 @@ TEST(StandardFF, MeetsTheContractOfAFunctionAlsoTermByTerm) {
         EXPECT_EQ(check([&] { return new QZForceFieldTerm(kind, static_cast<Term>(term)); }), "")
             << "term " << term;
       }
+    }
+  }
+}
+
+// Thirty molecules far apart have thirty times the terms of one: nothing stops counting.
+TEST(StandardFF, LeavesNoTermOfLargeMoleculesOut) {
+  const auto one = DataMolecule("decapeptide");
+  constexpr unsigned int kCopies = 30;
+  QZChem::QZGraphMol many;
+  for (unsigned int copy = 0; copy < kCopies; ++copy) {
+    std::vector<QZChem::QZAtomBase*> atoms;
+    for (const auto& atom : QZSystem::QZRange(one.GetAtoms())) {
+      double p[3];
+      one.GetCoords(&atom, p);
+      atoms.push_back(many.AddAtom(atom.GetAtomicNumber(), p[0], p[1] + 1e4 * copy, p[2]));
+      atoms.back()->SetFormalCharge(atom.GetFormalCharge());
+    }
+    for (const auto& bond : QZSystem::QZRange(one.GetBonds())) {
+      many.AddBond(
+          atoms[bond.GetBegin()->GetIndex()], atoms[bond.GetEnd()->GetIndex()], bond.GetOrder());
+    }
+  }
+  const std::vector<double> x = Coords(one);
+  const std::vector<double> all = Coords(many);
+  for (Kind kind : kKinds) {
+    QZStandardFF a(kind);
+    QZStandardFF b(kind);
+    b.SetCutoff(100.0);
+    ASSERT_TRUE(a.Setup(one) && b.Setup(many));
+    std::map<std::string, double> expected;
+    for (auto& term : QZSystem::QZRange(a.GetFComponents(x.data()))) {
+      expected[term.GetName()] = kCopies * term.GetValue();
+    }
+    for (auto& term : QZSystem::QZRange(b.GetFComponents(all.data()))) {
+      const std::string name = term.GetName();
+      if (name == "Van der Waals" || name == "Electrostatics") continue;  // cut off in one
+      EXPECT_NEAR(term.GetValue(), expected[name], 1e-6 * std::abs(expected[name])) << name;
     }
   }
 }

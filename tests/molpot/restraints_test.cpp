@@ -206,6 +206,18 @@ TEST(Tether, FindsTheCommonSubstructureAndTheNearestOfSymmetricMatches) {
   EXPECT_NE(other.err.find("record 2 (ion): --tether"), std::string::npos) << other.err;
 }
 
+// What the variables cannot change is held by them already.
+TEST(Constraints, OfWhatARigidBodyCannotChangeAreMet) {
+  const Scratch scratch;
+  for (const std::string coordinates : {"rigid", "cluster"}) {
+    const auto result = scratch.Molpot(
+        "minimize data/amprenavir.sdf -o out.sdf --host data/hiv_protease.pdb --add-hydrogens "
+        "--constrain-torsion '[CX4:1][NX3:2][SX4:3][c:4]' --coordinates " +
+        coordinates);
+    EXPECT_EQ(result.status, 0) << coordinates << result.err;
+  }
+}
+
 // The schema's own examples cover every property of every kind, and are what the program takes.
 TEST(RestraintFile, TheSchemaIsWhatTheProgramReads) {
   const Scratch scratch;

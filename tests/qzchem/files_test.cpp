@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -205,7 +206,6 @@ TEST(Files, PdbElementsComeFromNamesWhereOldLinesHaveNone) {
   std::vector<unsigned int> elements;
   for (const auto& atom : QZSystem::QZRange(read.molecules[0].GetAtoms())) {
     elements.push_back(atom.GetAtomicNumber());
-    EXPECT_EQ(atom.GetFormalCharge(), 0);
   }
   EXPECT_EQ(elements, (std::vector<unsigned int>{7, 6, 30}));
 }
@@ -278,6 +278,56 @@ TEST(Files, Mol2TypesOfEveryHandAreTakenWhereTheyAreClear) {
     EXPECT_EQ(element(type, true), bonded) << type;
     EXPECT_EQ(element(type, false), alone) << type;
   }
+}
+
+TEST(Files, ChargesThatBondOrdersContradictAreTold) {
+  // A sulfone whose oxygens are drawn with single bonds, and the whole with the charge it implies.
+  const std::string record =
+      "@<TRIPOS>MOLECULE\nx\n3 2 1\nSMALL\nUSER_CHARGES\n@<TRIPOS>ATOM\n1 S 0 0 0 S.O2 1 X 0.6\n"
+      "2 O 1.5 0 0 O.2 1 X -0.3\n3 O -0.7 1.3 0 O.2 1 X -0.3\n@<TRIPOS>BOND\n1 1 2 1\n2 1 3 1\n";
+  const auto note = [](const std::string& text) { return ReadAll(text, MOL2).records.at(0).note; };
+  EXPECT_EQ(note(record), "its charges add up to 0.0, those that its bond orders imply to -2");
+  EXPECT_EQ(note(Replaced(Replaced(record, "1 1 2 1", "1 1 2 2"), "2 1 3 1", "2 1 3 2")), "");
+  EXPECT_EQ(note(Replaced(record, "USER_CHARGES", "NO_CHARGES")), "");
+}
+
+TEST(Files, PdbTitlesAreTheNameInCompoundRecordsOldAndNew) {
+  const std::string atom =
+      "HETATM    1  O   HOH A   1       0.000   0.000   0.000  1.00  0.00           O  \nEND\n";
+  for (const char* lines :
+       {"COMPND    WATER\n",
+        "COMPND    MOL_ID: 1;\nCOMPND   2 MOLECULE: WATER;\nCOMPND   3 CHAIN: A;\n"}) {
+    EXPECT_EQ(ReadAll(lines + atom, PDB).titles, "WATER;") << lines;
+  }
+}
+
+TEST(Files, AddedHydrogensAreNamedAsTheProteinDataBankDoes) {
+  const auto line = [](int number, const char* name, double x, double y, double z) {
+    char text[100];
+    std::snprintf(text,
+                  sizeof text,
+                  "ATOM  %5d  %-3s SER A   1    %8.3f%8.3f%8.3f  1.00  0.00           %c  \n",
+                  number,
+                  name,
+                  x,
+                  y,
+                  z,
+                  name[0]);
+    return std::string(text);
+  };
+  QZGraphMol serine =
+      ReadAll(line(1, "N", 1.525, 0.493, -0.608) + line(2, "CA", 0.100, 0.469, -0.252) +
+                  line(3, "C", -0.053, 0.004, 1.173) + line(4, "O", 0.751, -0.760, 1.649) +
+                  line(5, "CB", -0.642, -0.489, -1.184) + line(6, "OG", -0.496, -0.049, -2.535) +
+                  line(7, "OXT", -1.084, 0.440, 1.913) + "END\n",
+              PDB)
+          .molecules.at(0);
+  ASSERT_EQ(QZAddHydrogens(serine), 7);
+  std::string names;
+  for (const auto& atom : QZRange(serine.GetAtoms())) {
+    if (atom.GetAtomicNumber() == 1) names += QZGetResidue(atom)->atomName + " ";
+  }
+  EXPECT_EQ(names, "H1 H2 H3 HA HB2 HB3 HG ");
 }
 
 // What was seen of the molecule before hydrogens came serves the whole one: it is embedded as one

@@ -122,6 +122,9 @@ TEST(Selection, ErrorsNameTheirPlace) {
     EXPECT_NE(Selected(mol, text, 1).find(reason), std::string::npos) << Selected(mol, text, 1);
   }
   EXPECT_NE(Selected(mol, std::string(5000, '(')).find("too deeply"), std::string::npos);
+  EXPECT_NE(
+      Selected(TwoResidues(), "within 1 of residue 478").find("has that name: residue \"478\""),
+      std::string::npos);
 }
 
 TEST(Selection, NumbersBehindItAreTakenOff) {

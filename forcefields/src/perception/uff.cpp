@@ -99,12 +99,47 @@ class Collector {
           {at(i), at(j), at(l)},
           UffBend::Params::Make(k, order, isOwn ? c0 : 0.0, isOwn ? c1 : 0.0, isOwn ? c2 : 0.0),
           {bond(i, j), bond(j, l)});
-    } else if (const auto* t = dynamic_cast<const UFF::TorsionAngleContrib*>(&contribution)) {
-      const auto [i, j, l, m, v, order, cosine] = Read<TorsionTag>(*t);
-      out_.torsion.Add({at(i), at(j), at(l), at(m)}, {v, order, cosine});
     } else if (const auto* w = dynamic_cast<const UFF::InversionContrib*>(&contribution)) {
       const auto [i, j, l, m, k, c0, c1, c2] = Read<InversionTag>(*w);
       out_.inversion.Add({at(i), at(j), at(l), at(m)}, {k, c0, c1, c2});
+    }
+  }
+
+  // RDKit's builder finds the bonds to turn about by a pattern and stops at 1,000 matches, which
+  // leaves most of a protein without torsions: this takes all. A bond's torsions share its barrier.
+  void AddTorsions(const RDKit::ROMol& mol,
+                   const std::vector<const UFF::AtomicParams*>& types,
+                   ForceFields::ForceField& field) {
+    for (const RDKit::Bond* axis : mol.bonds()) {
+      const RDKit::Atom* j = axis->getBeginAtom();
+      const RDKit::Atom* l = axis->getEndAtom();
+      if (!turns(mol, *j) || !turns(mol, *l)) continue;
+      std::vector<std::pair<const RDKit::Atom*, const RDKit::Atom*>> ends;
+      for (const RDKit::Atom* i : mol.atomNeighbors(j)) {
+        for (const RDKit::Atom* m : mol.atomNeighbors(l)) {
+          if (i != l && m != j && i != m) ends.emplace_back(i, m);
+        }
+      }
+      for (const auto& [i, m] : ends) {
+        const bool isPlanar =
+            i->getHybridization() == RDKit::Atom::SP2 || m->getHybridization() == RDKit::Atom::SP2;
+        UFF::TorsionAngleContrib torsion(&field,
+                                         i->getIdx(),
+                                         j->getIdx(),
+                                         l->getIdx(),
+                                         m->getIdx(),
+                                         axis->getBondTypeAsDouble(),
+                                         j->getAtomicNum(),
+                                         l->getAtomicNum(),
+                                         j->getHybridization(),
+                                         l->getHybridization(),
+                                         types[j->getIdx()],
+                                         types[l->getIdx()],
+                                         isPlanar);
+        torsion.scaleForceConstant(static_cast<unsigned int>(ends.size()));
+        const auto [a, b, c, d, v, order, cosine] = Read<TorsionTag>(torsion);
+        out_.torsion.Add({at(a), at(b), at(c), at(d)}, {v, order, cosine});
+      }
     }
   }
 
@@ -127,6 +162,14 @@ class Collector {
   }
 
  private:
+  // Bent, and not at the end of a triple bond.
+  static bool turns(const RDKit::ROMol& mol, const RDKit::Atom& atom) {
+    for (const RDKit::Bond* bond : mol.atomBonds(&atom)) {
+      if (bond->getBondType() == RDKit::Bond::TRIPLE) return false;
+    }
+    return atom.getHybridization() == RDKit::Atom::SP2 ||
+           atom.getHybridization() == RDKit::Atom::SP3;
+  }
   unsigned int at(int number) const { return graph_.atoms[static_cast<std::size_t>(number)]; }
   unsigned int bond(int from, int to) const {
     for (const auto& next : graph_.neighbours[static_cast<std::size_t>(from)]) {
@@ -166,6 +209,7 @@ std::unique_ptr<const UffParameters> PerceiveUff(const QZChem::QZMolBase& mol,
     auto parameters = std::make_unique<UffParameters>();
     Collector collector(graph, *parameters);
     for (const auto& contribution : field->contribs()) collector.Add(*contribution);
+    collector.AddTorsions(*converted.mol, types, *field);
     collector.AddPairTypes(types);
     for (const RDKit::Atom* atom : converted.mol->atoms()) {
       if (atom->getHybridization() == RDKit::Atom::SP3D && atom->getDegree() == 5) {

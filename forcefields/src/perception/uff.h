@@ -22,8 +22,8 @@ namespace QZMolPotential {
 
 struct AtomGraph;
 
-/// All that UFF says about a molecule, each kind in the order of RDKit's builder. Atoms in bends
-/// have the centre in the middle, those in inversions second.
+/// All that UFF says about a molecule, each kind in the order of RDKit's builder, torsions in that
+/// of their middle bonds. Atoms in bends have the centre in the middle, those in inversions second.
 struct UffParameters {
   BondedArrays<UffStretch> stretch;
   BondedArrays<UffBend> bend;

@@ -15,6 +15,10 @@ namespace {
 constexpr double kStep = 1e-5;
 // Gradients this close to the measured derivative are taken as they are.
 constexpr double kRightLength = 1e-6;
+// A constraint that changes by less than this part of its tolerance where the variables change by 1
+// does not depend on them: a bond length of a rigid body. What is left of its gradient is rounding,
+// which points anywhere.
+constexpr double kRounding = 1e-3;
 
 double Norm(const std::vector<double>& values) {
   return RootMeanSquare(values) * std::sqrt(static_cast<double>(values.size()));
@@ -62,7 +66,10 @@ bool ConstrainedProblem::evaluateConstraint(std::size_t constraint, const double
     if (!std::isfinite(values_[constraint]) || !std::isfinite(length)) {
       return fail(constraint, "is not finite");
     }
-    if (length == 0.0) return true;
+    if (length <= kRounding * constraints_[constraint].tolerance) {
+      std::ranges::fill(row, 0.0);
+      return true;
+    }
     shifted_.assign(x, x + NumVar());
     const double step = StepFor(shifted_);
     for (std::size_t i = 0; i < row.size(); ++i) shifted_[i] = x[i] + step * row[i] / length;

@@ -116,6 +116,7 @@ class Mol2Record {
         if (++inSection_ == 2 && !readCounts(line)) {
           return "The counts line asks for more atoms or bonds than the record has lines";
         }
+        if (inSection_ == 4) hasNoCharges_ = line.starts_with("NO_CHARGES");
       } else if (const std::string_view filled = Trimmed(line);
                  filled.empty() || filled.starts_with('#')) {
         continue;
@@ -187,6 +188,27 @@ class Mol2Record {
       QZSetResidue(atom, residue);
     }
   }
+  // "", or what to say where the charges of the file and those that bonds imply add up to
+  // different sums.
+  std::string DoubtAboutCharges(const QZMolBase& mol) const {
+    double given = 0.0;
+    bool isGiven = false;
+    for (const std::vector<std::string>& words : atoms_) {
+      double charge = 0.0;
+      if (words.size() < 9 || !ToNumber(words[8], charge)) return "";
+      given += charge;
+      isGiven = isGiven || charge != 0.0;
+    }
+    int implied = 0;
+    for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) implied += atom.GetFormalCharge();
+    if (!isGiven || hasNoCharges_ || !(std::abs(given - implied) > 0.5)) return "";
+    std::string text;
+    AppendFormatted(text,
+                    "its charges add up to %.1f, those that its bond orders imply to %d",
+                    std::abs(given) < 0.05 ? 0.0 : given,
+                    implied);
+    return text;
+  }
 
  private:
   bool readCounts(const std::string& line) {
@@ -218,11 +240,12 @@ class Mol2Record {
   std::vector<std::vector<std::string>> atoms_;
   std::unordered_set<std::string> ids_;
   std::unordered_set<std::string> bonded_;
+  bool hasNoCharges_ = false;
 };
 
 }  // namespace
 
-std::string ReadMol2(const std::string& text, QZGraphMol& mol) {
+std::string ReadMol2(const std::string& text, QZGraphMol& mol, std::string& note) {
   const std::size_t start = text.find(kStart);
   if (start == std::string::npos) return "The record has no \"" + std::string(kStart) + "\" line";
   const std::string block = text.substr(start);
@@ -232,6 +255,7 @@ std::string ReadMol2(const std::string& text, QZGraphMol& mol) {
   if (!error.empty()) return error;
   mol.SetTitle(std::string(Trimmed(mol.GetTitle())).c_str());
   record.Complete(mol);
+  note = record.DoubtAboutCharges(mol);
   return "";
 }
 

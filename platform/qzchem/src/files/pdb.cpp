@@ -33,6 +33,16 @@ std::string_view Columns(std::string_view line, std::size_t first, std::size_t c
   return first <= line.size() ? line.substr(first - 1, count) : std::string_view();
 }
 
+// The name in a COMPND line, which in newer files is one of several "KEY: value;"; "" for others.
+std::string_view CompoundName(std::string_view text) {
+  constexpr std::string_view kName = "MOLECULE:";
+  if (text.starts_with("MOL_ID:")) return "";
+  if (!text.starts_with(kName)) return text;
+  text = Trimmed(text.substr(kName.size()));
+  if (text.ends_with(';')) text.remove_suffix(1);
+  return text;
+}
+
 template <class Number>
 bool ToNumber(std::string_view text, Number& value) {
   text = Trimmed(text);
@@ -131,7 +141,7 @@ class PdbRecord {
       readConnections(line);
     } else if (line.starts_with("COMPND") && line.size() > 10 && title_.empty()) {
       const bool isNumbered = line.size() == 80 && IsDigit(line[79]);  // old files, as above
-      title_ = Trimmed(isNumbered ? line.substr(10, 60) : line.substr(10));
+      title_ = CompoundName(Trimmed(isNumbered ? line.substr(10, 60) : line.substr(10)));
     }
     return "";
   }

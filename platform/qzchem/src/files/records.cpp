@@ -42,7 +42,7 @@ std::string Read(const RecordFormat& format,
                  std::string& note) {
   switch (format.kind) {
     case QZMolFormat::MOL2:
-      return ReadMol2(text, mol);
+      return ReadMol2(text, mol, note);
     case QZMolFormat::PDB:
       return ReadPdb(text, format, mol, note);
     case QZMolFormat::XYZ:

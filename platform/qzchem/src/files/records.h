@@ -25,7 +25,7 @@ std::string WriteRecord(QZMolFormat format,
 
 // One of each a format; line ends are "\n". The caller checks atoms and coordinates.
 std::string ReadSdf(const std::string& text, QZGraphMol& mol);
-std::string ReadMol2(const std::string& text, QZGraphMol& mol);
+std::string ReadMol2(const std::string& text, QZGraphMol& mol, std::string& note);
 std::string ReadPdb(const std::string& text,
                     const RecordFormat& format,
                     QZGraphMol& mol,

@@ -33,15 +33,25 @@ std::optional<double> CommonHeight(const QZMolBase& mol) {
   return height;
 }
 
-// "HA" for the hydrogen of "CA", "HB1" and so on where there are several.
-std::string NameOfHydrogen(const QZAtomBase& carrier, const std::string& carrierName) {
+// "HA" for the one hydrogen of "CA"; of several, numbers from 1, and from 2 for the pair of a
+// residue's methylene, as the Protein Data Bank has them. The last hydrogen of `carrier` is named.
+std::string NameOfHydrogen(const QZAtomBase& carrier,
+                           const QZResidue& residue,
+                           unsigned int total) {
   std::string name = "H";
-  if (carrierName.size() > 1) name += carrierName.substr(1);
-  const unsigned int number = carrier.GetDegree() - carrier.GetHeavyDegree();
-  if (name.size() < 4 && number > 0 && carrierName != "N" && carrierName != "O") {
-    name += std::to_string(number);
-  }
+  if (residue.atomName.size() > 1) name += residue.atomName.substr(1);
+  unsigned int number = carrier.GetDegree() - carrier.GetHeavyDegree();
+  if (total == 2 && carrier.GetAtomicNumber() == 6 && !residue.isHetero) ++number;
+  if (total > 1) name += std::to_string(number);
   return name.substr(0, 4);
+}
+
+// Hydrogens bonded to an atom.
+unsigned int CountHydrogens(const RDKit::ROMol& mol, const RDKit::Atom& atom) {
+  unsigned int count = 0;
+  for (const RDKit::Atom* next : mol.atomNeighbors(&atom))
+    count += next->getAtomicNum() == 1 ? 1 : 0;
+  return count;
 }
 
 // Appends what RDKit has beyond the atoms it was given; returns how many.
@@ -61,7 +71,7 @@ int TakeHydrogens(QZRDKitMol& converted, bool isDrawing, QZGraphMol& mol) {
     if (isDrawing) SetWedge(*bond, wedges > 0 ? -1 : (wedges < 0 ? 1 : 0));
     if (const QZResidue* residue = QZGetResidue(*centre); residue != nullptr) {
       QZResidue own = *residue;
-      own.atomName = NameOfHydrogen(*centre, own.atomName);
+      own.atomName = NameOfHydrogen(*centre, *residue, CountHydrogens(*converted.mol, *carrier));
       QZSetResidue(*copy, own);
     }
   }

@@ -75,6 +75,29 @@ SelectionNode MakeResidueNode(Test test) {
   return std::make_shared<const ResidueNode<Test>>(std::move(test));
 }
 
+struct ResidueNumbers final : QZSelection::Node {
+  std::string Mark(const QZMolBase& mol, Marks& marks) const override {
+    const auto test = [this](const QZResidue& residue) {
+      return Contains(ranges, residue.number, residue.insertionCode) &&
+             (chain.empty() || residue.chain == chain);
+    };
+    if (std::string error = ResidueNode(test).Mark(mol, marks); !error.empty()) return error;
+    // A ligand's name may be a number: who means it is told how to say so.
+    const std::string number = std::to_string(ranges.front().first);
+    const bool isAny = std::ranges::find(marks, 1) != marks.end();
+    if (isAny || ranges.size() > 1 || ranges.front().last != ranges.front().first) return "";
+    for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
+      const QZResidue* residue = QZGetResidue(atom);
+      if (residue == nullptr || residue->name != number) continue;
+      return "no residue has the number " + number + ", but one has that name: residue \"" +
+             number + "\"";
+    }
+    return "";
+  }
+  std::vector<NumberRange> ranges;
+  std::string chain;
+};
+
 struct AtomNumbers final : QZSelection::Node {
   std::string Mark(const QZMolBase& mol, Marks& marks) const override {
     const long long count = static_cast<long long>(mol.AtomIndexBound());
@@ -225,11 +248,10 @@ SelectionNode SelectResidueNames(std::vector<std::string> names) {
 }
 
 SelectionNode SelectResidueNumbers(std::vector<NumberRange> ranges, std::string chain) {
-  return MakeResidueNode(
-      [ranges = std::move(ranges), chain = std::move(chain)](const QZResidue& residue) {
-        return Contains(ranges, residue.number, residue.insertionCode) &&
-               (chain.empty() || residue.chain == chain);
-      });
+  auto node = std::make_shared<ResidueNumbers>();
+  node->ranges = std::move(ranges);
+  node->chain = std::move(chain);
+  return node;
 }
 
 SelectionNode SelectWithin(double distance, SelectionNode of) {
