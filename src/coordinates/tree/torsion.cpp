@@ -48,8 +48,8 @@ struct QZTorsionAdaptor::State {
   State& operator=(State&&) = default;
   ~State() = default;
 
-  // The map of the forest as it is; holes stay.
-  void Bind() {
+  // The map of the forest as it is; holes stay. The values of its torsions at the reference.
+  std::vector<double> Bind() {
     ScrewLayout layout;
     layout.forest = forest;
     layout.units = {ScrewLayout::Unit::Still};
@@ -58,10 +58,13 @@ struct QZTorsionAdaptor::State {
     map = std::make_unique<ScrewMap>(std::move(layout));
     std::vector<double> start(map->NumVar());
     map->Start(refCoords.data(), start.data());
+    return start;
   }
+  bool HasHoles() const { return coords.size() != std::size_t{3} * numAtoms; }
   // `x` by the indices that variables have. An atom whose index a hole has pushed past them stays
   // where it is.
   const double* Complete(const double* x) {
+    if (!HasHoles()) return x;
     std::ranges::copy(coords, work.begin());
     std::copy_n(x, std::size_t{3} * numAtoms, work.begin());
     return work.data();
@@ -111,9 +114,7 @@ bool QZTorsionAdaptor::Setup(const QZChem::QZMolBase& mol) {
   s.work.resize(s.coords.size());
   s.grad.resize(s.coords.size());
   s.forest.Build(mol, s.coords.data(), IsRotor);
-  s.Bind();
-  s.values.resize(s.forest.NumTorsions());
-  s.map->MeasureTorsions(s.coords.data(), s.values.data());
+  s.values = s.Bind();  // all are active
   s.refValues = s.values;
   return true;
 }
@@ -138,9 +139,12 @@ bool QZTorsionAdaptor::FuncGradToOptGrad(const double* cartGrad, double* grad, d
   State& s = *state_;
   if (!s.map) return true;
   s.map->Stand(coords != nullptr ? s.Complete(coords) : s.coords.data());
-  std::copy_n(cartGrad, NumFuncVar(), s.grad.begin());
+  if (s.HasHoles()) {
+    std::copy_n(cartGrad, NumFuncVar(), s.grad.begin());
+    cartGrad = s.grad.data();
+  }
   std::fill_n(grad, NumOptVar(), 0.0);
-  s.map->PullGradient(s.grad.data(), grad);
+  s.map->PullGradient(cartGrad, grad);
   return true;
 }
 
