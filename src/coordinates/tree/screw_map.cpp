@@ -143,6 +143,7 @@ bool ScrewMap::Start(const double* coords, double* vars) {
   }
   origin_ = carried_.empty() ? Vec3{} : LoadAtom(coords, carried_[0]);
   coords_ = ref_;
+  axesAreFound_ = false;
   const auto hasAxis = [this](std::size_t k) { return layout_.forest.Torsions()[k].length > 0.0; };
   if (!std::ranges::all_of(layout_.forest.Outwards(), hasAxis)) {
     SetReason("two bonded atoms are at the same place");
@@ -163,7 +164,7 @@ bool ScrewMap::Place(const double* vars, double* coords) {
   for (std::size_t j = 0; j < freeAtoms_.size(); ++j) {
     StoreAtom(coords_.data(), freeAtoms_[j], LoadAtom(vars + freeVars_[j], 0));
   }
-  findAxes();
+  axesAreFound_ = false;
   std::ranges::copy(coords_, coords);
   return CheckFinite(coords_.data());
 }
@@ -174,7 +175,7 @@ void ScrewMap::MeasureTorsions(const double* coords, double* vars) const {
 
 void ScrewMap::Stand(const double* coords) {
   std::copy_n(coords, NumCoords(), coords_.begin());
-  findAxes();
+  axesAreFound_ = false;
 }
 
 void ScrewMap::placeBodies(const double* vars) {
@@ -201,6 +202,8 @@ void ScrewMap::placeBodies(const double* vars) {
 }
 
 void ScrewMap::findAxes() {
+  if (axesAreFound_) return;
+  axesAreFound_ = true;
   for (const std::size_t k : layout_.forest.Outwards()) {
     const auto& t = layout_.forest.Torsions()[k];
     axes_[k].at = LoadAtom(coords_.data(), t.c);
@@ -210,6 +213,7 @@ void ScrewMap::findAxes() {
 
 // ω·(T - (o - origin) x F), F = Σ g and T = Σ (x - origin) x g over the moving set.
 void ScrewMap::PullGradient(const double* cartGrad, double* grad) {
+  findAxes();
   double* const sums = work_.data();
   const std::size_t slots = numTorsions() + bodies_.size();
   std::fill_n(sums, 6 * slots, 0.0);
@@ -241,6 +245,7 @@ void ScrewMap::PullGradient(const double* cartGrad, double* grad) {
 }
 
 void ScrewMap::AddCurvature(const double* cartGrad, double* hess) {
+  findAxes();
   double* const sums = work_.data();  // of each slot Σ g and Σ (x - origin) ⊗ g
   const std::size_t slots = numTorsions() + bodies_.size();
   std::fill_n(sums, Motion::kDoubles * slots, 0.0);

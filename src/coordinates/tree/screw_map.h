@@ -82,7 +82,8 @@ class ScrewMap final : public CoordinateMap {
 
   ScrewLayout layout_;
   std::size_t numVar_ = 0;
-  std::vector<Axis> axes_;  // per torsion
+  std::vector<Axis> axes_;     // per torsion
+  bool axesAreFound_ = false;  // where the atoms stand; only derivatives need them
   std::vector<Body> bodies_;
   std::vector<std::size_t> bodyOf_;    // per unit
   std::vector<std::ptrdiff_t> slot_;   // per atom: its innermost torsion, or numTorsions() + body
