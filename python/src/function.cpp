@@ -31,6 +31,7 @@ py::dict Components(Function& self, const Array& x) {
 struct Interaction {
   std::string term;
   std::vector<unsigned int> atoms;
+  std::vector<unsigned int> hostAtoms;  // by the host's own numbers
   double energy;
 };
 
@@ -47,9 +48,10 @@ py::dict Interactions(Function& self, const Array& x, std::optional<std::size_t>
     };
     std::size_t first = 0;  // where the current term begins
     for (const auto& one : QZSystem::QZRange(func.GetInteractions(mol, vars, ~0U))) {
-      Interaction next{one.GetName(), {}, one.GetValues(nullptr)};
+      Interaction next{one.GetName(), {}, {}, one.GetValues(nullptr)};
       for (const auto& atom : QZSystem::QZRange(one.GetAtoms())) {
-        next.atoms.push_back(atom.GetIndex());
+        const bool isOwn = &atom.GetMol() == &mol;
+        (isOwn ? next.atoms : next.hostAtoms).push_back(atom.GetIndex());
       }
       if (first < all.size() && all.back().term != next.term) first = all.size();
       const bool isFull = highest.has_value() && all.size() - first == *highest;
@@ -63,16 +65,19 @@ py::dict Interactions(Function& self, const Array& x, std::optional<std::size_t>
   });
   py::list terms;
   py::list atoms;
+  py::list hostAtoms;
   Array energies(static_cast<py::ssize_t>(all.size()));
   double* energy = energies.mutable_data();
   for (const Interaction& one : all) {
     terms.append(one.term);
     atoms.append(py::tuple(py::cast(one.atoms)));
+    hostAtoms.append(py::tuple(py::cast(one.hostAtoms)));
     *energy++ = one.energy;
   }
   py::dict result;
   result["term"] = terms;
   result["atoms"] = atoms;
+  result["host_atoms"] = hostAtoms;
   result["energy"] = energies;
   return result;
 }
@@ -186,9 +191,9 @@ if you have it. An exception there ends what called it, with that exception.)")
           py::arg("x"),
           py::arg("highest") = py::none(),
           "The single bonds, angles, pairs, ... at `x`, (N, 3) or flat in Å: a dict of the columns "
-          "term, atoms and energy (kcal/mol), as pandas.DataFrame takes it; with `highest` only "
-          "that "
-          "many of each term, highest energy first.");
+          "term, atoms, host_atoms (atoms of a host that stand still, by its own numbers) and "
+          "energy (kcal/mol), as pandas.DataFrame takes it; with `highest` only that many of each "
+          "term, highest energy first.");
   py::class_<Summed, Function, std::shared_ptr<Summed>>(
       m, "SummedFunction", "A bound function that other terms can be added to.")
       .def("add",

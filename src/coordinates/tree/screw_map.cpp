@@ -123,9 +123,15 @@ double ScrewMap::dihedral(const double* coords, std::size_t k) const {
 bool ScrewMap::Start(const double* coords, double* vars) {
   SetReason("");
   layout_.forest.MeasureAxes(coords);
+  for (const std::size_t k : layout_.forest.Outwards()) {
+    if (layout_.forest.Torsions()[k].length > 0.0) continue;
+    SetReason("two bonded atoms are at the same place");
+    return false;
+  }
   ref_.assign(coords, coords + NumCoords());
-  MeasureTorsions(coords, vars);
-  for (const std::size_t k : layout_.forest.Outwards()) axes_[k].reference = vars[axes_[k].var];
+  for (const std::size_t k : layout_.forest.Outwards()) {
+    vars[axes_[k].var] = axes_[k].reference = dihedral(coords, k);
+  }
   for (Body& body : bodies_) body.centre = {};
   for (std::size_t i = 0; layout_.centred && i < slot_.size(); ++i) {
     const std::ptrdiff_t slot = bodySlotOf(i);
@@ -143,12 +149,6 @@ bool ScrewMap::Start(const double* coords, double* vars) {
   }
   origin_ = carried_.empty() ? Vec3{} : LoadAtom(coords, carried_[0]);
   coords_ = ref_;
-  axesAreFound_ = false;
-  const auto hasAxis = [this](std::size_t k) { return layout_.forest.Torsions()[k].length > 0.0; };
-  if (!std::ranges::all_of(layout_.forest.Outwards(), hasAxis)) {
-    SetReason("two bonded atoms are at the same place");
-    return false;
-  }
   return CheckFinite(coords);
 }
 
@@ -164,18 +164,9 @@ bool ScrewMap::Place(const double* vars, double* coords) {
   for (std::size_t j = 0; j < freeAtoms_.size(); ++j) {
     StoreAtom(coords_.data(), freeAtoms_[j], LoadAtom(vars + freeVars_[j], 0));
   }
-  axesAreFound_ = false;
+  findAxes();
   std::ranges::copy(coords_, coords);
   return CheckFinite(coords_.data());
-}
-
-void ScrewMap::MeasureTorsions(const double* coords, double* vars) const {
-  for (const std::size_t k : layout_.forest.Outwards()) vars[axes_[k].var] = dihedral(coords, k);
-}
-
-void ScrewMap::Stand(const double* coords) {
-  std::copy_n(coords, NumCoords(), coords_.begin());
-  axesAreFound_ = false;
 }
 
 void ScrewMap::placeBodies(const double* vars) {
@@ -202,8 +193,6 @@ void ScrewMap::placeBodies(const double* vars) {
 }
 
 void ScrewMap::findAxes() {
-  if (axesAreFound_) return;
-  axesAreFound_ = true;
   for (const std::size_t k : layout_.forest.Outwards()) {
     const auto& t = layout_.forest.Torsions()[k];
     axes_[k].at = LoadAtom(coords_.data(), t.c);
@@ -213,7 +202,6 @@ void ScrewMap::findAxes() {
 
 // ω·(T - (o - origin) x F), F = Σ g and T = Σ (x - origin) x g over the moving set.
 void ScrewMap::PullGradient(const double* cartGrad, double* grad) {
-  findAxes();
   double* const sums = work_.data();
   const std::size_t slots = numTorsions() + bodies_.size();
   std::fill_n(sums, 6 * slots, 0.0);
@@ -245,7 +233,6 @@ void ScrewMap::PullGradient(const double* cartGrad, double* grad) {
 }
 
 void ScrewMap::AddCurvature(const double* cartGrad, double* hess) {
-  findAxes();
   double* const sums = work_.data();  // of each slot Σ g and Σ (x - origin) ⊗ g
   const std::size_t slots = numTorsions() + bodies_.size();
   std::fill_n(sums, Motion::kDoubles * slots, 0.0);

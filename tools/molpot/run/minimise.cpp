@@ -56,19 +56,18 @@ void ReportHeld(Energy& energy,
   for (const auto& held : constraints) report(held, 0.0);
 }
 
-// The constraint that is missed most, by its option; "" when all are met.
-std::string MissedConstraint(const std::vector<HeldConstraint>& constraints,
-                             const std::vector<double>& residuals) {
-  double most = kConstraintTolerance;
+// The constraint that is missed most at a geometry, by its option; "" when all are met.
+std::string MissedConstraint(const std::vector<HeldConstraint>& constraints, const QZMolBase& mol) {
+  double most = 1.0;  // in tolerances
   std::string text;
-  for (std::size_t k = 0; k < constraints.size() && k < residuals.size(); ++k) {
-    if (std::abs(residuals[k]) <= most) continue;
-    most = std::abs(residuals[k]);
-    const bool isLength = constraints[k].unit == "Å";
-    text = constraints[k].origin.Label() + " (" + constraints[k].what + ") is missed by " +
-           Format("%.3g %s",
-                  isLength ? most : most * 180.0 / std::numbers::pi,
-                  constraints[k].unit.c_str());
+  for (const HeldConstraint& held : constraints) {
+    const double beyond = held.Beyond(held.measure(mol));
+    const double tolerance =
+        held.unit == "Å" ? kConstraintTolerance : kConstraintTolerance * 180.0 / std::numbers::pi;
+    if (!(beyond > most * tolerance)) continue;
+    most = beyond / tolerance;
+    text = held.origin.Label() + " (" + held.what + ") is missed by " +
+           Format("%.3g %s", beyond, held.unit.c_str());
   }
   return text;
 }
@@ -89,7 +88,6 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
   outcome.numVariables = function->NumVar();
   {
     Watch watch(task, outcome, *function);
-    std::string missed;
     QZOpt::QZOptOptions options = task.optimizer;
     if (task.timeLimit > 0.0) options.maxSeconds = std::max(task.timeLimit - outcome.Age(), 1e-6);
     if (constraints.empty()) {
@@ -107,7 +105,6 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
                             kConstraintTolerance);
       }
       outcome.optimizer = minimizer.Minimize(*function, x.data(), &watch);
-      missed = MissedConstraint(constraints, minimizer.GetResiduals());
     }
     outcome.trajectory = watch.Trajectory();
     outcome.reason = outcome.optimizer.converged || watch.Reason().empty()
@@ -117,16 +114,17 @@ void Minimise(const Task& task, Energy& energy, Outcome& outcome) {
     if (isLate && !outcome.optimizer.converged) {
       outcome.reason = Format("the time limit of %g s was reached", task.timeLimit);
     }
-    if (!outcome.optimizer.converged && !missed.empty()) {
-      // In place of the minimiser's own word on it, which numbers the constraints.
-      outcome.reason =
-          missed + "; " + outcome.reason.substr(0, outcome.reason.find("; constraint "));
-    }
   }
   if (!function->AdaptVar(coords.data(), x.data())) {
     throw RecordError("the minimiser's result has no finite geometry");
   }
   mol.SetCoords(coords.data());
+  if (!outcome.optimizer.converged && !constraints.empty()) {
+    // In place of the minimiser's own word on it, which numbers the constraints.
+    const std::string missed = MissedConstraint(constraints, mol);
+    outcome.reason = missed + (missed.empty() ? "" : "; ") +
+                     outcome.reason.substr(0, outcome.reason.find("; constraint "));
+  }
   outcome.backTransformations = function->GetBackTransformations();
   outcome.components = energy.Components(coords.data());
   ReportHeld(energy, constraints, coords, outcome);
