@@ -132,20 +132,23 @@ bool FrameMap::Start(const double* coords, double* vars) {
     StoreAtom(inside_.data(), k, frame_.Inside(LoadAtom(coords, atoms_[k])));
   }
   if (kind_ == Frame::Standard && atoms_.size() > 1) {
-    inside_[3] =
-        Norm(LoadAtom(coords, atoms_[1]) - frame_.origin);  // exact, and 0 for two in one place
+    // Exact, and 0 for two atoms in one place.
+    inside_[3] = Norm(LoadAtom(coords, atoms_[1]) - frame_.origin);
   }
   for (std::size_t v = 0; v < kept_.size(); ++v) vars[v] = inside_[kept_[v]];
-  if (kind_ == Frame::Standard) {  // from here on all is in the frame, exact zeros included
-    frame_ = {};
-    std::ranges::fill(inside_, 0.0);
-  }
+  if (kind_ == Frame::Standard) std::ranges::fill(inside_, 0.0);  // what the frame makes zero is so
   return CheckFinite(coords);
 }
 
 bool FrameMap::Place(const double* vars, double* coords) {
   std::ranges::copy(ref_, coords);
   for (std::size_t v = 0; v < kept_.size(); ++v) inside_[kept_[v]] = vars[v];
+  if (kind_ == Frame::Standard) {
+    for (std::size_t k = 0; k < atoms_.size(); ++k) {
+      StoreAtom(coords, atoms_[k], LoadAtom(inside_.data(), k));
+    }
+    return true;
+  }
   for (std::size_t k = 0; k < atoms_.size(); ++k) {
     StoreAtom(coords, atoms_[k], frame_.Outside(LoadAtom(inside_.data(), k)));
   }
@@ -153,6 +156,12 @@ bool FrameMap::Place(const double* vars, double* coords) {
 }
 
 void FrameMap::PullGradient(const double* cartGrad, double* grad) {
+  if (kind_ == Frame::Standard) {
+    for (std::size_t v = 0; v < kept_.size(); ++v) {
+      grad[v] += cartGrad[3 * std::size_t{atoms_[kept_[v] / 3]} + kept_[v] % 3];
+    }
+    return;
+  }
   for (std::size_t k = 0; k < atoms_.size(); ++k) {
     StoreAtom(turned_.data(), k, frame_.axes * LoadAtom(cartGrad, atoms_[k]));
   }
