@@ -225,6 +225,9 @@ def test_ligand_in_a_host():
     apart += mp.ForceField("mmff94", host).energy(host.coords)
     together = mp.ForceField("mmff94", both).energy(both.coords)
     assert parts["interaction"] == pytest.approx(together - apart, rel=1e-6, abs=1e-6)
+    pairs = [row for row in zip(*function.interactions(ligand.coords).values()) if row[2]]
+    assert sum(energy for *_, energy in pairs) == pytest.approx(parts["interaction"], abs=1e-6)
+    assert {(len(own), len(others)) for _, own, others, _ in pairs} == {(1, 1)}
     result = mp.minimize(function, ligand.coords)
     assert result.converged and result.energy < function.energy(ligand.coords)
     assert function.strain(result.coords) == pytest.approx(

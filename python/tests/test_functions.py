@@ -143,7 +143,7 @@ def test_interactions_sum_to_the_components(aspirin):
     assert max(table["energy"]) == max(worst["energy"])
     assert len(worst["energy"]) == 2 * len(set(worst["term"]))
     pandas = pytest.importorskip("pandas")
-    assert list(pandas.DataFrame(worst).columns) == ["term", "atoms", "energy"]
+    assert list(pandas.DataFrame(worst).columns) == ["term", "atoms", "host_atoms", "energy"]
 
 
 class Spring(mp.Function):

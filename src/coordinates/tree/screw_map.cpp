@@ -123,9 +123,15 @@ double ScrewMap::dihedral(const double* coords, std::size_t k) const {
 bool ScrewMap::Start(const double* coords, double* vars) {
   SetReason("");
   layout_.forest.MeasureAxes(coords);
+  for (const std::size_t k : layout_.forest.Outwards()) {
+    if (layout_.forest.Torsions()[k].length > 0.0) continue;
+    SetReason("two bonded atoms are at the same place");
+    return false;
+  }
   ref_.assign(coords, coords + NumCoords());
-  MeasureTorsions(coords, vars);
-  for (const std::size_t k : layout_.forest.Outwards()) axes_[k].reference = vars[axes_[k].var];
+  for (const std::size_t k : layout_.forest.Outwards()) {
+    vars[axes_[k].var] = axes_[k].reference = dihedral(coords, k);
+  }
   for (Body& body : bodies_) body.centre = {};
   for (std::size_t i = 0; layout_.centred && i < slot_.size(); ++i) {
     const std::ptrdiff_t slot = bodySlotOf(i);
@@ -143,11 +149,6 @@ bool ScrewMap::Start(const double* coords, double* vars) {
   }
   origin_ = carried_.empty() ? Vec3{} : LoadAtom(coords, carried_[0]);
   coords_ = ref_;
-  const auto hasAxis = [this](std::size_t k) { return layout_.forest.Torsions()[k].length > 0.0; };
-  if (!std::ranges::all_of(layout_.forest.Outwards(), hasAxis)) {
-    SetReason("two bonded atoms are at the same place");
-    return false;
-  }
   return CheckFinite(coords);
 }
 
@@ -166,15 +167,6 @@ bool ScrewMap::Place(const double* vars, double* coords) {
   findAxes();
   std::ranges::copy(coords_, coords);
   return CheckFinite(coords_.data());
-}
-
-void ScrewMap::MeasureTorsions(const double* coords, double* vars) const {
-  for (const std::size_t k : layout_.forest.Outwards()) vars[axes_[k].var] = dihedral(coords, k);
-}
-
-void ScrewMap::Stand(const double* coords) {
-  std::copy_n(coords, NumCoords(), coords_.begin());
-  findAxes();
 }
 
 void ScrewMap::placeBodies(const double* vars) {

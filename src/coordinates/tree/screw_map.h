@@ -47,13 +47,6 @@ class ScrewMap final : public CoordinateMap {
   void PullGradient(const double* cartGrad, double* grad) override;
   std::unique_ptr<CoordinateMap> Clone() const override;
 
-  /// The values of the active torsions at `coords` (in) in their places of `vars` (out), of which
-  /// the others stay as they are.
-  void MeasureTorsions(const double* coords, double* vars) const;
-  /// Torsion gradients are those at `coords` from here on, until the next `Place`; the lengths of
-  /// the axes stay those of the start.
-  void Stand(const double* coords);
-
  protected:
   void AddCurvature(const double* cartGrad, double* hess) override;
 

@@ -4,13 +4,14 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <numbers>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "coordinates/tree/screw_map.h"
+#include "coordinates/tree/torsion_forest.h"
+#include "coordinates/tree/torsion_motion.h"
+#include "kernels/dihedral.h"
 #include "qzchem/mol.h"
 #include "qzchem/topology.h"
 #include "qzsystem/error.h"
@@ -32,47 +33,16 @@ bool IsRotor(const QZBondBase& bond) {
 }  // namespace
 
 struct QZTorsionAdaptor::State {
-  State() = default;
-  State(const State& other)
-      : numAtoms(other.numAtoms),
-        forest(other.forest),
-        map(other.map ? std::make_unique<ScrewMap>(*other.map) : nullptr),
-        coords(other.coords),
-        refCoords(other.refCoords),
-        work(other.work),
-        grad(other.grad),
-        values(other.values),
-        refValues(other.refValues) {}
-  State(State&&) = default;
-  State& operator=(const State& other) { return *this = State(other); }
-  State& operator=(State&&) = default;
-  ~State() = default;
-
-  // The map of the forest as it is; holes stay.
-  void Bind() {
-    ScrewLayout layout;
-    layout.forest = forest;
-    layout.units = {ScrewLayout::Unit::Still};
-    layout.unitOf.assign(forest.NumAtomIndices(), ScrewLayout::kNone);
-    for (const std::size_t atom : forest.Atoms()) layout.unitOf[atom] = 0;
-    map = std::make_unique<ScrewMap>(std::move(layout));
-    std::vector<double> start(map->NumVar());
-    map->Start(refCoords.data(), start.data());
-  }
-  // `x` by the indices that variables have. An atom whose index a hole has pushed past them stays
-  // where it is.
-  const double* Complete(const double* x) {
-    std::ranges::copy(coords, work.begin());
-    std::copy_n(x, std::size_t{3} * numAtoms, work.begin());
-    return work.data();
+  // An atom whose index a hole has pushed past the variables stays where it is.
+  Vec3 At(const double* x, unsigned int atom) const {
+    return LoadAtom(atom < numAtoms ? x : coords.data(), atom);
   }
 
   unsigned int numAtoms = 0;
   TorsionForest forest;
-  std::unique_ptr<ScrewMap> map;  // null before Setup
   std::vector<double> coords, refCoords;
-  std::vector<double> work, grad;         // coordinates and gradient by atom index
-  std::vector<double> values, refValues;  // of all torsions
+  std::vector<double> values, refValues;
+  std::vector<double> work;
 };
 
 QZTorsionAdaptor::QZTorsionAdaptor() : state_(std::make_unique<State>()) {}
@@ -108,39 +78,63 @@ bool QZTorsionAdaptor::Setup(const QZChem::QZMolBase& mol) {
   s.coords.resize(std::size_t{3} * mol.AtomIndexBound());
   mol.GetCoords(s.coords.data());
   s.refCoords = s.coords;
-  s.work.resize(s.coords.size());
-  s.grad.resize(s.coords.size());
   s.forest.Build(mol, s.coords.data(), IsRotor);
-  s.Bind();
+  s.work.resize(Motion::kDoubles * s.forest.NumTorsions());
   s.values.resize(s.forest.NumTorsions());
-  s.map->MeasureTorsions(s.coords.data(), s.values.data());
+  FuncVarToOptVar(s.coords.data(), s.values.data());
   s.refValues = s.values;
   return true;
 }
 
 bool QZTorsionAdaptor::FuncVarToOptVar(const double* coords, double* torsions) {
-  if (state_->map) state_->map->MeasureTorsions(state_->Complete(coords), torsions);
+  const auto point = [&](unsigned int atom) { return state_->At(coords, atom); };
+  for (const auto& t : state_->forest.Torsions()) {
+    if (t.activity == 0) continue;
+    *torsions++ = DihedralCosine(point(t.d), point(t.c), point(t.b), point(t.a)).SignedAngle();
+  }
   return true;
 }
 
 bool QZTorsionAdaptor::OptVarToFuncVar(const double* torsions, double* coords) {
   State& s = *state_;
-  if (!s.map) return true;
-  s.map->Place(torsions, s.coords.data());
-  std::copy_n(s.coords.begin(), NumFuncVar(), coords);
   for (std::size_t k = 0; k < s.values.size(); ++k) {
     s.values[k] = s.forest.Torsions()[k].activity != 0 ? *torsions++ : s.refValues[k];
   }
+  TurnTorsions(
+      s.forest,
+      s.refCoords.data(),
+      [&](std::size_t k) { return s.values[k] - s.refValues[k]; },
+      s.work.data(),
+      s.coords.data());
+  std::copy_n(s.coords.begin(), NumFuncVar(), coords);
   return true;
 }
 
+// Σ (e x (x_i - x_c))·g_i over a moving set = e·(T - (x_c - o) x F), F = Σ g_i and
+// T = Σ (x_i - o) x g_i being summed over what each set has of its own, then from set to set
+// outwards.
 bool QZTorsionAdaptor::FuncGradToOptGrad(const double* cartGrad, double* grad, double* coords) {
   State& s = *state_;
-  if (!s.map) return true;
-  s.map->Stand(coords != nullptr ? s.Complete(coords) : s.coords.data());
-  std::copy_n(cartGrad, NumFuncVar(), s.grad.begin());
-  std::fill_n(grad, NumOptVar(), 0.0);
-  s.map->PullGradient(s.grad.data(), grad);
+  const double* x = coords != nullptr ? coords : s.coords.data();
+  double* sums = s.work.data();  // F and T of torsion k at 2k and 2k + 1
+  std::ranges::fill(s.work, 0.0);
+  const Vec3 origin = s.numAtoms > 0 ? LoadAtom(x, 0) : Vec3{};
+  for (std::size_t i = 0; i < s.numAtoms; ++i) {
+    const std::size_t k = s.forest.Innermost(i);
+    if (k == s.forest.NumTorsions()) continue;
+    const Vec3 g = LoadAtom(cartGrad, i);
+    AddToAtom(sums, 2 * k, g);
+    AddToAtom(sums, 2 * k + 1, Cross(LoadAtom(x, i) - origin, g));
+  }
+  SumOutwards(
+      s.forest, 6, [](std::size_t) { return std::ptrdiff_t{-1}; }, sums);
+  for (std::size_t k = 0; k < s.forest.NumTorsions(); ++k) {
+    const auto& t = s.forest.Torsions()[k];
+    if (t.activity == 0) continue;
+    const Vec3 pivot = s.At(x, t.c);
+    const Vec3 torque = LoadAtom(sums, 2 * k + 1) - Cross(pivot - origin, LoadAtom(sums, 2 * k));
+    *grad++ = Dot(pivot - s.At(x, t.b), torque) / t.length;
+  }
   return true;
 }
 
@@ -189,7 +183,6 @@ void QZTorsionAdaptor::FixAtoms(int*& atoms) {
   for (const std::size_t atom : forest.Atoms())
     fixed[atom] = static_cast<unsigned char>(atoms[atom] < 0);
   forest.Hold(fixed);
-  if (state_->map) state_->Bind();
 }
 
 }  // namespace QZMolPotential
