@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "input/parts.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <sstream>
 
 #include "input/errors.h"
@@ -42,8 +43,10 @@ double Parts::NonNegative(const char* name, double fallback) {
 }
 
 void Parts::addConstant(const std::string& name, double value, Formula& formula) const {
-  static const std::regex isName("[A-Za-z_][A-Za-z_0-9]*");
-  if (!std::regex_match(name, isName)) Refuse("\"" + name + "\" cannot be the name of a constant");
+  const auto isPart = [](unsigned char c) { return c == '_' || std::isalnum(c) != 0; };
+  const bool isName = !name.empty() && std::ranges::all_of(name, isPart) &&
+                      std::isdigit(static_cast<unsigned char>(name[0])) == 0;
+  if (!isName) Refuse("\"" + name + "\" cannot be the name of a constant");
   if (!formula.constants.emplace(name, value).second) {
     Refuse("the constant \"" + name + "\" is given twice");
   }
