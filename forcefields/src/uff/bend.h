@@ -12,8 +12,8 @@ namespace QZMolPotential {
 /// Angle bending of UFF, a short Fourier series in θ and so a polynomial in c = cos θ:
 ///   order 0:       E = k (C0 + C1 cos θ + C2 cos 2θ), its minimum at the centre's own angle
 ///   order n = 1:   E = k (1 + cos θ)             linear
-///   order n > 1:   E = k (1 - cos nθ) / n²       trigonal 3, square and octahedral 4; the axial pair
-///                                                of a trigonal bipyramid 2, in its equator 3
+///   order n > 1:   E = k (1 - cos nθ) / n²       trigonal 3, square and octahedral 4; the axial
+///                                                pair of a trigonal bipyramid 2, its equator 3
 /// E is regular in c, straight angles included: gradient 0 there, the Hessian that of the formula.
 /// RDKit's gradient divides by a sine of at least 1e-8 instead, which is the same but at the very
 /// point; nothing is added against angles that close.
