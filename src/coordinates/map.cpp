@@ -53,6 +53,7 @@ template <class Element>
 void CoordinateMap::sandwich(Element element, double* hess) {
   const std::size_t count = NumVar();
   const std::size_t n = moving_.size();
+  prepareManyPulls();
   double* const column = column_.get();
   double* const image = column + numCoords_;
   std::fill_n(column, numCoords_, 0.0);

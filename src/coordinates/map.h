@@ -97,6 +97,8 @@ class CoordinateMap {
   CoordinateMap(const CoordinateMap& other);
   CoordinateMap& operator=(const CoordinateMap&) = delete;
 
+  /// Called before the many `PullGradient` of a `PullHessian` or `PullModel` here.
+  virtual void prepareManyPulls() {}
   /// **Adds** Σ g_i ∂²x_i/∂v∂v to the packed `hess`; for maps that are content with the
   /// `PullHessian` here. Nothing for linear ones.
   virtual void AddCurvature(const double* cartGrad, double* hess);

@@ -74,6 +74,10 @@ class DelocalisedMap final : public InternalMap {
   Route placeBody(const double* vars) override;
   void followBody(const InternalMap& other) override;
   const std::vector<double>& bodyCoords() const override { return y_; }
+  // One factor for the geometry spares every gradient its refinement.
+  void prepareManyPulls() override {
+    if (!fresh_) factor();
+  }
   void pullBody(const double* g, double* out) override;
   void addBodyCurvature(const double* g, double* hess) override;
 
@@ -333,7 +337,7 @@ void DelocalisedMap::pullBody(const double* g, double* out) {
 
 // -Aᵀ (Σ c ∂²q) A, A = ∂y/∂s and c = D U g_s / κ.
 void DelocalisedMap::addBodyCurvature(const double* g, double* hess) {
-  factor();
+  if (!fresh_) factor();
   if (pulled_.empty()) {  // the first Hessian since the start
     SetCurvaturePattern(primitives(), fixed_, bent_);
     pulled_.resize(numBody_);
