@@ -89,8 +89,11 @@ struct ResidueNumbers final : QZSelection::Node {
     for (const auto& atom : QZSystem::QZRange(mol.GetAtoms())) {
       const QZResidue* residue = QZGetResidue(atom);
       if (residue == nullptr || residue->name != number) continue;
-      return "no residue has the number " + number + ", but one has that name: residue \"" +
-             number + "\"";
+      return std::string("no residue has the number ")
+          .append(number)
+          .append(", but one has that name: residue \"")
+          .append(number)
+          .append("\"");
     }
     return "";
   }
